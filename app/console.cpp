@@ -1,0 +1,57 @@
+#include "app/console.h"
+
+#include <filesystem>
+#include <iostream>
+
+#include "core/file.h"
+
+namespace Quarn {
+
+namespace {
+
+/// Mode 0 opens for writing too, which a script that may only be read refuses, and which would keep a pipe open for
+/// ever: it would wait for its own writing end.
+File OpenScript(const s_str& path) {
+    std::error_code ignored;
+    if (std::filesystem::is_regular_file(path.Get(), ignored)) {
+        File script(path, File::ReadWrite);
+        if (script.IsOpen()) return script;
+    }
+    return {path, File::Read};
+}
+
+} // namespace
+
+bool IsScript(const s_str& path) {
+    std::error_code ignored;
+    return !std::filesystem::is_directory(path.Get(), ignored) && File::Exists(path);
+}
+
+void RunScript(State& state, const s_str& path) {
+    File script = OpenScript(path);
+    while (script.IsValid() && std::cout.good()) {
+        const s_str line = script.ReadLine();
+        std::string_view text = line;
+        if (text.ends_with('\r')) text.remove_suffix(1);
+        if (!text.empty()) state.ParseLine(text);
+    }
+    script.Close();
+    if (!std::cout.flush()) std::cerr << "orbel: the output could not be written\n";
+}
+
+void RunInteractive(State& state) {
+    state.SetInteractive(true);
+    std::string line;
+    // Nothing here asks whether the input has ended: the prompt then comes back for ever, with the last line if that had
+    // no end. Only the two words end the run, as those who drive the program by a pipe expect it to wait for them.
+    // Pinned by the test "PromptComesBackWhenTheInputHasEnded".
+    for (;;) {
+        std::cout << "> " << std::flush;
+        std::getline(std::cin, line);
+        if (line.empty()) continue;
+        if (line == "q" || line == "exit") return;
+        state.ParseLine(line);
+    }
+}
+
+} // namespace Quarn

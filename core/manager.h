@@ -1,0 +1,29 @@
+#pragma once
+
+#include <utility>
+
+namespace Quarn {
+
+/// A process-wide service: `class T : public Manager<T>`. It is made by the first `Get` and lives until `Delete`; after
+/// that the next `Get` makes a new one. Not for use from several threads.
+template <class T> class Manager {
+public:
+    static T& Get() {
+        if (!s_instance) s_instance = new T;
+        return *s_instance;
+    }
+    static void Delete() { delete std::exchange(s_instance, nullptr); }
+    static bool Exists() { return s_instance != nullptr; }
+
+    Manager(const Manager&) = delete;
+    Manager& operator=(const Manager&) = delete;
+
+protected:
+    Manager() = default;
+    ~Manager() = default;
+
+private:
+    inline static T* s_instance = nullptr;
+};
+
+} // namespace Quarn

@@ -1,0 +1,21 @@
+#pragma once
+
+namespace Quarn {
+
+/// A truth value: the answer of every yes/no operation. Usable in a condition, and nowhere by accident as a number.
+template <class T> class s_bool_t {
+public:
+    constexpr s_bool_t() = default;
+    constexpr s_bool_t(T value) : m_value(value) {}
+
+    constexpr explicit operator bool() const { return m_value; }
+    constexpr s_bool_t operator!() const { return !m_value; }
+    friend constexpr bool operator==(s_bool_t, s_bool_t) = default;
+
+private:
+    T m_value = false;
+};
+
+using s_bool = s_bool_t<bool>;
+
+} // namespace Quarn

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <cmath>
+#include <limits>
+
+#include "core/s_bool.h"
+
+namespace Quarn {
+
+/// An unsigned count or position that can also be infinite or not a number, so that a failed search or a value that
+/// does not fit is carried as such instead of wrapping. A default-constructed one is an ordinary 0.
+template <class T> class s_uint_t {
+public:
+    enum class State : int { Ordinary = 0, Infinity = 1, NaN = 2 };
+
+    static const s_uint_t Infinity;
+    static const s_uint_t NaN;
+
+    constexpr s_uint_t() = default;
+    constexpr s_uint_t(T value) : m_value(value) {}
+
+    /// The nearest integer (halves away from zero). Negative, infinite and too large values become infinity.
+    static s_uint_t FromDouble(double value) {
+        if (std::isnan(value)) return NaN;
+        const double rounded = std::round(value);
+        if (value < 0 || rounded > static_cast<double>(std::numeric_limits<T>::max())) return Infinity;
+        return static_cast<T>(rounded);
+    }
+
+    /// A size of the standard library; one that does not fit becomes infinity.
+    static constexpr s_uint_t FromSize(std::size_t size) {
+        return size > std::numeric_limits<T>::max() ? Infinity : s_uint_t(static_cast<T>(size));
+    }
+
+    constexpr State GetState() const { return m_state; }
+    constexpr s_bool IsValid() const { return m_state == State::Ordinary; }
+    constexpr s_bool IsZero() const { return m_state == State::Ordinary && m_value == 0; }
+
+    /// The number itself; meaningful in the ordinary state only.
+    constexpr T Get() const { return m_value; }
+
+    double ToDouble() const {
+        switch (m_state) {
+        case State::NaN: return std::numeric_limits<double>::quiet_NaN();
+        case State::Infinity: return std::numeric_limits<double>::infinity();
+        case State::Ordinary: break;
+        }
+        return m_value;
+    }
+
+    /// Not-a-number equals nothing, itself included; infinity equals infinity.
+    friend constexpr s_bool operator==(s_uint_t a, s_uint_t b) {
+        if (a.m_state == State::NaN || b.m_state == State::NaN) return false;
+        return a.m_state == b.m_state && (a.m_state == State::Infinity || a.m_value == b.m_value);
+    }
+
+    /// Two ordinary values wrap around below zero, 3 - 5 is 2^32 - 2: callers compare positions by such differences,
+    /// and only the special states are contagious. Pinned by "SubtractionWrapsBetweenOrdinaryValues".
+    friend constexpr s_uint_t operator-(s_uint_t a, s_uint_t b) {
+        if (a.m_state == State::NaN || b.m_state == State::NaN) return NaN;
+        if (a.m_state == State::Infinity || b.m_state == State::Infinity) return Infinity;
+        return static_cast<T>(a.m_value - b.m_value);
+    }
+
+    /// A special state stays as it is; the largest ordinary value becomes infinity.
+    constexpr s_uint_t& operator++() {
+        if (m_state == State::Ordinary && ++m_value == 0) *this = Infinity;
+        return *this;
+    }
+
+private:
+    constexpr explicit s_uint_t(State state) : m_state(state) {}
+
+    T m_value = 0;
+    State m_state = State::Ordinary;
+};
+
+template <class T> inline constexpr s_uint_t<T> s_uint_t<T>::Infinity{State::Infinity};
+template <class T> inline constexpr s_uint_t<T> s_uint_t<T>::NaN{State::NaN};
+
+using s_uint = s_uint_t<unsigned int>;
+
+} // namespace Quarn

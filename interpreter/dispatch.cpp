@@ -1,0 +1,154 @@
+// Finding the callable for an operator and its operands, and what happens when an operand is a reference that cannot be
+// evaluated yet: the whole operation is kept as the text of a new reference.
+
+#include "interpreter/state.h"
+#include "types/reference.h"
+
+namespace Quarn {
+
+namespace {
+
+/// A kept operation grows with each use of an undefined symbol, and doubles in `x = x + x`: without an end, thirty such
+/// statements fill the memory. A text of this length takes a few hundredths of a second to go through.
+constexpr std::size_t LongestKeptExpression = std::size_t{1} << 20;
+
+template <class Value> const Value* FindIn(const Table<Value>& table, std::string_view key) {
+    const auto found = table.find(key);
+    return found == table.end() ? nullptr : &found->second;
+}
+
+template <class Overloads> const Overloads* OverloadsOf(const Table<Overloads>& table, std::string_view op) {
+    return FindIn(table, op);
+}
+
+/// How an operand stands in messages and kept operations. `followed` is what its references led to.
+///
+/// A named operand contributes nothing. Sub-expressions have no names, so this meets only values that a function named
+/// itself; their text would begin with "name = ", which is no expression. Pinned by "NamedOperandsContributeNothing".
+s_str OperandText(const Symbol& operand, const Symbol& followed) {
+    if (!operand.GetName().IsEmpty()) return {};
+    if (const Reference* reference = Reference::From(followed)) return reference->GetUnevaluatedText();
+    return followed.ToString();
+}
+
+} // namespace
+
+s_refptr<Symbol> State::ApplyBinaryOperator(std::string_view op, s_refptr<Symbol> left, s_refptr<Symbol> right,
+                                            s_str& error) {
+    if (!Spend(1, error)) return nullptr;
+    return DispatchBinary(op, OverloadsOf(m_registry.binaryOperators, op), std::move(left), std::move(right), error);
+}
+
+s_refptr<Symbol> State::ApplyLeftUnaryOperator(std::string_view op, s_refptr<Symbol> operand, s_str& error) {
+    if (!Spend(1, error)) return nullptr;
+    return DispatchUnary(OverloadsOf(m_registry.leftUnaryOperators, op), std::move(operand), {}, op, error);
+}
+
+s_refptr<Symbol> State::ApplyRightUnaryOperator(std::string_view op, s_refptr<Symbol> operand, s_str& error) {
+    if (!Spend(1, error)) return nullptr;
+    return DispatchUnary(OverloadsOf(m_registry.rightUnaryOperators, op), std::move(operand), op, {}, error);
+}
+
+/// What the operand's references lead to: a value that is no reference, or the last reference on the way when that
+/// cannot be evaluated. Each one is evaluated once. Null only when an evaluation was abandoned.
+s_refptr<Symbol> State::Follow(s_refptr<Symbol> operand, s_str& error) {
+    const Reference* const reference = Reference::From(*operand);
+    if (!reference) return operand;
+    const Reference::Use use(*reference);
+    if (use.WasAbandoned()) return Abandon(error, use.GetError());
+    if (!use.GetValue()) return operand;
+    return Follow(use.GetValue(), error);
+}
+
+s_refptr<Symbol> State::DispatchBinary(std::string_view op, const BinaryOverloads* overloads, s_refptr<Symbol> left,
+                                       s_refptr<Symbol> right, s_str& error) {
+    s_refptr<Symbol> leftValue = Follow(left, error);
+    if (!leftValue) return nullptr;
+    s_refptr<Symbol> rightValue = Follow(right, error);
+    if (!rightValue) return nullptr;
+
+    if (overloads) {
+        if (Reference::From(*leftValue))
+            return KeepOperation(OperandText(*left, *leftValue), op, OperandText(*right, *rightValue), error);
+        if (const auto* byRightType = FindIn(*overloads, leftValue->GetType())) {
+            if (Reference::From(*rightValue))
+                return KeepOperation(OperandText(*left, *leftValue), op, OperandText(*right, *rightValue), error);
+            if (const auto* callable = FindIn(*byRightType, rightValue->GetType()))
+                return (*callable)(*this, std::move(leftValue), std::move(rightValue), error);
+        }
+    }
+    return Fail(error, "\tError : No match for operator '" + Reference::TypeOfFollowed(*leftValue) + " " + op + " " +
+                           Reference::TypeOfFollowed(*rightValue) + "' in :\n\t        \t" +
+                           OperandText(*left, *leftValue) + " " + op + " " + OperandText(*right, *rightValue));
+}
+
+/// The operator stands in `before` or in `behind`, the other is empty.
+s_refptr<Symbol> State::DispatchUnary(const UnaryOverloads* overloads, s_refptr<Symbol> operand,
+                                      std::string_view before, std::string_view behind, s_str& error) {
+    s_refptr<Symbol> value = Follow(operand, error);
+    if (!value) return nullptr;
+    if (overloads)
+        if (const auto* callable = FindIn(*overloads, Reference::TypeOfFollowed(*value)))
+            return (*callable)(*this, std::move(value), error);
+
+    const auto written = [&](const s_str& what) {
+        return before.empty() ? what + " " + behind : s_str(before) + " " + what;
+    };
+    return Fail(error, "\tError : No match for operator '" + written(Reference::TypeOfFollowed(*value)) +
+                           "' in :\n\t        \t" + written(OperandText(*operand, *value)));
+}
+
+s_refptr<Symbol> State::KeepOperation(std::string_view left, std::string_view op, std::string_view right,
+                                      s_str& error) {
+    const s_str operation = "(" + s_str(left) + ")" + op + "(" + right + ")";
+    const std::size_t length = operation.View().size();
+    if (length > LongestKeptExpression)
+        return Abandon(error, "\tError : Expression longer than " + s_str(s_uint::FromSize(LongestKeptExpression)) +
+                                  " characters");
+    if (!Spend(length, error)) return nullptr;
+    s_str rewritten;
+    if (!RewriteKept(operation, rewritten, error)) return nullptr;
+    return make_refptr<Reference>("", rewritten, *this);
+}
+
+/// Appends the input without the brackets that stand around a single operand; all others are kept, whatever the
+/// priorities: `(x)+(1)` becomes `x+1`, `(a+b)*(2)` becomes `(a+b)*2`.
+///
+/// A piece that is not bracketed itself but holds a bracket loses its first and last character too, so that `(f(x))+(1)`
+/// fails on `(x`, and the operation with it. It stays so: to keep the piece would be a different language. Pinned by the
+/// transcript "references".
+s_bool State::RewriteKept(std::string_view input, s_str& output, s_str& error) const {
+    const auto split = [&](std::string_view text, std::vector<Piece>& pieces) {
+        return Cut(
+            text, [&](std::size_t i) { return FindPartner(text, i); },
+            [&](std::size_t i) {
+                const Operator* op = m_operators.Match(text.substr(i));
+                return op ? Piece{op->text, op} : Piece{};
+            },
+            [&](const Piece& piece, bool isSeparator) {
+                pieces.push_back(isSeparator ? piece : Piece{piece.text, m_operators.Find(piece.text)});
+            });
+    };
+    // Brackets around brackets around an operand are peeled off in turn.
+    while (input.find('(') != std::string_view::npos) {
+        std::vector<Piece> pieces;
+        if (const char* fault = split(input, pieces)) return Fail(error, fault);
+        if (pieces.size() > 1) {
+            for (const Piece& piece : pieces) {
+                if (piece.op) output += piece.text;
+                else if (!RewriteKept(piece.text, output, error)) return false;
+            }
+            return true;
+        }
+        const std::string_view piece = s_str::Trimmed(input, ' ');
+        const std::string_view peeled = piece.substr(1, piece.size() - 2);
+        pieces.clear();
+        if (const char* fault = split(peeled, pieces)) return Fail(error, fault);
+        if (pieces.size() != 1) break;
+        input = peeled;
+    }
+    output += input;
+    return true;
+}
+
+} // namespace Quarn

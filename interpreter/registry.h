@@ -1,0 +1,52 @@
+#pragma once
+
+#include <functional>
+#include <map>
+
+#include "core/s_ctnr.h"
+#include "core/s_refptr.h"
+#include "core/s_str.h"
+
+namespace Quarn {
+
+class State;
+class Symbol;
+
+/// Every registry is ordered by the bytes of its keys, so that lists of candidates come out in that order.
+template <class Value> using Table = std::map<s_str, Value, s_text_order>;
+
+/// Values are handed out as new, unnamed objects; a null pointer (or false) is a failure whose message was appended to
+/// `error`. Callables get the values whose types they were looked up for: references have been followed before.
+
+using TypeFactory = std::function<s_refptr<Symbol>(const s_str& name)>;
+using UnaryOperator = std::function<s_refptr<Symbol>(State&, s_refptr<Symbol> operand, s_str& error)>;
+using BinaryOperator =
+    std::function<s_refptr<Symbol>(State&, s_refptr<Symbol> left, s_refptr<Symbol> right, s_str& error)>;
+using LiteralTest = std::function<s_bool(std::string_view text)>;
+/// `isLiteral`: the text is a whole literal, as a literal test accepted it, and not what stands between the
+/// parentheses of `Type(text)` or `name:Type(text)`.
+using Constructor =
+    std::function<s_refptr<Symbol>(State&, const s_str& name, std::string_view text, s_bool isLiteral, s_str& error)>;
+/// Appends what it returns to `results`; the engine expects exactly one value.
+using Function = std::function<s_bool(State&, const s_ctnr<s_refptr<Symbol>>& arguments,
+                                      s_ctnr<s_refptr<Symbol>>& results, s_str& error)>;
+
+using UnaryOverloads = Table<UnaryOperator>;          ///< by operand type
+using BinaryOverloads = Table<Table<BinaryOperator>>; ///< by left type, then right type
+using FunctionOverloads = Table<Function>;            ///< by signature, "(Scalar, Scalar)"
+using OperatorPriorities = Table<s_uint>;             ///< a larger number binds more tightly
+
+/// Everything that an expression can mean. Types fill it by assignment, `binaryOperators["+"]["Scalar"]["Scalar"] = f`;
+/// a later entry replaces an earlier one under the same keys.
+struct Registry {
+    Table<TypeFactory> types;
+    Table<BinaryOverloads> binaryOperators;
+    Table<UnaryOverloads> leftUnaryOperators;  ///< written `operand operator`
+    Table<UnaryOverloads> rightUnaryOperators; ///< written `operator operand`
+    OperatorPriorities priorities;             ///< set through State::SetOperatorPriorities only
+    Table<LiteralTest> literalTests;
+    Table<Constructor> constructors;
+    Table<FunctionOverloads> functions;
+};
+
+} // namespace Quarn

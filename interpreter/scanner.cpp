@@ -1,0 +1,109 @@
+#include "interpreter/scanner.h"
+
+#include <algorithm>
+
+#include "interpreter/state.h"
+
+namespace Quarn {
+
+namespace {
+
+constexpr std::array<BracketFault, 3> Faults{{
+    {"\tError : Unterminated '('", "\tError : Too many closing ')'"},
+    {"\tError : Unterminated '<'", "\tError : Too many closing '>'"},
+    {"\tError : Unterminated '['", "\tError : Too many closing ']'"},
+}};
+
+} // namespace
+
+const BracketFault& FaultOf(Bracket bracket) { return Faults[bracket.kind]; }
+
+std::size_t FindPartner(std::string_view text, std::size_t position) {
+    const unsigned char kind = BracketOf(text[position]).kind;
+    std::size_t depth = 0;
+    for (std::size_t i = position; i < text.size(); ++i) {
+        const Bracket bracket = BracketOf(text[i]);
+        if (bracket.role == Bracket::Role::None || bracket.kind != kind) continue;
+        if (bracket.role == Bracket::Role::Opening) ++depth;
+        else if (--depth == 0) return i;
+    }
+    return NoPartner;
+}
+
+void FindPartners(std::string_view text, std::vector<std::size_t>& partners) {
+    const std::size_t base = partners.size();
+    partners.resize(base + text.size());
+    const auto partner = [&](std::size_t position) -> std::size_t& { return partners[base + position]; };
+
+    // The brackets of a kind that still stand open form a chain through their own entries, the innermost first.
+    std::array<std::size_t, Faults.size()> innermost;
+    innermost.fill(NoPartner);
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const Bracket bracket = BracketOf(text[i]);
+        std::size_t& open = innermost[bracket.kind];
+        if (bracket.role == Bracket::Role::Opening) {
+            partner(i) = open;
+            open = i;
+        } else if (bracket.role == Bracket::Role::Closing && open != NoPartner) {
+            const std::size_t opening = open;
+            open = partner(opening);
+            partner(opening) = i;
+        }
+    }
+    for (std::size_t open : innermost)
+        while (open != NoPartner) open = std::exchange(partner(open), NoPartner);
+}
+
+std::size_t NestingOf(std::string_view text) {
+    std::size_t open = 0;
+    std::size_t deepest = 0;
+    for (const char character : text) {
+        const Bracket::Role role = BracketOf(character).role;
+        if (role == Bracket::Role::Opening) deepest = std::max(deepest, ++open);
+        else if (role == Bracket::Role::Closing && open > 0) --open;
+    }
+    return deepest;
+}
+
+// How a text is cut, for those outside the engine: the same algorithm on texts of their own.
+
+s_bool State::SplitExpression(s_ctnr<s_str>& pieces, const s_str& text, const Matcher& matcher, s_str& error,
+                              s_bool keepSeparators) const {
+    s_str matched;
+    const char* fault = Cut(
+        text, [&](std::size_t i) { return FindPartner(text, i); },
+        [&](std::size_t i) { return matcher(i, text, matched) ? Piece{matched} : Piece{}; },
+        [&](const Piece& piece, bool isSeparator) {
+            if (!isSeparator || keepSeparators) pieces.PushBack(piece.text);
+        });
+    if (fault) return Fail(error, fault);
+    return true;
+}
+
+s_bool State::SplitOperators(s_ctnr<s_str>& pieces, const s_str& text, s_str& error) const {
+    return SplitExpression(
+        pieces, text,
+        [this](std::size_t position, const s_str& wholeText, s_str& matchedText) {
+            return MatchOperator(position, wholeText, matchedText);
+        },
+        error, true);
+}
+
+s_bool State::MatchOperator(std::size_t position, const s_str& wholeText, s_str& matchedText) const {
+    const Operator* op = m_operators.Match(wholeText.View().substr(position));
+    if (op) matchedText = op->text;
+    return op != nullptr;
+}
+
+s_bool State::SplitArguments(std::vector<std::string_view>& arguments, std::string_view text, s_str& error) const {
+    const char* fault = Cut(
+        text, [&](std::size_t i) { return FindPartner(text, i); },
+        [&](std::size_t i) { return text[i] == ',' ? Piece{text.substr(i, 1)} : Piece{}; },
+        [&](const Piece& piece, bool isSeparator) {
+            if (!isSeparator) arguments.push_back(piece.text);
+        });
+    if (fault) return Fail(error, fault);
+    return true;
+}
+
+} // namespace Quarn

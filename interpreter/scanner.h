@@ -1,0 +1,92 @@
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "interpreter/operators.h"
+
+namespace Quarn {
+
+/// A part of a text at its top bracket level: an operator, or what stands between two separators. The text is a view
+/// of the text that was cut (of the operator's own text where that runs past the end).
+struct Piece {
+    std::string_view text;
+    const Operator* op = nullptr; ///< null unless the piece is exactly an operator of the priority table
+};
+
+/// What to call a bracket that has no partner.
+struct BracketFault {
+    const char* unterminated; ///< for an opening one
+    const char* tooMany;      ///< for a closing one
+};
+
+/// What a character is to the scanner. Round, angle and square brackets are kinds 0, 1 and 2.
+struct Bracket {
+    enum class Role : unsigned char { None, Opening, Closing };
+    Role role = Role::None;
+    unsigned char kind = 0;
+};
+
+const BracketFault& FaultOf(Bracket bracket);
+
+constexpr Bracket BracketOf(char character) {
+    switch (character) {
+    case '(': return {Bracket::Role::Opening, 0};
+    case ')': return {Bracket::Role::Closing, 0};
+    case '<': return {Bracket::Role::Opening, 1};
+    case '>': return {Bracket::Role::Closing, 1};
+    case '[': return {Bracket::Role::Opening, 2};
+    case ']': return {Bracket::Role::Closing, 2};
+    default: return {};
+    }
+}
+
+constexpr std::size_t NoPartner = std::string_view::npos;
+
+/// The position of the bracket that closes the opening one at `position`, `NoPartner` when there is none. Only brackets
+/// of the same kind count; all others in between are plain text.
+std::size_t FindPartner(std::string_view text, std::size_t position);
+
+/// Appends the partner of every opening bracket of the text, at the bracket's own position behind the present end of
+/// `partners`; other positions hold nothing. One pass over the text, whatever it nests.
+void FindPartners(std::string_view text, std::vector<std::size_t>& partners);
+
+/// How many brackets, of whatever kind, stand open at once where the text nests most deeply.
+std::size_t NestingOf(std::string_view text);
+
+/// Cuts a text at its top bracket level, the one algorithm behind every split.
+///
+/// `partner(i)` is the closing partner of the opening bracket at `i`, or `NoPartner`; `match(i)` is the separator piece
+/// that starts at `i`, with an empty text when there is none; `emit(piece, isSeparator)` takes each piece in order,
+/// empty ones left out. Returns null, or the message on the first bracket without a partner. Only the kind of bracket
+/// opened at the top level is looked at until it closes: `(<)` is one piece, and so is `[(]`.
+template <class Partner, class Match, class Emit>
+const char* Cut(std::string_view text, const Partner& partner, const Match& match, const Emit& emit) {
+    std::size_t start = 0;
+    const auto emitUpTo = [&](std::size_t end) {
+        if (start < end) emit(Piece{text.substr(start, end - start)}, false);
+    };
+    for (std::size_t i = 0; i < text.size();) {
+        const Bracket bracket = BracketOf(text[i]);
+        if (bracket.role == Bracket::Role::None) {
+            const Piece separator = match(i);
+            if (separator.text.empty()) {
+                ++i;
+                continue;
+            }
+            emitUpTo(i);
+            emit(separator, true);
+            i = start = i + separator.text.size();
+        } else if (bracket.role == Bracket::Role::Closing) {
+            return FaultOf(bracket).tooMany;
+        } else {
+            const std::size_t closing = partner(i);
+            if (closing >= text.size()) return FaultOf(bracket).unterminated;
+            i = closing + 1;
+        }
+    }
+    emitUpTo(text.size());
+    return nullptr;
+}
+
+} // namespace Quarn

@@ -1,0 +1,198 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <iosfwd>
+#include <limits>
+
+#include "interpreter/compiler.h"
+#include "interpreter/expression.h"
+#include "interpreter/failure.h"
+#include "interpreter/registry.h"
+
+namespace Quarn {
+
+/// The interpreter. It owns the symbols that statements work on and the registries that give expressions their meaning,
+/// and prints what statements report.
+///
+///     Quarn::State state;
+///     Quarn::Vector::Register(state); // Symbol, Reference and Scalar are there already
+///     state.ParseLine("x = 2*<1, 2, 3>");
+///
+/// A line goes this way, and each step is one call: `ParseLine` cuts it into statements; a statement hands its
+/// expression to `ParseSymbol`; that compiles it (compiler.cpp, the grammar) and runs the program (evaluator.cpp);
+/// operators go through `ApplyBinaryOperator` and its like, which find the callable for the types of the operands
+/// (dispatch.cpp); the value comes back, and its text is printed (statements.cpp).
+///
+/// Failures of the input are no exceptions: an operation appends a message to the error text it is given and returns
+/// null or false (failure.h). Exceptions come from the memory or from callables that others registered; a statement
+/// that one goes through leaves the symbols as they were. One thread at a time may use a state and its values.
+class State {
+public:
+    /// How deeply texts may nest: brackets, calls, indexings, vectors, references, and values within values. Everything
+    /// that recurses counts here (`Level`), so that no input exhausts the stack. See docs/design.md for its measure.
+    static constexpr unsigned DeepestNesting = 1000;
+
+    /// A step budget without end.
+    static constexpr std::uint64_t Unlimited = std::numeric_limits<std::uint64_t>::max();
+
+    State();
+    ~State();
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
+
+    // --- Statements
+
+    /// Carries out every statement of the line and prints what each reports. A statement either does all that it
+    /// prints, or prints why not and changes nothing.
+    void ParseLine(std::string_view line);
+    /// Whether somebody is there to be asked before all symbols are erased. False at first.
+    void SetInteractive(s_bool interactive) { m_isInteractive = interactive; }
+    /// Where answers are read from and reports printed to; std::cin and std::cout at first. Not owned.
+    void SetStreams(std::istream& input, std::ostream& output);
+    /// How much work each statement may do from now on before it fails, in steps (an operand, an operator, an element
+    /// of a vector). A caller of `ParseSymbol` refills the budget by setting it again.
+    void SetStepBudget(std::uint64_t steps) { m_stepBudget = m_stepsLeft = steps; }
+    void PrintHelp() const;
+
+    // --- Symbols
+
+    const Table<s_refptr<Symbol>>& GetSymbols() const { return m_symbols; }
+    /// Stores the value as the last result, "_"; null stores an empty reference.
+    void SetLastResult(s_refptr<Symbol> value);
+    /// Whether a symbol may be given this name: letters and digits only. The empty name passes.
+    s_bool CheckSymbolName(std::string_view name, s_str& error) const;
+
+    // --- Expressions
+
+    /// Evaluates an expression. The result gets the name. With `allowNew` and no name, a valid name that nothing is
+    /// known under becomes a new, valueless symbol instead of an error. Null on failure.
+    s_refptr<Symbol> ParseSymbol(const s_str& name, std::string_view expression, s_str& error, s_bool allowNew);
+
+    /// Answers whether a separator starts at the position of the text, and stores it.
+    using Matcher = std::function<s_bool(std::size_t position, const s_str& wholeText, s_str& matchedText)>;
+    /// Appends what stands between the separators at the top bracket level; the separators too, if asked for.
+    s_bool SplitExpression(s_ctnr<s_str>& pieces, const s_str& text, const Matcher& matcher, s_str& error,
+                           s_bool keepSeparators) const;
+    /// The same with operators as separators, and kept.
+    s_bool SplitOperators(s_ctnr<s_str>& pieces, const s_str& text, s_str& error) const;
+    /// The matcher of operators; the position is one of the text.
+    s_bool MatchOperator(std::size_t position, const s_str& wholeText, s_str& matchedText) const;
+    /// The same with commas as separators, not kept. The pieces are views of the text.
+    s_bool SplitArguments(std::vector<std::string_view>& arguments, std::string_view text, s_str& error) const;
+
+    // --- Dispatch: finds the callable for an operator and the types of its operands, and calls it. Null on failure.
+
+    s_refptr<Symbol> ApplyBinaryOperator(std::string_view op, s_refptr<Symbol> left, s_refptr<Symbol> right,
+                                         s_str& error);
+    /// Written `operand op`.
+    s_refptr<Symbol> ApplyLeftUnaryOperator(std::string_view op, s_refptr<Symbol> operand, s_str& error);
+    /// Written `op operand`.
+    s_refptr<Symbol> ApplyRightUnaryOperator(std::string_view op, s_refptr<Symbol> operand, s_str& error);
+
+    // --- Registration
+
+    const Registry& GetRegistry() const { return m_registry; }
+    /// For adding entries; ask again for each batch, as references compile their expressions for the registries that
+    /// they find. Entries are never removed.
+    Registry& EditRegistry();
+    void RegisterFunction(const s_str& name, const s_str& signature, Function function);
+    /// Replaces all operators that can be written. Not while an expression is under evaluation.
+    void SetOperatorPriorities(const OperatorPriorities& priorities);
+    /// Not-a-number for what is no operator.
+    s_uint GetOperatorPriority(std::string_view op) const;
+
+    // --- For values whose work recurses or grows
+
+    /// One level of nesting, for as long as it lives; false when it lies too deep.
+    class Level {
+    public:
+        explicit Level(State& state) : m_state(state) { ++m_state.m_depth; }
+        ~Level() { --m_state.m_depth; }
+        Level(const Level&) = delete;
+        Level& operator=(const Level&) = delete;
+        explicit operator bool() const { return m_state.m_depth <= OutermostDepth + DeepestNesting; }
+
+    private:
+        State& m_state;
+    };
+    /// How many more levels there are.
+    unsigned GetRoom() const;
+    /// Whether the text can be evaluated without nesting too deeply, seen from its brackets alone: what would be refused
+    /// at the end of a long way is refused at once.
+    s_bool HasRoomFor(std::string_view text) const;
+    /// Takes steps from the budget; false, with a message, when it is used up.
+    s_bool Spend(std::uint64_t steps, s_str& error);
+    /// Fails in a way that a reference passes on, where it would take any other failure for "not defined yet".
+    Failure Abandon(s_str& error, std::string_view message);
+    Failure AbandonTooDeep(s_str& error);
+    /// Evaluates the expression of a reference; it is compiled once, and again when the registries changed.
+    s_refptr<Symbol> Evaluate(Expression& expression, s_str& error);
+    /// Whether the last failure was an abandonment; asking forgets it.
+    bool WasAbandoned() { return std::exchange(m_isAbandoned, false); }
+
+private:
+    class Undo;
+
+    static constexpr unsigned OutermostDepth = 1;
+    static constexpr const char* OutOfStepsMessage = "\tError : Too many steps, the statement was stopped";
+
+    // state.cpp
+    static void InstallOperatorPriorities(State& state);
+    void BindOperators();
+
+    // statements.cpp
+    void ParseStatement(std::string_view statement);
+    void AssignReference(std::string_view name, std::string_view expression);
+    void Assign(std::string_view name, std::string_view expression);
+    void DefineSymbol(std::string_view name, std::string_view type);
+    void Erase(std::string_view name);
+    void EraseAll();
+    void Inspect(std::string_view name);
+    void PrintExpression(std::string_view expression);
+    void Define(std::string_view name, const s_refptr<Symbol>& value, std::string_view kind);
+    s_refptr<Symbol> MakeEmptyReference();
+    s_bool PrintOutOfSteps() const;
+    void Print(std::string_view report) const;
+
+    // evaluator.cpp
+    s_refptr<Symbol> Run(const Program& program, const s_str& name, s_str& error, s_bool allowNew);
+    s_refptr<Symbol> Execute(const Step& step, const s_str& name, s_str& error, s_bool allowNew);
+    s_refptr<Symbol> ReadName(const Step& step, const s_str& name, s_str& error, s_bool allowNew);
+    s_refptr<Symbol> Call(const FunctionOverloads& functions, std::string_view name, std::size_t argumentCount,
+                          s_str& error);
+    s_refptr<Symbol> PopOperand();
+
+    // dispatch.cpp
+    s_refptr<Symbol> Follow(s_refptr<Symbol> operand, s_str& error);
+    s_refptr<Symbol> DispatchBinary(std::string_view op, const BinaryOverloads* overloads, s_refptr<Symbol> left,
+                                    s_refptr<Symbol> right, s_str& error);
+    s_refptr<Symbol> DispatchUnary(const UnaryOverloads* overloads, s_refptr<Symbol> operand, std::string_view before,
+                                   std::string_view behind, s_str& error);
+    s_refptr<Symbol> KeepOperation(std::string_view left, std::string_view op, std::string_view right, s_str& error);
+    s_bool RewriteKept(std::string_view input, s_str& output, s_str& error) const;
+
+    s_bool m_isInteractive;
+    Table<s_refptr<Symbol>> m_symbols; ///< has an entry "_", the last result
+    Registry m_registry;
+
+    Operators m_operators; ///< the priority table, as the engine uses it
+    unsigned m_generation = 1;
+    unsigned m_boundGeneration = 0;
+
+    std::istream* m_input;
+    std::ostream* m_output;
+
+    // Of the evaluation that is under way.
+    std::vector<s_refptr<Symbol>> m_operands;
+    std::deque<Program> m_programs; ///< one for each text under evaluation, kept for the next
+    std::size_t m_openPrograms = 0;
+    CompilerMemory m_compilerMemory;
+    unsigned m_depth = 0;
+    std::uint64_t m_stepBudget = Unlimited;
+    std::uint64_t m_stepsLeft = Unlimited;
+    bool m_isOutOfSteps = false;
+    bool m_isAbandoned = false;
+};
+
+} // namespace Quarn

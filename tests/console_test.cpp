@@ -1,0 +1,83 @@
+// What the program does around the statements: modes, endings, files.
+
+#include <gtest/gtest.h>
+
+#include "program.h"
+
+namespace {
+
+TEST(Console, OnlyTheTwoWordsEndIt) {
+    const Folder folder;
+    EXPECT_EQ(RunProgram(folder, "q\n1\n").output, "> ");
+    EXPECT_EQ(RunProgram(folder, "exit\n1\n").output, "> ");
+    EXPECT_EQ(RunProgram(folder, "Q\nquit\n q\nexit;\nq\n").output,
+              "> \tDefining Symbol : Q\n> \tDefining Symbol : quit\n> \tDefining Symbol : q\n"
+              "> \tDefining Symbol : exit\n> ");
+}
+
+TEST(Console, EmptyLinesPrintThePromptAndBlankOnesAnError) {
+    EXPECT_EQ(RunProgram(Folder(), "\n \nq\n").output, "> > \tError : Empty symbol\n> ");
+}
+
+TEST(Console, PromptComesBackWhenTheInputHasEnded) {
+    const Folder folder;
+    EXPECT_EQ(RunProgram(folder, "1\n", "| head -c 25").output, "> \tScalar : 1\n> > > > > >");
+    // A last line without an end stays in hand.
+    EXPECT_EQ(RunProgram(folder, "1", "| head -c 42").output, "> \tScalar : 1\n> \tScalar : 1\n> \tScalar : 1\n");
+}
+
+TEST(Console, ScriptsRunToTheirEndWithoutPromptsOrQuestions) {
+    const Folder folder;
+    folder.Write("script", "x = 1\n\nexit\nq\n~\n?x\n2");
+    EXPECT_EQ(RunProgram(folder, "", "script ignored words").output,
+              "\tDefining Scalar : x = 1\n\tDefining Symbol : exit\n\tDefining Symbol : q\n\tAll symbols erased\n"
+              "\t'x' is undefined\n\tScalar : 2\n");
+}
+
+TEST(Console, ScriptsMayHaveOtherLineEnds) {
+    const Folder folder;
+    folder.Write("script", "x = 1\r\n\r\n?x\r\n// x\r\n");
+    EXPECT_EQ(RunProgram(folder, "", "script").output, "\tDefining Scalar : x = 1\n\tScalar : x = 1\n");
+}
+
+TEST(Console, ReadOnlyScriptsRun) {
+    const Folder folder;
+    std::filesystem::permissions(folder.Write("script", "1\n"), std::filesystem::perms::owner_read);
+    EXPECT_EQ(RunProgram(folder, "", "script").output, "\tScalar : 1\n");
+    EXPECT_EQ(RunProgram(folder, "2\n", "/dev/stdin").output, "\tScalar : 2\n");
+    EXPECT_EQ(RunProgram(folder, "", "/dev/stdin", "printf '3\\n' |").output, "\tScalar : 3\n");
+}
+
+TEST(Console, WhatIsNoScriptGivesTheInteractiveMode) {
+    const Folder folder;
+    EXPECT_EQ(RunProgram(folder, "q\n", "missing").output, "> ");
+    EXPECT_EQ(RunProgram(folder, "q\n", "''").output, "> ");
+    EXPECT_EQ(RunProgram(folder, "q\n", ".").output, "> ");
+}
+
+TEST(Console, EveryStartEmptiesTheLog) {
+    const Folder folder;
+    folder.Write("orbel.log", "old\n");
+    EXPECT_EQ(RunProgram(folder, "1\nq\n").status, 0);
+    EXPECT_EQ(folder.Read("orbel.log"), "");
+}
+
+TEST(Console, ALogThatCannotBeMadeCostsNothing) {
+    const Folder folder;
+    std::filesystem::create_directory(folder.Path("orbel.log"));
+    EXPECT_EQ(RunProgram(folder, "1\nq\n").output, "> \tScalar : 1\n> ");
+}
+
+TEST(Console, ScriptsStopWhenTheOutputCannotBeWritten) {
+    const Folder folder;
+    std::string script;
+    for (int i = 0; i < 100'000; ++i) script += "1+1\n";
+    folder.Write("script", script);
+    const Outcome full = RunProgram(folder, "", "script > /dev/full");
+    EXPECT_EQ(full.errors, "orbel: the output could not be written\n");
+    EXPECT_EQ(full.status, 0);
+    const Outcome closed = RunProgram(folder, "", "script | head -c 1");
+    EXPECT_EQ(closed.errors, "orbel: the output could not be written\n");
+}
+
+} // namespace

@@ -1,0 +1,158 @@
+// The library as another program uses it: types, operators and functions of its own, beside the built-in ones.
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "types/scalar.h"
+#include "types/vector.h"
+
+namespace {
+
+using namespace Quarn;
+
+/// A length in metres, written `5m`.
+class Length final : public Symbol {
+public:
+    inline static const s_str TypeName = "Length";
+    explicit Length(const s_str& name, double value = 0) : Symbol(name), metres(value) {}
+    s_str ToString() const override { return WithName(s_str(metres) + "m"); }
+    const s_str& GetType() const override { return TypeName; }
+    s_refptr<Symbol> Clone() const override { return s_refptr<Symbol>(new Length(*this)); }
+    const double metres;
+};
+
+class Embedding : public testing::Test {
+protected:
+    Embedding() {
+        state.SetStreams(input, output);
+        Vector::Register(state);
+        Registry& registry = state.EditRegistry();
+        registry.types["Length"] = [](const s_str& name) { return make_refptr<Length>(name); };
+        registry.literalTests["Length"] = [](std::string_view text) {
+            return text.ends_with('m') && text.substr(0, text.size() - 1).find_first_not_of("0123456789") == text.npos;
+        };
+        registry.constructors["Length"] = [](State&, const s_str& name, std::string_view text, s_bool, s_str&) {
+            return make_refptr<Length>(name, std::stod(std::string(text)));
+        };
+        Binding bind(state);
+        bind.Binary("+", [](const Length& a, const Length& b) -> s_refptr<Symbol> {
+            return make_refptr<Length>("", a.metres + b.metres);
+        });
+        bind.LeftUnary("!", [](const Length& a) { return a.metres; });
+        bind.Function("size", [](const Length& a) { return a.metres; });
+        bind.Function("size", [](const Vector& v) { return static_cast<double>(v.GetElements().Count()); });
+    }
+
+    std::string Play(const char* line) {
+        output.str("");
+        state.ParseLine(line);
+        return output.str();
+    }
+
+    std::istringstream input;
+    std::ostringstream output;
+    State state;
+};
+
+TEST_F(Embedding, TypesTakePartInEverything) {
+    EXPECT_EQ(Play("x = (5m)+(7m)"), "\tDefining Length : x = 12m\n");
+    EXPECT_EQ(Play("x!"), "\tScalar : 12\n"); // written behind its operand
+    EXPECT_EQ(Play("<5m, x>+<1m, 1m>"), "\tVector : <6m, 13m>\n");
+    EXPECT_EQ(Play("y:Length; y:Length(3)"), "\tDefining Length : y = 0m\n\tDefining Length : y = 3m\n");
+    EXPECT_EQ(Play("size(5m)+size(<1, 2>)"), "\tScalar : 7\n");
+    EXPECT_EQ(Play("r &= size(z); z = 5m; r"), "\tDefining Reference : r = size(z)\n\tDefining Length : z = 5m\n"
+                                               "\tScalar : 5\n");
+    EXPECT_EQ(Play("size(1)"), "\tError : No matching function call to :\n\t\t  size(Scalar)\n"
+                               "\t\tPossible candidates :\n\t\t  size(Length)\n\t\t  size(Vector)\n");
+}
+
+TEST_F(Embedding, ReferencesNoticeWhatIsRegisteredLater) {
+    EXPECT_EQ(Play("r &= twice(2)"), "\tDefining Reference : r = twice(2)\n");
+    Binding(state).Function("twice", [](double a) { return 2 * a; });
+    EXPECT_EQ(Play("r"), "\tScalar : 4\n");
+    Binding(state).Function("twice", [](double a) { return a + a + 0.5; }); // replaces the first
+    EXPECT_EQ(Play("r"), "\tScalar : 4.5\n");
+}
+
+TEST_F(Embedding, AmbiguousLiteralsNameTheirTypes) {
+    state.EditRegistry().literalTests["Other"] = [](std::string_view text) { return text == "5m" || text == "6."; };
+    EXPECT_EQ(Play("(5m)"), "\tError : Ambiguous constructor : '5m'.\n\t        Possible candidates : Length, Other\n");
+    EXPECT_EQ(Play("6."), "\tError : Ambiguous constructor : '6.'.\n\t        Possible candidates : Other, Scalar\n");
+    state.EditRegistry().literalTests["Third"] = [](std::string_view text) { return text == "6." || text == "#"; };
+    EXPECT_EQ(Play("6."),
+              "\tError : Ambiguous constructor : '6.'.\n\t        Possible candidates : Other, Scalar, Third\n");
+    EXPECT_EQ(Play("#"), "\tError : No constructor for the type 'Third'\n");
+}
+
+TEST_F(Embedding, FunctionsReturnOneValue) {
+    using List = s_ctnr<s_refptr<Symbol>>;
+    state.RegisterFunction("none", "()", [](State&, const List&, List&, s_str&) { return true; });
+    state.RegisterFunction("two", "()", [](State&, const List&, List& results, s_str&) {
+        results.PushBack(make_refptr<Scalar>("", 1));
+        results.PushBack(make_refptr<Scalar>("", 2));
+        return true;
+    });
+    state.RegisterFunction("fails", "()", [](State&, const List&, List&, s_str&) { return false; });
+    const char* const message = "\tError : Multiple return values for function is not yet supported\n";
+    EXPECT_EQ(Play("none"), message);
+    EXPECT_EQ(Play("two()"), message);
+    EXPECT_EQ(Play("fails()"), "\n"); // a failure without a word leaves an empty line
+}
+
+TEST_F(Embedding, NamedOperandsContributeNothing) {
+    Binding(state).Function("named", []() -> s_refptr<Symbol> { return make_refptr<Scalar>("n", 3); });
+    EXPECT_EQ(Play("named()+<1>"), "\tError : No match for operator 'Scalar + Vector' in :\n\t        \t + <1>\n");
+    EXPECT_EQ(Play("named()*&u"), "\tReference : ()*u\n");
+    // A name of its own makes a result a symbol.
+    EXPECT_EQ(Play("named()"), "\tDefining Scalar : n = 3\n");
+    EXPECT_EQ(Play("named()"), "\tScalar : n = 3\n");
+    EXPECT_EQ(Play("n+1"), "\tScalar : 4\n");
+}
+
+TEST_F(Embedding, CallablesThatShareAValueDoNotSeeItNamed) {
+    const s_refptr<Symbol> shared = make_refptr<Scalar>("", 7);
+    Binding(state).RightUnary("*", [shared](double) { return shared; });
+    EXPECT_EQ(Play("x = *1; *2"), "\tDefining Scalar : x = 7\n\tScalar : 7\n");
+    EXPECT_EQ(shared->GetName().Get(), "");
+}
+
+TEST_F(Embedding, ValuesThatLieAboutTheirTypeAreNotTrusted) {
+    struct Liar final : Symbol {
+        Liar() : Symbol("") {}
+        const s_str& GetType() const override { return Scalar::TypeName; }
+    };
+    Binding(state).Function("lie", []() -> s_refptr<Symbol> { return make_refptr<Liar>(); });
+    EXPECT_EQ(Play("lie()+1"), "\tError : An operand is not what the name of its type says\n");
+}
+
+TEST_F(Embedding, ExceptionsOfCallablesLeaveTheSymbolsAlone) {
+    Binding(state).Function("throws", []() -> double { throw std::runtime_error("mine"); });
+    Play("x = 1");
+    EXPECT_THROW(Play("x = 1+throws()"), std::runtime_error);
+    EXPECT_THROW(Play("r &= throws()"), std::runtime_error);
+    EXPECT_EQ(Play("?x;?r;1+1"), "\tScalar : x = 1\n\t'r' is undefined\n\tScalar : 2\n");
+}
+
+TEST_F(Embedding, TheLibraryPrintsNothingByItself) {
+    s_str error;
+    EXPECT_FALSE(state.ParseSymbol("", "1+unknown", error, false));
+    EXPECT_EQ(error.Get(), "\tError : Unknown symbol 'unknown'");
+    EXPECT_EQ(state.ParseSymbol("n", " 1+1 ", error, false)->ToString().Get(), "n = 2");
+    EXPECT_EQ(state.ParseSymbol("", "fresh", error, true)->GetName().Get(), "fresh");
+    EXPECT_FALSE(state.ParseSymbol("n", "fresh", error, true));
+    EXPECT_EQ(output.str(), "");
+    EXPECT_EQ(state.GetSymbols().size(), 1u);
+}
+
+TEST_F(Embedding, WithoutVectorsTheirTextsAreNone) {
+    State bare;
+    s_str error;
+    EXPECT_FALSE(bare.ParseSymbol("", "<(>x", error, false));
+    EXPECT_EQ(error.Get(), "\tError : Unterminated '('");
+    s_str second;
+    EXPECT_FALSE(bare.ParseSymbol("", "<1>", second, false));
+    EXPECT_EQ(second.Get(), "\tError : Unable to parse expression '<1>', no operator found");
+}
+
+} // namespace

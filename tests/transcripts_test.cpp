@@ -1,0 +1,120 @@
+// Plays the transcripts: each shows a session as it stands on the screen, the line after the prompt and then its
+// answer. Lines that begin with "#" are comments. Every transcript is typed at the program, and run as a script too
+// unless the program asks a question in it.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <vector>
+
+#include "program.h"
+
+namespace {
+
+constexpr std::string_view Prompt = "> ";
+constexpr std::string_view Question = "([y|Enter]/n) ";
+
+struct Transcript {
+    std::string screen;              ///< all but the comments
+    std::vector<std::string> inputs; ///< what is typed, answers to questions included
+    std::string answers;             ///< what a script of the same lines prints
+    bool hasQuestion = false;
+};
+
+Transcript ReadTranscript(const std::filesystem::path& path) {
+    Transcript transcript;
+    std::ifstream file(path);
+    for (std::string line; std::getline(file, line);) {
+        if (line.starts_with('#')) continue;
+        transcript.screen += line + "\n";
+        if (line.starts_with(Prompt)) {
+            transcript.inputs.push_back(line.substr(Prompt.size()));
+        } else if (const auto question = line.find(Question); question != std::string::npos) {
+            transcript.inputs.push_back(line.substr(question + Question.size()));
+            transcript.hasQuestion = true;
+        } else {
+            transcript.answers += line + "\n";
+        }
+    }
+    return transcript;
+}
+
+std::string Lines(const std::vector<std::string>& lines) {
+    std::string text;
+    for (const std::string& line : lines) text += line + "\n";
+    return text;
+}
+
+/// The output with what was typed put in behind the prompts and questions, as a terminal shows it.
+std::string ScreenOf(std::string_view output, const std::vector<std::string>& inputs) {
+    std::string screen;
+    auto input = inputs.begin();
+    const auto echo = [&] { screen += (input == inputs.end() ? "" : *input++) + "\n"; };
+    while (!output.empty()) {
+        const bool isPrompt = output.starts_with(Prompt) && (screen.empty() || screen.back() == '\n');
+        const bool isQuestion = output.starts_with(Question);
+        const std::size_t length = isPrompt ? Prompt.size() : isQuestion ? Question.size() : 1;
+        screen += output.substr(0, length);
+        output.remove_prefix(length);
+        if (isPrompt || isQuestion) echo();
+    }
+    return screen;
+}
+
+class Transcripts : public testing::TestWithParam<std::filesystem::path> {};
+class Scripts : public testing::TestWithParam<std::filesystem::path> {};
+
+TEST_P(Transcripts, StandOnTheScreenAsWritten) {
+    const Transcript transcript = ReadTranscript(GetParam());
+    std::vector<std::string> inputs = transcript.inputs;
+    inputs.push_back("q");
+    const Folder folder;
+    const Outcome outcome = RunProgram(folder, Lines(inputs));
+    EXPECT_EQ(ScreenOf(outcome.output, inputs), transcript.screen + "> q\n");
+    EXPECT_EQ(outcome.errors, "");
+    EXPECT_EQ(outcome.status, 0);
+}
+
+TEST_P(Scripts, PrintTheSameAnswers) {
+    const Transcript transcript = ReadTranscript(GetParam());
+    const Folder folder;
+    folder.Write("script", Lines(transcript.inputs));
+    const Outcome outcome = RunProgram(folder, "", "script");
+    EXPECT_EQ(outcome.output, transcript.answers);
+    EXPECT_EQ(outcome.errors, "");
+    EXPECT_EQ(outcome.status, 0);
+}
+
+std::vector<std::filesystem::path> FilesIn(const char* folder) {
+    std::vector<std::filesystem::path> files;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) files.push_back(entry.path());
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+std::vector<std::filesystem::path> TranscriptsWithoutQuestions() {
+    std::vector<std::filesystem::path> files = FilesIn(TRANSCRIPTS);
+    std::erase_if(files, [](const auto& file) { return ReadTranscript(file).hasQuestion; });
+    return files;
+}
+
+std::string NameOf(const testing::TestParamInfo<std::filesystem::path>& parameter) {
+    return parameter.param.stem().string();
+}
+
+INSTANTIATE_TEST_SUITE_P(, Transcripts, testing::ValuesIn(FilesIn(TRANSCRIPTS)), NameOf);
+INSTANTIATE_TEST_SUITE_P(, Scripts, testing::ValuesIn(TranscriptsWithoutQuestions()), NameOf);
+
+class Examples : public testing::TestWithParam<std::filesystem::path> {};
+
+TEST_P(Examples, ShowNoErrors) {
+    const Folder folder;
+    const Outcome outcome = RunProgram(folder, "", "'" + GetParam().string() + "'");
+    EXPECT_NE(outcome.output, "");
+    EXPECT_EQ(outcome.output.find("\tError"), std::string::npos) << outcome.output;
+}
+
+INSTANTIATE_TEST_SUITE_P(, Examples, testing::ValuesIn(FilesIn(EXAMPLES)), NameOf);
+
+} // namespace

@@ -1,0 +1,71 @@
+#include "types/reference.h"
+
+#include <typeinfo>
+
+namespace Quarn {
+
+namespace {
+
+constexpr char Marker = '&';
+constexpr const char* EmptyText = "null";
+
+} // namespace
+
+void Reference::Register(State& state) {
+    Registry& registry = state.EditRegistry();
+    registry.types[TypeName] = [&state](const s_str& name) { return make_refptr<Reference>(name, "", state); };
+    registry.literalTests[TypeName] = [](std::string_view text) { return text.starts_with(Marker); };
+    registry.constructors[TypeName] = [](State& owner, const s_str& name, std::string_view text, s_bool isLiteral,
+                                         s_str&) {
+        if (isLiteral) text.remove_prefix(1);
+        return make_refptr<Reference>(name, s_str::Trimmed(text, ' '), owner);
+    };
+}
+
+Reference::Reference(const s_str& name, std::string_view expression, State& state)
+    : Symbol(name), m_expression(make_refptr<Expression>(expression)), m_state(&state) {}
+
+const Reference* Reference::From(const Symbol& value) {
+    // Asked for every operand: the class is final, so that no search through the bases is needed.
+    return typeid(value) == typeid(Reference) ? static_cast<const Reference*>(&value) : nullptr;
+}
+
+s_str Reference::ToString() const {
+    if (m_expression->text.IsEmpty()) return EmptyText; // without its name
+    const Use use(*this);
+    return WithName(use.GetValue() ? use.GetValue()->ToString() : m_expression->text);
+}
+
+const s_str& Reference::GetType() const {
+    const Use use(*this);
+    return use.GetValue() ? use.GetValue()->GetType() : TypeName;
+}
+
+s_str Reference::GetUnevaluatedText() const {
+    return m_expression->text.IsEmpty() ? s_str(EmptyText) : m_expression->text;
+}
+
+Reference::Use::Mark::Mark(Expression& expression) : m_expression(expression), m_isFirst(!expression.isInUse) {
+    m_expression.isInUse = true;
+}
+
+Reference::Use::Mark::~Mark() {
+    if (m_isFirst) m_expression.isInUse = false;
+}
+
+Reference::Use::Use(const Reference& reference)
+    : m_level(*reference.m_state), m_expression(reference.m_expression), m_mark(*m_expression) {
+    if (m_expression->text.IsEmpty()) return;
+    State& state = *reference.m_state;
+    state.WasAbandoned(); // forgets what others left
+    if (!m_level) {
+        state.AbandonTooDeep(m_error);
+    } else if (!m_mark.IsFirst()) {
+        state.Abandon(m_error, "\tError : Circular reference in expression '" + m_expression->text + "'");
+    } else {
+        m_value = state.Evaluate(*m_expression, m_error);
+    }
+    m_wasAbandoned = !m_value && state.WasAbandoned();
+}
+
+} // namespace Quarn

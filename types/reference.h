@@ -1,0 +1,76 @@
+#pragma once
+
+#include "types/symbol.h"
+
+namespace Quarn {
+
+/// The text of an expression, evaluated again on every use. While it can be evaluated it passes for its result;
+/// otherwise it is a value of type "Reference" that shows its text. Asking it reports no errors.
+class Reference final : public Symbol {
+public:
+    inline static const s_str TypeName = "Reference";
+
+    /// Registers the type, `&expression` as its literal, and `Reference(expression)`.
+    static void Register(State& state);
+
+    /// The state is not owned and must outlive the reference.
+    Reference(const s_str& name, std::string_view expression, State& state);
+
+    /// The value as a reference, or null.
+    static const Reference* From(const Symbol& value);
+    /// The type of a value that references were followed to: a reference among those was not to be evaluated.
+    static const s_str& TypeOfFollowed(const Symbol& value) { return From(value) ? TypeName : value.GetType(); }
+
+    s_str ToString() const override;
+    const s_str& GetType() const override;
+    const s_str& GetRealType() const override { return TypeName; }
+    s_str GetFullType() const override { return TypeName; }
+    s_refptr<Symbol> Clone() const override { return s_refptr<Symbol>(new Reference(*this)); }
+
+    const s_str& GetExpression() const { return m_expression->text; }
+    /// What it shows when it cannot be evaluated: its expression, or "null" when that is empty.
+    s_str GetUnevaluatedText() const;
+
+    /// One evaluation. As long as it lives the expression counts as in use, so that a circle is noticed; what becomes of
+    /// the value belongs into its life time. An empty expression has no value.
+    class Use {
+    public:
+        explicit Use(const Reference& reference);
+
+        /// Null when it cannot be evaluated.
+        const s_refptr<Symbol>& GetValue() const { return m_value; }
+        /// Whether it failed by a circle, a limit, or the like: for an operation a failure of its own.
+        bool WasAbandoned() const { return m_wasAbandoned; }
+        const s_str& GetError() const { return m_error; }
+
+    private:
+        /// Marks an expression as in use, unless another use of it has done so.
+        class Mark {
+        public:
+            explicit Mark(Expression& expression);
+            ~Mark();
+            Mark(const Mark&) = delete;
+            Mark& operator=(const Mark&) = delete;
+            bool IsFirst() const { return m_isFirst; }
+
+        private:
+            Expression& m_expression;
+            const bool m_isFirst;
+        };
+
+        const State::Level m_level;
+        const s_refptr<Expression> m_expression;
+        const Mark m_mark;
+        s_refptr<Symbol> m_value;
+        bool m_wasAbandoned = false;
+        s_str m_error;
+    };
+
+private:
+    Reference(const Reference&) = default;
+
+    s_refptr<Expression> m_expression;
+    State* m_state;
+};
+
+} // namespace Quarn

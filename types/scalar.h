@@ -1,0 +1,37 @@
+#pragma once
+
+#include "types/binding.h"
+
+namespace Quarn {
+
+/// A real number: a double in the sense of IEEE 754, infinities and not-a-number included.
+class Scalar final : public Symbol {
+public:
+    inline static const s_str TypeName = "Scalar";
+
+    /// Registers the type, its literals, operators and functions.
+    static void Register(State& state);
+
+    explicit Scalar(const s_str& name, double value = 0) : Symbol(name), m_value(value) {}
+
+    /// "nan", "inf+", "inf-", or at most 15 significant digits.
+    s_str ToString() const override { return WithName(s_str(m_value)); }
+    const s_str& GetType() const override { return TypeName; }
+    s_refptr<Symbol> Clone() const override { return s_refptr<Symbol>(new Scalar(*this)); }
+
+    double GetValue() const { return m_value; }
+
+private:
+    Scalar(const Scalar&) = default;
+
+    double m_value;
+};
+
+/// Callables of numbers take and return doubles.
+template <> struct Operand<double> {
+    using Class = Scalar;
+    static double Read(const Scalar& scalar) { return scalar.GetValue(); }
+    static s_refptr<Symbol> Make(double value) { return make_refptr<Scalar>("", value); }
+};
+
+} // namespace Quarn

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "interpreter/state.h"
+
+namespace Quarn {
+
+/// The root of all values, and itself the abstract type without a value. Values are made on the heap, shared through
+/// `s_refptr<Symbol>`, and not changed once they are built; only the engine names the ones it has just made.
+class Symbol {
+public:
+    inline static const s_str TypeName = "Symbol";
+
+    static void Register(State& state);
+
+    /// The text of a valueless symbol is its name.
+    explicit Symbol(const s_str& name) : m_name(name), m_text(name) {}
+    virtual ~Symbol() = default;
+    Symbol& operator=(const Symbol&) = delete;
+
+    /// The display text of the value; "name = value" for a value that has a name.
+    virtual s_str ToString() const { return m_text; }
+    /// The type that overloads are chosen by: the process-wide name under which the type is registered.
+    virtual const s_str& GetType() const { return TypeName; }
+    /// The type of the object itself.
+    virtual const s_str& GetRealType() const { return GetType(); }
+    /// The type with any size that belongs to it, "3-Vector".
+    virtual s_str GetFullType() const { return GetType(); }
+    /// A new object of the same type with the same contents.
+    virtual s_refptr<Symbol> Clone() const { return s_refptr<Symbol>(new Symbol(*this)); }
+
+    /// The name as the user wrote it; empty for a temporary result.
+    const s_str& GetName() const { return m_name; }
+    void SetName(const s_str& name) { m_name = name; }
+
+protected:
+    Symbol(const Symbol&) = default;
+
+    /// The display text of a value whose own text this is.
+    s_str WithName(s_str value) const { return m_name.IsEmpty() ? value : m_name + " = " + value; }
+
+private:
+    s_str m_name;
+    s_str m_text;
+};
+
+} // namespace Quarn

@@ -1,0 +1,194 @@
+#include "types/vector.h"
+
+#include <cmath>
+
+#include "types/scalar.h"
+
+namespace Quarn {
+
+namespace {
+
+const Vector* AsVector(const Symbol& value) {
+    return typeid(value) == typeid(Vector) ? static_cast<const Vector*>(&value) : nullptr;
+}
+
+/// The vector of these elements, unless it is too large or nests too deeply.
+s_refptr<Symbol> Build(State& state, const s_str& name, Vector::Elements elements, s_str& error) {
+    s_refptr<Vector> vector = make_refptr<Vector>(name, std::move(elements));
+    if (vector->GetNesting() > State::DeepestNesting) return state.AbandonTooDeep(error);
+    if (vector->GetSize() > Vector::LargestSize) {
+        return state.Abandon(error, "\tError : Vectors of more than " + s_str(s_uint::FromSize(Vector::LargestSize)) +
+                                        " numbers are not supported");
+    }
+    if (!state.Spend(vector->GetSize(), error)) return nullptr;
+    return vector;
+}
+
+/// The vector of `count` elements that `makeElement(i)` gives, null when one of them fails.
+template <class MakeElement>
+s_refptr<Symbol> BuildFrom(State& state, std::size_t count, s_str& error, const MakeElement& makeElement) {
+    const State::Level level(state);
+    if (!level) return state.AbandonTooDeep(error);
+    Vector::Elements elements;
+    for (std::size_t i = 0; i < count; ++i) {
+        s_refptr<Symbol> element = makeElement(i);
+        if (!element) return nullptr;
+        elements.PushBack(std::move(element));
+    }
+    return Build(state, "", std::move(elements), error);
+}
+
+/// `op` between the elements at the same position; `verb` is what it does to them.
+s_refptr<Symbol> ElementWise(State& state, const char* op, const char* verb, const Vector& a, const Vector& b,
+                             s_str& error) {
+    const auto& left = a.GetElements();
+    const auto& right = b.GetElements();
+    if (left.Count() != right.Count()) {
+        return Fail(error, "\tError : Cannot " + s_str(verb) + " two Vectors of different length (" +
+                               s_str(left.Size()) + " and " + s_str(right.Size()) + ")");
+    }
+    return BuildFrom(state, left.Count(), error,
+                     [&](std::size_t i) { return state.ApplyBinaryOperator(op, left[i], right[i], error); });
+}
+
+s_refptr<Symbol> Add(State& state, const Vector& a, const Vector& b, s_str& error) {
+    return ElementWise(state, "+", "add", a, b, error);
+}
+
+s_refptr<Symbol> Subtract(State& state, const Vector& a, const Vector& b, s_str& error) {
+    return ElementWise(state, "-", "substract", a, b, error);
+}
+
+/// A number as an operand of its own again, for the dispatch on elements.
+s_refptr<Symbol> Factor(const Scalar& scalar) { return Operand<double>::Make(scalar.GetValue()); }
+
+s_refptr<Symbol> ScaleFromLeft(State& state, const Scalar& s, const Vector& v, s_str& error) {
+    const s_refptr<Symbol> factor = Factor(s);
+    const auto& elements = v.GetElements();
+    return BuildFrom(state, elements.Count(), error,
+                     [&](std::size_t i) { return state.ApplyBinaryOperator("*", factor, elements[i], error); });
+}
+
+s_refptr<Symbol> ScaleFromRight(State& state, const Vector& v, const Scalar& s, s_str& error) {
+    const s_refptr<Symbol> factor = Factor(s);
+    const auto& elements = v.GetElements();
+    return BuildFrom(state, elements.Count(), error,
+                     [&](std::size_t i) { return state.ApplyBinaryOperator("*", elements[i], factor, error); });
+}
+
+s_refptr<Symbol> Negate(State& state, const Vector& v, s_str& error) {
+    const auto& elements = v.GetElements();
+    return BuildFrom(state, elements.Count(), error,
+                     [&](std::size_t i) { return state.ApplyRightUnaryOperator("-", elements[i], error); });
+}
+
+/// (a2 b3 - a3 b2, a3 b1 - a1 b3, a1 b2 - a2 b1), the product that is taken away evaluated first.
+s_refptr<Symbol> CrossProduct(State& state, const Vector& a, const Vector& b, s_str& error) {
+    const auto& left = a.GetElements();
+    const auto& right = b.GetElements();
+    if (left.Count() != 3 || right.Count() != 3)
+        return Fail(error, "\tError : The cross product '^' is only available for 3-Vectors");
+    return BuildFrom(state, 3, error, [&](std::size_t i) -> s_refptr<Symbol> {
+        const std::size_t j = (i + 1) % 3;
+        const std::size_t k = (i + 2) % 3;
+        s_refptr<Symbol> subtrahend = state.ApplyBinaryOperator("*", left[k], right[j], error);
+        if (!subtrahend) return nullptr;
+        s_refptr<Symbol> minuend = state.ApplyBinaryOperator("*", left[j], right[k], error);
+        if (!minuend) return nullptr;
+        return state.ApplyBinaryOperator("-", std::move(minuend), std::move(subtrahend), error);
+    });
+}
+
+/// Positions run from 0 and wrap around at both ends, however far they lie beyond.
+s_refptr<Symbol> Index(const Vector& v, const Scalar& index, s_str& error) {
+    const double position = std::round(index.GetValue());
+    const auto& elements = v.GetElements();
+    if (elements.IsEmpty()) return Fail(error, "\tError : Cannot index an empty Vector");
+    if (!std::isfinite(position)) return Fail(error, "\tError : Cannot index a Vector with '" + s_str(position) + "'");
+    const auto length = static_cast<double>(elements.Count());
+    const double wrapped = std::fmod(position, length);
+    s_refptr<Symbol> element = elements[static_cast<std::size_t>(wrapped < 0 ? wrapped + length : wrapped)]->Clone();
+    element->SetName("");
+    return element;
+}
+
+Failure FailNonHomogeneous(s_str& error, const s_str& first, const s_str& second) {
+    return Fail(error, "\tError : Non-homogeneous Vectors are not allowed.\n\t        Trying to mix " + first +
+                           " with " + second);
+}
+
+} // namespace
+
+void Vector::Register(State& state) {
+    Registry& registry = state.EditRegistry();
+    registry.types[TypeName] = [](const s_str& name) { return make_refptr<Vector>(name); };
+    registry.literalTests[TypeName] = [](std::string_view text) {
+        return text.starts_with('<') && text.ends_with('>');
+    };
+    registry.constructors[TypeName] = CreateFrom;
+
+    Binding bind(state);
+    bind.Binary("*", ScaleFromLeft);
+    bind.Binary("*", ScaleFromRight);
+    bind.Binary("+", Add);
+    bind.Binary("-", Subtract);
+    bind.Binary("^", CrossProduct);
+    bind.Binary("[]", Index);
+
+    bind.RightUnary("+", [](const Vector& v) { return v.Clone(); });
+    bind.RightUnary("-", Negate);
+}
+
+s_refptr<Symbol> Vector::CreateFrom(State& state, const s_str& name, std::string_view text, s_bool removeBrackets,
+                                    s_str& error) {
+    if (removeBrackets) text = text.substr(1, text.size() - 2);
+    std::vector<std::string_view> elementTexts;
+    if (!state.SplitArguments(elementTexts, text, error)) return nullptr;
+
+    // References take no part here: what they lead to is compared when the type of the others is known. So a vector of
+    // references only is always refused, its type stays unknown. Pinned by the transcript "vectors".
+    const auto isReference = [](const s_str& fullType) { return fullType == "Reference"; };
+    s_str elementType;
+    Elements elements;
+    for (const std::string_view elementText : elementTexts) {
+        if (!state.HasRoomFor(elementText)) return state.AbandonTooDeep(error);
+        s_refptr<Symbol> element = state.ParseSymbol("", elementText, error, false);
+        if (!element) return nullptr;
+        const s_str type = element->GetFullType();
+        if (!isReference(type)) {
+            if (!elementType.IsEmpty() && type != elementType) return FailNonHomogeneous(error, elementType, type);
+            elementType = type;
+        }
+        elements.PushBack(std::move(element));
+    }
+    for (const s_refptr<Symbol>& element : elements) {
+        if (!isReference(element->GetFullType())) continue;
+        const s_str& type = element->GetType();
+        if (type != elementType) return FailNonHomogeneous(error, elementType, type);
+    }
+    return Build(state, name, std::move(elements), error);
+}
+
+Vector::Vector(const s_str& name, Elements elements) : Symbol(name) {
+    for (const s_refptr<Symbol>& element : elements) {
+        const Vector* const vector = AsVector(*element);
+        m_size += vector ? vector->m_size : 1;
+        if (vector) m_nesting = std::max(m_nesting, vector->m_nesting + 1);
+    }
+    m_elements = make_refptr<Elements>(std::move(elements));
+}
+
+s_str Vector::ToString() const {
+    s_str text = "<";
+    bool isFirst = true;
+    for (const s_refptr<Symbol>& element : *m_elements) {
+        if (!std::exchange(isFirst, false)) text += ", ";
+        text += element->ToString();
+    }
+    text += ">";
+    return WithName(std::move(text));
+}
+
+s_str Vector::GetFullType() const { return s_str(m_elements->Size()) + "-" + TypeName; }
+
+} // namespace Quarn

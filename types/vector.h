@@ -1,0 +1,50 @@
+#pragma once
+
+#include <deque>
+
+#include "types/binding.h"
+
+namespace Quarn {
+
+/// A list of fixed length whose elements have one full type: numbers, or vectors of one length. It knows nothing of
+/// their arithmetic; every operation on elements goes through the dispatch of the state.
+class Vector final : public Symbol {
+public:
+    inline static const s_str TypeName = "Vector";
+
+    /// How many numbers a vector may hold in all, those of its elements included: sharing lets `v = <v, v>` double them
+    /// with every statement, and the text of a vector holds them all.
+    static constexpr std::size_t LargestSize = std::size_t{1} << 24;
+
+    using Elements = s_ctnr_t<s_refptr<Symbol>>;
+
+    /// Registers the type, `<a, b>` as its literal, `Vector(a, b)` and its operators. Needs `Scalar`.
+    static void Register(State& state);
+
+    /// Reads the elements of a literal, or what stands between its brackets when they are not to be removed. Null, with
+    /// a message, when an element fails or differs in type.
+    static s_refptr<Symbol> CreateFrom(State& state, const s_str& name, std::string_view text, s_bool removeBrackets,
+                                       s_str& error);
+
+    explicit Vector(const s_str& name, Elements elements = {});
+
+    s_str ToString() const override;
+    const s_str& GetType() const override { return TypeName; }
+    /// "3-Vector" for three elements.
+    s_str GetFullType() const override;
+    s_refptr<Symbol> Clone() const override { return s_refptr<Symbol>(new Vector(*this)); }
+
+    const Elements& GetElements() const { return *m_elements; }
+    /// Numbers in all, and how deeply vectors stand in vectors: 1 for a vector of numbers.
+    std::size_t GetSize() const { return m_size; }
+    unsigned GetNesting() const { return m_nesting; }
+
+private:
+    Vector(const Vector&) = default;
+
+    s_refptr<const Elements> m_elements; ///< never changed, so that copies share it
+    std::size_t m_size = 0;
+    unsigned m_nesting = 1;
+};
+
+} // namespace Quarn
