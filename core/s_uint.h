@@ -62,6 +62,20 @@ public:
         return static_cast<T>(a.m_value - b.m_value);
     }
 
+    /// Special states are contagious; a sum that does not fit is infinity.
+    friend constexpr s_uint_t operator+(s_uint_t a, s_uint_t b) {
+        if (a.m_state == State::NaN || b.m_state == State::NaN) return NaN;
+        const T sum = static_cast<T>(a.m_value + b.m_value);
+        const bool fits = a.IsValid() && b.IsValid() && sum >= a.m_value;
+        return fits ? s_uint_t(sum) : Infinity;
+    }
+
+    /// Infinity lies above every number; not-a-number is neither below nor above anything.
+    friend constexpr s_bool operator<(s_uint_t a, s_uint_t b) {
+        if (!a.IsValid() || b.m_state == State::NaN) return false;
+        return b.m_state == State::Infinity || a.m_value < b.m_value;
+    }
+
     /// A special state stays as it is; the largest ordinary value becomes infinity.
     constexpr s_uint_t& operator++() {
         if (m_state == State::Ordinary && ++m_value == 0) *this = Infinity;

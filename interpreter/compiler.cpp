@@ -81,11 +81,12 @@ private:
     void CompileArguments(std::string_view text, std::string_view name, const FunctionOverloads& functions,
                           unsigned level);
 
-    template <class Match, class Emit>
-    const char* CutText(std::string_view text, const Match& match, const Emit& emit) const;
+    const char* CutIntoOperands(std::string_view text);
+    const char* CutIntoArguments(std::string_view text);
     Position PartnerIn(std::string_view text, Position position) const;
     Step& Add(Step::Kind kind, std::string_view text);
-    void AddFault(s_str message);
+    void AddFault(std::string_view begin, std::string_view middle = {}, std::string_view end = {});
+    void AddMissingOperands(const Operator& op);
 
     const std::string_view m_source;
     const unsigned m_room;
@@ -109,21 +110,10 @@ void Compiler::CompileText(std::string_view text, unsigned level) {
     if (text.empty()) return AddFault("\tError : Empty symbol");
 
     const Position first = m_pieces.size();
-    const char* const fault = CutText(
-        text,
-        [&](Position i) {
-            const Operator* op = m_operators.Match(text.substr(i));
-            return op ? Piece{op->text, op} : Piece{};
-        },
-        [&](const Piece& piece, bool isSeparator) {
-            // "[]" is an operator that no separator ever is: it reaches the pieces as a pair of brackets.
-            m_pieces.push_back(isSeparator ? piece : Piece{piece.text, m_operators.Find(piece.text)});
-        });
-    const Position last = m_pieces.size();
-    if (fault) {
+    if (const char* fault = CutIntoOperands(text)) {
         AddFault(fault);
     } else {
-        CompileRun(first, last, level);
+        CompileRun(first, m_pieces.size(), level);
         // Only a text that is nothing but a name may define it.
         if (level == 0) m_program.steps.front().isWholeText = m_program.steps.front().text == text;
     }
@@ -155,7 +145,7 @@ void Compiler::CompileRun(Position first, Position last, unsigned level) {
         if (!pending) {
             hasLeft = hasRun;
         } else if (!hasLeft && !hasRun) {
-            AddFault("\tError : Operator '" + pending->text + "' is missing its operands");
+            AddMissingOperands(*pending);
             hasLeft = true;
         } else {
             const Step::Kind kind = !hasLeft  ? Step::Kind::RightUnary
@@ -170,8 +160,7 @@ void Compiler::CompileRun(Position first, Position last, unsigned level) {
 }
 
 void Compiler::CompilePiece(std::string_view piece, unsigned level) {
-    if (const Operator* op = m_operators.Find(piece))
-        return AddFault("\tError : Operator '" + op->text + "' is missing its operands");
+    if (const Operator* op = m_operators.Find(piece)) return AddMissingOperands(*op);
     if (piece.front() == '(' && piece.back() == ')' && piece.size() > 1)
         return CompileText(piece.substr(1, piece.size() - 2), level + 1);
 
@@ -205,7 +194,7 @@ bool Compiler::CompileLiteral(std::string_view piece) {
     } else if (const Constructor* constructor = FindIn(m_registry.constructors, *accepting)) {
         Add(Step::Kind::Literal, piece).constructor = constructor;
     } else {
-        AddFault("\tError : No constructor for the type '" + *accepting + "'");
+        AddFault("\tError : No constructor for the type '", *accepting, "'");
     }
     return true;
 }
@@ -214,7 +203,7 @@ void Compiler::CompileIndexing(std::string_view piece, unsigned level) {
     const Position open = piece.find('[');
     const Position close = piece.find(']');
     if (open == std::string_view::npos || close == std::string_view::npos || close < open)
-        return AddFault("\tError : Unable to parse expression '" + s_str(piece) + "', no operator found");
+        return AddFault("\tError : Unable to parse expression '", piece, "', no operator found");
     if (close == open + 1) return AddFault("\tError : Illegal use of '[.]' with empty argument");
     if (open == 0) return AddFault("\tError : Illegal use of '[.]' on empty object");
     CompileText(piece.substr(0, open), level + 1);
@@ -233,21 +222,16 @@ void Compiler::CompileCall(std::string_view piece, Position open, unsigned level
         Add(Step::Kind::Construct, arguments).constructor = constructor;
         return;
     }
-    AddFault("\tError : Undefined function '" + s_str(name) + "'");
+    AddFault("\tError : Undefined function '", name, "'");
 }
 
 void Compiler::CompileArguments(std::string_view text, std::string_view name, const FunctionOverloads& functions,
                                 unsigned level) {
     const Position first = m_pieces.size();
-    const char* const fault = CutText(
-        text, [&](Position i) { return text[i] == ',' ? Piece{text.substr(i, 1)} : Piece{}; },
-        [&](const Piece& piece, bool isSeparator) {
-            if (!isSeparator) m_pieces.push_back(piece);
-        });
-    const Position last = m_pieces.size();
-    if (fault) {
+    if (const char* fault = CutIntoArguments(text)) {
         AddFault(fault);
     } else {
+        const Position last = m_pieces.size();
         for (Position i = first; i < last; ++i) CompileText(m_pieces[i].text, level + 1);
         Step& call = Add(Step::Kind::Call, name);
         call.functions = &functions;
@@ -256,10 +240,15 @@ void Compiler::CompileArguments(std::string_view text, std::string_view name, co
     m_pieces.resize(first);
 }
 
-template <class Match, class Emit>
-const char* Compiler::CutText(std::string_view text, const Match& match, const Emit& emit) const {
-    return Cut(
-        text, [&](Position i) { return PartnerIn(text, i); }, match, emit);
+/// Appends the pieces of the text. Returns null, or the message on its first fault.
+const char* Compiler::CutIntoOperands(std::string_view text) {
+    return CutAtOperators(
+        text, [&](Position i) { return PartnerIn(text, i); }, m_operators, m_pieces);
+}
+
+const char* Compiler::CutIntoArguments(std::string_view text) {
+    return CutAtCommas(
+        text, [&](Position i) { return PartnerIn(text, i); }, m_pieces);
 }
 
 /// The partner of the opening bracket at `position` of the text, a part of the source, if it closes within the text.
@@ -276,7 +265,18 @@ Step& Compiler::Add(Step::Kind kind, std::string_view text) {
     return step;
 }
 
-void Compiler::AddFault(s_str message) { Add(Step::Kind::Fault, m_program.messages.emplace_front(std::move(message))); }
+/// The message of the fault, in three parts. Messages are put together here and not where the faults are found, for the
+/// sake of the stack: those places recurse.
+void Compiler::AddFault(std::string_view begin, std::string_view middle, std::string_view end) {
+    s_str& message = m_program.messages.emplace_front(begin);
+    message += middle;
+    message += end;
+    Add(Step::Kind::Fault, message);
+}
+
+void Compiler::AddMissingOperands(const Operator& op) {
+    AddFault("\tError : Operator '", op.text, "' is missing its operands");
+}
 
 } // namespace
 

@@ -17,36 +17,41 @@ template <class Value> const Value* FindIn(const Table<Value>& table, std::strin
     return found == table.end() ? nullptr : &found->second;
 }
 
-template <class Overloads> const Overloads* OverloadsOf(const Table<Overloads>& table, std::string_view op) {
-    return FindIn(table, op);
-}
-
-/// How an operand stands in messages and kept operations. `followed` is what its references led to.
-///
-/// A named operand contributes nothing. Sub-expressions have no names, so this meets only values that a function named
-/// itself; their text would begin with "name = ", which is no expression. Pinned by "NamedOperandsContributeNothing".
-s_str OperandText(const Symbol& operand, const Symbol& followed) {
-    if (!operand.GetName().IsEmpty()) return {};
-    if (const Reference* reference = Reference::From(followed)) return reference->GetUnevaluatedText();
-    return followed.ToString();
-}
-
 } // namespace
+
+/// An operand as it was passed, and what its references led to.
+struct State::FollowedOperand {
+    const Symbol& operand;
+    const Symbol& value;
+
+    const s_str& Type() const { return Reference::TypeOfFollowed(value); }
+
+    /// How it stands in messages and kept operations.
+    ///
+    /// A named operand contributes nothing. Sub-expressions have no names, so this meets only values that a function
+    /// named itself; their text would begin with "name = ", which is no expression. Pinned by
+    /// "NamedOperandsContributeNothing".
+    s_str Text() const {
+        if (!operand.GetName().IsEmpty()) return {};
+        if (const Reference* reference = Reference::From(value)) return reference->GetUnevaluatedText();
+        return value.ToString();
+    }
+};
 
 s_refptr<Symbol> State::ApplyBinaryOperator(std::string_view op, s_refptr<Symbol> left, s_refptr<Symbol> right,
                                             s_str& error) {
     if (!Spend(1, error)) return nullptr;
-    return DispatchBinary(op, OverloadsOf(m_registry.binaryOperators, op), std::move(left), std::move(right), error);
+    return DispatchBinary(op, FindIn(m_registry.binaryOperators, op), std::move(left), std::move(right), error);
 }
 
 s_refptr<Symbol> State::ApplyLeftUnaryOperator(std::string_view op, s_refptr<Symbol> operand, s_str& error) {
     if (!Spend(1, error)) return nullptr;
-    return DispatchUnary(OverloadsOf(m_registry.leftUnaryOperators, op), std::move(operand), {}, op, error);
+    return DispatchUnary(FindIn(m_registry.leftUnaryOperators, op), std::move(operand), {}, op, error);
 }
 
 s_refptr<Symbol> State::ApplyRightUnaryOperator(std::string_view op, s_refptr<Symbol> operand, s_str& error) {
     if (!Spend(1, error)) return nullptr;
-    return DispatchUnary(OverloadsOf(m_registry.rightUnaryOperators, op), std::move(operand), op, {}, error);
+    return DispatchUnary(FindIn(m_registry.rightUnaryOperators, op), std::move(operand), op, {}, error);
 }
 
 /// What the operand's references lead to: a value that is no reference, or the last reference on the way when that
@@ -68,18 +73,15 @@ s_refptr<Symbol> State::DispatchBinary(std::string_view op, const BinaryOverload
     if (!rightValue) return nullptr;
 
     if (overloads) {
-        if (Reference::From(*leftValue))
-            return KeepOperation(OperandText(*left, *leftValue), op, OperandText(*right, *rightValue), error);
+        if (Reference::From(*leftValue)) return KeepOperation({*left, *leftValue}, op, {*right, *rightValue}, error);
         if (const auto* byRightType = FindIn(*overloads, leftValue->GetType())) {
             if (Reference::From(*rightValue))
-                return KeepOperation(OperandText(*left, *leftValue), op, OperandText(*right, *rightValue), error);
+                return KeepOperation({*left, *leftValue}, op, {*right, *rightValue}, error);
             if (const auto* callable = FindIn(*byRightType, rightValue->GetType()))
                 return (*callable)(*this, std::move(leftValue), std::move(rightValue), error);
         }
     }
-    return Fail(error, "\tError : No match for operator '" + Reference::TypeOfFollowed(*leftValue) + " " + op + " " +
-                           Reference::TypeOfFollowed(*rightValue) + "' in :\n\t        \t" +
-                           OperandText(*left, *leftValue) + " " + op + " " + OperandText(*right, *rightValue));
+    return FailWithoutMatch({*left, *leftValue}, op, {*right, *rightValue}, error);
 }
 
 /// The operator stands in `before` or in `behind`, the other is empty.
@@ -90,17 +92,27 @@ s_refptr<Symbol> State::DispatchUnary(const UnaryOverloads* overloads, s_refptr<
     if (overloads)
         if (const auto* callable = FindIn(*overloads, Reference::TypeOfFollowed(*value)))
             return (*callable)(*this, std::move(value), error);
+    return FailWithoutMatch({*operand, *value}, before, behind, error);
+}
 
+Failure State::FailWithoutMatch(const FollowedOperand& left, std::string_view op, const FollowedOperand& right,
+                                s_str& error) {
+    return Fail(error, "\tError : No match for operator '" + left.Type() + " " + op + " " + right.Type() +
+                           "' in :\n\t        \t" + left.Text() + " " + op + " " + right.Text());
+}
+
+Failure State::FailWithoutMatch(const FollowedOperand& operand, std::string_view before, std::string_view behind,
+                                s_str& error) {
     const auto written = [&](const s_str& what) {
         return before.empty() ? what + " " + behind : s_str(before) + " " + what;
     };
-    return Fail(error, "\tError : No match for operator '" + written(Reference::TypeOfFollowed(*value)) +
-                           "' in :\n\t        \t" + written(OperandText(*operand, *value)));
+    return Fail(error, "\tError : No match for operator '" + written(operand.Type()) + "' in :\n\t        \t" +
+                           written(operand.Text()));
 }
 
-s_refptr<Symbol> State::KeepOperation(std::string_view left, std::string_view op, std::string_view right,
+s_refptr<Symbol> State::KeepOperation(const FollowedOperand& left, std::string_view op, const FollowedOperand& right,
                                       s_str& error) {
-    const s_str operation = "(" + s_str(left) + ")" + op + "(" + right + ")";
+    const s_str operation = "(" + left.Text() + ")" + op + "(" + right.Text() + ")";
     const std::size_t length = operation.View().size();
     if (length > LongestKeptExpression)
         return Abandon(error, "\tError : Expression longer than " + s_str(s_uint::FromSize(LongestKeptExpression)) +
@@ -119,15 +131,8 @@ s_refptr<Symbol> State::KeepOperation(std::string_view left, std::string_view op
 /// transcript "references".
 s_bool State::RewriteKept(std::string_view input, s_str& output, s_str& error) const {
     const auto split = [&](std::string_view text, std::vector<Piece>& pieces) {
-        return Cut(
-            text, [&](std::size_t i) { return FindPartner(text, i); },
-            [&](std::size_t i) {
-                const Operator* op = m_operators.Match(text.substr(i));
-                return op ? Piece{op->text, op} : Piece{};
-            },
-            [&](const Piece& piece, bool isSeparator) {
-                pieces.push_back(isSeparator ? piece : Piece{piece.text, m_operators.Find(piece.text)});
-            });
+        return CutAtOperators(
+            text, [&](std::size_t i) { return FindPartner(text, i); }, m_operators, pieces);
     };
     // Brackets around brackets around an operand are peeled off in turn.
     while (input.find('(') != std::string_view::npos) {

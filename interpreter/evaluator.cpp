@@ -32,6 +32,28 @@ s_refptr<Symbol> Named(s_refptr<Symbol> value, const s_str& name) {
     return value;
 }
 
+s_str SignatureOf(const s_ctnr<s_refptr<Symbol>>& arguments) {
+    s_str signature = "(";
+    for (const s_refptr<Symbol>& argument : arguments) {
+        if (signature.Length().Get() > 1) signature += ", ";
+        signature += Reference::TypeOfFollowed(*argument);
+    }
+    signature += ")";
+    return signature;
+}
+
+Failure FailWithoutOverload(const FunctionOverloads& functions, std::string_view name, std::string_view signature,
+                            s_str& error) {
+    s_str message =
+        "\tError : No matching function call to :\n\t\t  " + s_str(name) + signature + "\n\t\tPossible candidates :";
+    for (const auto& [candidate, function] : functions) message += "\n\t\t  " + s_str(name) + candidate;
+    return Fail(error, message);
+}
+
+Failure FailUnknown(std::string_view name, s_str& error) {
+    return Fail(error, "\tError : Unknown symbol '" + s_str(name) + "'");
+}
+
 } // namespace
 
 s_refptr<Symbol> State::ParseSymbol(const s_str& name, std::string_view expression, s_str& error, s_bool allowNew) {
@@ -116,33 +138,22 @@ s_refptr<Symbol> State::ReadName(const Step& step, const s_str& name, s_str& err
         return constructor->second(*this, Nameless, {}, false, error);
     // A text that is to be given a name never makes a symbol of itself: `a = b` needs a `b`.
     if (name.IsEmpty() && allowNew && step.isWholeText) return make_refptr<Symbol>(text);
-    return Fail(error, "\tError : Unknown symbol '" + s_str(text) + "'");
+    return FailUnknown(text, error);
 }
 
 s_refptr<Symbol> State::Call(const FunctionOverloads& functions, std::string_view name, std::size_t argumentCount,
                              s_str& error) {
     s_ctnr_t<s_refptr<Symbol>> arguments;
-    s_str signature = "(";
-    for (auto operand = m_operands.end() - static_cast<std::ptrdiff_t>(argumentCount); operand != m_operands.end();
-         ++operand) {
-        arguments.PushBack(std::move(*operand));
-    }
-    m_operands.resize(m_operands.size() - argumentCount);
+    const auto first = m_operands.end() - static_cast<std::ptrdiff_t>(argumentCount);
+    for (auto operand = first; operand != m_operands.end(); ++operand) arguments.PushBack(std::move(*operand));
+    m_operands.erase(first, m_operands.end());
     for (s_refptr<Symbol>& argument : arguments) {
         argument = Follow(std::move(argument), error);
         if (!argument) return nullptr;
-        if (signature.Length().Get() > 1) signature += ", ";
-        signature += Reference::TypeOfFollowed(*argument);
     }
-    signature += ")";
-
+    const s_str signature = SignatureOf(arguments);
     const auto function = functions.find(signature);
-    if (function == functions.end()) {
-        s_str message = "\tError : No matching function call to :\n\t\t  " + s_str(name) + signature +
-                        "\n\t\tPossible candidates :";
-        for (const auto& [candidate, unused] : functions) message += "\n\t\t  " + s_str(name) + candidate;
-        return Fail(error, message);
-    }
+    if (function == functions.end()) return FailWithoutOverload(functions, name, signature, error);
     s_ctnr_t<s_refptr<Symbol>> results;
     if (!function->second(*this, arguments, results, error)) return nullptr;
     if (results.Count() != 1) return Fail(error, "\tError : Multiple return values for function is not yet supported");
@@ -176,6 +187,10 @@ s_bool State::Spend(std::uint64_t steps, s_str& error) {
 Failure State::Abandon(s_str& error, std::string_view message) {
     m_isAbandoned = true;
     return Fail(error, message);
+}
+
+Failure State::AbandonCircle(const Expression& expression, s_str& error) {
+    return Abandon(error, "\tError : Circular reference in expression '" + expression.text + "'");
 }
 
 Failure State::AbandonTooDeep(s_str& error) {

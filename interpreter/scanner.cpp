@@ -96,12 +96,8 @@ s_bool State::MatchOperator(std::size_t position, const s_str& wholeText, s_str&
 }
 
 s_bool State::SplitArguments(std::vector<std::string_view>& arguments, std::string_view text, s_str& error) const {
-    const char* fault = Cut(
-        text, [&](std::size_t i) { return FindPartner(text, i); },
-        [&](std::size_t i) { return text[i] == ',' ? Piece{text.substr(i, 1)} : Piece{}; },
-        [&](const Piece& piece, bool isSeparator) {
-            if (!isSeparator) arguments.push_back(piece.text);
-        });
+    const char* fault = CutAtCommas(
+        text, [&](std::size_t i) { return FindPartner(text, i); }, arguments);
     if (fault) return Fail(error, fault);
     return true;
 }

@@ -89,4 +89,26 @@ const char* Cut(std::string_view text, const Partner& partner, const Match& matc
     return nullptr;
 }
 
+/// Appends the operators of the text and what stands between them.
+template <class Partner> const char* CutAtOperators(std::string_view text, const Partner& partner,
+                                                    const Operators& operators, std::vector<Piece>& pieces) {
+    const auto match = [&](std::size_t i) {
+        const Operator* op = operators.Match(text.substr(i));
+        return op ? Piece{op->text, op} : Piece{};
+    };
+    return Cut(text, partner, match, [&](const Piece& piece, bool isSeparator) {
+        // "[]" is an operator that no separator ever is: it reaches the pieces as a pair of brackets.
+        pieces.push_back(isSeparator ? piece : Piece{piece.text, operators.Find(piece.text)});
+    });
+}
+
+/// Appends what stands between the commas of the text, as views or as pieces.
+template <class Partner, class Text>
+const char* CutAtCommas(std::string_view text, const Partner& partner, std::vector<Text>& pieces) {
+    const auto match = [&](std::size_t i) { return text[i] == ',' ? Piece{text.substr(i, 1)} : Piece{}; };
+    return Cut(text, partner, match, [&](const Piece& piece, bool isSeparator) {
+        if (!isSeparator) pieces.push_back(Text{piece.text});
+    });
+}
+
 } // namespace Quarn

@@ -126,6 +126,7 @@ public:
     /// Fails in a way that a reference passes on, where it would take any other failure for "not defined yet".
     Failure Abandon(s_str& error, std::string_view message);
     Failure AbandonTooDeep(s_str& error);
+    Failure AbandonCircle(const Expression& expression, s_str& error);
     /// Evaluates the expression of a reference; it is compiled once, and again when the registries changed.
     s_refptr<Symbol> Evaluate(Expression& expression, s_str& error);
     /// Whether the last failure was an abandonment; asking forgets it.
@@ -133,6 +134,7 @@ public:
 
 private:
     class Undo;
+    struct FollowedOperand;
 
     static constexpr unsigned OutermostDepth = 1;
     static constexpr const char* OutOfStepsMessage = "\tError : Too many steps, the statement was stopped";
@@ -169,7 +171,12 @@ private:
                                     s_refptr<Symbol> right, s_str& error);
     s_refptr<Symbol> DispatchUnary(const UnaryOverloads* overloads, s_refptr<Symbol> operand, std::string_view before,
                                    std::string_view behind, s_str& error);
-    s_refptr<Symbol> KeepOperation(std::string_view left, std::string_view op, std::string_view right, s_str& error);
+    s_refptr<Symbol> KeepOperation(const FollowedOperand& left, std::string_view op, const FollowedOperand& right,
+                                   s_str& error);
+    static Failure FailWithoutMatch(const FollowedOperand& left, std::string_view op, const FollowedOperand& right,
+                                    s_str& error);
+    static Failure FailWithoutMatch(const FollowedOperand& operand, std::string_view before, std::string_view behind,
+                                    s_str& error);
     s_bool RewriteKept(std::string_view input, s_str& output, s_str& error) const;
 
     s_bool m_isInteractive;

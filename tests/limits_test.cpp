@@ -44,4 +44,36 @@ TEST_F(Limits, LongFlatExpressionsNeedNoDepth) {
     EXPECT_EQ(Play("(" + Repeat("-", 100'000) + "1)"), "\tError : Operator '-' is missing its operands\n");
 }
 
+/// Something that nests `opening ... middle ... closing`, one level each time.
+struct Nest {
+    const char* name;
+    const char* before;
+    const char* opening;
+    const char* middle;
+    const char* closing;
+
+    std::string Text(std::size_t levels) const {
+        return before + Repeat(opening, levels) + middle + Repeat(closing, levels);
+    }
+};
+
+class Nesting : public Limits, public testing::WithParamInterface<Nest> {};
+
+TEST_P(Nesting, IsRefusedBeyondTheLimitOnly) {
+    constexpr std::size_t Limit = State::DeepestNesting;
+    const Nest& nest = GetParam();
+    for (const std::size_t levels : {Limit - 1, Limit})
+        EXPECT_EQ(Play(nest.Text(levels)).find("\tError"), std::string::npos);
+    for (const std::size_t levels : {Limit + 1, std::size_t{100'000}}) EXPECT_EQ(Play(nest.Text(levels)), TooDeep);
+    EXPECT_EQ(Play("1+1"), "\tScalar : 2\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(, Nesting,
+                         testing::Values(Nest{"Brackets", "", "(", "1", ")"}, Nest{"Sums", "", "1+(1+", "1", ")"},
+                                         Nest{"Calls", "", "abs(", "1", ")"}, Nest{"Vectors", "", "<", "1", ">"},
+                                         Nest{"Signs", "", "-(", "1", ")"},
+                                         Nest{"Constructors", "", "Vector(", "1", ")"},
+                                         Nest{"NegatedVectors", "-", "<", "1", ">"}),
+                         [](const auto& parameter) { return std::string(parameter.param.name); });
+
 } // namespace

@@ -61,7 +61,7 @@ Reference::Use::Use(const Reference& reference)
     if (!m_level) {
         state.AbandonTooDeep(m_error);
     } else if (!m_mark.IsFirst()) {
-        state.Abandon(m_error, "\tError : Circular reference in expression '" + m_expression->text + "'");
+        state.AbandonCircle(*m_expression, m_error);
     } else {
         m_value = state.Evaluate(*m_expression, m_error);
     }
