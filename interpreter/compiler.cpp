@@ -47,11 +47,6 @@ bool HasBrackets(std::string_view text) {
 
 bool IsName(std::string_view text) { return std::ranges::all_of(text, IsNameCharacter); }
 
-template <class Value> const Value* FindIn(const Table<Value>& table, std::string_view key) {
-    const auto found = table.find(key);
-    return found == table.end() ? nullptr : &found->second;
-}
-
 class Compiler {
 public:
     Compiler(std::string_view source, unsigned room, const Registry& registry, const Operators& operators,

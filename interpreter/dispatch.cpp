@@ -12,11 +12,6 @@ namespace {
 /// statements fill the memory. A text of this length takes a few hundredths of a second to go through.
 constexpr std::size_t LongestKeptExpression = std::size_t{1} << 20;
 
-template <class Value> const Value* FindIn(const Table<Value>& table, std::string_view key) {
-    const auto found = table.find(key);
-    return found == table.end() ? nullptr : &found->second;
-}
-
 } // namespace
 
 /// An operand as it was passed, and what its references led to.
@@ -54,14 +49,12 @@ s_refptr<Symbol> State::ApplyRightUnaryOperator(std::string_view op, s_refptr<Sy
     return DispatchUnary(FindIn(m_registry.rightUnaryOperators, op), std::move(operand), op, {}, error);
 }
 
-/// What the operand's references lead to: a value that is no reference, or the last reference on the way when that
-/// cannot be evaluated. Each one is evaluated once. Null only when an evaluation was abandoned.
-s_refptr<Symbol> State::Follow(s_refptr<Symbol> operand, s_str& error) {
-    const Reference* const reference = Reference::From(*operand);
-    if (!reference) return operand;
+s_refptr<Symbol> State::Follow(s_refptr<Symbol> value, s_str& error) {
+    const Reference* const reference = Reference::From(*value);
+    if (!reference) return value;
     const Reference::Use use(*reference);
     if (use.WasAbandoned()) return Abandon(error, use.GetError());
-    if (!use.GetValue()) return operand;
+    if (!use.GetValue()) return value;
     return Follow(use.GetValue(), error);
 }
 
@@ -69,19 +62,17 @@ s_refptr<Symbol> State::DispatchBinary(std::string_view op, const BinaryOverload
                                        s_refptr<Symbol> right, s_str& error) {
     s_refptr<Symbol> leftValue = Follow(left, error);
     if (!leftValue) return nullptr;
+    const bool isKept = overloads && Reference::From(*leftValue);
+    const auto* const byRightType = overloads && !isKept ? FindIn(*overloads, leftValue->GetType()) : nullptr;
+    if (!isKept && !byRightType) return FailWithoutMatch({*left, *leftValue}, op, right, error);
+
     s_refptr<Symbol> rightValue = Follow(right, error);
     if (!rightValue) return nullptr;
-
-    if (overloads) {
-        if (Reference::From(*leftValue)) return KeepOperation({*left, *leftValue}, op, {*right, *rightValue}, error);
-        if (const auto* byRightType = FindIn(*overloads, leftValue->GetType())) {
-            if (Reference::From(*rightValue))
-                return KeepOperation({*left, *leftValue}, op, {*right, *rightValue}, error);
-            if (const auto* callable = FindIn(*byRightType, rightValue->GetType()))
-                return (*callable)(*this, std::move(leftValue), std::move(rightValue), error);
-        }
-    }
-    return FailWithoutMatch({*left, *leftValue}, op, {*right, *rightValue}, error);
+    if (isKept || Reference::From(*rightValue))
+        return KeepOperation({*left, *leftValue}, op, {*right, *rightValue}, error);
+    if (const auto* callable = FindIn(*byRightType, rightValue->GetType()))
+        return (*callable)(*this, std::move(leftValue), std::move(rightValue), error);
+    return FailWithoutMatch({*left, *leftValue}, op, right, error);
 }
 
 /// The operator stands in `before` or in `behind`, the other is empty.
@@ -95,8 +86,12 @@ s_refptr<Symbol> State::DispatchUnary(const UnaryOverloads* overloads, s_refptr<
     return FailWithoutMatch({*operand, *value}, before, behind, error);
 }
 
-Failure State::FailWithoutMatch(const FollowedOperand& left, std::string_view op, const FollowedOperand& right,
+Failure State::FailWithoutMatch(const FollowedOperand& left, std::string_view op, const s_refptr<Symbol>& rightOperand,
                                 s_str& error) {
+    // Here a circle is no fault of its own any more: it shows as the reference that it is.
+    s_str unseen;
+    const s_refptr<Symbol> value = Follow(rightOperand, unseen);
+    const FollowedOperand right{*rightOperand, value ? *value : *rightOperand};
     return Fail(error, "\tError : No match for operator '" + left.Type() + " " + op + " " + right.Type() +
                            "' in :\n\t        \t" + left.Text() + " " + op + " " + right.Text());
 }

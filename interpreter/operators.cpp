@@ -9,11 +9,6 @@ namespace {
 
 unsigned char FirstByte(std::string_view text) { return static_cast<unsigned char>(text.front()); }
 
-template <class Overloads> const Overloads* FindIn(const Table<Overloads>& table, const s_str& key) {
-    const auto found = table.find(key);
-    return found == table.end() ? nullptr : &found->second;
-}
-
 } // namespace
 
 Operators::Operators(const OperatorPriorities& priorities) {

@@ -15,8 +15,14 @@ class Symbol;
 /// Every registry is ordered by the bytes of its keys, so that lists of candidates come out in that order.
 template <class Value> using Table = std::map<s_str, Value, s_text_order>;
 
-/// Values are handed out as new, unnamed objects; a null pointer (or false) is a failure whose message was appended to
-/// `error`. Callables get the values whose types they were looked up for: references have been followed before.
+/// The entry under the key, or null.
+template <class Value> const Value* FindIn(const Table<Value>& table, std::string_view key) {
+    const auto found = table.find(key);
+    return found == table.end() ? nullptr : &found->second;
+}
+
+// Values are handed out as new, unnamed objects; a null pointer (or false) is a failure whose message was appended to
+// `error`. Callables get the values whose types they were looked up for: references have been followed before.
 
 using TypeFactory = std::function<s_refptr<Symbol>(const s_str& name)>;
 using UnaryOperator = std::function<s_refptr<Symbol>(State&, s_refptr<Symbol> operand, s_str& error)>;

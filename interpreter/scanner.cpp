@@ -1,6 +1,8 @@
 #include "interpreter/scanner.h"
 
 #include <algorithm>
+#include <array>
+#include <utility>
 
 #include "interpreter/state.h"
 

@@ -126,13 +126,13 @@ public:
     /// Fails in a way that a reference passes on, where it would take any other failure for "not defined yet".
     Failure Abandon(s_str& error, std::string_view message);
     Failure AbandonTooDeep(s_str& error);
-    Failure AbandonCircle(const Expression& expression, s_str& error);
-    /// Evaluates the expression of a reference; it is compiled once, and again when the registries changed.
-    s_refptr<Symbol> Evaluate(Expression& expression, s_str& error);
-    /// Whether the last failure was an abandonment; asking forgets it.
-    bool WasAbandoned() { return std::exchange(m_isAbandoned, false); }
+    /// What the references of a value lead to: a value that is no reference, or the last reference on the way when that
+    /// cannot be evaluated. Each one is evaluated once. Null only when an evaluation was abandoned.
+    s_refptr<Symbol> Follow(s_refptr<Symbol> value, s_str& error);
 
 private:
+    friend class Reference; // asks for its evaluation
+
     class Undo;
     struct FollowedOperand;
 
@@ -140,7 +140,6 @@ private:
     static constexpr const char* OutOfStepsMessage = "\tError : Too many steps, the statement was stopped";
 
     // state.cpp
-    static void InstallOperatorPriorities(State& state);
     void BindOperators();
 
     // statements.cpp
@@ -158,6 +157,9 @@ private:
     void Print(std::string_view report) const;
 
     // evaluator.cpp
+    s_refptr<Symbol> Evaluate(Expression& expression, s_str& error);
+    Failure AbandonCircle(const Expression& expression, s_str& error);
+    bool TakeAbandonment() { return std::exchange(m_isAbandoned, false); }
     s_refptr<Symbol> Run(const Program& program, const s_str& name, s_str& error, s_bool allowNew);
     s_refptr<Symbol> Execute(const Step& step, const s_str& name, s_str& error, s_bool allowNew);
     s_refptr<Symbol> ReadName(const Step& step, const s_str& name, s_str& error, s_bool allowNew);
@@ -166,15 +168,14 @@ private:
     s_refptr<Symbol> PopOperand();
 
     // dispatch.cpp
-    s_refptr<Symbol> Follow(s_refptr<Symbol> operand, s_str& error);
     s_refptr<Symbol> DispatchBinary(std::string_view op, const BinaryOverloads* overloads, s_refptr<Symbol> left,
                                     s_refptr<Symbol> right, s_str& error);
     s_refptr<Symbol> DispatchUnary(const UnaryOverloads* overloads, s_refptr<Symbol> operand, std::string_view before,
                                    std::string_view behind, s_str& error);
     s_refptr<Symbol> KeepOperation(const FollowedOperand& left, std::string_view op, const FollowedOperand& right,
                                    s_str& error);
-    static Failure FailWithoutMatch(const FollowedOperand& left, std::string_view op, const FollowedOperand& right,
-                                    s_str& error);
+    Failure FailWithoutMatch(const FollowedOperand& left, std::string_view op, const s_refptr<Symbol>& rightOperand,
+                             s_str& error);
     static Failure FailWithoutMatch(const FollowedOperand& operand, std::string_view before, std::string_view behind,
                                     s_str& error);
     s_bool RewriteKept(std::string_view input, s_str& output, s_str& error) const;

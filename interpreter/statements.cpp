@@ -15,6 +15,7 @@
 // Each statement is a transaction. All that may fail or throw comes first, then what it changes, then what it prints.
 // Only the text of a new symbol must be made with the symbol in place, and `Undo` takes it back if that fails.
 
+#include <algorithm>
 #include <iostream>
 #include <new>
 #include <stdexcept>

@@ -8,6 +8,12 @@
 
 namespace Quarn {
 
+/// How a C++ type stands for values: the value class, what is read from one, and the making of one.
+template <class T> struct Operand {
+    using Class = T;
+    static const T& Read(const T& value) { return value; }
+};
+
 /// Registers plain C++ callables as operators and functions. The types of the operands, their number and the signature
 /// are read off the callable; wrapping and unwrapping of values happens here, once.
 ///
@@ -18,13 +24,6 @@ namespace Quarn {
 ///
 /// A parameter is a value class by const reference, or a C++ type that an `Operand` is specialised for. A `State&` may
 /// come first and an `s_str& error` last; a callable that takes the error text may fail, and returns a pointer.
-
-/// How a C++ type stands for values: the value class, what is read from one, and the making of one.
-template <class T> struct Operand {
-    using Class = T;
-    static const T& Read(const T& value) { return value; }
-};
-
 class Binding {
 public:
     explicit Binding(State& state) : m_registry(state.EditRegistry()) {}

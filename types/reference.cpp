@@ -33,12 +33,15 @@ const Reference* Reference::From(const Symbol& value) {
 s_str Reference::ToString() const {
     if (m_expression->text.IsEmpty()) return EmptyText; // without its name
     const Use use(*this);
-    return WithName(use.GetValue() ? use.GetValue()->ToString() : m_expression->text);
+    const s_refptr<Symbol> value = use.Follow();
+    if (!value) return WithName(m_expression->text);
+    const Reference* const last = From(*value);
+    return WithName(last ? last->GetUnevaluatedText() : value->ToString());
 }
 
 const s_str& Reference::GetType() const {
-    const Use use(*this);
-    return use.GetValue() ? use.GetValue()->GetType() : TypeName;
+    const s_refptr<Symbol> value = Use(*this).Follow();
+    return value ? TypeOfFollowed(*value) : TypeName;
 }
 
 s_str Reference::GetUnevaluatedText() const {
@@ -54,18 +57,22 @@ Reference::Use::Mark::~Mark() {
 }
 
 Reference::Use::Use(const Reference& reference)
-    : m_level(*reference.m_state), m_expression(reference.m_expression), m_mark(*m_expression) {
+    : m_state(*reference.m_state), m_level(m_state), m_expression(reference.m_expression), m_mark(*m_expression) {
     if (m_expression->text.IsEmpty()) return;
-    State& state = *reference.m_state;
-    state.WasAbandoned(); // forgets what others left
+    m_state.TakeAbandonment(); // what others left
     if (!m_level) {
-        state.AbandonTooDeep(m_error);
+        m_state.AbandonTooDeep(m_error);
     } else if (!m_mark.IsFirst()) {
-        state.AbandonCircle(*m_expression, m_error);
+        m_state.AbandonCircle(*m_expression, m_error);
     } else {
-        m_value = state.Evaluate(*m_expression, m_error);
+        m_value = m_state.Evaluate(*m_expression, m_error);
     }
-    m_wasAbandoned = !m_value && state.WasAbandoned();
+    m_wasAbandoned = m_state.TakeAbandonment() && !m_value;
+}
+
+s_refptr<Symbol> Reference::Use::Follow() const {
+    s_str unseen;
+    return m_value ? m_state.Follow(m_value, unseen) : nullptr;
 }
 
 } // namespace Quarn

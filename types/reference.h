@@ -42,6 +42,9 @@ public:
         /// Whether it failed by a circle, a limit, or the like: for an operation a failure of its own.
         bool WasAbandoned() const { return m_wasAbandoned; }
         const s_str& GetError() const { return m_error; }
+        /// What the value leads to when it is a reference again, as `State::Follow` has it; null when the value is, or
+        /// when that was abandoned.
+        s_refptr<Symbol> Follow() const;
 
     private:
         /// Marks an expression as in use, unless another use of it has done so.
@@ -58,6 +61,7 @@ public:
             const bool m_isFirst;
         };
 
+        State& m_state;
         const State::Level m_level;
         const s_refptr<Expression> m_expression;
         const Mark m_mark;

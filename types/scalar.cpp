@@ -33,7 +33,7 @@ bool IsLiteral(std::string_view text) {
 }
 
 /// The value of a decimal number that is too large or too small for a double: infinity or zero. Which one, the power of
-/// ten of its first significant digit says.
+/// ten of its first significant digit says. There is one: nothing but zeros is neither.
 double OutOfRange(std::string_view text) {
     const double sign = text.front() == '-' ? -1 : 1;
     const auto exponentMark = std::min(text.find_first_of("eE"), text.size());
@@ -83,10 +83,12 @@ s_refptr<Symbol> Remainder(double a, double b, s_str& error) {
 
 /// Defined as f(a) = 1 where |a - 1| < 0.1, and else round(a) * f(a - 1). Where that ends it is the factorial of the
 /// nearest integer: a whole number of steps down leads to where a - 1 differs from 0 by less than 0.1. It never ends
-/// for other operands, 0 among them, which the definition does not treat as a special case.
+/// for other operands, 0 among them, which the definition does not treat as a special case; nor for numbers so large
+/// that a step down arrives at one from which the next step changes nothing.
 s_refptr<Symbol> Factorial(double a, s_str& error) {
     const double nearest = std::round(a);
-    const bool ends = nearest >= 1 && std::fabs(a - nearest) < 0.1 && a - 1 != a;
+    constexpr double Largest = 9007199254740994; // 2^53 + 2: one step leads to 2^53, from where on all are exact
+    const bool ends = nearest >= 1 && std::fabs(a - nearest) < 0.1 && a <= Largest;
     if (!ends) return Fail(error, "\tError : The factorial of '" + s_str(a) + "' is not defined");
     double product = 1;
     for (double factor = 2; factor <= nearest && !std::isinf(product); ++factor) product *= factor;
@@ -96,10 +98,10 @@ s_refptr<Symbol> Factorial(double a, s_str& error) {
 /// The runtime's generator, unseeded, so that every run draws the same numbers; of a wider one the upper bits.
 double Random(double a, double b) {
     constexpr int Largest = 32767;
-    constexpr unsigned Divisor = RAND_MAX / (Largest + 1u) + (RAND_MAX > Largest ? 1 : 0);
+    constexpr int Width = RAND_MAX / (Largest + 1) + 1; // of the numbers drawn that count as one; 1 where all fit
     if (!std::isfinite(a) || !std::isfinite(b)) return 0;
     if (a > b) return a;
-    const int drawn = std::rand() / static_cast<int>(std::max(Divisor, 1u));
+    const int drawn = std::rand() / Width;
     return a + drawn / static_cast<double>(Largest) * (b - a);
 }
 

@@ -1,7 +1,9 @@
 #include "types/vector.h"
 
+#include <algorithm>
 #include <cmath>
 
+#include "types/reference.h"
 #include "types/scalar.h"
 
 namespace Quarn {
@@ -147,7 +149,7 @@ s_refptr<Symbol> Vector::CreateFrom(State& state, const s_str& name, std::string
 
     // References take no part here: what they lead to is compared when the type of the others is known. So a vector of
     // references only is always refused, its type stays unknown. Pinned by the transcript "vectors".
-    const auto isReference = [](const s_str& fullType) { return fullType == "Reference"; };
+    const auto isReference = [](const s_str& fullType) { return fullType == Reference::TypeName; };
     s_str elementType;
     Elements elements;
     for (const std::string_view elementText : elementTexts) {
@@ -163,7 +165,9 @@ s_refptr<Symbol> Vector::CreateFrom(State& state, const s_str& name, std::string
     }
     for (const s_refptr<Symbol>& element : elements) {
         if (!isReference(element->GetFullType())) continue;
-        const s_str& type = element->GetType();
+        const s_refptr<Symbol> value = state.Follow(element, error);
+        if (!value) return nullptr;
+        const s_str& type = Reference::TypeOfFollowed(*value);
         if (type != elementType) return FailNonHomogeneous(error, elementType, type);
     }
     return Build(state, name, std::move(elements), error);

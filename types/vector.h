@@ -1,7 +1,5 @@
 #pragma once
 
-#include <deque>
-
 #include "types/binding.h"
 
 namespace Quarn {
