@@ -7,10 +7,19 @@
 #include <utility>
 
 #include "core/s_bool.h"
+#include "core/s_pool.h"
 
 namespace Quarn {
 
 template <class T> class s_wptr;
+
+/// A count outside the object that it belongs to.
+struct s_count_cell {
+    std::size_t value;
+
+    static void* operator new(std::size_t) { return s_pool<sizeof(s_count_cell)>::Take(); }
+    static void operator delete(void* memory) { s_pool<sizeof(s_count_cell)>::GiveBack(memory); }
+};
 
 /// A counted pointer. The last holder destroys the object; a null pointer holds nothing. One thread at a time may
 /// touch the pointers to one object: the counts are plain numbers.
@@ -27,15 +36,15 @@ public:
     explicit s_refptr(T* object) {
         if (!object) return;
         std::unique_ptr<T> owner(object);
-        auto strong = std::make_unique<std::size_t>(1);
-        m_observers = new std::size_t(0);
+        std::unique_ptr<s_count_cell> strong(new s_count_cell{1});
+        m_observers = new s_count_cell{0};
         m_strong = strong.release();
         m_object = owner.release();
     }
 
     s_refptr(const s_refptr& other)
         : m_object(other.m_object), m_strong(other.m_strong), m_observers(other.m_observers) {
-        if (m_strong) ++*m_strong;
+        if (m_strong) ++m_strong->value;
     }
     s_refptr(s_refptr&& other) noexcept
         : m_object(std::exchange(other.m_object, nullptr)), m_strong(std::exchange(other.m_strong, nullptr)),
@@ -59,10 +68,10 @@ public:
     void Release() {
         if (!m_strong) return;
         T* const object = std::exchange(m_object, nullptr);
-        std::size_t* const strong = std::exchange(m_strong, nullptr);
-        std::size_t* const observers = std::exchange(m_observers, nullptr);
-        if (--*strong > 0) return;
-        if (*observers == 0) {
+        s_count_cell* const strong = std::exchange(m_strong, nullptr);
+        s_count_cell* const observers = std::exchange(m_observers, nullptr);
+        if (--strong->value > 0) return;
+        if (observers->value == 0) {
             delete strong;
             delete observers;
         }
@@ -85,8 +94,8 @@ public:
         return m_object;
     }
     explicit operator bool() const { return m_object != nullptr; }
-    s_bool IsUnique() const { return m_strong && *m_strong == 1; }
-    std::size_t GetCount() const { return m_strong ? *m_strong : 0; }
+    s_bool IsUnique() const { return m_strong && m_strong->value == 1; }
+    std::size_t GetCount() const { return m_strong ? m_strong->value : 0; }
 
     template <class U> friend bool operator==(const s_refptr& a, const s_refptr<U>& b) { return a.Get() == b.Get(); }
 
@@ -95,8 +104,8 @@ private:
     friend class s_wptr<T>;
 
     T* m_object = nullptr;
-    std::size_t* m_strong = nullptr;
-    std::size_t* m_observers = nullptr;
+    s_count_cell* m_strong = nullptr;
+    s_count_cell* m_observers = nullptr;
 };
 
 /// Watches an object that `s_refptr` holds without keeping it alive.
@@ -104,10 +113,10 @@ template <class T> class s_wptr {
 public:
     s_wptr() = default;
     s_wptr(const s_refptr<T>& held) : m_object(held.m_object), m_strong(held.m_strong), m_observers(held.m_observers) {
-        if (m_observers) ++*m_observers;
+        if (m_observers) ++m_observers->value;
     }
     s_wptr(const s_wptr& other) : m_object(other.m_object), m_strong(other.m_strong), m_observers(other.m_observers) {
-        if (m_observers) ++*m_observers;
+        if (m_observers) ++m_observers->value;
     }
     s_wptr& operator=(s_wptr other) noexcept {
         std::swap(m_object, other.m_object);
@@ -117,7 +126,7 @@ public:
     }
     ~s_wptr() {
         // The cells belong to the holders while there are any, then to the last observer.
-        if (!m_observers || --*m_observers > 0 || *m_strong > 0) return;
+        if (!m_observers || --m_observers->value > 0 || m_strong->value > 0) return;
         delete m_strong;
         delete m_observers;
     }
@@ -125,18 +134,18 @@ public:
     /// The object, held; null when its last holder is gone.
     s_refptr<T> Lock() const {
         s_refptr<T> held;
-        if (!m_strong || *m_strong == 0) return held;
+        if (!m_strong || m_strong->value == 0) return held;
         held.m_object = m_object;
         held.m_strong = m_strong;
         held.m_observers = m_observers;
-        ++*m_strong;
+        ++m_strong->value;
         return held;
     }
 
 private:
     T* m_object = nullptr;
-    std::size_t* m_strong = nullptr;
-    std::size_t* m_observers = nullptr;
+    s_count_cell* m_strong = nullptr;
+    s_count_cell* m_observers = nullptr;
 };
 
 /// A new object and its first holder.

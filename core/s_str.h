@@ -172,10 +172,16 @@ private:
 
 using s_str = s_str_t<char>;
 
-/// The order of every map keyed by text. It compares views, so that a look-up copies nothing.
+/// The order of every map keyed by text. It compares views, so that a look-up copies nothing, and byte by byte, as keys
+/// are short: most comparisons end before a call of the library's would have begun.
 struct s_text_order {
     using is_transparent = void;
-    bool operator()(std::string_view a, std::string_view b) const { return a < b; }
+    bool operator()(std::string_view a, std::string_view b) const {
+        const std::size_t shorter = std::min(a.size(), b.size());
+        for (std::size_t i = 0; i < shorter; ++i)
+            if (a[i] != b[i]) return static_cast<unsigned char>(a[i]) < static_cast<unsigned char>(b[i]);
+        return a.size() < b.size();
+    }
 };
 
 } // namespace Quarn

@@ -21,13 +21,14 @@
 // and an error otherwise.
 //
 // The pieces of a side, joined again, would be cut at the same places, so that a text is cut once and its sides are
-// runs of pieces, without the blank pieces at their ends. Faults of the text become steps of the program: they are
-// reported in the order of evaluation, and only if it comes that far.
+// runs of pieces, without the blank pieces at their ends. Steps are given out as soon as they are found; a fault of the
+// text is a step too, so that it is reported in the order of evaluation, and only if that comes so far.
 
 #include "interpreter/compiler.h"
 
 #include <algorithm>
 #include <cassert>
+#include <limits>
 
 namespace Quarn {
 
@@ -37,7 +38,7 @@ constexpr char Blank = ' ';
 
 std::string_view Trimmed(std::string_view text) { return s_str::Trimmed(text, Blank); }
 
-bool IsBlank(const Piece& piece) { return !piece.op && Trimmed(piece.text).empty(); }
+bool IsBlank(const Piece& piece) { return !piece.op && piece.text.front() == Blank && Trimmed(piece.text).empty(); }
 
 // Three searches for one character each are much faster than one for any of three.
 bool HasBrackets(std::string_view text) {
@@ -47,79 +48,95 @@ bool HasBrackets(std::string_view text) {
 
 bool IsName(std::string_view text) { return std::ranges::all_of(text, IsNameCharacter); }
 
+/// Where in the expression a text stands.
+struct Place {
+    unsigned level = 0; ///< of brackets around it
+    bool isLast = true; ///< what it gives is the value of the expression
+
+    Place Inner() const { return {level + 1, false}; }
+    Place Bracketed() const { return {level + 1, isLast}; }
+    Place Operand() const { return {level, false}; }
+};
+
+/// Every function returns false when the sink wants no more.
 class Compiler {
 public:
-    Compiler(std::string_view source, unsigned room, const Registry& registry, const Operators& operators,
-             CompilerMemory& memory, Program& program)
-        : m_source(source), m_room(room), m_registry(registry), m_operators(operators), m_pieces(memory.pieces),
-          m_partners(memory.partners), m_program(program), m_partnersBase(memory.partners.size()),
-          m_piecesBase(memory.pieces.size()) {
+    Compiler(std::string_view source, unsigned room, const Registry& registry, const Vocabulary& vocabulary,
+             CompilerMemory& memory, StepSink& sink)
+        : m_source(source), m_room(room), m_registry(registry), m_operators(vocabulary.GetOperators()),
+          m_literals(vocabulary.GetLiterals()), m_pieces(memory.pieces), m_partners(memory.partners), m_sink(sink),
+          m_partnersBase(memory.partners.size()), m_piecesBase(memory.pieces.size()) {
         if (HasBrackets(source)) FindPartners(source, m_partners);
     }
     Compiler(const Compiler&) = delete;
     Compiler& operator=(const Compiler&) = delete;
     ~Compiler() {
-        m_partners.resize(m_partnersBase);
-        m_pieces.resize(m_piecesBase);
+        CutBack(m_partners, m_partnersBase);
+        CutBack(m_pieces, m_piecesBase);
     }
 
-    void CompileText(std::string_view text, unsigned level);
+    bool CompileText(std::string_view text, Place place);
 
 private:
     using Position = std::size_t;
 
-    void CompileRun(Position first, Position last, unsigned level);
-    void CompilePiece(std::string_view piece, unsigned level);
-    bool CompileLiteral(std::string_view piece);
-    void CompileIndexing(std::string_view piece, unsigned level);
-    void CompileCall(std::string_view piece, Position open, unsigned level);
-    void CompileArguments(std::string_view text, std::string_view name, const FunctionOverloads& functions,
-                          unsigned level);
+    bool CompileRun(Position first, Position last, Place place);
+    bool CompilePiece(std::string_view piece, Place place);
+    bool CompileLiteral(std::string_view piece, const Literal& literal, Place place);
+    bool CompileIndexing(std::string_view piece, Place place);
+    bool CompileCall(std::string_view piece, Position open, Place place);
+    bool CompileArguments(std::string_view text, std::string_view name, const FunctionOverloads& functions,
+                          Place place);
 
+    const Literal* FindLiteral(std::string_view piece) const;
     const char* CutIntoOperands(std::string_view text);
     const char* CutIntoArguments(std::string_view text);
     Position PartnerIn(std::string_view text, Position position) const;
-    Step& Add(Step::Kind kind, std::string_view text);
-    void AddFault(std::string_view begin, std::string_view middle = {}, std::string_view end = {});
-    void AddMissingOperands(const Operator& op);
+
+    static Step StepAt(Place place, Step::Kind kind, std::string_view text);
+    bool Give(Step::Kind kind, std::string_view text, Place place);
+    bool GiveConstructor(Step::Kind kind, const Constructor* constructor, std::string_view text, Place place);
+    bool GiveOperator(Step::Kind kind, const Operator* op, std::string_view text, Place place);
+    bool GiveFault(std::string_view begin, std::string_view middle = {}, std::string_view end = {});
+    bool GiveMissingOperands(const Operator& op);
+    bool GiveAmbiguity(std::string_view piece);
+
+    /// A long expression should not keep its memory for the short ones that follow.
+    template <class T> static void CutBack(std::vector<T>& stack, std::size_t size) {
+        constexpr std::size_t MostKept = 4096;
+        stack.resize(size);
+        if (size == 0 && stack.capacity() > MostKept) stack = {};
+    }
 
     const std::string_view m_source;
     const unsigned m_room;
     const Registry& m_registry;
     const Operators& m_operators;
+    const std::vector<Literal>& m_literals;
     std::vector<Piece>& m_pieces;
     std::vector<std::size_t>& m_partners;
-    Program& m_program;
+    StepSink& m_sink;
     const Position m_partnersBase;
     const Position m_piecesBase;
 };
 
-void Compiler::CompileText(std::string_view text, unsigned level) {
-    if (level > m_room) {
-        m_program.isClipped = true;
-        Add(Step::Kind::TooDeep, {});
-        return;
-    }
-    m_program.nesting = std::max(m_program.nesting, level);
+bool Compiler::CompileText(std::string_view text, Place place) {
+    if (place.level > m_room) return Give(Step::Kind::TooDeep, {}, place);
     text = Trimmed(text);
-    if (text.empty()) return AddFault("\tError : Empty symbol");
+    if (text.empty()) return GiveFault("\tError : Empty symbol");
 
     const Position first = m_pieces.size();
-    if (const char* fault = CutIntoOperands(text)) {
-        AddFault(fault);
-    } else {
-        CompileRun(first, m_pieces.size(), level);
-        // Only a text that is nothing but a name may define it.
-        if (level == 0) m_program.steps.front().isWholeText = m_program.steps.front().text == text;
-    }
+    const char* const fault = CutIntoOperands(text);
+    const bool goesOn = fault ? GiveFault(fault) : CompileRun(first, m_pieces.size(), place);
     m_pieces.resize(first);
+    return goesOn;
 }
 
-void Compiler::CompileRun(Position first, Position last, unsigned level) {
+bool Compiler::CompileRun(Position first, Position last, Place place) {
     while (first < last && IsBlank(m_pieces[first])) ++first;
     while (first < last && IsBlank(m_pieces[last - 1])) --last;
     assert(first < last);
-    if (last - first == 1 && !m_pieces[first].op) return CompilePiece(Trimmed(m_pieces[first].text), level);
+    if (last - first == 1 && !m_pieces[first].op) return CompilePiece(Trimmed(m_pieces[first].text), place);
 
     unsigned lowest = std::numeric_limits<unsigned>::max();
     for (Position i = first; i < last; ++i)
@@ -131,108 +148,90 @@ void Compiler::CompileRun(Position first, Position last, unsigned level) {
     bool hasLeft = false;
     Position start = first;
     for (Position i = first; i <= last; ++i) {
-        if (i < last && !(m_pieces[i].op && m_pieces[i].op->priority == lowest)) continue;
-        const auto piecesBegin = m_pieces.begin();
-        const auto begin = piecesBegin + static_cast<std::ptrdiff_t>(start);
-        const auto end = piecesBegin + static_cast<std::ptrdiff_t>(i);
-        const bool hasRun = !std::all_of(begin, end, IsBlank);
-        if (hasRun) CompileRun(start, i, level);
-        if (!pending) {
-            hasLeft = hasRun;
-        } else if (!hasLeft && !hasRun) {
-            AddMissingOperands(*pending);
-            hasLeft = true;
-        } else {
+        const Operator* const next = i < last ? m_pieces[i].op : nullptr;
+        if (i < last && !(next && next->priority == lowest)) continue;
+        while (start < i && IsBlank(m_pieces[start])) ++start;
+        const bool hasRun = start < i;
+        if (hasRun && !CompileRun(start, i, place.Operand())) return false;
+        if (pending) {
+            if (!hasLeft && !hasRun) return GiveMissingOperands(*pending);
             const Step::Kind kind = !hasLeft  ? Step::Kind::RightUnary
                                     : !hasRun ? Step::Kind::LeftUnary
                                               : Step::Kind::Binary;
-            Add(kind, pending->text).op = pending;
-            hasLeft = true;
+            if (!GiveOperator(kind, pending, pending->text, i == last ? place : place.Operand())) return false;
         }
-        if (i < last) pending = m_pieces[i].op;
+        hasLeft = hasLeft || hasRun || pending;
+        pending = next;
         start = i + 1;
-    }
-}
-
-void Compiler::CompilePiece(std::string_view piece, unsigned level) {
-    if (const Operator* op = m_operators.Find(piece)) return AddMissingOperands(*op);
-    if (piece.front() == '(' && piece.back() == ')' && piece.size() > 1)
-        return CompileText(piece.substr(1, piece.size() - 2), level + 1);
-
-    const bool isName = IsName(piece);
-    if (!(isName && IsLetter(piece.front())) && CompileLiteral(piece)) return;
-    if (isName || piece == "_") {
-        Add(Step::Kind::Name, piece);
-        return;
-    }
-    const Position open = piece.find('(');
-    if (open == std::string_view::npos) CompileIndexing(piece, level);
-    else CompileCall(piece, open, level);
-}
-
-/// False when no literal test accepts the piece.
-bool Compiler::CompileLiteral(std::string_view piece) {
-    const s_str* accepting = nullptr;
-    s_str candidates;
-    for (const auto& [type, test] : m_registry.literalTests) {
-        if (!test(piece)) continue;
-        if (accepting) {
-            if (candidates.IsEmpty()) candidates = *accepting;
-            candidates += ", " + type;
-        }
-        accepting = &type;
-    }
-    if (!accepting) return false;
-    if (!candidates.IsEmpty()) {
-        AddFault("\tError : Ambiguous constructor : '" + s_str(piece) +
-                 "'.\n\t        Possible candidates : " + candidates);
-    } else if (const Constructor* constructor = FindIn(m_registry.constructors, *accepting)) {
-        Add(Step::Kind::Literal, piece).constructor = constructor;
-    } else {
-        AddFault("\tError : No constructor for the type '", *accepting, "'");
     }
     return true;
 }
 
-void Compiler::CompileIndexing(std::string_view piece, unsigned level) {
+bool Compiler::CompilePiece(std::string_view piece, Place place) {
+    if (const Operator* op = m_operators.Find(piece)) return GiveMissingOperands(*op);
+    if (piece.front() == '(' && piece.back() == ')' && piece.size() > 1)
+        return CompileText(piece.substr(1, piece.size() - 2), place.Bracketed());
+
+    const bool isName = IsName(piece);
+    if (!isName || !IsLetter(piece.front())) {
+        if (const Literal* literal = FindLiteral(piece)) return CompileLiteral(piece, *literal, place);
+    }
+    if (isName || piece == "_") return Give(Step::Kind::Name, piece, place);
+    const Position open = piece.find('(');
+    return open == std::string_view::npos ? CompileIndexing(piece, place) : CompileCall(piece, open, place);
+}
+
+/// `literal` is the first that accepts the piece.
+bool Compiler::CompileLiteral(std::string_view piece, const Literal& literal, Place place) {
+    for (const Literal* other = &literal + 1; other != m_literals.data() + m_literals.size(); ++other)
+        if ((*other->test)(piece)) return GiveAmbiguity(piece);
+    if (!literal.constructor) return GiveFault("\tError : No constructor for the type '", *literal.type, "'");
+    return GiveConstructor(Step::Kind::Literal, literal.constructor, piece, place);
+}
+
+bool Compiler::CompileIndexing(std::string_view piece, Place place) {
     const Position open = piece.find('[');
     const Position close = piece.find(']');
     if (open == std::string_view::npos || close == std::string_view::npos || close < open)
-        return AddFault("\tError : Unable to parse expression '", piece, "', no operator found");
-    if (close == open + 1) return AddFault("\tError : Illegal use of '[.]' with empty argument");
-    if (open == 0) return AddFault("\tError : Illegal use of '[.]' on empty object");
-    CompileText(piece.substr(0, open), level + 1);
-    CompileText(piece.substr(open + 1, close - open - 1), level + 1);
-    Add(Step::Kind::Index, "[]").op = m_operators.Find("[]");
+        return GiveFault("\tError : Unable to parse expression '", piece, "', no operator found");
+    if (close == open + 1) return GiveFault("\tError : Illegal use of '[.]' with empty argument");
+    if (open == 0) return GiveFault("\tError : Illegal use of '[.]' on empty object");
+    return CompileText(piece.substr(0, open), place.Inner()) &&
+           CompileText(piece.substr(open + 1, close - open - 1), place.Inner()) &&
+           GiveOperator(Step::Kind::Index, m_operators.Find("[]"), "[]", place);
 }
 
-void Compiler::CompileCall(std::string_view piece, Position open, unsigned level) {
+bool Compiler::CompileCall(std::string_view piece, Position open, Place place) {
     const Position close = PartnerIn(piece, open);
-    if (close == NoPartner) return AddFault(FaultOf(BracketOf('(')).unterminated);
+    if (close == NoPartner) return GiveFault(FaultOf(BracketOf('(')).unterminated);
     const std::string_view name = Trimmed(piece.substr(0, open));
     const std::string_view arguments = piece.substr(open + 1, close - open - 1);
     if (const FunctionOverloads* functions = FindIn(m_registry.functions, name))
-        return CompileArguments(arguments, name, *functions, level);
-    if (const Constructor* constructor = FindIn(m_registry.constructors, name)) {
-        Add(Step::Kind::Construct, arguments).constructor = constructor;
-        return;
-    }
-    AddFault("\tError : Undefined function '", name, "'");
+        return CompileArguments(arguments, name, *functions, place);
+    if (const Constructor* constructor = FindIn(m_registry.constructors, name))
+        return GiveConstructor(Step::Kind::Construct, constructor, arguments, place);
+    return GiveFault("\tError : Undefined function '", name, "'");
 }
 
-void Compiler::CompileArguments(std::string_view text, std::string_view name, const FunctionOverloads& functions,
-                                unsigned level) {
+bool Compiler::CompileArguments(std::string_view text, std::string_view name, const FunctionOverloads& functions,
+                                Place place) {
     const Position first = m_pieces.size();
-    if (const char* fault = CutIntoArguments(text)) {
-        AddFault(fault);
-    } else {
-        const Position last = m_pieces.size();
-        for (Position i = first; i < last; ++i) CompileText(m_pieces[i].text, level + 1);
-        Step& call = Add(Step::Kind::Call, name);
-        call.functions = &functions;
-        call.argumentCount = static_cast<unsigned>(last - first);
-    }
+    if (const char* fault = CutIntoArguments(text)) return GiveFault(fault);
+    const Position last = m_pieces.size();
+    for (Position i = first; i < last; ++i)
+        if (!CompileText(m_pieces[i].text, place.Inner())) return false;
     m_pieces.resize(first);
+    Step step = StepAt(place, Step::Kind::Call, name);
+    step.functions = &functions;
+    step.argumentCount = static_cast<unsigned>(last - first);
+    return m_sink.Take(step);
+}
+
+/// The first literal whose test accepts the piece, or null.
+const Literal* Compiler::FindLiteral(std::string_view piece) const {
+    for (const Literal& literal : m_literals)
+        if ((*literal.test)(piece)) return &literal;
+    return nullptr;
 }
 
 /// Appends the pieces of the text. Returns null, or the message on its first fault.
@@ -253,41 +252,57 @@ Compiler::Position Compiler::PartnerIn(std::string_view text, Position position)
     return partner == NoPartner || partner >= offset + text.size() ? NoPartner : partner - offset;
 }
 
-Step& Compiler::Add(Step::Kind kind, std::string_view text) {
-    Step& step = m_program.steps.emplace_back();
+Step Compiler::StepAt(Place place, Step::Kind kind, std::string_view text) {
+    Step step;
     step.kind = kind;
+    step.isLast = place.isLast;
+    step.level = place.level;
     step.text = text;
     return step;
 }
 
-/// The message of the fault, in three parts. Messages are put together here and not where the faults are found, for the
-/// sake of the stack: those places recurse.
-void Compiler::AddFault(std::string_view begin, std::string_view middle, std::string_view end) {
-    s_str& message = m_program.messages.emplace_front(begin);
-    message += middle;
-    message += end;
-    Add(Step::Kind::Fault, message);
+bool Compiler::Give(Step::Kind kind, std::string_view text, Place place) {
+    return m_sink.Take(StepAt(place, kind, text));
 }
 
-void Compiler::AddMissingOperands(const Operator& op) {
-    AddFault("\tError : Operator '", op.text, "' is missing its operands");
+bool Compiler::GiveConstructor(Step::Kind kind, const Constructor* constructor, std::string_view text, Place place) {
+    Step step = StepAt(place, kind, text);
+    step.constructor = constructor;
+    return m_sink.Take(step);
+}
+
+bool Compiler::GiveOperator(Step::Kind kind, const Operator* op, std::string_view text, Place place) {
+    Step step = StepAt(place, kind, text);
+    step.op = op;
+    return m_sink.Take(step);
+}
+
+/// The message of the fault, in three parts. Messages are put together here and not where the faults are found, for the
+/// sake of the stack: those places recurse.
+bool Compiler::GiveFault(std::string_view begin, std::string_view middle, std::string_view end) {
+    s_str message = begin;
+    message += middle;
+    message += end;
+    return Give(Step::Kind::Fault, message, {});
+}
+
+bool Compiler::GiveMissingOperands(const Operator& op) {
+    return GiveFault("\tError : Operator '", op.text, "' is missing its operands");
+}
+
+bool Compiler::GiveAmbiguity(std::string_view piece) {
+    s_str candidates;
+    for (const Literal& literal : m_literals)
+        if ((*literal.test)(piece)) candidates += (candidates.IsEmpty() ? "" : ", ") + *literal.type;
+    return GiveFault("\tError : Ambiguous constructor : '",
+                     s_str(piece) + "'.\n\t        Possible candidates : ", candidates);
 }
 
 } // namespace
 
-void Compile(std::string_view text, unsigned room, const Registry& registry, const Operators& operators,
-             CompilerMemory& memory, Program& program) {
-    Compiler(text, room, registry, operators, memory, program).CompileText(text, 0);
-}
-
-void Program::Clear() {
-    // A long expression should not keep its memory for the short ones that follow.
-    constexpr std::size_t MostStepsKept = 256;
-    if (steps.capacity() > MostStepsKept) steps = {};
-    steps.clear();
-    messages.clear();
-    nesting = 0;
-    isClipped = false;
+bool Compile(std::string_view text, unsigned room, const Registry& registry, const Vocabulary& vocabulary,
+             CompilerMemory& memory, StepSink& sink) {
+    return Compiler(text, room, registry, vocabulary, memory, sink).CompileText(text, {});
 }
 
 } // namespace Quarn

@@ -2,20 +2,32 @@
 
 #include "interpreter/expression.h"
 #include "interpreter/scanner.h"
+#include "interpreter/vocabulary.h"
 
 namespace Quarn {
 
-/// The working memory of compilation, kept between expressions. Both are stacks, so that a literal test may compile an
+/// Takes the steps of an expression as they are found, in the order of evaluation. The texts of faults last for the
+/// call only, all others as long as the expression.
+class StepSink {
+public:
+    /// False to end it: no more steps are wanted.
+    virtual bool Take(const Step& step) = 0;
+
+protected:
+    ~StepSink() = default;
+};
+
+/// The working memory of compilation, kept between expressions. Both are stacks: who takes a step may compile an
 /// expression of its own.
 struct CompilerMemory {
     std::vector<Piece> pieces;
     std::vector<std::size_t> partners;
 };
 
-/// Appends to the program, which is empty, the steps of the expression `text`. `room` is how many levels of brackets it
-/// may open; what lies deeper becomes a `TooDeep`. Takes time linear in the text for each priority in use.
-void Compile(std::string_view text, unsigned room, const Registry& registry, const Operators& operators,
-             CompilerMemory& memory, Program& program);
+/// Gives the steps of the expression `text` to the sink; false when that ended it. `room` is how many levels of brackets
+/// the text may open; what lies deeper becomes a `TooDeep`. Takes time linear in the text for each priority in use.
+bool Compile(std::string_view text, unsigned room, const Registry& registry, const Vocabulary& vocabulary,
+             CompilerMemory& memory, StepSink& sink);
 
 /// A character that the name of a symbol may have: ASCII's letters and digits.
 constexpr bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }

@@ -33,23 +33,28 @@ struct State::FollowedOperand {
     }
 };
 
-s_refptr<Symbol> State::ApplyBinaryOperator(std::string_view op, s_refptr<Symbol> left, s_refptr<Symbol> right,
-                                            s_str& error) {
+s_refptr<Symbol> State::ApplyBinaryOperator(std::string_view op, const s_refptr<Symbol>& left,
+                                            const s_refptr<Symbol>& right, s_str& error) {
     if (!Spend(1, error)) return nullptr;
-    return DispatchBinary(op, FindIn(m_registry.binaryOperators, op), std::move(left), std::move(right), error);
+    BindVocabulary();
+    if (const Operator* known = m_vocabulary.GetOperators().Find(op)) return DispatchBinary(*known, left, right, error);
+    Operator unlisted; // registered, but not to be written
+    unlisted.text = op;
+    unlisted.Bind(m_registry);
+    return DispatchBinary(unlisted, left, right, error);
 }
 
-s_refptr<Symbol> State::ApplyLeftUnaryOperator(std::string_view op, s_refptr<Symbol> operand, s_str& error) {
+s_refptr<Symbol> State::ApplyLeftUnaryOperator(std::string_view op, const s_refptr<Symbol>& operand, s_str& error) {
     if (!Spend(1, error)) return nullptr;
-    return DispatchUnary(FindIn(m_registry.leftUnaryOperators, op), std::move(operand), {}, op, error);
+    return DispatchUnary(FindIn(m_registry.leftUnaryOperators, op), operand, {}, op, error);
 }
 
-s_refptr<Symbol> State::ApplyRightUnaryOperator(std::string_view op, s_refptr<Symbol> operand, s_str& error) {
+s_refptr<Symbol> State::ApplyRightUnaryOperator(std::string_view op, const s_refptr<Symbol>& operand, s_str& error) {
     if (!Spend(1, error)) return nullptr;
-    return DispatchUnary(FindIn(m_registry.rightUnaryOperators, op), std::move(operand), op, {}, error);
+    return DispatchUnary(FindIn(m_registry.rightUnaryOperators, op), operand, op, {}, error);
 }
 
-s_refptr<Symbol> State::Follow(s_refptr<Symbol> value, s_str& error) {
+s_refptr<Symbol> State::Follow(const s_refptr<Symbol>& value, s_str& error) {
     const Reference* const reference = Reference::From(*value);
     if (!reference) return value;
     const Reference::Use use(*reference);
@@ -58,31 +63,40 @@ s_refptr<Symbol> State::Follow(s_refptr<Symbol> value, s_str& error) {
     return Follow(use.GetValue(), error);
 }
 
-s_refptr<Symbol> State::DispatchBinary(std::string_view op, const BinaryOverloads* overloads, s_refptr<Symbol> left,
-                                       s_refptr<Symbol> right, s_str& error) {
-    s_refptr<Symbol> leftValue = Follow(left, error);
-    if (!leftValue) return nullptr;
-    const bool isKept = overloads && Reference::From(*leftValue);
-    const auto* const byRightType = overloads && !isKept ? FindIn(*overloads, leftValue->GetType()) : nullptr;
-    if (!isKept && !byRightType) return FailWithoutMatch({*left, *leftValue}, op, right, error);
+s_refptr<Symbol> State::DispatchBinary(const Operator& op, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right,
+                                       s_str& error) {
+    if (Reference::From(*left) || Reference::From(*right)) return DispatchReferences(op, left, right, error);
+    if (const BinaryOperator* callable = op.FindBinary(left->GetType(), right->GetType()))
+        return (*callable)(*this, left, right, error);
+    return FailWithoutMatch({*left, *left}, op.text, right, error);
+}
 
-    s_refptr<Symbol> rightValue = Follow(right, error);
+s_refptr<Symbol> State::DispatchReferences(const Operator& op, const s_refptr<Symbol>& left,
+                                           const s_refptr<Symbol>& right, s_str& error) {
+    const s_refptr<Symbol> leftValue = Follow(left, error);
+    if (!leftValue) return nullptr;
+    // The right operand is followed only if an operation of this kind is possible at all, or else to be kept.
+    const bool isKept = op.binary && Reference::From(*leftValue);
+    if (!isKept && !(op.binary && FindIn(*op.binary, leftValue->GetType())))
+        return FailWithoutMatch({*left, *leftValue}, op.text, right, error);
+
+    const s_refptr<Symbol> rightValue = Follow(right, error);
     if (!rightValue) return nullptr;
     if (isKept || Reference::From(*rightValue))
-        return KeepOperation({*left, *leftValue}, op, {*right, *rightValue}, error);
-    if (const auto* callable = FindIn(*byRightType, rightValue->GetType()))
-        return (*callable)(*this, std::move(leftValue), std::move(rightValue), error);
-    return FailWithoutMatch({*left, *leftValue}, op, right, error);
+        return KeepOperation({*left, *leftValue}, op.text, {*right, *rightValue}, error);
+    if (const BinaryOperator* callable = op.FindBinary(leftValue->GetType(), rightValue->GetType()))
+        return (*callable)(*this, leftValue, rightValue, error);
+    return FailWithoutMatch({*left, *leftValue}, op.text, right, error);
 }
 
 /// The operator stands in `before` or in `behind`, the other is empty.
-s_refptr<Symbol> State::DispatchUnary(const UnaryOverloads* overloads, s_refptr<Symbol> operand,
+s_refptr<Symbol> State::DispatchUnary(const UnaryOverloads* overloads, const s_refptr<Symbol>& operand,
                                       std::string_view before, std::string_view behind, s_str& error) {
-    s_refptr<Symbol> value = Follow(operand, error);
+    const s_refptr<Symbol> value = Follow(operand, error);
     if (!value) return nullptr;
     if (overloads)
         if (const auto* callable = FindIn(*overloads, Reference::TypeOfFollowed(*value)))
-            return (*callable)(*this, std::move(value), error);
+            return (*callable)(*this, value, error);
     return FailWithoutMatch({*operand, *value}, before, behind, error);
 }
 
@@ -127,7 +141,7 @@ s_refptr<Symbol> State::KeepOperation(const FollowedOperand& left, std::string_v
 s_bool State::RewriteKept(std::string_view input, s_str& output, s_str& error) const {
     const auto split = [&](std::string_view text, std::vector<Piece>& pieces) {
         return CutAtOperators(
-            text, [&](std::size_t i) { return FindPartner(text, i); }, m_operators, pieces);
+            text, [&](std::size_t i) { return FindPartner(text, i); }, m_vocabulary.GetOperators(), pieces);
     };
     // Brackets around brackets around an operand are peeled off in turn.
     while (input.find('(') != std::string_view::npos) {

@@ -1,5 +1,7 @@
-// Running compiled expressions: every step takes its operands from the stack and pushes its result. The first step that
-// fails ends the run. Only what a step calls may run another expression.
+// Carrying out the steps of expressions: every step takes its operands from the stack and pushes its result, and the
+// first one that fails ends it. Only what a step calls evaluates another expression.
+
+#include <algorithm>
 
 #include "interpreter/scanner.h"
 #include "interpreter/state.h"
@@ -14,22 +16,23 @@ const s_str Nameless;
 /// Drops, at its end, what an evaluation left on the stack of operands.
 class OperandScope {
 public:
-    explicit OperandScope(std::vector<s_refptr<Symbol>>& operands) : m_operands(operands), m_size(operands.size()) {}
-    ~OperandScope() { m_operands.resize(m_size); }
+    explicit OperandScope(std::deque<s_refptr<Symbol>>& operands) : m_operands(operands), m_size(operands.size()) {}
+    ~OperandScope() {
+        while (m_operands.size() > m_size) m_operands.pop_back();
+    }
     OperandScope(const OperandScope&) = delete;
     OperandScope& operator=(const OperandScope&) = delete;
 
 private:
-    std::vector<s_refptr<Symbol>>& m_operands;
+    std::deque<s_refptr<Symbol>>& m_operands;
     const std::size_t m_size;
 };
 
-/// The value under that name. A value that others hold too keeps its own; the engine names only what is its alone.
-s_refptr<Symbol> Named(s_refptr<Symbol> value, const s_str& name) {
-    if (!value || value->GetName() == name) return value;
+/// Names the value. One that others hold too keeps its name; the engine changes only what is its alone.
+void Name(s_refptr<Symbol>& value, const s_str& name) {
+    if (!value || value->GetName() == name) return;
     if (!value.IsUnique()) value = value->Clone();
     value->SetName(name);
-    return value;
 }
 
 s_str SignatureOf(const s_ctnr<s_refptr<Symbol>>& arguments) {
@@ -56,52 +59,75 @@ Failure FailUnknown(std::string_view name, s_str& error) {
 
 } // namespace
 
+/// Carries out each step when it is found: a text that is evaluated once needs no program.
+class State::Runner final : public StepSink {
+public:
+    Runner(State& state, const s_str& name, s_str& error, s_bool allowNew)
+        : m_state(state), m_name(name), m_error(error), m_allowNew(allowNew) {}
+
+    bool Take(const Step& step) override {
+        s_refptr<Symbol> value = m_state.Execute(step, step.isLast ? m_name : Nameless, m_error, m_allowNew);
+        if (!value) return false;
+        m_state.m_operands.push_back(std::move(value));
+        return true;
+    }
+
+private:
+    State& m_state;
+    const s_str& m_name;
+    s_str& m_error;
+    const s_bool m_allowNew;
+};
+
+/// Keeps the steps for later.
+class State::Recorder final : public StepSink {
+public:
+    explicit Recorder(Program& program) : m_program(program) {}
+
+    bool Take(const Step& step) override {
+        m_program.steps.push_back(step);
+        m_program.nesting = std::max(m_program.nesting, step.level);
+        if (step.kind == Step::Kind::TooDeep) m_program.isClipped = true;
+        if (step.kind == Step::Kind::Fault) m_program.steps.back().text = m_program.messages.emplace_front(step.text);
+        return true;
+    }
+
+private:
+    Program& m_program;
+};
+
 s_refptr<Symbol> State::ParseSymbol(const s_str& name, std::string_view expression, s_str& error, s_bool allowNew) {
     const Level level(*this);
     if (!level) return AbandonTooDeep(error);
-
-    // Programs are used like a stack; a free one keeps its memory for the next text.
-    if (m_openPrograms == m_programs.size()) m_programs.emplace_back();
-    struct Open {
-        explicit Open(State& owner) : state(owner), program(owner.m_programs[owner.m_openPrograms++]) {}
-        ~Open() {
-            program.Clear();
-            --state.m_openPrograms;
-        }
-        State& state;
-        Program& program;
-    } open(*this);
-
-    BindOperators();
-    Compile(expression, GetRoom(), m_registry, m_operators, m_compilerMemory, open.program);
-    return Run(open.program, name, error, allowNew);
+    const OperandScope scope(m_operands);
+    BindVocabulary();
+    Runner runner(*this, name, error, allowNew);
+    if (!Compile(expression, GetRoom(), m_registry, m_vocabulary, m_compilerMemory, runner)) return nullptr;
+    return PopOperand();
 }
 
+/// Runs the program of a reference, which is made when there is none for the registries as they are now, or when the
+/// one there is nests more deeply than there is room for here.
 s_refptr<Symbol> State::Evaluate(Expression& expression, s_str& error) {
     Program& program = expression.program;
     if (expression.generation != m_generation || program.nesting > GetRoom()) {
         expression.generation = 0;
-        program.Clear();
-        BindOperators();
-        Compile(expression.text, GetRoom(), m_registry, m_operators, m_compilerMemory, program);
+        program = {};
+        BindVocabulary();
+        Recorder recorder(program);
+        Compile(expression.text, GetRoom(), m_registry, m_vocabulary, m_compilerMemory, recorder);
         if (!program.isClipped) expression.generation = m_generation;
     }
-    return Run(program, Nameless, error, false);
-}
-
-s_refptr<Symbol> State::Run(const Program& program, const s_str& name, s_str& error, s_bool allowNew) {
     const OperandScope scope(m_operands);
-    const Step* const last = &program.steps.back();
-    for (const Step& step : program.steps) {
-        s_refptr<Symbol> value = Execute(step, &step == last ? name : Nameless, error, allowNew);
-        if (!value) return nullptr;
-        m_operands.push_back(std::move(value));
-    }
+    Runner runner(*this, Nameless, error, false);
+    for (const Step& step : program.steps)
+        if (!runner.Take(step)) return nullptr;
     return PopOperand();
 }
 
 s_refptr<Symbol> State::Execute(const Step& step, const s_str& name, s_str& error, s_bool allowNew) {
     if (!Spend(1, error)) return nullptr;
+    s_refptr<Symbol> value;
     switch (step.kind) {
     case Step::Kind::Fault: return Fail(error, step.text);
     case Step::Kind::TooDeep: return AbandonTooDeep(error);
@@ -110,22 +136,42 @@ s_refptr<Symbol> State::Execute(const Step& step, const s_str& name, s_str& erro
     case Step::Kind::Name: return ReadName(step, name, error, allowNew);
     case Step::Kind::Call: return Call(*step.functions, step.text, step.argumentCount, error);
     case Step::Kind::LeftUnary:
-        return Named(DispatchUnary(step.op->leftUnary, PopOperand(), {}, step.text, error), name);
+        value = DispatchUnary(step.op->leftUnary, m_operands.back(), {}, step.text, error);
+        m_operands.pop_back();
+        break;
     case Step::Kind::RightUnary:
-        return Named(DispatchUnary(step.op->rightUnary, PopOperand(), step.text, {}, error), name);
+        value = DispatchUnary(step.op->rightUnary, m_operands.back(), step.text, {}, error);
+        m_operands.pop_back();
+        break;
     case Step::Kind::Index:
-    case Step::Kind::Binary: break;
+    case Step::Kind::Binary: value = ExecuteBinary(step, error); break;
     }
-    s_refptr<Symbol> right = PopOperand();
-    s_refptr<Symbol> left = PopOperand();
-    const BinaryOverloads* const overloads = step.op ? step.op->binary : nullptr;
-    return Named(DispatchBinary(step.text, overloads, std::move(left), std::move(right), error), name);
+    Name(value, name);
+    return value;
+}
+
+s_refptr<Symbol> State::ExecuteBinary(const Step& step, s_str& error) {
+    const s_refptr<Symbol>& left = *(m_operands.end() - 2);
+    const s_refptr<Symbol>& right = m_operands.back();
+    s_refptr<Symbol> value =
+        step.op ? DispatchBinary(*step.op, left, right, error) : ApplyBinaryOperator(step.text, left, right, error);
+    m_operands.pop_back();
+    m_operands.pop_back();
+    return value;
+}
+
+const s_refptr<Symbol>* State::FindSymbol(const Step& step) {
+    if (step.symbolsGeneration != m_symbolsGeneration) {
+        step.symbol = FindIn(m_symbols, step.text);
+        step.symbolsGeneration = m_symbolsGeneration;
+    }
+    return step.symbol;
 }
 
 s_refptr<Symbol> State::ReadName(const Step& step, const s_str& name, s_str& error, s_bool allowNew) {
     const std::string_view text = step.text;
-    if (const auto symbol = m_symbols.find(text); symbol != m_symbols.end()) {
-        s_refptr<Symbol> clone = symbol->second->Clone();
+    if (const s_refptr<Symbol>* symbol = FindSymbol(step)) {
+        s_refptr<Symbol> clone = (*symbol)->Clone();
         clone->SetName(name);
         if (!name.IsEmpty() && clone->GetType() == Symbol::TypeName)
             Fail(error, "\tWarning : 'Symbol=Symbol' does nothing");
@@ -136,25 +182,26 @@ s_refptr<Symbol> State::ReadName(const Step& step, const s_str& name, s_str& err
         return Call(functions->second, text, 0, error);
     if (const auto constructor = m_registry.constructors.find(text); constructor != m_registry.constructors.end())
         return constructor->second(*this, Nameless, {}, false, error);
-    // A text that is to be given a name never makes a symbol of itself: `a = b` needs a `b`.
-    if (name.IsEmpty() && allowNew && step.isWholeText) return make_refptr<Symbol>(text);
+    // Only a text that is nothing but a name makes a symbol, and never one that is to be given another: `a = b` needs a
+    // `b`.
+    if (name.IsEmpty() && allowNew && step.isLast && step.level == 0) return make_refptr<Symbol>(text);
     return FailUnknown(text, error);
 }
 
 s_refptr<Symbol> State::Call(const FunctionOverloads& functions, std::string_view name, std::size_t argumentCount,
                              s_str& error) {
-    s_ctnr_t<s_refptr<Symbol>> arguments;
+    s_ctnr_t<s_refptr<Symbol>, std::vector<s_refptr<Symbol>>> arguments;
     const auto first = m_operands.end() - static_cast<std::ptrdiff_t>(argumentCount);
     for (auto operand = first; operand != m_operands.end(); ++operand) arguments.PushBack(std::move(*operand));
     m_operands.erase(first, m_operands.end());
     for (s_refptr<Symbol>& argument : arguments) {
-        argument = Follow(std::move(argument), error);
+        argument = Follow(argument, error);
         if (!argument) return nullptr;
     }
     const s_str signature = SignatureOf(arguments);
     const auto function = functions.find(signature);
     if (function == functions.end()) return FailWithoutOverload(functions, name, signature, error);
-    s_ctnr_t<s_refptr<Symbol>> results;
+    s_ctnr_t<s_refptr<Symbol>, std::vector<s_refptr<Symbol>>> results;
     if (!function->second(*this, arguments, results, error)) return nullptr;
     if (results.Count() != 1) return Fail(error, "\tError : Multiple return values for function is not yet supported");
     return std::move(results[0]);

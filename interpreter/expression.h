@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <forward_list>
 #include <vector>
 
@@ -7,8 +8,8 @@
 
 namespace Quarn {
 
-/// One step of a compiled expression. Steps work on a stack of operands: a leaf pushes a value, an operator or a call
-/// replaces its operands by its result.
+/// One step of the evaluation of an expression. Steps work on a stack of operands: a leaf pushes a value, an operator
+/// or a call replaces its operands by its result.
 struct Step {
     enum class Kind : unsigned char {
         Fault,      ///< fails with the message `text`
@@ -23,26 +24,26 @@ struct Step {
         Index,      ///< "[]" applied to the top two operands
     };
     Kind kind = Kind::Fault;
-    bool isWholeText = false; ///< a name that is all there is, and so may become a new symbol
+    bool isLast = false; ///< gives the value of the expression
+    unsigned level = 0;  ///< of brackets around it
     unsigned argumentCount = 0;
-    std::string_view text; ///< part of the expression's text, or of a message of the program
+    std::string_view text;
     union {
         const Constructor* constructor = nullptr;
         const FunctionOverloads* functions;
         const Operator* op;
     };
+    // Where the symbol of a name was found the last time, in the table of that generation.
+    mutable const s_refptr<Symbol>* symbol = nullptr;
+    mutable std::uint64_t symbolsGeneration = 0;
 };
 
-/// A compiled expression: its steps in the order in which the language evaluates, so that a fault in the text is met
-/// just when everything left of it has been evaluated. It points into the text it was compiled from and into the
-/// registries.
+/// The steps of an expression, kept. They point into the text of the expression and into the registries.
 struct Program {
     std::vector<Step> steps;
-    std::forward_list<s_str> messages; ///< of the faults, the last one first
+    std::forward_list<s_str> messages; ///< of the faults
     unsigned nesting = 0;              ///< the levels of brackets that the text opens
     bool isClipped = false;            ///< ends in a `TooDeep` that a shallower place would not need
-
-    void Clear();
 };
 
 /// The text of a reference, with what makes its repeated evaluation cheap. All copies of a reference share one.

@@ -11,17 +11,36 @@ unsigned char FirstByte(std::string_view text) { return static_cast<unsigned cha
 
 } // namespace
 
+void Operator::Bind(const Registry& registry) {
+    binary = FindIn(registry.binaryOperators, text);
+    leftUnary = FindIn(registry.leftUnaryOperators, text);
+    rightUnary = FindIn(registry.rightUnaryOperators, text);
+}
+
+const BinaryOperator* Operator::FindBinary(const s_str& left, const s_str& right) const {
+    if (&left == m_recentLeft && &right == m_recentRight) return m_recentBinary;
+    const auto* const byRightType = binary ? FindIn(*binary, left) : nullptr;
+    const BinaryOperator* const callable = byRightType ? FindIn(*byRightType, right) : nullptr;
+    if (callable) {
+        m_recentLeft = &left;
+        m_recentRight = &right;
+        m_recentBinary = callable;
+    }
+    return callable;
+}
+
 Operators::Operators(const OperatorPriorities& priorities) {
     for (const auto& [text, priority] : priorities) {
         if (text.IsEmpty()) continue; // it would match everywhere and never get past a position
-        const bool isNumber = static_cast<bool>(priority.IsValid());
-        m_operators.push_back({text, isNumber ? priority.Get() : std::numeric_limits<unsigned>::max()});
+        Operator& op = m_operators.emplace_back();
+        op.text = text;
+        op.priority = priority.IsValid() ? priority.Get() : std::numeric_limits<unsigned>::max();
     }
     for (const Operator& op : m_operators) ++m_first[FirstByte(op.text) + 1u];
     for (std::size_t byte = 1; byte < m_first.size(); ++byte) m_first[byte] += m_first[byte - 1];
 }
 
-const Operator* Operators::Match(std::string_view rest) const {
+const Operator* Operators::MatchLong(std::string_view rest) const {
     const unsigned char byte = FirstByte(rest);
     for (Position i = m_first[byte]; i < m_first[byte + 1u]; ++i) {
         // A key that runs past the end of the text is accepted, and the shortest key comes first: with operators of one
@@ -42,11 +61,7 @@ const Operator* Operators::Find(std::string_view text) const {
 }
 
 void Operators::Bind(const Registry& registry) {
-    for (Operator& op : m_operators) {
-        op.binary = FindIn(registry.binaryOperators, op.text);
-        op.leftUnary = FindIn(registry.leftUnaryOperators, op.text);
-        op.rightUnary = FindIn(registry.rightUnaryOperators, op.text);
-    }
+    for (Operator& op : m_operators) op.Bind(registry);
 }
 
 } // namespace Quarn

@@ -7,14 +7,26 @@
 
 namespace Quarn {
 
-/// An operator as the engine uses it: what is registered for it stands beside its text, so that an expression looks it
-/// up once, when it is compiled.
+/// An operator with what is registered for it.
 struct Operator {
     s_str text;
     unsigned priority = 0;
     const BinaryOverloads* binary = nullptr; ///< null when nothing is registered; likewise the other two
     const UnaryOverloads* leftUnary = nullptr;
     const UnaryOverloads* rightUnary = nullptr;
+
+    /// Points to what the registry holds now.
+    void Bind(const Registry& registry);
+
+    /// The callable for operands of these types, or null. The types are the names that the types themselves hold, for
+    /// as long as the program runs: the last ones found are known again by their addresses. Entries of the registry are
+    /// never removed, so that it stays valid.
+    const BinaryOperator* FindBinary(const s_str& left, const s_str& right) const;
+
+private:
+    mutable const s_str* m_recentLeft = nullptr;
+    mutable const s_str* m_recentRight = nullptr;
+    mutable const BinaryOperator* m_recentBinary = nullptr;
 };
 
 /// The operators of the priority table, found by the characters that stand at a position.
@@ -25,16 +37,23 @@ public:
 
     /// The first operator, in ascending order of the texts, whose characters agree with those of `rest` as far as both
     /// go; null when there is none. `rest` is not empty.
-    const Operator* Match(std::string_view rest) const;
+    const Operator* Match(std::string_view rest) const {
+        const unsigned char byte = static_cast<unsigned char>(rest.front());
+        const Position first = m_first[byte];
+        // Nearly every character starts no operator, or one that is nothing but that character.
+        if (first == m_first[byte + 1u]) return nullptr;
+        return m_operators[first].text.View().size() == 1 ? &m_operators[first] : MatchLong(rest);
+    }
 
     /// The operator with exactly this text, or null.
     const Operator* Find(std::string_view text) const;
 
-    /// Points the operators to what the registry holds for them now.
     void Bind(const Registry& registry);
 
 private:
     using Position = std::vector<Operator>::size_type;
+
+    const Operator* MatchLong(std::string_view rest) const;
 
     std::vector<Operator> m_operators;   ///< in ascending order
     std::array<Position, 257> m_first{}; ///< where the operators begin that start with a byte, or a later one

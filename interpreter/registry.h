@@ -25,9 +25,9 @@ template <class Value> const Value* FindIn(const Table<Value>& table, std::strin
 // `error`. Callables get the values whose types they were looked up for: references have been followed before.
 
 using TypeFactory = std::function<s_refptr<Symbol>(const s_str& name)>;
-using UnaryOperator = std::function<s_refptr<Symbol>(State&, s_refptr<Symbol> operand, s_str& error)>;
+using UnaryOperator = std::function<s_refptr<Symbol>(State&, const s_refptr<Symbol>& operand, s_str& error)>;
 using BinaryOperator =
-    std::function<s_refptr<Symbol>(State&, s_refptr<Symbol> left, s_refptr<Symbol> right, s_str& error)>;
+    std::function<s_refptr<Symbol>(State&, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right, s_str& error)>;
 using LiteralTest = std::function<s_bool(std::string_view text)>;
 /// `isLiteral`: the text is a whole literal, as a literal test accepted it, and not what stands between the
 /// parentheses of `Type(text)` or `name:Type(text)`.

@@ -18,7 +18,9 @@ const OperatorPriorities DefaultPriorities{{"[]", 5u}, {"!", 4u}, {"^", 3u}, {"*
 
 } // namespace
 
-State::State() : m_input(&std::cin), m_output(&std::cout) {
+State::State()
+    : m_lastResult(&m_symbols.emplace(LastResultName, nullptr).first->second), m_input(&std::cin),
+      m_output(&std::cout) {
     SetOperatorPriorities(DefaultPriorities);
     Symbol::Register(*this);
     Reference::Register(*this);
@@ -35,9 +37,7 @@ void State::SetStreams(std::istream& input, std::ostream& output) {
 
 void State::SetLastResult(s_refptr<Symbol> value) {
     if (!value) value = MakeEmptyReference();
-    const auto last = m_symbols.find(LastResultName);
-    if (last != m_symbols.end()) last->second = std::move(value);
-    else m_symbols.emplace(LastResultName, std::move(value));
+    *m_lastResult = std::move(value);
 }
 
 s_refptr<Symbol> State::MakeEmptyReference() { return make_refptr<Reference>("", "", *this); }
@@ -60,8 +60,8 @@ void State::RegisterFunction(const s_str& name, const s_str& signature, Function
 
 void State::SetOperatorPriorities(const OperatorPriorities& priorities) {
     assert(m_depth == 0);
-    m_operators = Operators(priorities);
     EditRegistry().priorities = priorities;
+    m_vocabulary = Vocabulary(m_registry);
 }
 
 s_uint State::GetOperatorPriority(std::string_view op) const {
@@ -69,9 +69,9 @@ s_uint State::GetOperatorPriority(std::string_view op) const {
     return found == m_registry.priorities.end() ? s_uint::NaN : found->second;
 }
 
-void State::BindOperators() {
+void State::BindVocabulary() {
     if (m_boundGeneration == m_generation) return;
-    m_operators.Bind(m_registry);
+    m_vocabulary.Bind(m_registry);
     m_boundGeneration = m_generation;
 }
 

@@ -83,12 +83,12 @@ public:
 
     // --- Dispatch: finds the callable for an operator and the types of its operands, and calls it. Null on failure.
 
-    s_refptr<Symbol> ApplyBinaryOperator(std::string_view op, s_refptr<Symbol> left, s_refptr<Symbol> right,
-                                         s_str& error);
+    s_refptr<Symbol> ApplyBinaryOperator(std::string_view op, const s_refptr<Symbol>& left,
+                                         const s_refptr<Symbol>& right, s_str& error);
     /// Written `operand op`.
-    s_refptr<Symbol> ApplyLeftUnaryOperator(std::string_view op, s_refptr<Symbol> operand, s_str& error);
+    s_refptr<Symbol> ApplyLeftUnaryOperator(std::string_view op, const s_refptr<Symbol>& operand, s_str& error);
     /// Written `op operand`.
-    s_refptr<Symbol> ApplyRightUnaryOperator(std::string_view op, s_refptr<Symbol> operand, s_str& error);
+    s_refptr<Symbol> ApplyRightUnaryOperator(std::string_view op, const s_refptr<Symbol>& operand, s_str& error);
 
     // --- Registration
 
@@ -128,11 +128,13 @@ public:
     Failure AbandonTooDeep(s_str& error);
     /// What the references of a value lead to: a value that is no reference, or the last reference on the way when that
     /// cannot be evaluated. Each one is evaluated once. Null only when an evaluation was abandoned.
-    s_refptr<Symbol> Follow(s_refptr<Symbol> value, s_str& error);
+    s_refptr<Symbol> Follow(const s_refptr<Symbol>& value, s_str& error);
 
 private:
     friend class Reference; // asks for its evaluation
 
+    class Runner;
+    class Recorder;
     class Undo;
     struct FollowedOperand;
 
@@ -140,7 +142,7 @@ private:
     static constexpr const char* OutOfStepsMessage = "\tError : Too many steps, the statement was stopped";
 
     // state.cpp
-    void BindOperators();
+    void BindVocabulary();
 
     // statements.cpp
     void ParseStatement(std::string_view statement);
@@ -148,6 +150,7 @@ private:
     void Assign(std::string_view name, std::string_view expression);
     void DefineSymbol(std::string_view name, std::string_view type);
     void Erase(std::string_view name);
+    void EraseSymbol(Table<s_refptr<Symbol>>::const_iterator symbol);
     void EraseAll();
     void Inspect(std::string_view name);
     void PrintExpression(std::string_view expression);
@@ -160,18 +163,21 @@ private:
     s_refptr<Symbol> Evaluate(Expression& expression, s_str& error);
     Failure AbandonCircle(const Expression& expression, s_str& error);
     bool TakeAbandonment() { return std::exchange(m_isAbandoned, false); }
-    s_refptr<Symbol> Run(const Program& program, const s_str& name, s_str& error, s_bool allowNew);
     s_refptr<Symbol> Execute(const Step& step, const s_str& name, s_str& error, s_bool allowNew);
     s_refptr<Symbol> ReadName(const Step& step, const s_str& name, s_str& error, s_bool allowNew);
     s_refptr<Symbol> Call(const FunctionOverloads& functions, std::string_view name, std::size_t argumentCount,
                           s_str& error);
+    s_refptr<Symbol> ExecuteBinary(const Step& step, s_str& error);
+    const s_refptr<Symbol>* FindSymbol(const Step& step);
     s_refptr<Symbol> PopOperand();
 
     // dispatch.cpp
-    s_refptr<Symbol> DispatchBinary(std::string_view op, const BinaryOverloads* overloads, s_refptr<Symbol> left,
-                                    s_refptr<Symbol> right, s_str& error);
-    s_refptr<Symbol> DispatchUnary(const UnaryOverloads* overloads, s_refptr<Symbol> operand, std::string_view before,
-                                   std::string_view behind, s_str& error);
+    s_refptr<Symbol> DispatchBinary(const Operator& op, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right,
+                                    s_str& error);
+    s_refptr<Symbol> DispatchReferences(const Operator& op, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right,
+                                        s_str& error);
+    s_refptr<Symbol> DispatchUnary(const UnaryOverloads* overloads, const s_refptr<Symbol>& operand,
+                                   std::string_view before, std::string_view behind, s_str& error);
     s_refptr<Symbol> KeepOperation(const FollowedOperand& left, std::string_view op, const FollowedOperand& right,
                                    s_str& error);
     Failure FailWithoutMatch(const FollowedOperand& left, std::string_view op, const s_refptr<Symbol>& rightOperand,
@@ -181,20 +187,20 @@ private:
     s_bool RewriteKept(std::string_view input, s_str& output, s_str& error) const;
 
     s_bool m_isInteractive;
-    Table<s_refptr<Symbol>> m_symbols; ///< has an entry "_", the last result
+    Table<s_refptr<Symbol>> m_symbols;     ///< has an entry "_", the last result
+    std::uint64_t m_symbolsGeneration = 1; ///< changes whenever an entry comes or goes
+    s_refptr<Symbol>* m_lastResult;        ///< the value of that entry, which is never removed
     Registry m_registry;
 
-    Operators m_operators; ///< the priority table, as the engine uses it
-    unsigned m_generation = 1;
+    Vocabulary m_vocabulary;
+    unsigned m_generation = 1; ///< of the registries
     unsigned m_boundGeneration = 0;
 
     std::istream* m_input;
     std::ostream* m_output;
 
     // Of the evaluation that is under way.
-    std::vector<s_refptr<Symbol>> m_operands;
-    std::deque<Program> m_programs; ///< one for each text under evaluation, kept for the next
-    std::size_t m_openPrograms = 0;
+    std::deque<s_refptr<Symbol>> m_operands; ///< a stack whose elements never move
     CompilerMemory m_compilerMemory;
     unsigned m_depth = 0;
     std::uint64_t m_stepBudget = Unlimited;

@@ -62,19 +62,21 @@ TypeText ReadTypeText(std::string_view text) {
 /// Puts a symbol into the table, and the one before it back (or none) unless it is kept.
 class State::Undo {
 public:
-    Undo(Table<s_refptr<Symbol>>& symbols, std::string_view name, const s_refptr<Symbol>& value)
-        : m_symbols(symbols), m_name(name) {
-        auto entry = symbols.find(name);
-        if (entry == symbols.end()) entry = symbols.emplace(name, nullptr).first;
+    Undo(State& state, std::string_view name, const s_refptr<Symbol>& value) : m_state(state), m_name(name) {
+        auto entry = state.m_symbols.find(name);
+        if (entry == state.m_symbols.end()) {
+            entry = state.m_symbols.emplace(name, nullptr).first;
+            ++state.m_symbolsGeneration;
+        }
         m_before = std::exchange(entry->second, value);
     }
     ~Undo() {
         if (m_isKept) return;
         // By its name: what was evaluated meanwhile may have carried out statements of its own.
-        const auto entry = m_symbols.find(m_name);
-        if (entry == m_symbols.end()) return;
+        const auto entry = m_state.m_symbols.find(m_name);
+        if (entry == m_state.m_symbols.end()) return;
         if (m_before) entry->second = std::move(m_before);
-        else m_symbols.erase(entry);
+        else m_state.EraseSymbol(entry);
     }
     Undo(const Undo&) = delete;
     Undo& operator=(const Undo&) = delete;
@@ -82,7 +84,7 @@ public:
     void Keep() { m_isKept = true; }
 
 private:
-    Table<s_refptr<Symbol>>& m_symbols;
+    State& m_state;
     const std::string_view m_name;
     s_refptr<Symbol> m_before;
     bool m_isKept = false;
@@ -167,9 +169,14 @@ void State::Erase(std::string_view name) {
     s_refptr<Symbol> empty = MakeEmptyReference();
     if (PrintOutOfSteps()) return;
     // The last result is put back at once, so its entry stays: nothing can fail any more.
-    if (name != "_") m_symbols.erase(symbol);
+    if (name != "_") EraseSymbol(symbol);
     SetLastResult(std::move(empty));
     Print(report);
+}
+
+void State::EraseSymbol(Table<s_refptr<Symbol>>::const_iterator symbol) {
+    m_symbols.erase(symbol);
+    ++m_symbolsGeneration;
 }
 
 void State::EraseAll() {
@@ -185,6 +192,7 @@ void State::EraseAll() {
     if (!isWanted) return SetLastResult(nullptr);
     SetLastResult(nullptr);
     std::erase_if(m_symbols, [](const auto& symbol) { return symbol.first != "_"; });
+    ++m_symbolsGeneration;
     Print("\tAll symbols erased");
 }
 
@@ -219,7 +227,7 @@ void State::PrintExpression(std::string_view expression) {
 
 /// Stores the value, which becomes the last result too, and reports it as one of the kind.
 void State::Define(std::string_view name, const s_refptr<Symbol>& value, std::string_view kind) {
-    Undo undo(m_symbols, name, value);
+    Undo undo(*this, name, value);
     const s_str report = "\tDefining " + s_str(kind) + " : " + value->ToString();
     if (PrintOutOfSteps()) return;
     undo.Keep();

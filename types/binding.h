@@ -33,8 +33,8 @@ public:
         using Shape = ShapeOf<Callable>;
         static_assert(Shape::Count == 2);
         const auto types = Shape::TypeNames();
-        m_registry.binaryOperators[op][types[0]][types[1]] = [callable](State& state, s_refptr<Symbol> left,
-                                                                        s_refptr<Symbol> right, s_str& error) {
+        m_registry.binaryOperators[op][types[0]][types[1]] = [callable](State& state, const s_refptr<Symbol>& left,
+                                                                        const s_refptr<Symbol>& right, s_str& error) {
             return Shape::Call(callable, state, std::array{left.Get(), right.Get()}, error);
         };
     }
@@ -68,7 +68,7 @@ private:
     template <class Callable> static UnaryOperator Unary(Callable callable) {
         using Shape = ShapeOf<Callable>;
         static_assert(Shape::Count == 1);
-        return [callable](State& state, s_refptr<Symbol> operand, s_str& error) {
+        return [callable](State& state, const s_refptr<Symbol>& operand, s_str& error) {
             return Shape::Call(callable, state, std::array{operand.Get()}, error);
         };
     }

@@ -1,7 +1,5 @@
 #include "types/reference.h"
 
-#include <typeinfo>
-
 namespace Quarn {
 
 namespace {
@@ -24,11 +22,6 @@ void Reference::Register(State& state) {
 
 Reference::Reference(const s_str& name, std::string_view expression, State& state)
     : Symbol(name), m_expression(make_refptr<Expression>(expression)), m_state(&state) {}
-
-const Reference* Reference::From(const Symbol& value) {
-    // Asked for every operand: the class is final, so that no search through the bases is needed.
-    return typeid(value) == typeid(Reference) ? static_cast<const Reference*>(&value) : nullptr;
-}
 
 s_str Reference::ToString() const {
     if (m_expression->text.IsEmpty()) return EmptyText; // without its name

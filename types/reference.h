@@ -1,5 +1,7 @@
 #pragma once
 
+#include <typeinfo>
+
 #include "types/symbol.h"
 
 namespace Quarn {
@@ -17,7 +19,11 @@ public:
     Reference(const s_str& name, std::string_view expression, State& state);
 
     /// The value as a reference, or null.
-    static const Reference* From(const Symbol& value);
+    static const Reference* From(const Symbol& value) {
+        // Asked for every operand. The class is final and known to one library only, so that its type information is one
+        // object: comparing addresses saves a comparison of names for every number.
+        return &typeid(value) == &typeid(Reference) ? static_cast<const Reference*>(&value) : nullptr;
+    }
     /// The type of a value that references were followed to: a reference among those was not to be evaluated.
     static const s_str& TypeOfFollowed(const Symbol& value) { return From(value) ? TypeName : value.GetType(); }
 
@@ -69,6 +75,9 @@ public:
         bool m_wasAbandoned = false;
         s_str m_error;
     };
+
+    static void* operator new(std::size_t) { return s_pool<sizeof(Reference)>::Take(); }
+    static void operator delete(void* memory) { s_pool<sizeof(Reference)>::GiveBack(memory); }
 
 private:
     Reference(const Reference&) = default;
