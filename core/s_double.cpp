@@ -1,6 +1,5 @@
 #include "core/s_double.h"
 
-#include <array>
 #include <cctype>
 #include <charconv>
 
@@ -13,9 +12,6 @@ constexpr int PlainDigits = std::numeric_limits<double>::digits10;
 
 /// Below this magnitude a whole number has at most `PlainDigits` digits and is its own general notation.
 constexpr double SmallestLongInteger = 1e15;
-
-/// "-1.23456789012345e-308" and some room.
-constexpr std::size_t LongestPlainText = 32;
 
 std::string CountText(double value) {
     const s_uint count = s_uint::FromDouble(value);
@@ -40,24 +36,26 @@ unsigned CountOrZero(s_uint count) { return count.IsValid() ? count.Get() : 0; }
 
 } // namespace
 
-std::string PlainText(s_double value) {
+s_number_text PlainText(s_double value) {
+    s_number_text text;
+    char* const first = text.m_characters.data();
+    char* const last = first + text.m_characters.size();
+    const double number = value.Get();
+    const auto put = [&](std::string_view word) { text.m_size = word.copy(first, word.size()); };
     switch (value.GetClass()) {
-    case s_double::Class::NaN: return "nan";
-    case s_double::Class::PositiveInfinity: return "inf+";
-    case s_double::Class::NegativeInfinity: return "inf-";
+    case s_double::Class::NaN: put("nan"); return text;
+    case s_double::Class::PositiveInfinity: put("inf+"); return text;
+    case s_double::Class::NegativeInfinity: put("inf-"); return text;
     case s_double::Class::Finite: break;
     }
-    std::array<char, LongestPlainText> buffer;
-    const double number = value.Get();
-    char* const first = buffer.data();
-    char* const last = first + buffer.size();
     // Whole numbers are most of what a calculator prints, and as integers they are written several times faster.
     const bool isWhole = std::fabs(number) < SmallestLongInteger && number == std::trunc(number);
     const bool isNegativeZero = number == 0 && std::signbit(number);
-    const auto end = isWhole && !isNegativeZero
-                         ? std::to_chars(first, last, static_cast<long long>(number)).ptr
-                         : std::to_chars(first, last, number, std::chars_format::general, PlainDigits).ptr;
-    return {first, end};
+    const char* const end = isWhole && !isNegativeZero
+                                ? std::to_chars(first, last, static_cast<long long>(number)).ptr
+                                : std::to_chars(first, last, number, std::chars_format::general, PlainDigits).ptr;
+    text.m_size = static_cast<std::size_t>(end - first);
+    return text;
 }
 
 std::string FixedText(double value, s_uint integerDigits, s_uint decimals) {

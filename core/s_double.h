@@ -1,7 +1,9 @@
 #pragma once
 
+#include <array>
 #include <cmath>
 #include <string>
+#include <string_view>
 
 #include "core/s_uint.h"
 
@@ -29,9 +31,21 @@ private:
 
 using s_double = s_double_t<double>;
 
+/// The text of a number, with its memory.
+class s_number_text {
+public:
+    operator std::string_view() const { return {m_characters.data(), m_size}; }
+
+private:
+    friend s_number_text PlainText(s_double value);
+
+    std::array<char, 32> m_characters; ///< "-1.23456789012345e-308" and some room
+    std::size_t m_size = 0;
+};
+
 /// At most 15 significant digits, no trailing zeros, an exponent only where the general notation chooses one (C's
 /// "%.15g"): the most digits that every decimal number survives on its way through a double.
-std::string PlainText(s_double value);
+s_number_text PlainText(s_double value);
 
 /// `decimals` digits after the point, at least `integerDigits` before it; without a point when there are no decimals.
 ///

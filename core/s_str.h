@@ -163,6 +163,8 @@ public:
     }
 
     void Clear() { m_text.clear(); }
+    /// Makes room for that many units in all.
+    void Reserve(std::size_t size) { m_text.reserve(size); }
 
 private:
     void Append(std::string_view ascii) { m_text.append(ascii.begin(), ascii.end()); }

@@ -40,12 +40,6 @@ std::string_view Trimmed(std::string_view text) { return s_str::Trimmed(text, Bl
 
 bool IsBlank(const Piece& piece) { return !piece.op && piece.text.front() == Blank && Trimmed(piece.text).empty(); }
 
-// Three searches for one character each are much faster than one for any of three.
-bool HasBrackets(std::string_view text) {
-    return std::ranges::any_of(std::string_view("(<["),
-                               [&](char bracket) { return text.find(bracket) != std::string_view::npos; });
-}
-
 bool IsName(std::string_view text) { return std::ranges::all_of(text, IsNameCharacter); }
 
 /// Where in the expression a text stands.
@@ -65,9 +59,7 @@ public:
              CompilerMemory& memory, StepSink& sink)
         : m_source(source), m_room(room), m_registry(registry), m_operators(vocabulary.GetOperators()),
           m_literals(vocabulary.GetLiterals()), m_pieces(memory.pieces), m_partners(memory.partners), m_sink(sink),
-          m_partnersBase(memory.partners.size()), m_piecesBase(memory.pieces.size()) {
-        if (HasBrackets(source)) FindPartners(source, m_partners);
-    }
+          m_partnersBase(memory.partners.size()), m_piecesBase(memory.pieces.size()) {}
     Compiler(const Compiler&) = delete;
     Compiler& operator=(const Compiler&) = delete;
     ~Compiler() {
@@ -91,7 +83,7 @@ private:
     const Literal* FindLiteral(std::string_view piece) const;
     const char* CutIntoOperands(std::string_view text);
     const char* CutIntoArguments(std::string_view text);
-    Position PartnerIn(std::string_view text, Position position) const;
+    Position PartnerIn(std::string_view text, Position position);
 
     static Step StepAt(Place place, Step::Kind kind, std::string_view text);
     bool Give(Step::Kind kind, std::string_view text, Place place);
@@ -118,6 +110,7 @@ private:
     StepSink& m_sink;
     const Position m_partnersBase;
     const Position m_piecesBase;
+    bool m_hasPartners = false; ///< found when the first bracket is met: most texts have none
 };
 
 bool Compiler::CompileText(std::string_view text, Place place) {
@@ -152,7 +145,12 @@ bool Compiler::CompileRun(Position first, Position last, Place place) {
         if (i < last && !(next && next->priority == lowest)) continue;
         while (start < i && IsBlank(m_pieces[start])) ++start;
         const bool hasRun = start < i;
-        if (hasRun && !CompileRun(start, i, place.Operand())) return false;
+        if (hasRun) {
+            const bool isOperand = i - start == 1 && !m_pieces[start].op;
+            if (!(isOperand ? CompilePiece(Trimmed(m_pieces[start].text), place.Operand())
+                            : CompileRun(start, i, place.Operand())))
+                return false;
+        }
         if (pending) {
             if (!hasLeft && !hasRun) return GiveMissingOperands(*pending);
             const Step::Kind kind = !hasLeft  ? Step::Kind::RightUnary
@@ -246,7 +244,8 @@ const char* Compiler::CutIntoArguments(std::string_view text) {
 }
 
 /// The partner of the opening bracket at `position` of the text, a part of the source, if it closes within the text.
-Compiler::Position Compiler::PartnerIn(std::string_view text, Position position) const {
+Compiler::Position Compiler::PartnerIn(std::string_view text, Position position) {
+    if (!std::exchange(m_hasPartners, true)) FindPartners(m_source, m_partners);
     const Position offset = static_cast<Position>(text.data() - m_source.data());
     const Position partner = m_partners[m_partnersBase + offset + position];
     return partner == NoPartner || partner >= offset + text.size() ? NoPartner : partner - offset;

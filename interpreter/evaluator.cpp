@@ -68,15 +68,20 @@ public:
     bool Take(const Step& step) override {
         s_refptr<Symbol> value = m_state.Execute(step, step.isLast ? m_name : Nameless, m_error, m_allowNew);
         if (!value) return false;
-        m_state.m_operands.push_back(std::move(value));
+        if (step.isLast) m_result = std::move(value);
+        else m_state.m_operands.push_back(std::move(value));
         return true;
     }
+
+    /// Null unless the last step was taken and did not fail.
+    s_refptr<Symbol> TakeResult() { return std::move(m_result); }
 
 private:
     State& m_state;
     const s_str& m_name;
     s_str& m_error;
     const s_bool m_allowNew;
+    s_refptr<Symbol> m_result;
 };
 
 /// Keeps the steps for later.
@@ -102,8 +107,8 @@ s_refptr<Symbol> State::ParseSymbol(const s_str& name, std::string_view expressi
     const OperandScope scope(m_operands);
     BindVocabulary();
     Runner runner(*this, name, error, allowNew);
-    if (!Compile(expression, GetRoom(), m_registry, m_vocabulary, m_compilerMemory, runner)) return nullptr;
-    return PopOperand();
+    Compile(expression, GetRoom(), m_registry, m_vocabulary, m_compilerMemory, runner);
+    return runner.TakeResult();
 }
 
 /// Runs the program of a reference, which is made when there is none for the registries as they are now, or when the
@@ -121,8 +126,8 @@ s_refptr<Symbol> State::Evaluate(Expression& expression, s_str& error) {
     const OperandScope scope(m_operands);
     Runner runner(*this, Nameless, error, false);
     for (const Step& step : program.steps)
-        if (!runner.Take(step)) return nullptr;
-    return PopOperand();
+        if (!runner.Take(step)) break;
+    return runner.TakeResult();
 }
 
 s_refptr<Symbol> State::Execute(const Step& step, const s_str& name, s_str& error, s_bool allowNew) {
@@ -160,24 +165,16 @@ s_refptr<Symbol> State::ExecuteBinary(const Step& step, s_str& error) {
     return value;
 }
 
-const s_refptr<Symbol>* State::FindSymbol(const Step& step) {
-    if (step.symbolsGeneration != m_symbolsGeneration) {
-        step.symbol = FindIn(m_symbols, step.text);
-        step.symbolsGeneration = m_symbolsGeneration;
-    }
-    return step.symbol;
-}
-
 s_refptr<Symbol> State::ReadName(const Step& step, const s_str& name, s_str& error, s_bool allowNew) {
     const std::string_view text = step.text;
-    if (const s_refptr<Symbol>* symbol = FindSymbol(step)) {
+    if (const s_refptr<Symbol>* symbol = m_symbols.Find(text)) {
         s_refptr<Symbol> clone = (*symbol)->Clone();
         clone->SetName(name);
         if (!name.IsEmpty() && clone->GetType() == Symbol::TypeName)
             Fail(error, "\tWarning : 'Symbol=Symbol' does nothing");
         return clone;
     }
-    if (text == "_") return Fail(error, "\tError : Unable to parse expression '_', no operator found");
+    if (text == LastResultName) return Fail(error, "\tError : Unable to parse expression '_', no operator found");
     if (const auto functions = m_registry.functions.find(text); functions != m_registry.functions.end())
         return Call(functions->second, text, 0, error);
     if (const auto constructor = m_registry.constructors.find(text); constructor != m_registry.constructors.end())
@@ -205,12 +202,6 @@ s_refptr<Symbol> State::Call(const FunctionOverloads& functions, std::string_vie
     if (!function->second(*this, arguments, results, error)) return nullptr;
     if (results.Count() != 1) return Fail(error, "\tError : Multiple return values for function is not yet supported");
     return std::move(results[0]);
-}
-
-s_refptr<Symbol> State::PopOperand() {
-    s_refptr<Symbol> operand = std::move(m_operands.back());
-    m_operands.pop_back();
-    return operand;
 }
 
 unsigned State::GetRoom() const {

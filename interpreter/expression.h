@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <forward_list>
 #include <vector>
 
@@ -33,9 +32,6 @@ struct Step {
         const FunctionOverloads* functions;
         const Operator* op;
     };
-    // Where the symbol of a name was found the last time, in the table of that generation.
-    mutable const s_refptr<Symbol>* symbol = nullptr;
-    mutable std::uint64_t symbolsGeneration = 0;
 };
 
 /// The steps of an expression, kept. They point into the text of the expression and into the registries.

@@ -5,12 +5,6 @@
 
 namespace Quarn {
 
-namespace {
-
-unsigned char FirstByte(std::string_view text) { return static_cast<unsigned char>(text.front()); }
-
-} // namespace
-
 void Operator::Bind(const Registry& registry) {
     binary = FindIn(registry.binaryOperators, text);
     leftUnary = FindIn(registry.leftUnaryOperators, text);
@@ -29,20 +23,23 @@ const BinaryOperator* Operator::FindBinary(const s_str& left, const s_str& right
     return callable;
 }
 
-Operators::Operators(const OperatorPriorities& priorities) {
+Operators::Operators(const OperatorPriorities& priorities) : Operators() {
     for (const auto& [text, priority] : priorities) {
         if (text.IsEmpty()) continue; // it would match everywhere and never get past a position
+        Position& start = m_starts[static_cast<unsigned char>(text.View().front())];
+        if (start == None) start = static_cast<Position>(m_operators.size());
         Operator& op = m_operators.emplace_back();
         op.text = text;
         op.priority = priority.IsValid() ? priority.Get() : std::numeric_limits<unsigned>::max();
     }
-    for (const Operator& op : m_operators) ++m_first[FirstByte(op.text) + 1u];
-    for (std::size_t byte = 1; byte < m_first.size(); ++byte) m_first[byte] += m_first[byte - 1];
+}
+
+bool Operators::StartsWith(Position position, char character) const {
+    return position < m_operators.size() && m_operators[position].text.View().front() == character;
 }
 
 const Operator* Operators::MatchLong(std::string_view rest) const {
-    const unsigned char byte = FirstByte(rest);
-    for (Position i = m_first[byte]; i < m_first[byte + 1u]; ++i) {
+    for (Position i = m_starts[static_cast<unsigned char>(rest.front())]; StartsWith(i, rest.front()); ++i) {
         // A key that runs past the end of the text is accepted, and the shortest key comes first: with operators of one
         // character neither shows. Pinned by "OperatorsOfSeveralCharacters".
         const std::string_view text = m_operators[i].text;
@@ -52,10 +49,8 @@ const Operator* Operators::MatchLong(std::string_view rest) const {
     return nullptr;
 }
 
-const Operator* Operators::Find(std::string_view text) const {
-    if (text.empty()) return nullptr;
-    const unsigned char byte = FirstByte(text);
-    for (Position i = m_first[byte]; i < m_first[byte + 1u]; ++i)
+const Operator* Operators::FindFrom(std::string_view text) const {
+    for (Position i = m_starts[static_cast<unsigned char>(text.front())]; StartsWith(i, text.front()); ++i)
         if (m_operators[i].text == text) return &m_operators[i];
     return nullptr;
 }

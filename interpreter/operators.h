@@ -32,31 +32,36 @@ private:
 /// The operators of the priority table, found by the characters that stand at a position.
 class Operators {
 public:
-    Operators() = default;
+    Operators() { m_starts.fill(None); }
     explicit Operators(const OperatorPriorities& priorities);
 
     /// The first operator, in ascending order of the texts, whose characters agree with those of `rest` as far as both
     /// go; null when there is none. `rest` is not empty.
     const Operator* Match(std::string_view rest) const {
-        const unsigned char byte = static_cast<unsigned char>(rest.front());
-        const Position first = m_first[byte];
         // Nearly every character starts no operator, or one that is nothing but that character.
-        if (first == m_first[byte + 1u]) return nullptr;
-        return m_operators[first].text.View().size() == 1 ? &m_operators[first] : MatchLong(rest);
+        const Position start = m_starts[static_cast<unsigned char>(rest.front())];
+        if (start == None) return nullptr;
+        return m_operators[start].text.View().size() == 1 ? &m_operators[start] : MatchLong(rest);
     }
 
     /// The operator with exactly this text, or null.
-    const Operator* Find(std::string_view text) const;
+    const Operator* Find(std::string_view text) const {
+        if (text.empty() || m_starts[static_cast<unsigned char>(text.front())] == None) return nullptr;
+        return FindFrom(text);
+    }
 
     void Bind(const Registry& registry);
 
 private:
-    using Position = std::vector<Operator>::size_type;
+    using Position = unsigned;
+    static constexpr Position None = ~0u;
 
     const Operator* MatchLong(std::string_view rest) const;
+    const Operator* FindFrom(std::string_view text) const;
+    bool StartsWith(Position position, char character) const;
 
-    std::vector<Operator> m_operators;   ///< in ascending order
-    std::array<Position, 257> m_first{}; ///< where the operators begin that start with a byte, or a later one
+    std::vector<Operator> m_operators;  ///< in ascending order
+    std::array<Position, 256> m_starts; ///< where the operators begin that start with a byte
 };
 
 } // namespace Quarn

@@ -11,16 +11,12 @@ namespace Quarn {
 
 namespace {
 
-constexpr std::string_view LastResultName = "_";
-
 const OperatorPriorities DefaultPriorities{{"[]", 5u}, {"!", 4u}, {"^", 3u}, {"*", 2u},
                                            {"/", 2u},  {"%", 2u}, {"+", 1u}, {"-", 1u}};
 
 } // namespace
 
-State::State()
-    : m_lastResult(&m_symbols.emplace(LastResultName, nullptr).first->second), m_input(&std::cin),
-      m_output(&std::cout) {
+State::State() : m_lastResult(&m_symbols.Make(LastResultName)), m_input(&std::cin), m_output(&std::cout) {
     SetOperatorPriorities(DefaultPriorities);
     Symbol::Register(*this);
     Reference::Register(*this);

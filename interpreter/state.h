@@ -9,6 +9,7 @@
 #include "interpreter/expression.h"
 #include "interpreter/failure.h"
 #include "interpreter/registry.h"
+#include "interpreter/symbol_table.h"
 
 namespace Quarn {
 
@@ -57,7 +58,7 @@ public:
 
     // --- Symbols
 
-    const Table<s_refptr<Symbol>>& GetSymbols() const { return m_symbols; }
+    const SymbolTable::Map& GetSymbols() const { return m_symbols.GetMap(); }
     /// Stores the value as the last result, "_"; null stores an empty reference.
     void SetLastResult(s_refptr<Symbol> value);
     /// Whether a symbol may be given this name: letters and digits only. The empty name passes.
@@ -138,6 +139,7 @@ private:
     class Undo;
     struct FollowedOperand;
 
+    static constexpr std::string_view LastResultName = "_";
     static constexpr unsigned OutermostDepth = 1;
     static constexpr const char* OutOfStepsMessage = "\tError : Too many steps, the statement was stopped";
 
@@ -150,14 +152,15 @@ private:
     void Assign(std::string_view name, std::string_view expression);
     void DefineSymbol(std::string_view name, std::string_view type);
     void Erase(std::string_view name);
-    void EraseSymbol(Table<s_refptr<Symbol>>::const_iterator symbol);
     void EraseAll();
     void Inspect(std::string_view name);
     void PrintExpression(std::string_view expression);
     void Define(std::string_view name, const s_refptr<Symbol>& value, std::string_view kind);
     s_refptr<Symbol> MakeEmptyReference();
     s_bool PrintOutOfSteps() const;
-    void Print(std::string_view report) const;
+    void Print(std::string_view message) const;
+    void Compose(std::initializer_list<std::string_view> parts);
+    void PrintReport() const;
 
     // evaluator.cpp
     s_refptr<Symbol> Evaluate(Expression& expression, s_str& error);
@@ -168,8 +171,6 @@ private:
     s_refptr<Symbol> Call(const FunctionOverloads& functions, std::string_view name, std::size_t argumentCount,
                           s_str& error);
     s_refptr<Symbol> ExecuteBinary(const Step& step, s_str& error);
-    const s_refptr<Symbol>* FindSymbol(const Step& step);
-    s_refptr<Symbol> PopOperand();
 
     // dispatch.cpp
     s_refptr<Symbol> DispatchBinary(const Operator& op, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right,
@@ -187,9 +188,8 @@ private:
     s_bool RewriteKept(std::string_view input, s_str& output, s_str& error) const;
 
     s_bool m_isInteractive;
-    Table<s_refptr<Symbol>> m_symbols;     ///< has an entry "_", the last result
-    std::uint64_t m_symbolsGeneration = 1; ///< changes whenever an entry comes or goes
-    s_refptr<Symbol>* m_lastResult;        ///< the value of that entry, which is never removed
+    SymbolTable m_symbols;          ///< has an entry "_", the last result
+    s_refptr<Symbol>* m_lastResult; ///< the value of that entry, which is never removed
     Registry m_registry;
 
     Vocabulary m_vocabulary;
@@ -198,6 +198,7 @@ private:
 
     std::istream* m_input;
     std::ostream* m_output;
+    s_str m_report; ///< of the statement, before it is printed
 
     // Of the evaluation that is under way.
     std::deque<s_refptr<Symbol>> m_operands; ///< a stack whose elements never move

@@ -62,21 +62,14 @@ TypeText ReadTypeText(std::string_view text) {
 /// Puts a symbol into the table, and the one before it back (or none) unless it is kept.
 class State::Undo {
 public:
-    Undo(State& state, std::string_view name, const s_refptr<Symbol>& value) : m_state(state), m_name(name) {
-        auto entry = state.m_symbols.find(name);
-        if (entry == state.m_symbols.end()) {
-            entry = state.m_symbols.emplace(name, nullptr).first;
-            ++state.m_symbolsGeneration;
-        }
-        m_before = std::exchange(entry->second, value);
-    }
+    Undo(SymbolTable& symbols, std::string_view name, const s_refptr<Symbol>& value)
+        : m_symbols(symbols), m_name(name), m_before(std::exchange(symbols.Make(name), value)) {}
     ~Undo() {
         if (m_isKept) return;
         // By its name: what was evaluated meanwhile may have carried out statements of its own.
-        const auto entry = m_state.m_symbols.find(m_name);
-        if (entry == m_state.m_symbols.end()) return;
-        if (m_before) entry->second = std::move(m_before);
-        else m_state.EraseSymbol(entry);
+        s_refptr<Symbol>* const symbol = m_symbols.Find(m_name);
+        if (symbol && m_before) *symbol = std::move(m_before);
+        else m_symbols.Erase(m_name);
     }
     Undo(const Undo&) = delete;
     Undo& operator=(const Undo&) = delete;
@@ -84,7 +77,7 @@ public:
     void Keep() { m_isKept = true; }
 
 private:
-    State& m_state;
+    SymbolTable& m_symbols;
     const std::string_view m_name;
     s_refptr<Symbol> m_before;
     bool m_isKept = false;
@@ -163,20 +156,16 @@ void State::DefineSymbol(std::string_view name, std::string_view type) {
 }
 
 void State::Erase(std::string_view name) {
-    const auto symbol = m_symbols.find(name);
-    if (symbol == m_symbols.end()) return Print("\tError : Unknown symbol '" + s_str(name) + "'");
-    const s_str report = "\t" + symbol->second->GetType() + " '" + name + "' erased";
+    const s_refptr<Symbol>* const symbol = m_symbols.Find(name);
+    if (!symbol) return Print("\tError : Unknown symbol '" + s_str(name) + "'");
+    const s_refptr<Symbol> value = *symbol;
+    Compose({"\t", value->GetType(), " '", name, "' erased"});
     s_refptr<Symbol> empty = MakeEmptyReference();
     if (PrintOutOfSteps()) return;
-    // The last result is put back at once, so its entry stays: nothing can fail any more.
-    if (name != "_") EraseSymbol(symbol);
+    // The last result is put back at once, so it stays where it is: nothing can fail any more.
+    if (name != LastResultName) m_symbols.Erase(name);
     SetLastResult(std::move(empty));
-    Print(report);
-}
-
-void State::EraseSymbol(Table<s_refptr<Symbol>>::const_iterator symbol) {
-    m_symbols.erase(symbol);
-    ++m_symbolsGeneration;
+    PrintReport();
 }
 
 void State::EraseAll() {
@@ -191,8 +180,7 @@ void State::EraseAll() {
     }
     if (!isWanted) return SetLastResult(nullptr);
     SetLastResult(nullptr);
-    std::erase_if(m_symbols, [](const auto& symbol) { return symbol.first != "_"; });
-    ++m_symbolsGeneration;
+    m_symbols.EraseAllBut(LastResultName);
     Print("\tAll symbols erased");
 }
 
@@ -200,12 +188,15 @@ void State::Inspect(std::string_view name) {
     s_refptr<Symbol> empty = MakeEmptyReference();
     if (name.empty()) {
         PrintHelp();
-    } else if (const auto symbol = m_symbols.find(name); symbol == m_symbols.end()) {
+    } else if (const s_refptr<Symbol>* symbol = m_symbols.Find(name); !symbol) {
         Print("\t'" + s_str(name) + "' is undefined");
     } else {
-        const s_str report = "\t" + symbol->second->GetType() + " : " + symbol->second->ToString();
+        const s_refptr<Symbol> value = *symbol;
+        const s_str& type = value->GetType();
+        const s_str text = value->ToString();
+        Compose({"\t", type, " : ", text});
         if (PrintOutOfSteps()) return;
-        Print(report);
+        PrintReport();
     }
     SetLastResult(std::move(empty));
 }
@@ -215,24 +206,27 @@ void State::PrintExpression(std::string_view expression) {
     const s_refptr<Symbol> value = ParseSymbol("", expression, error, true);
     if (!value) return Print(error);
     const s_str& name = value->GetName();
-    if (!name.IsEmpty() && !m_symbols.contains(name)) {
+    if (!name.IsEmpty() && !m_symbols.Find(name)) {
         if (!CheckSymbolName(name, error)) return Print(error);
         return Define(name, value, value->GetType());
     }
-    const s_str report = "\t" + value->GetType() + " : " + value->ToString();
+    const s_str& type = value->GetType();
+    const s_str text = value->ToString();
+    Compose({"\t", type, " : ", text});
     if (PrintOutOfSteps()) return;
     SetLastResult(value);
-    Print(report);
+    PrintReport();
 }
 
 /// Stores the value, which becomes the last result too, and reports it as one of the kind.
 void State::Define(std::string_view name, const s_refptr<Symbol>& value, std::string_view kind) {
-    Undo undo(*this, name, value);
-    const s_str report = "\tDefining " + s_str(kind) + " : " + value->ToString();
+    Undo undo(m_symbols, name, value);
+    const s_str text = value->ToString();
+    Compose({"\tDefining ", kind, " : ", text});
     if (PrintOutOfSteps()) return;
     undo.Keep();
     SetLastResult(value);
-    Print(report);
+    PrintReport();
 }
 
 /// The text of a reference that runs out of steps shows something else; a report of such texts is none.
@@ -241,6 +235,18 @@ s_bool State::PrintOutOfSteps() const {
     return m_isOutOfSteps;
 }
 
-void State::Print(std::string_view report) const { *m_output << report << '\n'; }
+void State::Print(std::string_view message) const { *m_output << message << '\n'; }
+
+/// Puts the report together, for `PrintReport`: when that is called nothing is left that could fail. Nothing is
+/// evaluated in between.
+void State::Compose(std::initializer_list<std::string_view> parts) {
+    constexpr std::size_t MostKept = 4096;
+    if (m_report.View().size() > MostKept) m_report = {};
+    m_report.Clear();
+    for (const std::string_view part : parts) m_report += part;
+    m_report += '\n';
+}
+
+void State::PrintReport() const { *m_output << m_report.View(); }
 
 } // namespace Quarn

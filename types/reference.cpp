@@ -50,15 +50,15 @@ Reference::Use::Mark::~Mark() {
 }
 
 Reference::Use::Use(const Reference& reference)
-    : m_state(*reference.m_state), m_level(m_state), m_expression(reference.m_expression), m_mark(*m_expression) {
-    if (m_expression->text.IsEmpty()) return;
+    : m_state(*reference.m_state), m_level(m_state), m_expression(*reference.m_expression), m_mark(m_expression) {
+    if (m_expression.text.IsEmpty()) return;
     m_state.TakeAbandonment(); // what others left
     if (!m_level) {
         m_state.AbandonTooDeep(m_error);
     } else if (!m_mark.IsFirst()) {
-        m_state.AbandonCircle(*m_expression, m_error);
+        m_state.AbandonCircle(m_expression, m_error);
     } else {
-        m_value = m_state.Evaluate(*m_expression, m_error);
+        m_value = m_state.Evaluate(m_expression, m_error);
     }
     m_wasAbandoned = m_state.TakeAbandonment() && !m_value;
 }

@@ -37,8 +37,8 @@ public:
     /// What it shows when it cannot be evaluated: its expression, or "null" when that is empty.
     s_str GetUnevaluatedText() const;
 
-    /// One evaluation. As long as it lives the expression counts as in use, so that a circle is noticed; what becomes of
-    /// the value belongs into its life time. An empty expression has no value.
+    /// One evaluation of a reference, which must live longer. As long as it lives the expression counts as in use, so that
+    /// a circle is noticed; what becomes of the value belongs into its life time. An empty expression has no value.
     class Use {
     public:
         explicit Use(const Reference& reference);
@@ -69,7 +69,7 @@ public:
 
         State& m_state;
         const State::Level m_level;
-        const s_refptr<Expression> m_expression;
+        Expression& m_expression; ///< kept alive by the reference
         const Mark m_mark;
         s_refptr<Symbol> m_value;
         bool m_wasAbandoned = false;

@@ -13,9 +13,11 @@ public:
     static void Register(State& state);
 
     explicit Scalar(const s_str& name, double value = 0) : Symbol(name), m_value(value) {}
+    /// A result: it has no name.
+    explicit Scalar(double value) : m_value(value) {}
 
     /// "nan", "inf+", "inf-", or at most 15 significant digits.
-    s_str ToString() const override { return WithName(s_str(m_value)); }
+    s_str ToString() const override { return WithName(PlainText(m_value)); }
     const s_str& GetType() const override { return TypeName; }
     s_refptr<Symbol> Clone() const override { return s_refptr<Symbol>(new Scalar(*this)); }
 
@@ -35,7 +37,7 @@ private:
 template <> struct Operand<double> {
     using Class = Scalar;
     static double Read(const Scalar& scalar) { return scalar.GetValue(); }
-    static s_refptr<Symbol> Make(double value) { return make_refptr<Scalar>("", value); }
+    static s_refptr<Symbol> Make(double value) { return make_refptr<Scalar>(value); }
 };
 
 } // namespace Quarn

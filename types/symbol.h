@@ -33,10 +33,19 @@ public:
     void SetName(const s_str& name) { m_name = name; }
 
 protected:
+    Symbol() = default; ///< without a name
     Symbol(const Symbol&) = default;
 
     /// The display text of a value whose own text this is.
-    s_str WithName(s_str value) const { return m_name.IsEmpty() ? value : m_name + " = " + value; }
+    s_str WithName(std::string_view value) const {
+        if (m_name.IsEmpty()) return value;
+        s_str text;
+        text.Reserve(m_name.View().size() + 3 + value.size());
+        text += m_name;
+        text += " = ";
+        text += value;
+        return text;
+    }
 
 private:
     s_str m_name;

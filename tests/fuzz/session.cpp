@@ -1,0 +1,43 @@
+#include "session.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <sstream>
+
+#include "types/vector.h"
+
+namespace {
+
+/// Legal statements can work for ever, doubling references for one; a fuzzer has to get through them.
+constexpr std::uint64_t StepBudget = 20'000;
+
+void Require(bool holds, const char* what) {
+    if (holds) return;
+    std::fprintf(stderr, "breach: %s\n", what);
+    std::abort();
+}
+
+} // namespace
+
+void PlayAnything(std::string_view script) {
+    using namespace Quarn;
+    std::istringstream input("n\ny\nY\n\n");
+    std::ostringstream output;
+    State state;
+    Vector::Register(state);
+    state.SetStreams(input, output);
+    state.SetInteractive(true);
+    state.SetStepBudget(StepBudget);
+    while (!script.empty()) {
+        const std::size_t end = std::min(script.find('\n'), script.size());
+        state.ParseLine(script.substr(0, end));
+        script.remove_prefix(std::min(end + 1, script.size()));
+        Require(state.GetSymbols().contains("_"), "there is no last result");
+    }
+    for (const auto& [name, value] : state.GetSymbols())
+        Require(value && (name == "_" || IsNameCharacter(name.View().empty() ? 'a' : name.View()[0])), "a bad symbol");
+    output.str("");
+    state.ParseLine("1+abs(<1, 2>[1])");
+    Require(output.str() == "\tScalar : 3\n", "a simple expression fails");
+    Require(output.good(), "the output failed");
+}
