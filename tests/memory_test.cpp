@@ -1,0 +1,75 @@
+// Memory that runs out at any allocation of any statement: the statement is undone, and the next one runs.
+
+#include <gtest/gtest.h>
+
+#include <streambuf>
+
+#include "failing_allocation.h"
+#include "types/vector.h"
+
+namespace {
+
+using namespace Quarn;
+
+/// A stream into memory of its own, so that printing allocates nothing.
+class FixedBuffer : public std::streambuf {
+public:
+    FixedBuffer() { Clear(); }
+    void Clear() { setp(m_characters, m_characters + sizeof m_characters); }
+    std::string_view Text() const { return {pbase(), static_cast<std::size_t>(pptr() - pbase())}; }
+
+private:
+    char m_characters[1 << 16];
+};
+
+std::string Snapshot(const State& state) {
+    std::string text;
+    for (const auto& [name, value] : state.GetSymbols())
+        text += name.Get() + ":" + value->GetRealType().Get() + ":" + value->ToString().Get() + "\n";
+    return text;
+}
+
+class Memory : public testing::TestWithParam<const char*> {};
+
+TEST_P(Memory, RunningOutUndoesTheStatement) {
+    const char* const outOfMemory = "\tError : Out of memory\n";
+    FixedBuffer buffer;
+    std::ostream output(&buffer);
+    std::istream input(nullptr);
+    std::size_t failures = 0;
+    for (std::size_t allowed = 0;; ++allowed) {
+        State state;
+        state.SetStreams(input, output);
+        Vector::Register(state);
+        for (const char* line : {"a = 3; b = 1.23456789012345; v = <1, 2, 3>; n = <<1, 2>, <3, 4>>",
+                                 "longerNameThanFitsInPlace = 4; r &= a+longerNameThanFitsInPlace; u &= undefined1+1",
+                                 "z &= z+1; s:Symbol; 8"})
+            state.ParseLine(line);
+        const std::string before = Snapshot(state);
+        buffer.Clear();
+        AllocationsLeft = allowed;
+        state.ParseLine(GetParam());
+        const bool ranOut = AllocationsLeft > allowed;
+        AllocationsLeft = ~std::size_t{0};
+        if (!ranOut) break;
+        ++failures;
+        ASSERT_TRUE(buffer.Text().ends_with(outOfMemory)) << buffer.Text();
+        ASSERT_EQ(Snapshot(state), before) << "after " << allowed << " allocations";
+        buffer.Clear();
+        state.ParseLine("r+1");
+        ASSERT_EQ(buffer.Text(), "\tScalar : 8\n");
+    }
+    EXPECT_GT(failures, 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Statements, Memory,
+                         testing::Values("x = 1.23456789012345+a*(b-2)", "a = <a, 2, 3>",
+                                         "anotherNameOfSomeLength &= a+b*2", "a &= a+undefined1", "x:Scalar(2.5)",
+                                         "x:Vector(1, 2, 3)", "x:Vector", "~a", "~_", "~", "?r", "?n", "?undefined1",
+                                         "?", "newSymbolOfSomeLengthToStore", "-n+2*n", "v^v", "n[1]",
+                                         "sqrt(abs(-a)+max(a, b))", "u*2", "u+u*(a+1)", "r*r", "z+1", "s = s", "x = s",
+                                         "v+n", "sqrt(a, b)", "a+", "unknownNameOfSomeLength+1", "((((a))))",
+                                         "<1, r, a+1>", "Reference(a+undefined1)", "<1, <2>>", "a:Unknown(1)",
+                                         "1 2 3 4 5 6 7 8 9 10"));
+
+} // namespace

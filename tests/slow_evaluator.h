@@ -1,0 +1,26 @@
+#pragma once
+
+#include "interpreter/state.h"
+#include "types/reference.h"
+
+/// The language as its rules read: texts are cut, joined and cut again, nothing is kept. It shares the registries, the
+/// symbols and the dispatch of a state, and is there to be compared with what the state makes of the same text.
+class SlowEvaluator {
+public:
+    explicit SlowEvaluator(Quarn::State& state) : m_state(state) {}
+
+    Quarn::s_refptr<Quarn::Symbol> ParseSymbol(const Quarn::s_str& name, Quarn::s_str expression, Quarn::s_str& error,
+                                               bool allowNew);
+
+private:
+    using Value = Quarn::s_refptr<Quarn::Symbol>;
+    using Text = Quarn::s_str;
+
+    Value ParsePiece(const Text& name, const Text& piece, Text& error, bool allowNew, bool& fallsThrough);
+    Value ParseOperators(const Text& name, const Text& expression, const Quarn::s_ctnr<Text>& pieces, Text& error);
+    Value ParseCall(const std::string& piece, Text& error);
+    Value CallFunction(const std::string& name, const std::string& arguments, Text& error);
+    Value Evaluate(const std::string& text, Text& error) { return ParseSymbol("", text, error, false); }
+
+    Quarn::State& m_state;
+};
