@@ -76,4 +76,76 @@ INSTANTIATE_TEST_SUITE_P(, Nesting,
                                          Nest{"NegatedVectors", "-", "<", "1", ">"}),
                          [](const auto& parameter) { return std::string(parameter.param.name); });
 
+TEST_F(Limits, MillionsOfBracketsAreRefusedAtOnce) {
+    for (const char* opening : {"(", "abs(", "<", "Vector(", "-(", "1+(", "[", "<1>[", "&(", "((1)+<"})
+        EXPECT_EQ(Play(Repeat(opening, 1'000'000)).substr(0, 9), "\tError : ") << opening;
+    const std::string closing = Repeat("<", 1'000'000) + "1" + Repeat(">", 1'000'000);
+    EXPECT_EQ(Play(closing), TooDeep);
+}
+
+TEST_F(Limits, ChainsOfReferencesCountAsLevels) {
+    Play("r0 = 1");
+    for (unsigned i = 1; i <= State::DeepestNesting + 2; ++i)
+        Play("r" + std::to_string(i) + " &= r" + std::to_string(i - 1) + "+1");
+    const auto link = [](unsigned i) { return "r" + std::to_string(i); };
+    const unsigned deepest = State::DeepestNesting;
+    EXPECT_EQ(Play(link(deepest) + "+0"), "\tScalar : " + std::to_string(deepest + 1) + "\n");
+    EXPECT_EQ(Play(link(deepest + 1) + "+0"), TooDeep);
+    EXPECT_EQ(Play("abs(" + link(deepest + 1) + ")"), TooDeep);
+    // Shown, it is what it is: a reference, with its own expression.
+    EXPECT_EQ(Play("?" + link(deepest + 2)), "\tReference : " + link(deepest + 2) + " = " + link(deepest + 1) + "+1\n");
+}
+
+TEST_F(Limits, ChainsToNothingAnswerInSquareTimeAtMost) {
+    Play("r1 &= r0+1");
+    for (unsigned i = 2; i <= 300; ++i) Play("r" + std::to_string(i) + " &= r" + std::to_string(i - 1) + "+1");
+    EXPECT_EQ(Play("r300").substr(0, 16), "\tReference : (((");
+    state.SetStepBudget(1'000'000); // a second evaluation of each link would double the steps with every one
+    EXPECT_EQ(Play("r300*2").substr(0, 16), "\tReference : (((");
+}
+
+TEST_F(Limits, VectorsGrowOnlySoDeepAndSoLarge) {
+    Play("v = <1>");
+    for (unsigned i = 1; i < State::DeepestNesting; ++i) Play("v = <v>");
+    EXPECT_EQ(Play("v = <v>"), TooDeep);
+    EXPECT_EQ(Play("-v").substr(0, 12), "\tVector : <<");
+    EXPECT_EQ(Play("v-v").substr(0, 12), "\tVector : <<");
+    EXPECT_EQ(Play("~v"), "\tVector 'v' erased\n");
+
+    std::ostringstream unread; // its text would be long
+    state.SetStreams(input, unread);
+    Play("w = <1>");
+    for (std::size_t size = 1; size < Vector::LargestSize / 64; size *= 64)
+        state.ParseLine("w = <" + Repeat("w, ", 63) + "w>");
+    state.SetStreams(input, output);
+    EXPECT_EQ(Play("w = <" + Repeat("w, ", 65) + "w>"),
+              "\tError : Vectors of more than 16777216 numbers are not supported\n");
+}
+
+TEST_F(Limits, KeptOperationsGrowOnlySoLong) {
+    Play("x = &aa");
+    for (int i = 0; i < 17; ++i) Play("x = x+x");
+    EXPECT_EQ(Play("x = x+x"), "\tError : Expression longer than 1048576 characters\n");
+    EXPECT_EQ(Play("?x").size(), std::string("\tReference : x = \n").size() + 5 * (std::size_t{2} << 16) - 5);
+}
+
+TEST_F(Limits, StepBudgetsStopWhatIsLegalButEndless) {
+    const char* const stopped = "\tError : Too many steps, the statement was stopped\n";
+    // From the top down: what is not defined yet costs nothing.
+    for (int i = 60; i > 0; --i) {
+        const std::string below = "r" + std::to_string(i - 1);
+        Play("r" + std::to_string(i) + " &= " + below + "+" + below);
+    }
+    Play("r0 = 1");
+    state.SetStepBudget(1000);
+    for (const char* line :
+         {"r60+1", "r60", "?r60", "x = r60*2", "-r60", "sqrt(r60)", "<1, r60>", "<1>[r60]", "y &= r60"})
+        EXPECT_EQ(Play(line), stopped) << line;
+    EXPECT_EQ(Play("?x;?y;1+1;r3+0"), "\t'x' is undefined\n\t'y' is undefined\n\tScalar : 2\n\tScalar : 8\n");
+    EXPECT_EQ(Play("1" + Repeat("+1", 500)), stopped);
+    EXPECT_EQ(Play("1" + Repeat("+1", 499)), "\tScalar : 500\n");
+    state.SetStepBudget(State::Unlimited);
+    EXPECT_EQ(Play("1" + Repeat("+1", 500)), "\tScalar : 501\n");
+}
+
 } // namespace
