@@ -1,0 +1,102 @@
+// What the parts of a statement cost: scanning, literals, dispatch, number to text, and one statement of each form.
+
+#include <benchmark/benchmark.h>
+
+#include <istream>
+#include <ostream>
+#include <streambuf>
+
+#include "types/scalar.h"
+#include "types/vector.h"
+
+namespace {
+
+using namespace Quarn;
+
+class Unread : public std::streambuf {
+    int overflow(int character) override { return character; }
+    std::streamsize xsputn(const char*, std::streamsize count) override { return count; }
+};
+
+struct Session {
+    Unread unread;
+    std::ostream output{&unread};
+    std::istream input{&unread};
+    State state;
+
+    Session() {
+        state.SetStreams(input, output);
+        Vector::Register(state);
+        state.ParseLine("a = 3;b = 0.7;v = <1, 2, 3>;r &= a+b");
+    }
+};
+
+void Scanning(benchmark::State& run) {
+    Session session;
+    std::string text = "1";
+    for (int i = 1; i < run.range(0); ++i) text += "+a*(b-2)";
+    for (auto _ : run) {
+        s_ctnr_t<s_str> pieces;
+        s_str error;
+        benchmark::DoNotOptimize(session.state.SplitOperators(pieces, text, error));
+    }
+    run.SetComplexityN(run.range(0));
+}
+BENCHMARK(Scanning)->RangeMultiplier(10)->Range(1, 100'000)->Complexity(benchmark::oN);
+
+void Literals(benchmark::State& run) {
+    Session session;
+    s_str error;
+    for (auto _ : run) benchmark::DoNotOptimize(session.state.ParseSymbol("", "1234.5678", error, false));
+}
+BENCHMARK(Literals);
+
+void Dispatch(benchmark::State& run) {
+    Session session;
+    s_str error;
+    const s_refptr<Symbol> a = make_refptr<Scalar>(3);
+    const s_refptr<Symbol> b = make_refptr<Scalar>(4);
+    for (auto _ : run) benchmark::DoNotOptimize(session.state.ApplyBinaryOperator("+", a, b, error));
+}
+BENCHMARK(Dispatch);
+
+void NumberToText(benchmark::State& run) {
+    const double value = run.range(0) ? 1234567 : 22.0 / 7;
+    for (auto _ : run) benchmark::DoNotOptimize(PlainText(value));
+}
+BENCHMARK(NumberToText)->Arg(0)->Arg(1)->ArgName("whole");
+
+void Statement(benchmark::State& run, const char* text) {
+    Session session;
+    for (auto _ : run) session.state.ParseLine(text);
+}
+BENCHMARK_CAPTURE(Statement, expression, "a+b*2");
+BENCHMARK_CAPTURE(Statement, assignment, "x = a+b*2");
+BENCHMARK_CAPTURE(Statement, reference, "y &= a+b*2");
+BENCHMARK_CAPTURE(Statement, definition, "z:Scalar(2.5)");
+BENCHMARK_CAPTURE(Statement, inspection, "?a");
+BENCHMARK_CAPTURE(Statement, call, "max(sqrt(a), b)");
+BENCHMARK_CAPTURE(Statement, vector, "<a, b, 1>+v");
+BENCHMARK_CAPTURE(Statement, index, "v[a]");
+BENCHMARK_CAPTURE(Statement, reference_use, "r+1");
+BENCHMARK_CAPTURE(Statement, error, "a+(");
+
+void FlatExpression(benchmark::State& run) {
+    Session session;
+    std::string text = "1";
+    for (int i = 1; i < run.range(0); ++i) text += "+1";
+    for (auto _ : run) session.state.ParseLine(text);
+    run.SetComplexityN(run.range(0));
+}
+BENCHMARK(FlatExpression)->RangeMultiplier(10)->Range(1'000, 1'000'000)->Complexity(benchmark::oN);
+
+void NestedBrackets(benchmark::State& run) {
+    Session session;
+    const auto levels = static_cast<std::size_t>(run.range(0));
+    const std::string text = std::string(levels, '(') + "1" + std::string(levels, ')');
+    for (auto _ : run) session.state.ParseLine(text);
+    run.SetComplexityN(run.range(0));
+}
+BENCHMARK(NestedBrackets)->RangeMultiplier(10)->Range(10, State::DeepestNesting)->Complexity(benchmark::oN);
+
+} // namespace
