@@ -36,9 +36,14 @@ namespace {
 
 constexpr char Blank = ' ';
 
+constexpr std::size_t LongText = 1 << 16;
+
 std::string_view Trimmed(std::string_view text) { return s_str::Trimmed(text, Blank); }
 
-bool IsBlank(const Piece& piece) { return !piece.op && piece.text.front() == Blank && Trimmed(piece.text).empty(); }
+bool IsBlank(const Piece& piece) {
+    const std::string_view text = piece.GetText();
+    return text.front() == Blank && !piece.GetOperator() && Trimmed(text).empty();
+}
 
 bool IsName(std::string_view text) { return std::ranges::all_of(text, IsNameCharacter); }
 
@@ -119,6 +124,9 @@ bool Compiler::CompileText(std::string_view text, Place place) {
     if (text.empty()) return GiveFault("\tError : Empty symbol");
 
     const Position first = m_pieces.size();
+    // Growing step by step, the memory for a long expression would be touched twice. There are no more pieces than
+    // characters, and what is not used is never touched.
+    if (place.level == 0 && text.size() > LongText) m_pieces.reserve(first + text.size());
     const char* const fault = CutIntoOperands(text);
     const bool goesOn = fault ? GiveFault(fault) : CompileRun(first, m_pieces.size(), place);
     m_pieces.resize(first);
@@ -129,11 +137,12 @@ bool Compiler::CompileRun(Position first, Position last, Place place) {
     while (first < last && IsBlank(m_pieces[first])) ++first;
     while (first < last && IsBlank(m_pieces[last - 1])) --last;
     assert(first < last);
-    if (last - first == 1 && !m_pieces[first].op) return CompilePiece(Trimmed(m_pieces[first].text), place);
+    if (last - first == 1 && !m_pieces[first].GetOperator())
+        return CompilePiece(Trimmed(m_pieces[first].GetText()), place);
 
     unsigned lowest = std::numeric_limits<unsigned>::max();
     for (Position i = first; i < last; ++i)
-        if (m_pieces[i].op) lowest = std::min(lowest, m_pieces[i].op->priority);
+        if (const Operator* op = m_pieces[i].GetOperator()) lowest = std::min(lowest, op->priority);
 
     // All operators of the lowest priority, from left to right: each is applied to what has been compiled so far and
     // to the run that follows it up to the next one.
@@ -141,13 +150,13 @@ bool Compiler::CompileRun(Position first, Position last, Place place) {
     bool hasLeft = false;
     Position start = first;
     for (Position i = first; i <= last; ++i) {
-        const Operator* const next = i < last ? m_pieces[i].op : nullptr;
+        const Operator* const next = i < last ? m_pieces[i].GetOperator() : nullptr;
         if (i < last && !(next && next->priority == lowest)) continue;
         while (start < i && IsBlank(m_pieces[start])) ++start;
         const bool hasRun = start < i;
         if (hasRun) {
-            const bool isOperand = i - start == 1 && !m_pieces[start].op;
-            if (!(isOperand ? CompilePiece(Trimmed(m_pieces[start].text), place.Operand())
+            const bool isOperand = i - start == 1 && !m_pieces[start].GetOperator();
+            if (!(isOperand ? CompilePiece(Trimmed(m_pieces[start].GetText()), place.Operand())
                             : CompileRun(start, i, place.Operand())))
                 return false;
         }
@@ -217,7 +226,7 @@ bool Compiler::CompileArguments(std::string_view text, std::string_view name, co
     if (const char* fault = CutIntoArguments(text)) return GiveFault(fault);
     const Position last = m_pieces.size();
     for (Position i = first; i < last; ++i)
-        if (!CompileText(m_pieces[i].text, place.Inner())) return false;
+        if (!CompileText(m_pieces[i].GetText(), place.Inner())) return false;
     m_pieces.resize(first);
     Step step = StepAt(place, Step::Kind::Call, name);
     step.functions = &functions;

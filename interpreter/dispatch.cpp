@@ -75,11 +75,12 @@ s_refptr<Symbol> State::DispatchReferences(const Operator& op, const s_refptr<Sy
                                            const s_refptr<Symbol>& right, s_str& error) {
     const s_refptr<Symbol> leftValue = Follow(left, error);
     if (!leftValue) return nullptr;
-    // The right operand is followed only if an operation of this kind is possible at all, or else to be kept.
     const bool isKept = op.binary && Reference::From(*leftValue);
-    if (!isKept && !(op.binary && FindIn(*op.binary, leftValue->GetType())))
-        return FailWithoutMatch({*left, *leftValue}, op.text, right, error);
-
+    if (Reference::From(*right)) {
+        // It is followed only if an operation of this kind is possible at all, or else to be kept.
+        if (!isKept && !(op.binary && FindIn(*op.binary, leftValue->GetType())))
+            return FailWithoutMatch({*left, *leftValue}, op.text, right, error);
+    }
     const s_refptr<Symbol> rightValue = Follow(right, error);
     if (!rightValue) return nullptr;
     if (isKept || Reference::From(*rightValue))
@@ -149,8 +150,8 @@ s_bool State::RewriteKept(std::string_view input, s_str& output, s_str& error) c
         if (const char* fault = split(input, pieces)) return Fail(error, fault);
         if (pieces.size() > 1) {
             for (const Piece& piece : pieces) {
-                if (piece.op) output += piece.text;
-                else if (!RewriteKept(piece.text, output, error)) return false;
+                if (piece.GetOperator()) output += piece.GetText();
+                else if (!RewriteKept(piece.GetText(), output, error)) return false;
             }
             return true;
         }

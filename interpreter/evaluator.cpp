@@ -124,10 +124,12 @@ s_refptr<Symbol> State::Evaluate(Expression& expression, s_str& error) {
         if (!program.isClipped) expression.generation = m_generation;
     }
     const OperandScope scope(m_operands);
-    Runner runner(*this, Nameless, error, false);
-    for (const Step& step : program.steps)
-        if (!runner.Take(step)) break;
-    return runner.TakeResult();
+    for (const Step& step : program.steps) {
+        s_refptr<Symbol> value = Execute(step, Nameless, error, false);
+        if (!value || step.isLast) return value;
+        m_operands.push_back(std::move(value));
+    }
+    return nullptr;
 }
 
 s_refptr<Symbol> State::Execute(const Step& step, const s_str& name, s_str& error, s_bool allowNew) {
@@ -149,19 +151,17 @@ s_refptr<Symbol> State::Execute(const Step& step, const s_str& name, s_str& erro
         m_operands.pop_back();
         break;
     case Step::Kind::Index:
-    case Step::Kind::Binary: value = ExecuteBinary(step, error); break;
+    case Step::Kind::Binary: {
+        const s_refptr<Symbol>& left = *(m_operands.end() - 2);
+        const s_refptr<Symbol>& right = m_operands.back();
+        value =
+            step.op ? DispatchBinary(*step.op, left, right, error) : ApplyBinaryOperator(step.text, left, right, error);
+        m_operands.pop_back();
+        m_operands.pop_back();
+        break;
+    }
     }
     Name(value, name);
-    return value;
-}
-
-s_refptr<Symbol> State::ExecuteBinary(const Step& step, s_str& error) {
-    const s_refptr<Symbol>& left = *(m_operands.end() - 2);
-    const s_refptr<Symbol>& right = m_operands.back();
-    s_refptr<Symbol> value =
-        step.op ? DispatchBinary(*step.op, left, right, error) : ApplyBinaryOperator(step.text, left, right, error);
-    m_operands.pop_back();
-    m_operands.pop_back();
     return value;
 }
 

@@ -74,9 +74,9 @@ s_bool State::SplitExpression(s_ctnr<s_str>& pieces, const s_str& text, const Ma
     s_str matched;
     const char* fault = Cut(
         text, [&](std::size_t i) { return FindPartner(text, i); },
-        [&](std::size_t i) { return matcher(i, text, matched) ? Piece{matched} : Piece{}; },
+        [&](std::size_t i) { return matcher(i, text, matched) ? Piece(matched.View()) : Piece(); },
         [&](const Piece& piece, bool isSeparator) {
-            if (!isSeparator || keepSeparators) pieces.PushBack(piece.text);
+            if (!isSeparator || keepSeparators) pieces.PushBack(piece.GetText());
         });
     if (fault) return Fail(error, fault);
     return true;

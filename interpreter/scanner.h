@@ -6,11 +6,24 @@
 
 namespace Quarn {
 
-/// A part of a text at its top bracket level: an operator, or what stands between two separators. The text is a view
-/// of the text that was cut (of the operator's own text where that runs past the end).
-struct Piece {
-    std::string_view text;
-    const Operator* op = nullptr; ///< null unless the piece is exactly an operator of the priority table
+/// A part of a text at its top bracket level: an operator, or what stands between two separators. Long expressions have
+/// millions of them, so a piece is two words: an operator brings its own text.
+class Piece {
+public:
+    Piece() : Piece(std::string_view("")) {}
+    explicit Piece(std::string_view text) : m_begin(text.data()), m_size(text.size()) {}
+    explicit Piece(const Operator* op) : m_begin(nullptr), m_operator(op) {}
+
+    /// Null unless the piece is exactly an operator of the priority table.
+    const Operator* GetOperator() const { return m_begin ? nullptr : m_operator; }
+    std::string_view GetText() const { return m_begin ? std::string_view(m_begin, m_size) : m_operator->text.View(); }
+
+private:
+    const char* m_begin; ///< null for an operator
+    union {
+        std::size_t m_size;
+        const Operator* m_operator;
+    };
 };
 
 /// What to call a bracket that has no partner.
@@ -63,19 +76,20 @@ template <class Partner, class Match, class Emit>
 const char* Cut(std::string_view text, const Partner& partner, const Match& match, const Emit& emit) {
     std::size_t start = 0;
     const auto emitUpTo = [&](std::size_t end) {
-        if (start < end) emit(Piece{text.substr(start, end - start)}, false);
+        if (start < end) emit(Piece(text.substr(start, end - start)), false);
     };
     for (std::size_t i = 0; i < text.size();) {
         const Bracket bracket = BracketOf(text[i]);
         if (bracket.role == Bracket::Role::None) {
             const Piece separator = match(i);
-            if (separator.text.empty()) {
+            const std::size_t length = separator.GetText().size();
+            if (length == 0) {
                 ++i;
                 continue;
             }
             emitUpTo(i);
             emit(separator, true);
-            i = start = i + separator.text.size();
+            i = start = i + length;
         } else if (bracket.role == Bracket::Role::Closing) {
             return FaultOf(bracket).tooMany;
         } else {
@@ -93,20 +107,21 @@ template <class Partner> const char* CutAtOperators(std::string_view text, const
                                                     const Operators& operators, std::vector<Piece>& pieces) {
     const auto match = [&](std::size_t i) {
         const Operator* op = operators.Match(text.substr(i));
-        return op ? Piece{op->text, op} : Piece{};
+        return op ? Piece(op) : Piece();
     };
     return Cut(text, partner, match, [&](const Piece& piece, bool isSeparator) {
         // "[]" is an operator that no separator ever is: it reaches the pieces as a pair of brackets.
-        pieces.push_back(isSeparator ? piece : Piece{piece.text, operators.Find(piece.text)});
+        const Operator* op = isSeparator ? nullptr : operators.Find(piece.GetText());
+        pieces.push_back(op ? Piece(op) : piece);
     });
 }
 
 /// Appends what stands between the commas of the text, as views or as pieces.
 template <class Partner, class Text>
 const char* CutAtCommas(std::string_view text, const Partner& partner, std::vector<Text>& pieces) {
-    const auto match = [&](std::size_t i) { return text[i] == ',' ? Piece{text.substr(i, 1)} : Piece{}; };
+    const auto match = [&](std::size_t i) { return text[i] == ',' ? Piece(text.substr(i, 1)) : Piece(); };
     return Cut(text, partner, match, [&](const Piece& piece, bool isSeparator) {
-        if (!isSeparator) pieces.push_back(Text{piece.text});
+        if (!isSeparator) pieces.push_back(Text(piece.GetText()));
     });
 }
 

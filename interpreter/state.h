@@ -170,7 +170,6 @@ private:
     s_refptr<Symbol> ReadName(const Step& step, const s_str& name, s_str& error, s_bool allowNew);
     s_refptr<Symbol> Call(const FunctionOverloads& functions, std::string_view name, std::size_t argumentCount,
                           s_str& error);
-    s_refptr<Symbol> ExecuteBinary(const Step& step, s_str& error);
 
     // dispatch.cpp
     s_refptr<Symbol> DispatchBinary(const Operator& op, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right,

@@ -104,15 +104,14 @@ void State::ParseLine(std::string_view line) {
 void State::ParseStatement(std::string_view statement) {
     constexpr auto npos = std::string_view::npos;
     const auto equals = statement.find('=');
-    const auto colon = statement.find(':');
-    const auto standsBeforeEquals = [&](char sign) {
-        const auto position = statement.find(sign);
-        return equals != npos && position != npos && position + 1 == equals;
+    const auto standsBeforeEquals = [&](char sign) { // the first of these signs
+        return equals != npos && equals > 0 && statement[equals - 1] == sign && statement.find(sign) == equals - 1;
     };
     if (standsBeforeEquals(':')) return; // `a := b` is refused in silence; pinned by the transcript "statements"
     if (standsBeforeEquals('&'))
         return AssignReference(Trimmed(statement.substr(0, equals - 1)), Trimmed(statement.substr(equals + 1)));
     if (equals != npos) return Assign(Trimmed(statement.substr(0, equals)), statement.substr(equals + 1));
+    const auto colon = statement.find(':');
     if (colon != npos) return DefineSymbol(Trimmed(statement.substr(0, colon)), Trimmed(statement.substr(colon + 1)));
     if (statement == "~") return EraseAll();
     if (statement.starts_with('~')) return Erase(statement.substr(1));

@@ -41,28 +41,6 @@ s_str Reference::GetUnevaluatedText() const {
     return m_expression->text.IsEmpty() ? s_str(EmptyText) : m_expression->text;
 }
 
-Reference::Use::Mark::Mark(Expression& expression) : m_expression(expression), m_isFirst(!expression.isInUse) {
-    m_expression.isInUse = true;
-}
-
-Reference::Use::Mark::~Mark() {
-    if (m_isFirst) m_expression.isInUse = false;
-}
-
-Reference::Use::Use(const Reference& reference)
-    : m_state(*reference.m_state), m_level(m_state), m_expression(*reference.m_expression), m_mark(m_expression) {
-    if (m_expression.text.IsEmpty()) return;
-    m_state.TakeAbandonment(); // what others left
-    if (!m_level) {
-        m_state.AbandonTooDeep(m_error);
-    } else if (!m_mark.IsFirst()) {
-        m_state.AbandonCircle(m_expression, m_error);
-    } else {
-        m_value = m_state.Evaluate(m_expression, m_error);
-    }
-    m_wasAbandoned = m_state.TakeAbandonment() && !m_value;
-}
-
 s_refptr<Symbol> Reference::Use::Follow() const {
     s_str unseen;
     return m_value ? m_state.Follow(m_value, unseen) : nullptr;

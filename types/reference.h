@@ -56,8 +56,11 @@ public:
         /// Marks an expression as in use, unless another use of it has done so.
         class Mark {
         public:
-            explicit Mark(Expression& expression);
-            ~Mark();
+            explicit Mark(Expression& expression)
+                : m_expression(expression), m_isFirst(!std::exchange(expression.isInUse, true)) {}
+            ~Mark() {
+                if (m_isFirst) m_expression.isInUse = false;
+            }
             Mark(const Mark&) = delete;
             Mark& operator=(const Mark&) = delete;
             bool IsFirst() const { return m_isFirst; }
@@ -85,5 +88,16 @@ private:
     s_refptr<Expression> m_expression;
     State* m_state;
 };
+
+// In the header, as evaluation recurses through it: chains of references are as fast as their calls are few.
+inline Reference::Use::Use(const Reference& reference)
+    : m_state(*reference.m_state), m_level(m_state), m_expression(*reference.m_expression), m_mark(m_expression) {
+    if (m_expression.text.IsEmpty()) return;
+    m_state.TakeAbandonment(); // what others left
+    if (!m_level) m_state.AbandonTooDeep(m_error);
+    else if (!m_mark.IsFirst()) m_state.AbandonCircle(m_expression, m_error);
+    else m_value = m_state.Evaluate(m_expression, m_error);
+    m_wasAbandoned = m_state.TakeAbandonment() && !m_value;
+}
 
 } // namespace Quarn

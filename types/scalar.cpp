@@ -55,9 +55,15 @@ std::optional<double> ToNumber(std::string_view text) {
     text = s_str::Trimmed(text, ' ');
     if (text.empty()) return 0;
     if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
+    // Short whole numbers are most of what is typed; each step of this is exact.
+    constexpr std::size_t ExactDigits = std::numeric_limits<double>::digits10;
+    double value = 0;
+    if (!text.empty() && text.size() <= ExactDigits && std::ranges::all_of(text, IsDigit)) {
+        for (const char digit : text) value = 10 * value + (digit - '0');
+        return value;
+    }
     // The conversion knows names for the special values; here those are no numbers.
     if (std::ranges::any_of(text, [](char c) { return IsLetter(c) && c != 'e' && c != 'E'; })) return std::nullopt;
-    double value = 0;
     const char* const end = text.data() + text.size();
     const auto result = std::from_chars(text.data(), end, value);
     if (result.ptr != end || result.ec == std::errc::invalid_argument) return std::nullopt;
