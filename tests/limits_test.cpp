@@ -76,6 +76,11 @@ INSTANTIATE_TEST_SUITE_P(, Nesting,
                                          Nest{"NegatedVectors", "-", "<", "1", ">"}),
                          [](const auto& parameter) { return std::string(parameter.param.name); });
 
+TEST_F(Limits, EveryPriorityOnEveryLevelFitsTheStack) {
+    const std::string text = Repeat("<1+1*1^!", State::DeepestNesting) + "1" + Repeat(">", State::DeepestNesting);
+    EXPECT_EQ(Play(text), "\tError : No match for operator '! Vector' in :\n\t        \t! <2>\n");
+}
+
 TEST_F(Limits, MillionsOfBracketsAreRefusedAtOnce) {
     for (const char* opening : {"(", "abs(", "<", "Vector(", "-(", "1+(", "[", "<1>[", "&(", "((1)+<"})
         EXPECT_EQ(Play(Repeat(opening, 1'000'000)).substr(0, 9), "\tError : ") << opening;

@@ -19,8 +19,7 @@ protected:
     Time() {
         Now = 100;
         Logged.clear();
-        TimeManager::Delete();
-        TimeManager::Get().SetGetTimeFunction([] { return Now; });
+        manager.SetGetTimeFunction([] { return Now; });
         UtilsManager::Get().SetLogFunction([](const s_str& text, s_bool, s_uint) { Logged += text.Get() + "\n"; });
     }
     ~Time() override {
