@@ -38,16 +38,18 @@ def awk(lines):
     return "".join("BEGIN { %s\n}\n" % "\n".join(part) for part in parts)
 
 
-def statements(count):
+def statements(count, with_fractions):
     rng = random.Random(1)
+    forms = ["{a} = {b}+{k}", "{a}*{k}-{b}", "{a} = {k}*{k}", "({a}+{b})*{k}/8"]
+    if with_fractions:
+        forms = ["{a} = {b}/{k}+{c}/11", "{a}+{b}*{k}", "({a}-{b})/{k}", "{a} = {k}+{b}/7"]
     names = ["x%d" % i for i in range(50)]
     values = {name: float(i + 1) for i, name in enumerate(names)}
     plain = ["%s = %d" % (name, i + 1) for i, name in enumerate(names)]
     last = 0.0
     for i in range(count - len(names)):
         a, b, c, k = rng.choice(names), rng.choice(names), rng.choice(names), rng.randint(2, 9)
-        text = ["%s = %s/%d+%s/11" % (a, b, k, c), "%s+%s*%d" % (a, b, k), "(%s-%s)/%d" % (a, b, k),
-                "%s = %d+%s/%d" % (a, k, b, k + 1)][i % 4]
+        text = forms[i % 4].format(a=a, b=b, c=c, k=k)
         last = eval(text.split("= ")[-1], {}, values)
         if "=" in text:
             values[a] = last
@@ -56,7 +58,7 @@ def statements(count):
     def shown(assignment, expression):
         return [assignment(*line.split(" = ")) if "=" in line else expression(line) for line in plain]
 
-    return Work("%d statements" % count, "bc", last, {
+    return Work("%d statements%s" % (count, ", long fractions" if with_fractions else ""), "bc", last, {
         "orbel": "\n".join(plain),
         "bc": "scale = 15\n" + "\n".join(shown(lambda n, e: "%s = %s\n%s" % (n, e, n), str)),
         "awk": awk(["CONVFMT = OFMT = \"%.15g\""] + shown(lambda n, e: "print %s = %s" % (n, e), lambda e: "print (%s)" % e)),
@@ -124,9 +126,9 @@ def empty():
 
 def works(quick):
     shrink = 10 if quick else 1
-    return [statements(200000 // shrink), flat(1000000 // shrink), nested(1000, 1000000 // shrink),
-            vectors(1000000 // shrink), references(100, 50000 // shrink), names(100000 // shrink),
-            names(1000000 // shrink), empty()]
+    return [statements(200000 // shrink, False), statements(200000 // shrink, True), flat(1000000 // shrink),
+            nested(1000, 1000000 // shrink), vectors(1000000 // shrink), references(100, 50000 // shrink),
+            names(100000 // shrink), names(1000000 // shrink), empty()]
 
 
 class Runner:

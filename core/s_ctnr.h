@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cassert>
+#include <cstddef>
 #include <deque>
+#include <initializer_list>
 #include <utility>
 
 #include "core/s_uint.h"

@@ -13,19 +13,24 @@ namespace Quarn {
 
 template <class T> class s_wptr;
 
-/// A count outside the object that it belongs to.
-struct s_count_cell {
-    std::size_t value;
+/// The counts of an object, outside of it: of those who hold it, and of those who only observe it. They come and go
+/// together, so that both cells are one piece of memory.
+struct s_count_cells {
+    std::size_t strong = 1;
+    std::size_t observers = 0;
 
-    static void* operator new(std::size_t) { return s_pool<sizeof(s_count_cell)>::Take(); }
-    static void operator delete(void* memory) { s_pool<sizeof(s_count_cell)>::GiveBack(memory); }
+    static void* operator new(std::size_t) { return s_pool<sizeof(s_count_cells)>::Take(); }
+    static void operator delete(void* memory) { s_pool<sizeof(s_count_cells)>::GiveBack(memory); }
+
+    /// Frees the cells of which `strong` is the first.
+    static void Free(std::size_t* strong) { delete reinterpret_cast<s_count_cells*>(strong); }
 };
 
 /// A counted pointer. The last holder destroys the object; a null pointer holds nothing. One thread at a time may
 /// touch the pointers to one object: the counts are plain numbers.
 ///
-/// The counts of holders and of observers (`s_wptr`) stand outside the object, each in a cell of its own, so that any
-/// class can be held and an observer outlives what it observes.
+/// The counts of holders and of observers (`s_wptr`) stand outside the object, so that any class can be held and an
+/// observer outlives what it observes.
 template <class T> class s_refptr {
 public:
     s_refptr() = default;
@@ -36,24 +41,26 @@ public:
     explicit s_refptr(T* object) {
         if (!object) return;
         std::unique_ptr<T> owner(object);
-        std::unique_ptr<s_count_cell> strong(new s_count_cell{1});
-        m_observers = new s_count_cell{0};
-        m_strong = strong.release();
+        s_count_cells* const cells = new s_count_cells;
+        m_strong = &cells->strong;
+        m_observers = &cells->observers;
         m_object = owner.release();
     }
 
     s_refptr(const s_refptr& other)
         : m_object(other.m_object), m_strong(other.m_strong), m_observers(other.m_observers) {
-        if (m_strong) ++m_strong->value;
+        if (m_strong) ++*m_strong;
     }
     s_refptr(s_refptr&& other) noexcept
         : m_object(std::exchange(other.m_object, nullptr)), m_strong(std::exchange(other.m_strong, nullptr)),
           m_observers(std::exchange(other.m_observers, nullptr)) {}
 
     /// From a pointer to a derived class (or to a less const object).
-    template <class U>
-    requires std::is_convertible_v<U*, T*> s_refptr(s_refptr<U> other)
-    noexcept
+    template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>> s_refptr(const s_refptr<U>& other)
+        : m_object(other.m_object), m_strong(other.m_strong), m_observers(other.m_observers) {
+        if (m_strong) ++*m_strong;
+    }
+    template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>> s_refptr(s_refptr<U>&& other) noexcept
         : m_object(std::exchange(other.m_object, nullptr)), m_strong(std::exchange(other.m_strong, nullptr)),
           m_observers(std::exchange(other.m_observers, nullptr)) {}
 
@@ -68,13 +75,10 @@ public:
     void Release() {
         if (!m_strong) return;
         T* const object = std::exchange(m_object, nullptr);
-        s_count_cell* const strong = std::exchange(m_strong, nullptr);
-        s_count_cell* const observers = std::exchange(m_observers, nullptr);
-        if (--strong->value > 0) return;
-        if (observers->value == 0) {
-            delete strong;
-            delete observers;
-        }
+        std::size_t* const strong = std::exchange(m_strong, nullptr);
+        std::size_t* const observers = std::exchange(m_observers, nullptr);
+        if (--*strong > 0) return;
+        if (*observers == 0) s_count_cells::Free(strong);
         delete object;
     }
 
@@ -94,8 +98,8 @@ public:
         return m_object;
     }
     explicit operator bool() const { return m_object != nullptr; }
-    s_bool IsUnique() const { return m_strong && m_strong->value == 1; }
-    std::size_t GetCount() const { return m_strong ? m_strong->value : 0; }
+    s_bool IsUnique() const { return m_strong && *m_strong == 1; }
+    std::size_t GetCount() const { return m_strong ? *m_strong : 0; }
 
     template <class U> friend bool operator==(const s_refptr& a, const s_refptr<U>& b) { return a.Get() == b.Get(); }
 
@@ -104,8 +108,8 @@ private:
     friend class s_wptr<T>;
 
     T* m_object = nullptr;
-    s_count_cell* m_strong = nullptr;
-    s_count_cell* m_observers = nullptr;
+    std::size_t* m_strong = nullptr;
+    std::size_t* m_observers = nullptr;
 };
 
 /// Watches an object that `s_refptr` holds without keeping it alive.
@@ -113,10 +117,10 @@ template <class T> class s_wptr {
 public:
     s_wptr() = default;
     s_wptr(const s_refptr<T>& held) : m_object(held.m_object), m_strong(held.m_strong), m_observers(held.m_observers) {
-        if (m_observers) ++m_observers->value;
+        if (m_observers) ++*m_observers;
     }
     s_wptr(const s_wptr& other) : m_object(other.m_object), m_strong(other.m_strong), m_observers(other.m_observers) {
-        if (m_observers) ++m_observers->value;
+        if (m_observers) ++*m_observers;
     }
     s_wptr& operator=(s_wptr other) noexcept {
         std::swap(m_object, other.m_object);
@@ -126,26 +130,25 @@ public:
     }
     ~s_wptr() {
         // The cells belong to the holders while there are any, then to the last observer.
-        if (!m_observers || --m_observers->value > 0 || m_strong->value > 0) return;
-        delete m_strong;
-        delete m_observers;
+        if (!m_observers || --*m_observers > 0 || *m_strong > 0) return;
+        s_count_cells::Free(m_strong);
     }
 
     /// The object, held; null when its last holder is gone.
     s_refptr<T> Lock() const {
         s_refptr<T> held;
-        if (!m_strong || m_strong->value == 0) return held;
+        if (!m_strong || *m_strong == 0) return held;
         held.m_object = m_object;
         held.m_strong = m_strong;
         held.m_observers = m_observers;
-        ++m_strong->value;
+        ++*m_strong;
         return held;
     }
 
 private:
     T* m_object = nullptr;
-    s_count_cell* m_strong = nullptr;
-    s_count_cell* m_observers = nullptr;
+    std::size_t* m_strong = nullptr;
+    std::size_t* m_observers = nullptr;
 };
 
 /// A new object and its first holder.

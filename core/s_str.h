@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cassert>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "core/s_bool.h"
 #include "core/s_double.h"
@@ -156,7 +156,7 @@ public:
     }
 
     /// What `Trim` leaves, as a view of the text given.
-    static view Trimmed(view text, unit single) {
+    static view Trimmed(view text, unit single = unit(' ')) {
         while (!text.empty() && text.front() == single) text.remove_prefix(1);
         while (!text.empty() && text.back() == single) text.remove_suffix(1);
         return text;

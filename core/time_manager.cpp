@@ -25,7 +25,7 @@ int TimeManager::SeedRandom() {
 
 void TimeManager::Start() {
     m_timer = make_refptr<Timer>(true);
-    m_previousTime = m_currentTime = m_startTime = m_profilingStart = GetTime();
+    m_currentTime = m_startTime = m_profilingStart = GetTime();
     m_profilingDuration = 0;
     m_frameDelta = FirstFrameDelta;
     m_frameCount = m_rateSum = m_lastRate = m_highestRate = 0u;
@@ -33,9 +33,9 @@ void TimeManager::Start() {
 }
 
 void TimeManager::Update() {
-    m_previousTime = m_currentTime;
+    const double previousTime = m_currentTime;
     m_currentTime = GetTime();
-    m_frameDelta = Span(m_previousTime, m_currentTime);
+    m_frameDelta = Span(previousTime, m_currentTime);
     ++m_frameCount;
     m_lastRate = m_frameDelta < ShortestFrame ? s_uint(HighestRate) : s_uint::FromDouble(1 / m_frameDelta);
     m_rateSum = m_rateSum + m_lastRate;

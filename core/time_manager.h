@@ -71,7 +71,6 @@ private:
     s_uint m_lastRate;
     s_uint m_highestRate;
     s_uint m_lowestRate;
-    double m_previousTime = 0;
     double m_currentTime = 0;
     double m_startTime = 0;
     double m_profilingStart = 0;

@@ -29,20 +29,22 @@
 #include <algorithm>
 #include <cassert>
 #include <limits>
+#include <utility>
+
+#include "interpreter/names.h"
 
 namespace Quarn {
 
 namespace {
 
-constexpr char Blank = ' ';
-
+/// From this length on memory for the pieces is set aside at once: some hundred kilobytes are worth it.
 constexpr std::size_t LongText = 1 << 16;
 
-std::string_view Trimmed(std::string_view text) { return s_str::Trimmed(text, Blank); }
+std::string_view Trimmed(std::string_view text) { return s_str::Trimmed(text); }
 
 bool IsBlank(const Piece& piece) {
     const std::string_view text = piece.GetText();
-    return text.front() == Blank && !piece.GetOperator() && Trimmed(text).empty();
+    return text.front() == ' ' && !piece.GetOperator() && Trimmed(text).empty();
 }
 
 bool IsName(std::string_view text) { return std::ranges::all_of(text, IsNameCharacter); }
@@ -98,7 +100,7 @@ private:
     bool GiveMissingOperands(const Operator& op);
     bool GiveAmbiguity(std::string_view piece);
 
-    /// A long expression should not keep its memory for the short ones that follow.
+    /// A long expression should not keep its memory for the short ones that follow; some pages do not matter.
     template <class T> static void CutBack(std::vector<T>& stack, std::size_t size) {
         constexpr std::size_t MostKept = 4096;
         stack.resize(size);

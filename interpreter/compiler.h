@@ -29,8 +29,4 @@ struct CompilerMemory {
 bool Compile(std::string_view text, unsigned room, const Registry& registry, const Vocabulary& vocabulary,
              CompilerMemory& memory, StepSink& sink);
 
-/// A character that the name of a symbol may have: ASCII's letters and digits.
-constexpr bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
-constexpr bool IsNameCharacter(char c) { return IsLetter(c) || (c >= '0' && c <= '9'); }
-
 } // namespace Quarn

@@ -136,7 +136,7 @@ s_refptr<Symbol> State::KeepOperation(const FollowedOperand& left, std::string_v
 /// Appends the input without the brackets that stand around a single operand; all others are kept, whatever the
 /// priorities: `(x)+(1)` becomes `x+1`, `(a+b)*(2)` becomes `(a+b)*2`.
 ///
-/// A piece that is not bracketed itself but holds a bracket loses its first and last character too, so that `(f(x))+(1)`
+/// A piece that is not bracketed itself but holds a round bracket loses its first and last character too, so that `(f(x))+(1)`
 /// fails on `(x`, and the operation with it. It stays so: to keep the piece would be a different language. Pinned by the
 /// transcript "references".
 s_bool State::RewriteKept(std::string_view input, s_str& output, s_str& error) const {
@@ -155,7 +155,7 @@ s_bool State::RewriteKept(std::string_view input, s_str& output, s_str& error) c
             }
             return true;
         }
-        const std::string_view piece = s_str::Trimmed(input, ' ');
+        const std::string_view piece = s_str::Trimmed(input);
         const std::string_view peeled = piece.substr(1, piece.size() - 2);
         pieces.clear();
         if (const char* fault = split(peeled, pieces)) return Fail(error, fault);

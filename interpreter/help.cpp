@@ -14,8 +14,9 @@ struct Line {
     std::string_view text;
 };
 
-/// It names the built-in types and operators whatever is registered, not all of them, and leaves some words as they
-/// were first written ("substraction").
+/// It names some of the built-in types and operators, whatever is registered; it offers `vector[]index`, which the
+/// grammar refuses; and it leaves words as they were first written ("substraction"). People know it by heart. Pinned by
+/// the transcript "inspecting".
 constexpr Line Lines[] = {
     {"", "\tHelp :\n"},
     {"", "------------------------------\n\n"},

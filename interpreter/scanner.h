@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <vector>
 
 #include "interpreter/operators.h"
@@ -41,17 +42,17 @@ struct Bracket {
 
 const BracketFault& FaultOf(Bracket bracket);
 
-constexpr Bracket BracketOf(char character) {
-    switch (character) {
-    case '(': return {Bracket::Role::Opening, 0};
-    case ')': return {Bracket::Role::Closing, 0};
-    case '<': return {Bracket::Role::Opening, 1};
-    case '>': return {Bracket::Role::Closing, 1};
-    case '[': return {Bracket::Role::Opening, 2};
-    case ']': return {Bracket::Role::Closing, 2};
-    default: return {};
+inline constexpr std::array<Bracket, 256> Brackets = [] {
+    std::array<Bracket, 256> brackets{};
+    unsigned char kind = 0;
+    for (const char* pair : {"()", "<>", "[]"}) {
+        brackets[static_cast<unsigned char>(pair[0])] = {Bracket::Role::Opening, kind};
+        brackets[static_cast<unsigned char>(pair[1])] = {Bracket::Role::Closing, kind++};
     }
-}
+    return brackets;
+}();
+
+constexpr Bracket BracketOf(char character) { return Brackets[static_cast<unsigned char>(character)]; }
 
 constexpr std::size_t NoPartner = std::string_view::npos;
 

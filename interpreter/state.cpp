@@ -1,6 +1,7 @@
 #include "interpreter/state.h"
 
 #include <algorithm>
+#include <cassert>
 #include <iostream>
 
 #include "types/reference.h"

@@ -2,12 +2,16 @@
 
 #include <cstdint>
 #include <deque>
+#include <initializer_list>
 #include <iosfwd>
 #include <limits>
+#include <string_view>
+#include <utility>
 
 #include "interpreter/compiler.h"
 #include "interpreter/expression.h"
 #include "interpreter/failure.h"
+#include "interpreter/names.h"
 #include "interpreter/registry.h"
 #include "interpreter/symbol_table.h"
 
@@ -26,7 +30,7 @@ namespace Quarn {
 /// (dispatch.cpp); the value comes back, and its text is printed (statements.cpp).
 ///
 /// Failures of the input are no exceptions: an operation appends a message to the error text it is given and returns
-/// null or false (failure.h). Exceptions come from the memory or from callables that others registered; a statement
+/// null or false (failure.h; `Abandon` is for those that a reference passes on). Exceptions come from the memory or from callables that others registered; a statement
 /// that one goes through leaves the symbols as they were. One thread at a time may use a state and its values.
 class State {
 public:
@@ -132,7 +136,7 @@ public:
     s_refptr<Symbol> Follow(const s_refptr<Symbol>& value, s_str& error);
 
 private:
-    friend class Reference; // asks for its evaluation
+    friend class Reference; // evaluates itself: Evaluate, AbandonCircle, TakeAbandonment
 
     class Runner;
     class Recorder;

@@ -16,9 +16,12 @@
 // Only the text of a new symbol must be made with the symbol in place, and `Undo` takes it back if that fails.
 
 #include <algorithm>
-#include <iostream>
+#include <initializer_list>
+#include <istream>
 #include <new>
+#include <ostream>
 #include <stdexcept>
+#include <string>
 
 #include "interpreter/state.h"
 #include "types/reference.h"
@@ -28,7 +31,7 @@ namespace Quarn {
 
 namespace {
 
-std::string_view Trimmed(std::string_view text) { return s_str::Trimmed(text, ' '); }
+std::string_view Trimmed(std::string_view text) { return s_str::Trimmed(text); }
 
 /// What follows the first ";" when the line was cut there.
 std::string_view CutStatement(std::string_view& line) {
@@ -91,12 +94,13 @@ void State::ParseLine(std::string_view line) {
             m_stepsLeft = m_stepBudget;
             m_isOutOfSteps = false;
         }
+        const auto printOutOfMemory = [this] { *m_output << "\tError : Out of memory\n"; };
         try {
             ParseStatement(statement);
         } catch (const std::bad_alloc&) {
-            *m_output << "\tError : Out of memory\n";
-        } catch (const std::length_error&) {
-            *m_output << "\tError : Out of memory\n";
+            printOutOfMemory();
+        } catch (const std::length_error&) { // a container larger than any memory
+            printOutOfMemory();
         }
     }
 }
@@ -239,7 +243,7 @@ void State::Print(std::string_view message) const { *m_output << message << '\n'
 /// Puts the report together, for `PrintReport`: when that is called nothing is left that could fail. Nothing is
 /// evaluated in between.
 void State::Compose(std::initializer_list<std::string_view> parts) {
-    constexpr std::size_t MostKept = 4096;
+    constexpr std::size_t MostKept = 4096; // more than the text of anything but a large vector
     if (m_report.View().size() > MostKept) m_report = {};
     m_report.Clear();
     for (const std::string_view part : parts) m_report += part;

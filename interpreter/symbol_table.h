@@ -30,7 +30,7 @@ public:
     void EraseAllBut(std::string_view name);
 
 private:
-    static constexpr std::size_t SlotCount = 256; ///< a few times the names that a session has in use
+    static constexpr std::size_t SlotCount = 256; ///< a few times the names in use at a time; two kilobytes
 
     /// Names in a row, like x1 to x50, go to slots in a row.
     static std::size_t SlotOf(std::string_view name) {

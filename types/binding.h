@@ -1,7 +1,9 @@
 #pragma once
 
 #include <array>
+#include <functional>
 #include <tuple>
+#include <type_traits>
 #include <typeinfo>
 
 #include "types/symbol.h"
@@ -22,7 +24,8 @@ template <class T> struct Operand {
 ///     binding.Function("abs", [](double a) { return std::fabs(a); });
 ///     binding.Binary("+", [](State& state, const Vector& a, const Vector& b, s_str& error) -> s_refptr<Symbol> ...);
 ///
-/// A parameter is a value class by const reference, or a C++ type that an `Operand` is specialised for. A `State&` may
+/// A parameter is a value class by const reference, or a C++ type that an `Operand` is specialised for (double is, in
+/// types/scalar.h). A `State&` may
 /// come first and an `s_str& error` last; a callable that takes the error text may fail, and returns a pointer.
 class Binding {
 public:

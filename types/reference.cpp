@@ -16,7 +16,7 @@ void Reference::Register(State& state) {
     registry.constructors[TypeName] = [](State& owner, const s_str& name, std::string_view text, s_bool isLiteral,
                                          s_str&) {
         if (isLiteral) text.remove_prefix(1);
-        return make_refptr<Reference>(name, s_str::Trimmed(text, ' '), owner);
+        return make_refptr<Reference>(name, s_str::Trimmed(text), owner);
     };
 }
 

@@ -13,12 +13,10 @@ namespace {
 
 constexpr double Pi = 3.141592653589793;
 
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-
 /// Digits with at most one point among them, then perhaps an exponent. Some texts without a digit pass as well ("." or
 /// "e5"): names and operators never come here, and the constructor refuses what is no number.
 bool IsLiteral(std::string_view text) {
-    text = s_str::Trimmed(text, ' ');
+    text = s_str::Trimmed(text);
     if (text.starts_with('+') || text.starts_with('-')) text.remove_prefix(1);
     bool hasPoint = false;
     while (!text.empty() && (IsDigit(text.front()) || text.front() == '.')) {
@@ -52,7 +50,7 @@ double OutOfRange(std::string_view text) {
 
 /// The text as a number, correctly rounded, in decimal or exponent form; the empty text is 0.
 std::optional<double> ToNumber(std::string_view text) {
-    text = s_str::Trimmed(text, ' ');
+    text = s_str::Trimmed(text);
     if (text.empty()) return 0;
     if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
     // Short whole numbers are most of what is typed; each step of this is exact.

@@ -141,9 +141,9 @@ void Vector::Register(State& state) {
     bind.RightUnary("-", Negate);
 }
 
-s_refptr<Symbol> Vector::CreateFrom(State& state, const s_str& name, std::string_view text, s_bool removeBrackets,
+s_refptr<Symbol> Vector::CreateFrom(State& state, const s_str& name, std::string_view text, s_bool isLiteral,
                                     s_str& error) {
-    if (removeBrackets) text = text.substr(1, text.size() - 2);
+    if (isLiteral) text = text.substr(1, text.size() - 2);
     std::vector<std::string_view> elementTexts;
     if (!state.SplitArguments(elementTexts, text, error)) return nullptr;
 

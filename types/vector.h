@@ -10,8 +10,8 @@ class Vector final : public Symbol {
 public:
     inline static const s_str TypeName = "Vector";
 
-    /// How many numbers a vector may hold in all, those of its elements included: sharing lets `v = <v, v>` double them
-    /// with every statement, and the text of a vector holds them all.
+    /// The largest size (see `GetSize`): sharing lets `v = <v, v>` double it with every statement, and the text of a
+    /// vector has all of it, some hundred megabytes at this size.
     static constexpr std::size_t LargestSize = std::size_t{1} << 24;
 
     using Elements = s_ctnr_t<s_refptr<Symbol>>;
@@ -19,9 +19,9 @@ public:
     /// Registers the type, `<a, b>` as its literal, `Vector(a, b)` and its operators. Needs `Scalar`.
     static void Register(State& state);
 
-    /// Reads the elements of a literal, or what stands between its brackets when they are not to be removed. Null, with
-    /// a message, when an element fails or differs in type.
-    static s_refptr<Symbol> CreateFrom(State& state, const s_str& name, std::string_view text, s_bool removeBrackets,
+    /// The vector of the elements in the text, separated by commas; the brackets around them are removed first when the
+    /// text is a literal. Null, with a message, when an element fails or differs in type.
+    static s_refptr<Symbol> CreateFrom(State& state, const s_str& name, std::string_view text, s_bool isLiteral,
                                        s_str& error);
 
     explicit Vector(const s_str& name, Elements elements = {});
@@ -33,8 +33,9 @@ public:
     s_refptr<Symbol> Clone() const override { return s_refptr<Symbol>(new Vector(*this)); }
 
     const Elements& GetElements() const { return *m_elements; }
-    /// Numbers in all, and how deeply vectors stand in vectors: 1 for a vector of numbers.
+    /// How many elements it has at all depths, vectors themselves not counted.
     std::size_t GetSize() const { return m_size; }
+    /// How deeply vectors stand in it: 1 for a vector of numbers.
     unsigned GetNesting() const { return m_nesting; }
 
 private:
