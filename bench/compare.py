@@ -58,7 +58,7 @@ def statements(count, with_fractions):
     def shown(assignment, expression):
         return [assignment(*line.split(" = ")) if "=" in line else expression(line) for line in plain]
 
-    return Work("%d statements%s" % (count, ", long fractions" if with_fractions else ""), "bc", last, {
+    return Work("%d short statements%s" % (count, ", long fractions" if with_fractions else ""), "bc", last, {
         "orbel": "\n".join(plain),
         "bc": "scale = 15\n" + "\n".join(shown(lambda n, e: "%s = %s\n%s" % (n, e, n), str)),
         "awk": awk(["CONVFMT = OFMT = \"%.15g\""] + shown(lambda n, e: "print %s = %s" % (n, e), lambda e: "print (%s)" % e)),
@@ -195,7 +195,7 @@ def draw(runner, rounds, quick, path):
     for size in sizes:
         for program, seconds in runner.measure(flat(size), rounds).items():
             points[program].append((size, seconds))
-    script = ["set terminal svg size 720,440 font 'sans,12'", "set output '%s'" % path, "set logscale xy",
+    script = ["set terminal svg size 720,440 font 'sans,12' background 'white'", "set output '%s'" % path, "set logscale xy",
               "set format x '10^{%T}'", "set key left top", "set xlabel 'terms of one flat expression'",
               "set ylabel 'processor time of the whole process, s'", "set grid"]
     drawn = [program for program in runner.programs if points[program]]
