@@ -91,7 +91,7 @@ s_refptr<Symbol> Remainder(double a, double b, s_str& error) {
 /// that a step down arrives at one from which the next step changes nothing.
 s_refptr<Symbol> Factorial(double a, s_str& error) {
     const double nearest = std::round(a);
-    constexpr double Largest = 9007199254740994; // 2^53 + 2: one step leads to 2^53, from where on all are exact
+    constexpr double Largest = 9007199254740994.0; // 2^53 + 2: one step leads to 2^53, from where on all are exact
     const bool ends = nearest >= 1 && std::fabs(a - nearest) < 0.1 && a <= Largest;
     if (!ends) return Fail(error, "\tError : The factorial of '" + s_str(a) + "' is not defined");
     double product = 1;

@@ -93,11 +93,11 @@ s_refptr<Symbol> CrossProduct(State& state, const Vector& a, const Vector& b, s_
     return BuildFrom(state, 3, error, [&](std::size_t i) -> s_refptr<Symbol> {
         const std::size_t j = (i + 1) % 3;
         const std::size_t k = (i + 2) % 3;
-        s_refptr<Symbol> subtrahend = state.ApplyBinaryOperator("*", left[k], right[j], error);
+        const s_refptr<Symbol> subtrahend = state.ApplyBinaryOperator("*", left[k], right[j], error);
         if (!subtrahend) return nullptr;
-        s_refptr<Symbol> minuend = state.ApplyBinaryOperator("*", left[j], right[k], error);
+        const s_refptr<Symbol> minuend = state.ApplyBinaryOperator("*", left[j], right[k], error);
         if (!minuend) return nullptr;
-        return state.ApplyBinaryOperator("-", std::move(minuend), std::move(subtrahend), error);
+        return state.ApplyBinaryOperator("-", minuend, subtrahend, error);
     });
 }
 
