@@ -25,13 +25,14 @@ namespace Quarn {
 ///     state.ParseLine("x = 2*<1, 2, 3>");
 ///
 /// A line goes this way, and each step is one call: `ParseLine` cuts it into statements; a statement hands its
-/// expression to `ParseSymbol`; that compiles it (compiler.cpp, the grammar) and runs the program (evaluator.cpp);
-/// operators go through `ApplyBinaryOperator` and its like, which find the callable for the types of the operands
-/// (dispatch.cpp); the value comes back, and its text is printed (statements.cpp).
+/// expression to `ParseSymbol`; that has it compiled (compiler.cpp, the grammar) and carries out each step as it is found
+/// (evaluator.cpp); operators go through `ApplyBinaryOperator` and its like, which find the callable for the types of
+/// the operands (dispatch.cpp); the value comes back, and its text is printed (statements.cpp).
 ///
 /// Failures of the input are no exceptions: an operation appends a message to the error text it is given and returns
-/// null or false (failure.h; `Abandon` is for those that a reference passes on). Exceptions come from the memory or from callables that others registered; a statement
-/// that one goes through leaves the symbols as they were. One thread at a time may use a state and its values.
+/// null or false (failure.h; `Abandon` is for those that a reference passes on). Exceptions come from the memory or from
+/// callables that others registered; a statement that one goes through leaves the symbols as they were. One thread at a
+/// time may use a state and its values.
 class State {
 public:
     /// How deeply texts may nest: brackets, calls, indexings, vectors, references, and values within values. Everything

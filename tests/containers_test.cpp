@@ -36,7 +36,8 @@ TEST(CountedPointers, TheLastHolderDestroysTheObjectOnce) {
     a.Release();
     EXPECT_TRUE(b.IsUnique());
     EXPECT_EQ(Counted::alive, 1);
-    b = b;
+    const s_refptr<Counted>& itself = b;
+    b = itself;
     b = nullptr;
     EXPECT_EQ(Counted::alive, 0);
     EXPECT_FALSE(s_refptr<Counted>(nullptr));
