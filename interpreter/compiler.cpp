@@ -20,9 +20,11 @@
 //                    or a constructor, which gets the text between the parentheses
 // and an error otherwise.
 //
-// The pieces of a side, joined again, would be cut at the same places, so that a text is cut once and its sides are
-// runs of pieces, without the blank pieces at their ends. Steps are given out as soon as they are found; a fault of the
-// text is a step too, so that it is reported in the order of evaluation, and only if that comes so far.
+// Seen from the left that means: an operator waits for its right side until an operator comes that binds no more tightly,
+// or the end of the text. Then it is applied, to what has been found since (perhaps nothing) and to what stood on its left
+// when it came. So a text is gone through once, whatever the priorities, and a blank side is a side with nothing on it.
+// Steps are given out as soon as they are found; a fault of the text is a step too, so that it is reported in the order
+// of evaluation, and only if that comes so far. But the brackets of a text are looked at before anything of it.
 
 #include "interpreter/compiler.h"
 
@@ -37,15 +39,7 @@ namespace Quarn {
 
 namespace {
 
-/// From this length on memory for the pieces is set aside at once: some hundred kilobytes are worth it.
-constexpr std::size_t LongText = 1 << 16;
-
 std::string_view Trimmed(std::string_view text) { return s_str::Trimmed(text); }
-
-bool IsBlank(const Piece& piece) {
-    const std::string_view text = piece.GetText();
-    return text.front() == ' ' && !piece.GetOperator() && Trimmed(text).empty();
-}
 
 bool IsName(std::string_view text) { return std::ranges::all_of(text, IsNameCharacter); }
 
@@ -65,13 +59,16 @@ public:
     Compiler(std::string_view source, unsigned room, const Registry& registry, const Vocabulary& vocabulary,
              CompilerMemory& memory, StepSink& sink)
         : m_source(source), m_room(room), m_registry(registry), m_operators(vocabulary.GetOperators()),
-          m_literals(vocabulary.GetLiterals()), m_pieces(memory.pieces), m_partners(memory.partners), m_sink(sink),
-          m_partnersBase(memory.partners.size()), m_piecesBase(memory.pieces.size()) {}
+          m_literals(vocabulary.GetLiterals()), m_waiting(memory.waiting), m_partners(memory.partners), m_sink(sink),
+          m_waitingBase(memory.waiting.size()), m_partnersBase(memory.partners.size()) {}
     Compiler(const Compiler&) = delete;
     Compiler& operator=(const Compiler&) = delete;
     ~Compiler() {
-        CutBack(m_partners, m_partnersBase);
-        CutBack(m_pieces, m_piecesBase);
+        m_waiting.resize(m_waitingBase);
+        m_partners.resize(m_partnersBase);
+        // A long expression should not keep its memory for the short ones that follow; some pages do not matter.
+        constexpr std::size_t MostKept = 4096;
+        if (m_partnersBase == 0 && m_partners.capacity() > MostKept) m_partners = {};
     }
 
     bool CompileText(std::string_view text, Place place);
@@ -79,7 +76,7 @@ public:
 private:
     using Position = std::size_t;
 
-    bool CompileRun(Position first, Position last, Place place);
+    bool CompileWaiting(Position base, unsigned priority, bool& hasOperand, Place place);
     bool CompilePiece(std::string_view piece, Place place);
     bool CompileLiteral(std::string_view piece, const Literal& literal, Place place);
     bool CompileIndexing(std::string_view piece, Place place);
@@ -88,8 +85,8 @@ private:
                           Place place);
 
     const Literal* FindLiteral(std::string_view piece) const;
-    const char* CutIntoOperands(std::string_view text);
-    const char* CutIntoArguments(std::string_view text);
+    template <class Take> const char* CutIntoOperands(std::string_view text, const Take& take);
+    template <class Take> const char* CutIntoArguments(std::string_view text, const Take& take);
     Position PartnerIn(std::string_view text, Position position);
 
     static Step StepAt(Place place, Step::Kind kind, std::string_view text);
@@ -100,23 +97,16 @@ private:
     bool GiveMissingOperands(const Operator& op);
     bool GiveAmbiguity(std::string_view piece);
 
-    /// A long expression should not keep its memory for the short ones that follow; some pages do not matter.
-    template <class T> static void CutBack(std::vector<T>& stack, std::size_t size) {
-        constexpr std::size_t MostKept = 4096;
-        stack.resize(size);
-        if (size == 0 && stack.capacity() > MostKept) stack = {};
-    }
-
     const std::string_view m_source;
     const unsigned m_room;
     const Registry& m_registry;
     const Operators& m_operators;
     const std::vector<Literal>& m_literals;
-    std::vector<Piece>& m_pieces;
+    std::vector<CompilerMemory::WaitingOperator>& m_waiting;
     std::vector<std::size_t>& m_partners;
     StepSink& m_sink;
+    const Position m_waitingBase;
     const Position m_partnersBase;
-    const Position m_piecesBase;
     bool m_hasPartners = false; ///< found when the first bracket is met: most texts have none
 };
 
@@ -125,53 +115,40 @@ bool Compiler::CompileText(std::string_view text, Place place) {
     text = Trimmed(text);
     if (text.empty()) return GiveFault("\tError : Empty symbol");
 
-    const Position first = m_pieces.size();
-    // Growing step by step, the memory for a long expression would be touched twice. There are no more pieces than
-    // characters, and what is not used is never touched.
-    if (place.level == 0 && text.size() > LongText) m_pieces.reserve(first + text.size());
-    const char* const fault = CutIntoOperands(text);
-    const bool goesOn = fault ? GiveFault(fault) : CompileRun(first, m_pieces.size(), place);
-    m_pieces.resize(first);
-    return goesOn;
+    const auto isBracket = [](char c) { return BracketOf(c).role != Bracket::Role::None; };
+    if (std::ranges::any_of(text, isBracket))
+        if (const char* fault = CutIntoOperands(text, [](const Piece&) { return true; })) return GiveFault(fault);
+
+    const Position base = m_waiting.size();
+    bool hasOperand = false;
+    bool goesOn = true;
+    CutIntoOperands(text, [&](const Piece& piece) {
+        if (piece.op) {
+            goesOn = CompileWaiting(base, piece.op->priority, hasOperand, place.Operand());
+            m_waiting.push_back({piece.op, hasOperand});
+            hasOperand = false;
+        } else if (const std::string_view operand = Trimmed(piece.text); !operand.empty()) {
+            const bool isWholeText = piece.text.size() == text.size();
+            goesOn = CompilePiece(operand, isWholeText ? place : place.Operand());
+            hasOperand = true;
+        }
+        return goesOn;
+    });
+    return goesOn && CompileWaiting(base, 0, hasOperand, place);
 }
 
-bool Compiler::CompileRun(Position first, Position last, Place place) {
-    while (first < last && IsBlank(m_pieces[first])) ++first;
-    while (first < last && IsBlank(m_pieces[last - 1])) --last;
-    assert(first < last);
-    if (last - first == 1 && !m_pieces[first].GetOperator())
-        return CompilePiece(Trimmed(m_pieces[first].GetText()), place);
-
-    unsigned lowest = std::numeric_limits<unsigned>::max();
-    for (Position i = first; i < last; ++i)
-        if (const Operator* op = m_pieces[i].GetOperator()) lowest = std::min(lowest, op->priority);
-
-    // All operators of the lowest priority, from left to right: each is applied to what has been compiled so far and
-    // to the run that follows it up to the next one.
-    const Operator* pending = nullptr;
-    bool hasLeft = false;
-    Position start = first;
-    for (Position i = first; i <= last; ++i) {
-        const Operator* const next = i < last ? m_pieces[i].GetOperator() : nullptr;
-        if (i < last && !(next && next->priority == lowest)) continue;
-        while (start < i && IsBlank(m_pieces[start])) ++start;
-        const bool hasRun = start < i;
-        if (hasRun) {
-            const bool isOperand = i - start == 1 && !m_pieces[start].GetOperator();
-            if (!(isOperand ? CompilePiece(Trimmed(m_pieces[start].GetText()), place.Operand())
-                            : CompileRun(start, i, place.Operand())))
-                return false;
-        }
-        if (pending) {
-            if (!hasLeft && !hasRun) return GiveMissingOperands(*pending);
-            const Step::Kind kind = !hasLeft  ? Step::Kind::RightUnary
-                                    : !hasRun ? Step::Kind::LeftUnary
-                                              : Step::Kind::Binary;
-            if (!GiveOperator(kind, pending, pending->text, i == last ? place : place.Operand())) return false;
-        }
-        hasLeft = hasLeft || hasRun || pending;
-        pending = next;
-        start = i + 1;
+/// Applies the operators of this text that wait, from the last one back to the first that binds less tightly than
+/// `priority`.
+bool Compiler::CompileWaiting(Position base, unsigned priority, bool& hasOperand, Place place) {
+    while (m_waiting.size() > base && m_waiting.back().op->priority >= priority) {
+        const auto [op, hasLeftOperand] = m_waiting.back();
+        m_waiting.pop_back();
+        if (!hasLeftOperand && !hasOperand) return GiveMissingOperands(*op);
+        const Step::Kind kind = !hasLeftOperand ? Step::Kind::RightUnary
+                                : !hasOperand   ? Step::Kind::LeftUnary
+                                                : Step::Kind::Binary;
+        if (!GiveOperator(kind, op, op->text, m_waiting.size() == base ? place : place.Operand())) return false;
+        hasOperand = true;
     }
     return true;
 }
@@ -224,15 +201,17 @@ bool Compiler::CompileCall(std::string_view piece, Position open, Place place) {
 
 bool Compiler::CompileArguments(std::string_view text, std::string_view name, const FunctionOverloads& functions,
                                 Place place) {
-    const Position first = m_pieces.size();
-    if (const char* fault = CutIntoArguments(text)) return GiveFault(fault);
-    const Position last = m_pieces.size();
-    for (Position i = first; i < last; ++i)
-        if (!CompileText(m_pieces[i].GetText(), place.Inner())) return false;
-    m_pieces.resize(first);
+    if (const char* fault = CutIntoArguments(text, [](std::string_view) { return true; })) return GiveFault(fault);
+    unsigned count = 0;
+    bool goesOn = true;
+    CutIntoArguments(text, [&](std::string_view argument) {
+        ++count;
+        return goesOn = CompileText(argument, place.Inner());
+    });
+    if (!goesOn) return false;
     Step step = StepAt(place, Step::Kind::Call, name);
     step.functions = &functions;
-    step.argumentCount = static_cast<unsigned>(last - first);
+    step.argumentCount = count;
     return m_sink.Take(step);
 }
 
@@ -243,15 +222,14 @@ const Literal* Compiler::FindLiteral(std::string_view piece) const {
     return nullptr;
 }
 
-/// Appends the pieces of the text. Returns null, or the message on its first fault.
-const char* Compiler::CutIntoOperands(std::string_view text) {
+template <class Take> const char* Compiler::CutIntoOperands(std::string_view text, const Take& take) {
     return CutAtOperators(
-        text, [&](Position i) { return PartnerIn(text, i); }, m_operators, m_pieces);
+        text, [&](Position i) { return PartnerIn(text, i); }, m_operators, take);
 }
 
-const char* Compiler::CutIntoArguments(std::string_view text) {
+template <class Take> const char* Compiler::CutIntoArguments(std::string_view text, const Take& take) {
     return CutAtCommas(
-        text, [&](Position i) { return PartnerIn(text, i); }, m_pieces);
+        text, [&](Position i) { return PartnerIn(text, i); }, take);
 }
 
 /// The partner of the opening bracket at `position` of the text, a part of the source, if it closes within the text.

@@ -142,7 +142,11 @@ s_refptr<Symbol> State::KeepOperation(const FollowedOperand& left, std::string_v
 s_bool State::RewriteKept(std::string_view input, s_str& output, s_str& error) const {
     const auto split = [&](std::string_view text, std::vector<Piece>& pieces) {
         return CutAtOperators(
-            text, [&](std::size_t i) { return FindPartner(text, i); }, m_vocabulary.GetOperators(), pieces);
+            text, [&](std::size_t i) { return FindPartner(text, i); }, m_vocabulary.GetOperators(),
+            [&](const Piece& piece) {
+                pieces.push_back(piece);
+                return true;
+            });
     };
     // Brackets around brackets around an operand are peeled off in turn.
     while (input.find('(') != std::string_view::npos) {
@@ -150,8 +154,8 @@ s_bool State::RewriteKept(std::string_view input, s_str& output, s_str& error) c
         if (const char* fault = split(input, pieces)) return Fail(error, fault);
         if (pieces.size() > 1) {
             for (const Piece& piece : pieces) {
-                if (piece.GetOperator()) output += piece.GetText();
-                else if (!RewriteKept(piece.GetText(), output, error)) return false;
+                if (piece.op) output += piece.text;
+                else if (!RewriteKept(piece.text, output, error)) return false;
             }
             return true;
         }

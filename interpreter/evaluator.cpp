@@ -93,8 +93,8 @@ public:
         m_program.steps.push_back(step);
         m_program.nesting = std::max(m_program.nesting, step.level);
         if (step.kind == Step::Kind::TooDeep) m_program.isClipped = true;
-        if (step.kind == Step::Kind::Fault) m_program.steps.back().text = m_program.messages.emplace_front(step.text);
-        return true;
+        if (step.kind == Step::Kind::Fault) m_program.steps.back().text = m_program.message = step.text;
+        return step.kind != Step::Kind::TooDeep && step.kind != Step::Kind::Fault;
     }
 
 private:

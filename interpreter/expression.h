@@ -1,6 +1,5 @@
 #pragma once
 
-#include <forward_list>
 #include <vector>
 
 #include "interpreter/operators.h"
@@ -37,9 +36,9 @@ struct Step {
 /// The steps of an expression, kept. They point into the text of the expression and into the registries.
 struct Program {
     std::vector<Step> steps;
-    std::forward_list<s_str> messages; ///< of the faults
-    unsigned nesting = 0;              ///< the levels of brackets that the text opens
-    bool isClipped = false;            ///< ends in a `TooDeep` that a shallower place would not need
+    s_str message;          ///< of the fault that ends them
+    unsigned nesting = 0;   ///< the levels of brackets that they come from
+    bool isClipped = false; ///< ends in a `TooDeep` that a shallower place would not need
 };
 
 /// The text of a reference, with what makes its repeated evaluation cheap. All copies of a reference share one.

@@ -74,9 +74,11 @@ s_bool State::SplitExpression(s_ctnr<s_str>& pieces, const s_str& text, const Ma
     s_str matched;
     const char* fault = Cut(
         text, [&](std::size_t i) { return FindPartner(text, i); },
-        [&](std::size_t i) { return matcher(i, text, matched) ? Piece(matched.View()) : Piece(); },
-        [&](const Piece& piece, bool isSeparator) {
-            if (!isSeparator || keepSeparators) pieces.PushBack(piece.GetText());
+        [&](std::size_t i) -> std::size_t { return matcher(i, text, matched) ? matched.View().size() : 0; },
+        [&](std::string_view piece, bool isSeparator) {
+            if (!isSeparator) pieces.PushBack(piece);
+            else if (keepSeparators) pieces.PushBack(matched);
+            return true;
         });
     if (fault) return Fail(error, fault);
     return true;
@@ -99,7 +101,11 @@ s_bool State::MatchOperator(std::size_t position, const s_str& wholeText, s_str&
 
 s_bool State::SplitArguments(std::vector<std::string_view>& arguments, std::string_view text, s_str& error) const {
     const char* fault = CutAtCommas(
-        text, [&](std::size_t i) { return FindPartner(text, i); }, arguments);
+        text, [&](std::size_t i) { return FindPartner(text, i); },
+        [&](std::string_view argument) {
+            arguments.push_back(argument);
+            return true;
+        });
     if (fault) return Fail(error, fault);
     return true;
 }

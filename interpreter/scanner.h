@@ -7,24 +7,10 @@
 
 namespace Quarn {
 
-/// A part of a text at its top bracket level: an operator, or what stands between two separators. Long expressions have
-/// millions of them, so a piece is two words: an operator brings its own text.
-class Piece {
-public:
-    Piece() : Piece(std::string_view("")) {}
-    explicit Piece(std::string_view text) : m_begin(text.data()), m_size(text.size()) {}
-    explicit Piece(const Operator* op) : m_begin(nullptr), m_operator(op) {}
-
-    /// Null unless the piece is exactly an operator of the priority table.
-    const Operator* GetOperator() const { return m_begin ? nullptr : m_operator; }
-    std::string_view GetText() const { return m_begin ? std::string_view(m_begin, m_size) : m_operator->text.View(); }
-
-private:
-    const char* m_begin; ///< null for an operator
-    union {
-        std::size_t m_size;
-        const Operator* m_operator;
-    };
+/// A part of a text at its top bracket level: an operator, or what stands between two of them.
+struct Piece {
+    std::string_view text;
+    const Operator* op = nullptr; ///< null unless the piece is exactly an operator of the priority table
 };
 
 /// What to call a bracket that has no partner.
@@ -69,27 +55,24 @@ std::size_t NestingOf(std::string_view text);
 
 /// Cuts a text at its top bracket level, the one algorithm behind every split.
 ///
-/// `partner(i)` is the closing partner of the opening bracket at `i`, or `NoPartner`; `match(i)` is the separator piece
-/// that starts at `i`, with an empty text when there is none; `emit(piece, isSeparator)` takes each piece in order,
-/// empty ones left out. Returns null, or the message on the first bracket without a partner. Only the kind of bracket
-/// opened at the top level is looked at until it closes: `(<)` is one piece, and so is `[(]`.
-template <class Partner, class Match, class Emit>
-const char* Cut(std::string_view text, const Partner& partner, const Match& match, const Emit& emit) {
+/// `partner(i)` is the closing partner of the opening bracket at `i`, or `NoPartner`; `match(i)` is the length of the
+/// separator that starts at `i`, 0 when there is none; `take(piece, isSeparator)` takes each piece in order, empty ones
+/// left out, and says whether to go on. Returns null, or the message on the first bracket without a partner, when what
+/// stands before it has been taken. Only the kind of bracket opened at the top level is looked at until it closes: `(<)`
+/// is one piece, and so is `[(]`.
+template <class Partner, class Match, class Take>
+const char* Cut(std::string_view text, const Partner& partner, const Match& match, const Take& take) {
     std::size_t start = 0;
-    const auto emitUpTo = [&](std::size_t end) {
-        if (start < end) emit(Piece(text.substr(start, end - start)), false);
-    };
     for (std::size_t i = 0; i < text.size();) {
         const Bracket bracket = BracketOf(text[i]);
         if (bracket.role == Bracket::Role::None) {
-            const Piece separator = match(i);
-            const std::size_t length = separator.GetText().size();
+            const std::size_t length = match(i);
             if (length == 0) {
                 ++i;
                 continue;
             }
-            emitUpTo(i);
-            emit(separator, true);
+            if (start < i && !take(text.substr(start, i - start), false)) return nullptr;
+            if (!take(text.substr(i, length), true)) return nullptr;
             i = start = i + length;
         } else if (bracket.role == Bracket::Role::Closing) {
             return FaultOf(bracket).tooMany;
@@ -99,31 +82,30 @@ const char* Cut(std::string_view text, const Partner& partner, const Match& matc
             i = closing + 1;
         }
     }
-    emitUpTo(text.size());
+    if (start < text.size()) take(text.substr(start), false);
     return nullptr;
 }
 
-/// Appends the operators of the text and what stands between them.
-template <class Partner> const char* CutAtOperators(std::string_view text, const Partner& partner,
-                                                    const Operators& operators, std::vector<Piece>& pieces) {
-    const auto match = [&](std::size_t i) {
-        const Operator* op = operators.Match(text.substr(i));
-        return op ? Piece(op) : Piece();
+/// Cuts it into its operators and what stands between them.
+template <class Partner, class Take> const char* CutAtOperators(std::string_view text, const Partner& partner,
+                                                                const Operators& operators, const Take& take) {
+    const Operator* op = nullptr;
+    const auto match = [&](std::size_t i) -> std::size_t {
+        op = operators.Match(text.substr(i));
+        return op ? op->text.View().size() : 0;
     };
-    return Cut(text, partner, match, [&](const Piece& piece, bool isSeparator) {
+    return Cut(text, partner, match, [&](std::string_view piece, bool isSeparator) {
         // "[]" is an operator that no separator ever is: it reaches the pieces as a pair of brackets.
-        const Operator* op = isSeparator ? nullptr : operators.Find(piece.GetText());
-        pieces.push_back(op ? Piece(op) : piece);
+        return take(isSeparator ? Piece{op->text, op} : Piece{piece, operators.Find(piece)});
     });
 }
 
-/// Appends what stands between the commas of the text, as views or as pieces.
-template <class Partner, class Text>
-const char* CutAtCommas(std::string_view text, const Partner& partner, std::vector<Text>& pieces) {
-    const auto match = [&](std::size_t i) { return text[i] == ',' ? Piece(text.substr(i, 1)) : Piece(); };
-    return Cut(text, partner, match, [&](const Piece& piece, bool isSeparator) {
-        if (!isSeparator) pieces.push_back(Text(piece.GetText()));
-    });
+/// Cuts it into what stands between its commas.
+template <class Partner, class Take>
+const char* CutAtCommas(std::string_view text, const Partner& partner, const Take& take) {
+    const auto match = [&](std::size_t i) -> std::size_t { return text[i] == ',' ? 1 : 0; };
+    return Cut(text, partner, match,
+               [&](std::string_view piece, bool isSeparator) { return isSeparator || take(piece); });
 }
 
 } // namespace Quarn
