@@ -13,21 +13,6 @@ namespace {
 
 const s_str Nameless;
 
-/// Drops, at its end, what an evaluation left on the stack of operands.
-class OperandScope {
-public:
-    explicit OperandScope(std::deque<s_refptr<Symbol>>& operands) : m_operands(operands), m_size(operands.size()) {}
-    ~OperandScope() {
-        while (m_operands.size() > m_size) m_operands.pop_back();
-    }
-    OperandScope(const OperandScope&) = delete;
-    OperandScope& operator=(const OperandScope&) = delete;
-
-private:
-    std::deque<s_refptr<Symbol>>& m_operands;
-    const std::size_t m_size;
-};
-
 /// Names the value. One that others hold too keeps its name; the engine changes only what is its alone.
 void Name(s_refptr<Symbol>& value, const s_str& name) {
     if (!value || value->GetName() == name) return;
@@ -59,29 +44,38 @@ Failure FailUnknown(std::string_view name, s_str& error) {
 
 } // namespace
 
-/// Carries out each step when it is found: a text that is evaluated once needs no program.
+/// Carries out steps, on a part of its own of the stack of operands.
 class State::Runner final : public StepSink {
 public:
     Runner(State& state, const s_str& name, s_str& error, s_bool allowNew)
-        : m_state(state), m_name(name), m_error(error), m_allowNew(allowNew) {}
-
-    bool Take(const Step& step) override {
-        s_refptr<Symbol> value = m_state.Execute(step, step.isLast ? m_name : Nameless, m_error, m_allowNew);
-        if (!value) return false;
-        if (step.isLast) m_result = std::move(value);
-        else m_state.m_operands.push_back(std::move(value));
-        return true;
+        : m_state(state), m_operands(state.m_operands), m_base(state.m_operands.size()), m_name(name), m_error(error),
+          m_allowNew(allowNew) {}
+    Runner(const Runner&) = delete;
+    Runner& operator=(const Runner&) = delete;
+    ~Runner() {
+        while (m_operands.size() > m_base) m_operands.pop_back();
+        constexpr std::size_t MostKept = 4096; // a call with a million arguments should not keep their room
+        if (m_base == 0 && m_operands.capacity() > MostKept) m_operands = {};
     }
 
-    /// Null unless the last step was taken and did not fail.
-    s_refptr<Symbol> TakeResult() { return std::move(m_result); }
+    bool Take(const Step& step) override;
+    /// The value of the last step.
+    s_refptr<Symbol> TakeOperand() {
+        s_refptr<Symbol> operand = std::move(m_operands.back());
+        m_operands.pop_back();
+        return operand;
+    }
 
 private:
+    s_refptr<Symbol> ReadName(const Step& step, const s_str& name);
+    s_refptr<Symbol> Call(const FunctionOverloads& functions, std::string_view name, std::size_t argumentCount);
+
     State& m_state;
+    std::vector<s_refptr<Symbol>>& m_operands;
+    const std::size_t m_base;
     const s_str& m_name;
     s_str& m_error;
     const s_bool m_allowNew;
-    s_refptr<Symbol> m_result;
 };
 
 /// Keeps the steps for later.
@@ -101,14 +95,87 @@ private:
     Program& m_program;
 };
 
+bool State::Runner::Take(const Step& step) {
+    if (!m_state.Spend(1, m_error)) return false;
+    const s_str& name = step.isLast ? m_name : Nameless;
+    s_refptr<Symbol> value;
+    switch (step.kind) {
+    case Step::Kind::Fault: value = Fail(m_error, step.text); break;
+    case Step::Kind::TooDeep: value = m_state.AbandonTooDeep(m_error); break;
+    case Step::Kind::Literal: value = (*step.constructor)(m_state, name, step.text, true, m_error); break;
+    case Step::Kind::Construct: value = (*step.constructor)(m_state, Nameless, step.text, false, m_error); break;
+    case Step::Kind::Name: value = ReadName(step, name); break;
+    case Step::Kind::Call: value = Call(*step.functions, step.text, step.argumentCount); break;
+    case Step::Kind::LeftUnary:
+        value = m_state.DispatchUnary(step.op->leftUnary, TakeOperand(), {}, step.text, m_error);
+        Name(value, name);
+        break;
+    case Step::Kind::RightUnary:
+        value = m_state.DispatchUnary(step.op->rightUnary, TakeOperand(), step.text, {}, m_error);
+        Name(value, name);
+        break;
+    case Step::Kind::Index:
+    case Step::Kind::Binary: {
+        const s_refptr<Symbol> right = TakeOperand();
+        const s_refptr<Symbol> left = TakeOperand();
+        value = step.op ? m_state.DispatchBinary(*step.op, left, right, m_error)
+                        : m_state.ApplyBinaryOperator(step.text, left, right, m_error);
+        Name(value, name);
+        break;
+    }
+    }
+    if (!value) return false;
+    m_operands.push_back(std::move(value));
+    return true;
+}
+
+s_refptr<Symbol> State::Runner::ReadName(const Step& step, const s_str& name) {
+    const std::string_view text = step.text;
+    if (const s_refptr<Symbol>* symbol = m_state.m_symbols.Find(text)) {
+        s_refptr<Symbol> clone = (*symbol)->Clone();
+        clone->SetName(name);
+        if (!name.IsEmpty() && clone->GetType() == Symbol::TypeName)
+            Fail(m_error, "\tWarning : 'Symbol=Symbol' does nothing");
+        return clone;
+    }
+    if (text == LastResultName) return Fail(m_error, "\tError : Unable to parse expression '_', no operator found");
+    const Registry& registry = m_state.m_registry;
+    if (const FunctionOverloads* functions = FindIn(registry.functions, text)) return Call(*functions, text, 0);
+    if (const Constructor* constructor = FindIn(registry.constructors, text))
+        return (*constructor)(m_state, Nameless, {}, false, m_error);
+    // Only a text that is nothing but a name makes a symbol, and never one that is to be given another: `a = b` needs a
+    // `b`.
+    if (name.IsEmpty() && m_allowNew && step.isLast && step.level == 0) return make_refptr<Symbol>(text);
+    return FailUnknown(text, m_error);
+}
+
+s_refptr<Symbol> State::Runner::Call(const FunctionOverloads& functions, std::string_view name,
+                                     std::size_t argumentCount) {
+    s_ctnr_t<s_refptr<Symbol>, std::vector<s_refptr<Symbol>>> arguments;
+    const auto first = m_operands.end() - static_cast<std::ptrdiff_t>(argumentCount);
+    for (auto operand = first; operand != m_operands.end(); ++operand) arguments.PushBack(std::move(*operand));
+    m_operands.erase(first, m_operands.end());
+    for (s_refptr<Symbol>& argument : arguments) {
+        argument = m_state.Follow(argument, m_error);
+        if (!argument) return nullptr;
+    }
+    const s_str signature = SignatureOf(arguments);
+    const Function* function = FindIn(functions, signature);
+    if (!function) return FailWithoutOverload(functions, name, signature, m_error);
+    s_ctnr_t<s_refptr<Symbol>, std::vector<s_refptr<Symbol>>> results;
+    if (!(*function)(m_state, arguments, results, m_error)) return nullptr;
+    if (results.Count() != 1)
+        return Fail(m_error, "\tError : Multiple return values for function is not yet supported");
+    return std::move(results[0]);
+}
+
 s_refptr<Symbol> State::ParseSymbol(const s_str& name, std::string_view expression, s_str& error, s_bool allowNew) {
     const Level level(*this);
     if (!level) return AbandonTooDeep(error);
-    const OperandScope scope(m_operands);
     BindVocabulary();
-    Runner runner(*this, name, error, allowNew);
-    Compile(expression, GetRoom(), m_registry, m_vocabulary, m_compilerMemory, runner);
-    return runner.TakeResult();
+    Runner runner(*this, name, error, allowNew); // a text that is evaluated once needs no program
+    const bool isComplete = Compile(expression, GetRoom(), m_registry, m_vocabulary, m_compilerMemory, runner);
+    return isComplete ? runner.TakeOperand() : nullptr;
 }
 
 /// Runs the program of a reference, which is made when there is none for the registries as they are now, or when the
@@ -123,85 +190,10 @@ s_refptr<Symbol> State::Evaluate(Expression& expression, s_str& error) {
         Compile(expression.text, GetRoom(), m_registry, m_vocabulary, m_compilerMemory, recorder);
         if (!program.isClipped) expression.generation = m_generation;
     }
-    const OperandScope scope(m_operands);
-    for (const Step& step : program.steps) {
-        s_refptr<Symbol> value = Execute(step, Nameless, error, false);
-        if (!value || step.isLast) return value;
-        m_operands.push_back(std::move(value));
-    }
-    return nullptr;
-}
-
-s_refptr<Symbol> State::Execute(const Step& step, const s_str& name, s_str& error, s_bool allowNew) {
-    if (!Spend(1, error)) return nullptr;
-    s_refptr<Symbol> value;
-    switch (step.kind) {
-    case Step::Kind::Fault: return Fail(error, step.text);
-    case Step::Kind::TooDeep: return AbandonTooDeep(error);
-    case Step::Kind::Literal: return (*step.constructor)(*this, name, step.text, true, error);
-    case Step::Kind::Construct: return (*step.constructor)(*this, Nameless, step.text, false, error);
-    case Step::Kind::Name: return ReadName(step, name, error, allowNew);
-    case Step::Kind::Call: return Call(*step.functions, step.text, step.argumentCount, error);
-    case Step::Kind::LeftUnary:
-        value = DispatchUnary(step.op->leftUnary, m_operands.back(), {}, step.text, error);
-        m_operands.pop_back();
-        break;
-    case Step::Kind::RightUnary:
-        value = DispatchUnary(step.op->rightUnary, m_operands.back(), step.text, {}, error);
-        m_operands.pop_back();
-        break;
-    case Step::Kind::Index:
-    case Step::Kind::Binary: {
-        const s_refptr<Symbol>& left = *(m_operands.end() - 2);
-        const s_refptr<Symbol>& right = m_operands.back();
-        value =
-            step.op ? DispatchBinary(*step.op, left, right, error) : ApplyBinaryOperator(step.text, left, right, error);
-        m_operands.pop_back();
-        m_operands.pop_back();
-        break;
-    }
-    }
-    Name(value, name);
-    return value;
-}
-
-s_refptr<Symbol> State::ReadName(const Step& step, const s_str& name, s_str& error, s_bool allowNew) {
-    const std::string_view text = step.text;
-    if (const s_refptr<Symbol>* symbol = m_symbols.Find(text)) {
-        s_refptr<Symbol> clone = (*symbol)->Clone();
-        clone->SetName(name);
-        if (!name.IsEmpty() && clone->GetType() == Symbol::TypeName)
-            Fail(error, "\tWarning : 'Symbol=Symbol' does nothing");
-        return clone;
-    }
-    if (text == LastResultName) return Fail(error, "\tError : Unable to parse expression '_', no operator found");
-    if (const auto functions = m_registry.functions.find(text); functions != m_registry.functions.end())
-        return Call(functions->second, text, 0, error);
-    if (const auto constructor = m_registry.constructors.find(text); constructor != m_registry.constructors.end())
-        return constructor->second(*this, Nameless, {}, false, error);
-    // Only a text that is nothing but a name makes a symbol, and never one that is to be given another: `a = b` needs a
-    // `b`.
-    if (name.IsEmpty() && allowNew && step.isLast && step.level == 0) return make_refptr<Symbol>(text);
-    return FailUnknown(text, error);
-}
-
-s_refptr<Symbol> State::Call(const FunctionOverloads& functions, std::string_view name, std::size_t argumentCount,
-                             s_str& error) {
-    s_ctnr_t<s_refptr<Symbol>, std::vector<s_refptr<Symbol>>> arguments;
-    const auto first = m_operands.end() - static_cast<std::ptrdiff_t>(argumentCount);
-    for (auto operand = first; operand != m_operands.end(); ++operand) arguments.PushBack(std::move(*operand));
-    m_operands.erase(first, m_operands.end());
-    for (s_refptr<Symbol>& argument : arguments) {
-        argument = Follow(argument, error);
-        if (!argument) return nullptr;
-    }
-    const s_str signature = SignatureOf(arguments);
-    const auto function = functions.find(signature);
-    if (function == functions.end()) return FailWithoutOverload(functions, name, signature, error);
-    s_ctnr_t<s_refptr<Symbol>, std::vector<s_refptr<Symbol>>> results;
-    if (!function->second(*this, arguments, results, error)) return nullptr;
-    if (results.Count() != 1) return Fail(error, "\tError : Multiple return values for function is not yet supported");
-    return std::move(results[0]);
+    Runner runner(*this, Nameless, error, false);
+    for (const Step& step : program.steps)
+        if (!runner.Take(step)) return nullptr;
+    return runner.TakeOperand();
 }
 
 unsigned State::GetRoom() const {

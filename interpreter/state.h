@@ -1,12 +1,12 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <initializer_list>
 #include <iosfwd>
 #include <limits>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "interpreter/compiler.h"
 #include "interpreter/expression.h"
@@ -171,10 +171,6 @@ private:
     s_refptr<Symbol> Evaluate(Expression& expression, s_str& error);
     Failure AbandonCircle(const Expression& expression, s_str& error);
     bool TakeAbandonment() { return std::exchange(m_isAbandoned, false); }
-    s_refptr<Symbol> Execute(const Step& step, const s_str& name, s_str& error, s_bool allowNew);
-    s_refptr<Symbol> ReadName(const Step& step, const s_str& name, s_str& error, s_bool allowNew);
-    s_refptr<Symbol> Call(const FunctionOverloads& functions, std::string_view name, std::size_t argumentCount,
-                          s_str& error);
 
     // dispatch.cpp
     s_refptr<Symbol> DispatchBinary(const Operator& op, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right,
@@ -205,7 +201,7 @@ private:
     s_str m_report; ///< of the statement, before it is printed
 
     // Of the evaluation that is under way.
-    std::deque<s_refptr<Symbol>> m_operands; ///< a stack whose elements never move
+    std::vector<s_refptr<Symbol>> m_operands; ///< a stack
     CompilerMemory m_compilerMemory;
     unsigned m_depth = 0;
     std::uint64_t m_stepBudget = Unlimited;
