@@ -52,8 +52,9 @@ public:
         if (m_strong) ++*m_strong;
     }
     s_refptr(s_refptr&& other) noexcept
-        : m_object(std::exchange(other.m_object, nullptr)), m_strong(std::exchange(other.m_strong, nullptr)),
-          m_observers(std::exchange(other.m_observers, nullptr)) {}
+        : m_object(other.m_object), m_strong(other.m_strong), m_observers(other.m_observers) {
+        other.Forget();
+    }
 
     /// From a pointer to a derived class (or to a less const object).
     template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>> s_refptr(const s_refptr<U>& other)
@@ -61,8 +62,9 @@ public:
         if (m_strong) ++*m_strong;
     }
     template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>> s_refptr(s_refptr<U>&& other) noexcept
-        : m_object(std::exchange(other.m_object, nullptr)), m_strong(std::exchange(other.m_strong, nullptr)),
-          m_observers(std::exchange(other.m_observers, nullptr)) {}
+        : m_object(other.m_object), m_strong(other.m_strong), m_observers(other.m_observers) {
+        other.Forget();
+    }
 
     ~s_refptr() { Release(); }
 
@@ -74,12 +76,11 @@ public:
     /// Lets go of the object, and destroys it when nobody else holds it.
     void Release() {
         if (!m_strong) return;
-        T* const object = std::exchange(m_object, nullptr);
-        std::size_t* const strong = std::exchange(m_strong, nullptr);
-        std::size_t* const observers = std::exchange(m_observers, nullptr);
-        if (--*strong > 0) return;
-        if (*observers == 0) s_count_cells::Free(strong);
-        delete object;
+        T* const object = m_object;
+        std::size_t* const strong = m_strong;
+        std::size_t* const observers = m_observers;
+        Forget();
+        if (--*strong == 0) Destroy(object, strong, observers);
     }
 
     void Swap(s_refptr& other) noexcept {
@@ -106,6 +107,17 @@ public:
 private:
     template <class U> friend class s_refptr;
     friend class s_wptr<T>;
+
+    void Forget() {
+        m_object = nullptr;
+        m_strong = nullptr;
+        m_observers = nullptr;
+    }
+
+    [[gnu::noinline]] static void Destroy(T* object, std::size_t* strong, const std::size_t* observers) {
+        if (*observers == 0) s_count_cells::Free(strong);
+        delete object;
+    }
 
     T* m_object = nullptr;
     std::size_t* m_strong = nullptr;

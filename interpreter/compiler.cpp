@@ -76,7 +76,7 @@ public:
 private:
     using Position = std::size_t;
 
-    bool CompileWaiting(Position base, unsigned priority, bool& hasOperand, Place place);
+    bool CompileWaiting(bool hasRightOperand, Place place);
     bool CompilePiece(std::string_view piece, Place place);
     bool CompileLiteral(std::string_view piece, const Literal& literal, Place place);
     bool CompileIndexing(std::string_view piece, Place place);
@@ -115,16 +115,22 @@ bool Compiler::CompileText(std::string_view text, Place place) {
     text = Trimmed(text);
     if (text.empty()) return GiveFault("\tError : Empty symbol");
 
-    const auto isBracket = [](char c) { return BracketOf(c).role != Bracket::Role::None; };
-    if (std::ranges::any_of(text, isBracket))
+    const bool hasBrackets = !std::ranges::all_of(text, [](char c) { return Bracket(c).IsNone(); });
+    if (hasBrackets)
         if (const char* fault = CutIntoOperands(text, [](const Piece&) { return true; })) return GiveFault(fault);
 
     const Position base = m_waiting.size();
+    const auto isWaiting = [&](unsigned priority) {
+        return m_waiting.size() > base && m_waiting.back().op->priority >= priority;
+    };
     bool hasOperand = false;
     bool goesOn = true;
     CutIntoOperands(text, [&](const Piece& piece) {
         if (piece.op) {
-            goesOn = CompileWaiting(base, piece.op->priority, hasOperand, place.Operand());
+            while (goesOn && isWaiting(piece.op->priority)) {
+                goesOn = CompileWaiting(hasOperand, place.Operand());
+                hasOperand = true;
+            }
             m_waiting.push_back({piece.op, hasOperand});
             hasOperand = false;
         } else if (const std::string_view operand = Trimmed(piece.text); !operand.empty()) {
@@ -134,23 +140,22 @@ bool Compiler::CompileText(std::string_view text, Place place) {
         }
         return goesOn;
     });
-    return goesOn && CompileWaiting(base, 0, hasOperand, place);
-}
-
-/// Applies the operators of this text that wait, from the last one back to the first that binds less tightly than
-/// `priority`.
-bool Compiler::CompileWaiting(Position base, unsigned priority, bool& hasOperand, Place place) {
-    while (m_waiting.size() > base && m_waiting.back().op->priority >= priority) {
-        const auto [op, hasLeftOperand] = m_waiting.back();
-        m_waiting.pop_back();
-        if (!hasLeftOperand && !hasOperand) return GiveMissingOperands(*op);
-        const Step::Kind kind = !hasLeftOperand ? Step::Kind::RightUnary
-                                : !hasOperand   ? Step::Kind::LeftUnary
-                                                : Step::Kind::Binary;
-        if (!GiveOperator(kind, op, op->text, m_waiting.size() == base ? place : place.Operand())) return false;
+    while (goesOn && isWaiting(0)) {
+        goesOn = CompileWaiting(hasOperand, m_waiting.size() == base + 1 ? place : place.Operand());
         hasOperand = true;
     }
-    return true;
+    return goesOn;
+}
+
+/// Applies the operator that waits behind all others.
+bool Compiler::CompileWaiting(bool hasRightOperand, Place place) {
+    const auto [op, hasLeftOperand] = m_waiting.back();
+    m_waiting.pop_back();
+    if (!hasLeftOperand && !hasRightOperand) return GiveMissingOperands(*op);
+    const Step::Kind kind = !hasLeftOperand    ? Step::Kind::RightUnary
+                            : !hasRightOperand ? Step::Kind::LeftUnary
+                                               : Step::Kind::Binary;
+    return GiveOperator(kind, op, op->text, place);
 }
 
 bool Compiler::CompilePiece(std::string_view piece, Place place) {
@@ -189,7 +194,7 @@ bool Compiler::CompileIndexing(std::string_view piece, Place place) {
 
 bool Compiler::CompileCall(std::string_view piece, Position open, Place place) {
     const Position close = PartnerIn(piece, open);
-    if (close == NoPartner) return GiveFault(FaultOf(BracketOf('(')).unterminated);
+    if (close == NoPartner) return GiveFault(FaultOf(Bracket('(')).unterminated);
     const std::string_view name = Trimmed(piece.substr(0, open));
     const std::string_view arguments = piece.substr(open + 1, close - open - 1);
     if (const FunctionOverloads* functions = FindIn(m_registry.functions, name))

@@ -13,13 +13,6 @@ namespace {
 
 const s_str Nameless;
 
-/// Names the value. One that others hold too keeps its name; the engine changes only what is its alone.
-void Name(s_refptr<Symbol>& value, const s_str& name) {
-    if (!value || value->GetName() == name) return;
-    if (!value.IsUnique()) value = value->Clone();
-    value->SetName(name);
-}
-
 s_str SignatureOf(const s_ctnr<s_refptr<Symbol>>& arguments) {
     s_str signature = "(";
     for (const s_refptr<Symbol>& argument : arguments) {
@@ -67,6 +60,20 @@ public:
     }
 
 private:
+    /// False when there is no value, as the step failed.
+    bool Push(s_refptr<Symbol>&& value) {
+        if (!value) return false;
+        m_operands.push_back(std::move(value));
+        return true;
+    }
+    /// One that others hold too keeps its name; the engine changes only what is its alone.
+    bool PushNamed(s_refptr<Symbol>&& value, const s_str& name) {
+        if (value && value->GetName() != name) {
+            if (!value.IsUnique()) value = value->Clone();
+            value->SetName(name);
+        }
+        return Push(std::move(value));
+    }
     s_refptr<Symbol> ReadName(const Step& step, const s_str& name);
     s_refptr<Symbol> Call(const FunctionOverloads& functions, std::string_view name, std::size_t argumentCount);
 
@@ -98,35 +105,27 @@ private:
 bool State::Runner::Take(const Step& step) {
     if (!m_state.Spend(1, m_error)) return false;
     const s_str& name = step.isLast ? m_name : Nameless;
-    s_refptr<Symbol> value;
     switch (step.kind) {
-    case Step::Kind::Fault: value = Fail(m_error, step.text); break;
-    case Step::Kind::TooDeep: value = m_state.AbandonTooDeep(m_error); break;
-    case Step::Kind::Literal: value = (*step.constructor)(m_state, name, step.text, true, m_error); break;
-    case Step::Kind::Construct: value = (*step.constructor)(m_state, Nameless, step.text, false, m_error); break;
-    case Step::Kind::Name: value = ReadName(step, name); break;
-    case Step::Kind::Call: value = Call(*step.functions, step.text, step.argumentCount); break;
+    case Step::Kind::Fault: return Push(Fail(m_error, step.text));
+    case Step::Kind::TooDeep: return Push(m_state.AbandonTooDeep(m_error));
+    case Step::Kind::Literal: return Push((*step.constructor)(m_state, name, step.text, true, m_error));
+    case Step::Kind::Construct: return Push((*step.constructor)(m_state, Nameless, step.text, false, m_error));
+    case Step::Kind::Name: return Push(ReadName(step, name));
+    case Step::Kind::Call: return Push(Call(*step.functions, step.text, step.argumentCount));
     case Step::Kind::LeftUnary:
-        value = m_state.DispatchUnary(step.op->leftUnary, TakeOperand(), {}, step.text, m_error);
-        Name(value, name);
-        break;
+        return PushNamed(m_state.DispatchUnary(step.op->leftUnary, TakeOperand(), {}, step.text, m_error), name);
     case Step::Kind::RightUnary:
-        value = m_state.DispatchUnary(step.op->rightUnary, TakeOperand(), step.text, {}, m_error);
-        Name(value, name);
-        break;
+        return PushNamed(m_state.DispatchUnary(step.op->rightUnary, TakeOperand(), step.text, {}, m_error), name);
     case Step::Kind::Index:
     case Step::Kind::Binary: {
         const s_refptr<Symbol> right = TakeOperand();
         const s_refptr<Symbol> left = TakeOperand();
-        value = step.op ? m_state.DispatchBinary(*step.op, left, right, m_error)
-                        : m_state.ApplyBinaryOperator(step.text, left, right, m_error);
-        Name(value, name);
-        break;
+        return PushNamed(step.op ? m_state.DispatchBinary(*step.op, left, right, m_error)
+                                 : m_state.ApplyBinaryOperator(step.text, left, right, m_error),
+                         name);
     }
     }
-    if (!value) return false;
-    m_operands.push_back(std::move(value));
-    return true;
+    return false;
 }
 
 s_refptr<Symbol> State::Runner::ReadName(const Step& step, const s_str& name) {

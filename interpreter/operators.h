@@ -35,13 +35,13 @@ public:
     Operators() { m_starts.fill(None); }
     explicit Operators(const OperatorPriorities& priorities);
 
-    /// The first operator, in ascending order of the texts, whose characters agree with those of `rest` as far as both
-    /// go; null when there is none. `rest` is not empty.
-    const Operator* Match(std::string_view rest) const {
+    /// The first operator, in ascending order of the texts, whose characters agree with those of the text from the
+    /// position on as far as both go; null when there is none.
+    const Operator* Match(std::string_view text, std::size_t position) const {
         // Nearly every character starts no operator, or one that is nothing but that character.
-        const Position start = m_starts[static_cast<unsigned char>(rest.front())];
+        const Position start = m_starts[static_cast<unsigned char>(text[position])];
         if (start == None) return nullptr;
-        return m_operators[start].text.View().size() == 1 ? &m_operators[start] : MatchLong(rest);
+        return m_operators[start].text.View().size() == 1 ? &m_operators[start] : MatchLong(text.substr(position));
     }
 
     /// The operator with exactly this text, or null.

@@ -18,15 +18,15 @@ constexpr std::array<BracketFault, 3> Faults{{
 
 } // namespace
 
-const BracketFault& FaultOf(Bracket bracket) { return Faults[bracket.kind]; }
+const BracketFault& FaultOf(Bracket bracket) { return Faults[bracket.GetKind()]; }
 
 std::size_t FindPartner(std::string_view text, std::size_t position) {
-    const unsigned char kind = BracketOf(text[position]).kind;
+    const unsigned kind = Bracket(text[position]).GetKind();
     std::size_t depth = 0;
     for (std::size_t i = position; i < text.size(); ++i) {
-        const Bracket bracket = BracketOf(text[i]);
-        if (bracket.role == Bracket::Role::None || bracket.kind != kind) continue;
-        if (bracket.role == Bracket::Role::Opening) ++depth;
+        const Bracket bracket(text[i]);
+        if (bracket.IsNone() || bracket.GetKind() != kind) continue;
+        if (bracket.IsOpening()) ++depth;
         else if (--depth == 0) return i;
     }
     return NoPartner;
@@ -41,12 +41,13 @@ void FindPartners(std::string_view text, std::vector<std::size_t>& partners) {
     std::array<std::size_t, Faults.size()> innermost;
     innermost.fill(NoPartner);
     for (std::size_t i = 0; i < text.size(); ++i) {
-        const Bracket bracket = BracketOf(text[i]);
-        std::size_t& open = innermost[bracket.kind];
-        if (bracket.role == Bracket::Role::Opening) {
+        const Bracket bracket(text[i]);
+        if (bracket.IsNone()) continue;
+        std::size_t& open = innermost[bracket.GetKind()];
+        if (bracket.IsOpening()) {
             partner(i) = open;
             open = i;
-        } else if (bracket.role == Bracket::Role::Closing && open != NoPartner) {
+        } else if (open != NoPartner) {
             const std::size_t opening = open;
             open = partner(opening);
             partner(opening) = i;
@@ -60,9 +61,9 @@ std::size_t NestingOf(std::string_view text) {
     std::size_t open = 0;
     std::size_t deepest = 0;
     for (const char character : text) {
-        const Bracket::Role role = BracketOf(character).role;
-        if (role == Bracket::Role::Opening) deepest = std::max(deepest, ++open);
-        else if (role == Bracket::Role::Closing && open > 0) --open;
+        const Bracket bracket(character);
+        if (bracket.IsOpening()) deepest = std::max(deepest, ++open);
+        else if (bracket.IsClosing() && open > 0) --open;
     }
     return deepest;
 }
@@ -94,7 +95,7 @@ s_bool State::SplitOperators(s_ctnr<s_str>& pieces, const s_str& text, s_str& er
 }
 
 s_bool State::MatchOperator(std::size_t position, const s_str& wholeText, s_str& matchedText) const {
-    const Operator* op = m_vocabulary.GetOperators().Match(wholeText.View().substr(position));
+    const Operator* op = m_vocabulary.GetOperators().Match(wholeText, position);
     if (op) matchedText = op->text;
     return op != nullptr;
 }

@@ -19,26 +19,31 @@ struct BracketFault {
     const char* tooMany;      ///< for a closing one
 };
 
-/// What a character is to the scanner. Round, angle and square brackets are kinds 0, 1 and 2.
-struct Bracket {
-    enum class Role : unsigned char { None, Opening, Closing };
-    Role role = Role::None;
-    unsigned char kind = 0;
+/// What a character is to the scanner: no bracket, or one of round, angle and square, which are the kinds 0, 1 and 2.
+/// A single byte, as every character is looked at.
+class Bracket {
+public:
+    constexpr explicit Bracket(char character) : m_code(Codes[static_cast<unsigned char>(character)]) {}
+
+    constexpr bool IsNone() const { return m_code == 0; }
+    constexpr bool IsOpening() const { return m_code % 2 == 1; }
+    constexpr bool IsClosing() const { return !IsNone() && !IsOpening(); }
+    /// Of a bracket only.
+    constexpr unsigned GetKind() const { return (m_code - 1u) / 2; }
+
+private:
+    /// The position in this text, from 1 on; 0 for all other characters.
+    static constexpr std::array<unsigned char, 256> Codes = [] {
+        std::array<unsigned char, 256> codes{};
+        unsigned char code = 0;
+        for (const char character : std::string_view("()<>[]")) codes[static_cast<unsigned char>(character)] = ++code;
+        return codes;
+    }();
+
+    unsigned char m_code;
 };
 
 const BracketFault& FaultOf(Bracket bracket);
-
-inline constexpr std::array<Bracket, 256> Brackets = [] {
-    std::array<Bracket, 256> brackets{};
-    unsigned char kind = 0;
-    for (const char* pair : {"()", "<>", "[]"}) {
-        brackets[static_cast<unsigned char>(pair[0])] = {Bracket::Role::Opening, kind};
-        brackets[static_cast<unsigned char>(pair[1])] = {Bracket::Role::Closing, kind++};
-    }
-    return brackets;
-}();
-
-constexpr Bracket BracketOf(char character) { return Brackets[static_cast<unsigned char>(character)]; }
 
 constexpr std::size_t NoPartner = std::string_view::npos;
 
@@ -64,8 +69,8 @@ template <class Partner, class Match, class Take>
 const char* Cut(std::string_view text, const Partner& partner, const Match& match, const Take& take) {
     std::size_t start = 0;
     for (std::size_t i = 0; i < text.size();) {
-        const Bracket bracket = BracketOf(text[i]);
-        if (bracket.role == Bracket::Role::None) {
+        const Bracket bracket(text[i]);
+        if (bracket.IsNone()) {
             const std::size_t length = match(i);
             if (length == 0) {
                 ++i;
@@ -74,7 +79,7 @@ const char* Cut(std::string_view text, const Partner& partner, const Match& matc
             if (start < i && !take(text.substr(start, i - start), false)) return nullptr;
             if (!take(text.substr(i, length), true)) return nullptr;
             i = start = i + length;
-        } else if (bracket.role == Bracket::Role::Closing) {
+        } else if (bracket.IsClosing()) {
             return FaultOf(bracket).tooMany;
         } else {
             const std::size_t closing = partner(i);
@@ -91,7 +96,7 @@ template <class Partner, class Take> const char* CutAtOperators(std::string_view
                                                                 const Operators& operators, const Take& take) {
     const Operator* op = nullptr;
     const auto match = [&](std::size_t i) -> std::size_t {
-        op = operators.Match(text.substr(i));
+        op = operators.Match(text, i);
         return op ? op->text.View().size() : 0;
     };
     return Cut(text, partner, match, [&](std::string_view piece, bool isSeparator) {

@@ -32,11 +32,14 @@ public:
 private:
     static constexpr std::size_t SlotCount = 256; ///< a few times the names in use at a time; two kilobytes
 
-    /// Names in a row, like x1 to x50, go to slots in a row.
+    /// Names in a row, like x1 to x50, go to slots of their own.
     static std::size_t SlotOf(std::string_view name) {
-        std::size_t slot = 0;
-        for (const char character : name) slot = slot * 31 + static_cast<unsigned char>(character);
-        return slot % SlotCount;
+        if (name.empty()) return 0;
+        const auto code = [&](std::size_t position) -> std::size_t {
+            return static_cast<unsigned char>(name[position]);
+        };
+        const std::size_t last = name.size() - 1;
+        return (code(0) * 31 + code(last / 2) * 10 + code(last) + last * 7) % SlotCount;
     }
 
     Map m_map;
