@@ -102,11 +102,23 @@ TEST(Doubles, PlainForm) {
 
 TEST(Doubles, PlainFormIsTheGeneralNotationOfFifteenDigits) {
     std::mt19937_64 random(1);
-    for (int i = 0; i < 100'000; ++i) {
+    const auto neighbour = [&](double value) {
+        return std::bit_cast<double>(std::bit_cast<std::uint64_t>(value) + random() % 9 - 4);
+    };
+    for (int i = 0; i < 200'000; ++i) {
         const std::uint64_t bits = random();
+        const auto whole = static_cast<std::int64_t>(bits);
         double value = std::bit_cast<double>(bits);
-        if (i % 4 == 1) value = static_cast<double>(static_cast<std::int64_t>(bits) >> (bits % 60));
-        if (i % 4 == 2) value = static_cast<double>(static_cast<std::int64_t>(bits) >> 20) / 1000;
+        switch (i % 6) {
+        case 1: value = static_cast<double>(whole >> (bits % 60)); break;
+        case 2: value = static_cast<double>(whole >> 20) / 1000; break;
+        case 3: value = std::ldexp(static_cast<double>(whole >> 12), -static_cast<int>(bits % 66)); break;
+        case 4: value = neighbour(std::pow(10.0, static_cast<int>(bits % 24) - 6)); break;
+        case 5:
+            value = std::ldexp(static_cast<double>(bits % 1000000000000000 * 2 + 1), -1 - static_cast<int>(bits % 5));
+            break;      // often just between
+        default: break; // any number
+        }
         if (!std::isfinite(value)) continue;
         char expected[64];
         std::snprintf(expected, sizeof expected, "%.15g", value);
