@@ -84,7 +84,6 @@ private:
     bool CompileArguments(std::string_view text, std::string_view name, const FunctionOverloads& functions,
                           Place place);
 
-    const Literal* FindLiteral(std::string_view piece) const;
     template <class Take> const char* CutIntoOperands(std::string_view text, const Take& take);
     template <class Take> const char* CutIntoArguments(std::string_view text, const Take& take);
     Position PartnerIn(std::string_view text, Position position);
@@ -165,17 +164,20 @@ bool Compiler::CompilePiece(std::string_view piece, Place place) {
 
     const bool isName = IsName(piece);
     if (!isName || !IsLetter(piece.front())) {
-        if (const Literal* literal = FindLiteral(piece)) return CompileLiteral(piece, *literal, place);
+        const Literal* literal = nullptr;
+        for (const Literal& candidate : m_literals) {
+            if (!(*candidate.test)(piece)) continue;
+            if (literal) return GiveAmbiguity(piece);
+            literal = &candidate;
+        }
+        if (literal) return CompileLiteral(piece, *literal, place);
     }
     if (isName || piece == "_") return Give(Step::Kind::Name, piece, place);
     const Position open = piece.find('(');
     return open == std::string_view::npos ? CompileIndexing(piece, place) : CompileCall(piece, open, place);
 }
 
-/// `literal` is the first that accepts the piece.
 bool Compiler::CompileLiteral(std::string_view piece, const Literal& literal, Place place) {
-    for (const Literal* other = &literal + 1; other != m_literals.data() + m_literals.size(); ++other)
-        if ((*other->test)(piece)) return GiveAmbiguity(piece);
     if (!literal.constructor) return GiveFault("\tError : No constructor for the type '", *literal.type, "'");
     return GiveConstructor(Step::Kind::Literal, literal.constructor, piece, place);
 }
@@ -218,13 +220,6 @@ bool Compiler::CompileArguments(std::string_view text, std::string_view name, co
     step.functions = &functions;
     step.argumentCount = count;
     return m_sink.Take(step);
-}
-
-/// The first literal whose test accepts the piece, or null.
-const Literal* Compiler::FindLiteral(std::string_view piece) const {
-    for (const Literal& literal : m_literals)
-        if ((*literal.test)(piece)) return &literal;
-    return nullptr;
 }
 
 template <class Take> const char* Compiler::CutIntoOperands(std::string_view text, const Take& take) {

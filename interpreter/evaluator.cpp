@@ -130,14 +130,15 @@ bool State::Runner::Take(const Step& step) {
 
 s_refptr<Symbol> State::Runner::ReadName(const Step& step, const s_str& name) {
     const std::string_view text = step.text;
-    if (const s_refptr<Symbol>* symbol = m_state.m_symbols.Find(text)) {
-        s_refptr<Symbol> clone = (*symbol)->Clone();
-        clone->SetName(name);
-        if (!name.IsEmpty() && clone->GetType() == Symbol::TypeName)
-            Fail(m_error, "\tWarning : 'Symbol=Symbol' does nothing");
-        return clone;
+    if (s_refptr<Symbol> value = m_state.m_symbols.Read(text)) {
+        if (name.IsEmpty()) return value;
+        if (value->GetType() == Symbol::TypeName) Fail(m_error, "\tWarning : 'Symbol=Symbol' does nothing");
+        value = value->Clone();
+        value->SetName(name);
+        return value;
     }
-    if (text == LastResultName) return Fail(m_error, "\tError : Unable to parse expression '_', no operator found");
+    if (text == SymbolTable::LastResultName)
+        return Fail(m_error, "\tError : Unable to parse expression '_', no operator found");
     const Registry& registry = m_state.m_registry;
     if (const FunctionOverloads* functions = FindIn(registry.functions, text)) return Call(*functions, text, 0);
     if (const Constructor* constructor = FindIn(registry.constructors, text))

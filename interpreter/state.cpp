@@ -17,7 +17,7 @@ const OperatorPriorities DefaultPriorities{{"[]", 5u}, {"!", 4u}, {"^", 3u}, {"*
 
 } // namespace
 
-State::State() : m_lastResult(&m_symbols.Make(LastResultName)), m_input(&std::cin), m_output(&std::cout) {
+State::State() : m_input(&std::cin), m_output(&std::cout) {
     SetOperatorPriorities(DefaultPriorities);
     Symbol::Register(*this);
     Reference::Register(*this);
@@ -34,13 +34,14 @@ void State::SetStreams(std::istream& input, std::ostream& output) {
 
 void State::SetLastResult(s_refptr<Symbol> value) {
     if (!value) value = MakeEmptyReference();
-    *m_lastResult = std::move(value);
+    m_symbols.SetLastResult(std::move(value));
 }
 
 s_refptr<Symbol> State::MakeEmptyReference() { return make_refptr<Reference>("", "", *this); }
 
 s_bool State::CheckSymbolName(std::string_view name, s_str& error) const {
-    if (name == LastResultName) return Fail(error, "\tError : Reference to last result '_' is not assignable");
+    if (name == SymbolTable::LastResultName)
+        return Fail(error, "\tError : Reference to last result '_' is not assignable");
     if (!std::ranges::all_of(name, IsNameCharacter))
         return Fail(error, "\tError : Only alphanumeric names are allowed for symbols, in '" + s_str(name) + "'");
     return true;

@@ -144,7 +144,6 @@ private:
     class Undo;
     struct FollowedOperand;
 
-    static constexpr std::string_view LastResultName = "_";
     static constexpr unsigned OutermostDepth = 1;
     static constexpr const char* OutOfStepsMessage = "\tError : Too many steps, the statement was stopped";
 
@@ -188,8 +187,7 @@ private:
     s_bool RewriteKept(std::string_view input, s_str& output, s_str& error) const;
 
     s_bool m_isInteractive;
-    SymbolTable m_symbols;          ///< has an entry "_", the last result
-    s_refptr<Symbol>* m_lastResult; ///< the value of that entry, which is never removed
+    SymbolTable m_symbols;
     Registry m_registry;
 
     Vocabulary m_vocabulary;

@@ -66,12 +66,11 @@ TypeText ReadTypeText(std::string_view text) {
 class State::Undo {
 public:
     Undo(SymbolTable& symbols, std::string_view name, const s_refptr<Symbol>& value)
-        : m_symbols(symbols), m_name(name), m_before(std::exchange(symbols.Make(name), value)) {}
+        : m_symbols(symbols), m_name(name), m_before(symbols.Exchange(name, value)) {}
     ~Undo() {
         if (m_isKept) return;
         // By its name: what was evaluated meanwhile may have carried out statements of its own.
-        s_refptr<Symbol>* const symbol = m_symbols.Find(m_name);
-        if (symbol && m_before) *symbol = std::move(m_before);
+        if (m_before && m_symbols.Find(m_name)) m_symbols.Exchange(m_name, std::move(m_before));
         else m_symbols.Erase(m_name);
     }
     Undo(const Undo&) = delete;
@@ -165,8 +164,7 @@ void State::Erase(std::string_view name) {
     Compose({"\t", value->GetType(), " '", name, "' erased"});
     s_refptr<Symbol> empty = MakeEmptyReference();
     if (PrintOutOfSteps()) return;
-    // The last result is put back at once, so it stays where it is: nothing can fail any more.
-    if (name != LastResultName) m_symbols.Erase(name);
+    m_symbols.Erase(name);
     SetLastResult(std::move(empty));
     PrintReport();
 }
@@ -183,7 +181,7 @@ void State::EraseAll() {
     }
     if (!isWanted) return SetLastResult(nullptr);
     SetLastResult(nullptr);
-    m_symbols.EraseAllBut(LastResultName);
+    m_symbols.EraseAll();
     Print("\tAll symbols erased");
 }
 

@@ -4,20 +4,60 @@
 
 namespace Quarn {
 
-s_refptr<Symbol>& SymbolTable::Make(std::string_view name) {
-    if (s_refptr<Symbol>* value = Find(name)) return *value;
-    return m_map.emplace(name, nullptr).first->second;
+SymbolTable::SymbolTable() : m_lastResult(m_map[LastResultName]) {}
+
+SymbolTable::~SymbolTable() = default;
+
+const s_refptr<Symbol>* SymbolTable::Find(std::string_view name) {
+    const Recent* const recent = FindRecent(name);
+    return recent ? &recent->symbol->second : nullptr;
+}
+
+s_refptr<Symbol> SymbolTable::Read(std::string_view name) {
+    Recent* const recent = FindRecent(name);
+    if (!recent) return nullptr;
+    if (!recent->nameless) {
+        s_refptr<Symbol> copy = recent->symbol->second->Clone();
+        copy->SetName("");
+        recent->nameless = std::move(copy);
+    }
+    return recent->nameless;
+}
+
+s_refptr<Symbol> SymbolTable::Exchange(std::string_view name, s_refptr<Symbol> value) {
+    Recent* const recent = FindRecent(name);
+    if (!recent) {
+        m_map.emplace(name, std::move(value));
+        return nullptr;
+    }
+    recent->nameless = nullptr;
+    return std::exchange(recent->symbol->second, std::move(value));
+}
+
+void SymbolTable::SetLastResult(s_refptr<Symbol> value) {
+    m_recent[SlotOf(LastResultName)] = {};
+    m_lastResult = std::move(value);
 }
 
 void SymbolTable::Erase(std::string_view name) {
-    m_recent[SlotOf(name)] = nullptr;
+    if (name == LastResultName) return;
+    m_recent[SlotOf(name)] = {};
     const auto found = m_map.find(name);
     if (found != m_map.end()) m_map.erase(found);
 }
 
-void SymbolTable::EraseAllBut(std::string_view name) {
-    m_recent.fill(nullptr);
-    std::erase_if(m_map, [&](const auto& symbol) { return symbol.first != name; });
+void SymbolTable::EraseAll() {
+    m_recent.fill({});
+    std::erase_if(m_map, [](const auto& symbol) { return symbol.first != LastResultName; });
+}
+
+SymbolTable::Recent* SymbolTable::FindRecent(std::string_view name) {
+    Recent& recent = m_recent[SlotOf(name)];
+    if (recent.symbol && recent.symbol->first == name) return &recent;
+    const auto found = m_map.find(name);
+    if (found == m_map.end()) return nullptr;
+    recent = {&*found, nullptr};
+    return &recent;
 }
 
 } // namespace Quarn
