@@ -34,6 +34,7 @@
 #include <utility>
 
 #include "interpreter/names.h"
+#include "interpreter/scanner.h"
 
 namespace Quarn {
 
@@ -90,7 +91,6 @@ private:
 
     static Step StepAt(Place place, Step::Kind kind, std::string_view text);
     bool Give(Step::Kind kind, std::string_view text, Place place);
-    bool GiveConstructor(Step::Kind kind, const Constructor* constructor, std::string_view text, Place place);
     bool GiveOperator(Step::Kind kind, const Operator* op, std::string_view text, Place place);
     bool GiveFault(std::string_view begin, std::string_view middle = {}, std::string_view end = {});
     bool GiveMissingOperands(const Operator& op);
@@ -179,7 +179,10 @@ bool Compiler::CompilePiece(std::string_view piece, Place place) {
 
 bool Compiler::CompileLiteral(std::string_view piece, const Literal& literal, Place place) {
     if (!literal.constructor) return GiveFault("\tError : No constructor for the type '", *literal.type, "'");
-    return GiveConstructor(Step::Kind::Literal, literal.constructor, piece, place);
+    Step step = StepAt(place, Step::Kind::Literal, piece);
+    step.constructor = literal.constructor;
+    step.isConstant = literal.isConstant;
+    return m_sink.Take(step);
 }
 
 bool Compiler::CompileIndexing(std::string_view piece, Place place) {
@@ -201,9 +204,11 @@ bool Compiler::CompileCall(std::string_view piece, Position open, Place place) {
     const std::string_view arguments = piece.substr(open + 1, close - open - 1);
     if (const FunctionOverloads* functions = FindIn(m_registry.functions, name))
         return CompileArguments(arguments, name, *functions, place);
-    if (const Constructor* constructor = FindIn(m_registry.constructors, name))
-        return GiveConstructor(Step::Kind::Construct, constructor, arguments, place);
-    return GiveFault("\tError : Undefined function '", name, "'");
+    const Constructor* constructor = FindIn(m_registry.constructors, name);
+    if (!constructor) return GiveFault("\tError : Undefined function '", name, "'");
+    Step step = StepAt(place, Step::Kind::Construct, arguments);
+    step.constructor = constructor;
+    return m_sink.Take(step);
 }
 
 bool Compiler::CompileArguments(std::string_view text, std::string_view name, const FunctionOverloads& functions,
@@ -251,12 +256,6 @@ Step Compiler::StepAt(Place place, Step::Kind kind, std::string_view text) {
 
 bool Compiler::Give(Step::Kind kind, std::string_view text, Place place) {
     return m_sink.Take(StepAt(place, kind, text));
-}
-
-bool Compiler::GiveConstructor(Step::Kind kind, const Constructor* constructor, std::string_view text, Place place) {
-    Step step = StepAt(place, kind, text);
-    step.constructor = constructor;
-    return m_sink.Take(step);
 }
 
 bool Compiler::GiveOperator(Step::Kind kind, const Operator* op, std::string_view text, Place place) {

@@ -1,10 +1,39 @@
 #pragma once
 
-#include "interpreter/expression.h"
-#include "interpreter/scanner.h"
+#include <string_view>
+#include <vector>
+
 #include "interpreter/vocabulary.h"
 
 namespace Quarn {
+
+/// One step of the evaluation of an expression. Steps work on a stack of operands: a leaf pushes a value, an operator
+/// or a call replaces its operands by its result.
+struct Step {
+    enum class Kind : unsigned char {
+        Fault,      ///< fails with the message `text`
+        TooDeep,    ///< fails: nested deeper than there is room for
+        Literal,    ///< `constructor` reads the literal `text`
+        Construct,  ///< `constructor` reads the argument text `text`
+        Name,       ///< the symbol, function or constructor called `text`
+        Call,       ///< `functions`, called `text`, applied to the top `argumentCount` operands
+        Binary,     ///< `op` applied to the top two operands
+        LeftUnary,  ///< `op`, written behind its operand
+        RightUnary, ///< `op`, written before its operand
+        Index,      ///< "[]" applied to the top two operands
+    };
+    Kind kind = Kind::Fault;
+    bool isLast = false;     ///< gives the value of the expression
+    bool isConstant = false; ///< a literal that depends on nothing but its text
+    unsigned level = 0;      ///< of brackets around it
+    unsigned argumentCount = 0;
+    std::string_view text;
+    union {
+        const Constructor* constructor = nullptr;
+        const FunctionOverloads* functions;
+        const Operator* op;
+    };
+};
 
 /// Takes the steps of an expression as they are found, in the order of evaluation. The texts of faults last for the
 /// call only, all others as long as the expression.

@@ -1,6 +1,7 @@
 // Finding the callable for an operator and its operands, and what happens when an operand is a reference that cannot be
 // evaluated yet: the whole operation is kept as the text of a new reference.
 
+#include "interpreter/scanner.h"
 #include "interpreter/state.h"
 #include "types/reference.h"
 

@@ -52,7 +52,10 @@ public:
     }
 
     bool Take(const Step& step) override;
-    /// The value of the last step.
+    /// A step whose value is known.
+    bool TakeConstant(s_refptr<Symbol> value) { return m_state.Spend(1, m_error) && Push(std::move(value)); }
+    /// The value of the last step, which stays there.
+    const s_refptr<Symbol>& GetOperand() const { return m_operands.back(); }
     s_refptr<Symbol> TakeOperand() {
         s_refptr<Symbol> operand = std::move(m_operands.back());
         m_operands.pop_back();
@@ -91,10 +94,10 @@ public:
     explicit Recorder(Program& program) : m_program(program) {}
 
     bool Take(const Step& step) override {
-        m_program.steps.push_back(step);
+        m_program.steps.push_back({step, nullptr});
         m_program.nesting = std::max(m_program.nesting, step.level);
         if (step.kind == Step::Kind::TooDeep) m_program.isClipped = true;
-        if (step.kind == Step::Kind::Fault) m_program.steps.back().text = m_program.message = step.text;
+        if (step.kind == Step::Kind::Fault) m_program.steps.back().step.text = m_program.message = step.text;
         return step.kind != Step::Kind::TooDeep && step.kind != Step::Kind::Fault;
     }
 
@@ -191,8 +194,14 @@ s_refptr<Symbol> State::Evaluate(Expression& expression, s_str& error) {
         if (!program.isClipped) expression.generation = m_generation;
     }
     Runner runner(*this, Nameless, error, false);
-    for (const Step& step : program.steps)
-        if (!runner.Take(step)) return nullptr;
+    for (auto& [step, constant] : program.steps) {
+        if (!constant) {
+            if (!runner.Take(step)) return nullptr;
+            if (step.isConstant) constant = runner.GetOperand();
+        } else if (!runner.TakeConstant(constant)) {
+            return nullptr;
+        }
+    }
     return runner.TakeOperand();
 }
 

@@ -2,40 +2,18 @@
 
 #include <vector>
 
-#include "interpreter/operators.h"
+#include "interpreter/compiler.h"
+#include "types/symbol.h"
 
 namespace Quarn {
 
-/// One step of the evaluation of an expression. Steps work on a stack of operands: a leaf pushes a value, an operator
-/// or a call replaces its operands by its result.
-struct Step {
-    enum class Kind : unsigned char {
-        Fault,      ///< fails with the message `text`
-        TooDeep,    ///< fails: nested deeper than there is room for
-        Literal,    ///< `constructor` reads the literal `text`
-        Construct,  ///< `constructor` reads the argument text `text`
-        Name,       ///< the symbol, function or constructor called `text`
-        Call,       ///< `functions`, called `text`, applied to the top `argumentCount` operands
-        Binary,     ///< `op` applied to the top two operands
-        LeftUnary,  ///< `op`, written behind its operand
-        RightUnary, ///< `op`, written before its operand
-        Index,      ///< "[]" applied to the top two operands
-    };
-    Kind kind = Kind::Fault;
-    bool isLast = false; ///< gives the value of the expression
-    unsigned level = 0;  ///< of brackets around it
-    unsigned argumentCount = 0;
-    std::string_view text;
-    union {
-        const Constructor* constructor = nullptr;
-        const FunctionOverloads* functions;
-        const Operator* op;
-    };
-};
-
 /// The steps of an expression, kept. They point into the text of the expression and into the registries.
 struct Program {
-    std::vector<Step> steps;
+    struct KeptStep {
+        Step step;
+        s_refptr<Symbol> constant; ///< its value, once that is known to be always the same
+    };
+    std::vector<KeptStep> steps;
     s_str message;          ///< of the fault that ends them
     unsigned nesting = 0;   ///< the levels of brackets that they come from
     bool isClipped = false; ///< ends in a `TooDeep` that a shallower place would not need

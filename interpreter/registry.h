@@ -51,6 +51,7 @@ struct Registry {
     Table<UnaryOverloads> rightUnaryOperators; ///< written `operator operand`
     OperatorPriorities priorities;             ///< set through State::SetOperatorPriorities only
     Table<LiteralTest> literalTests;
+    Table<s_bool> constantLiterals; ///< true for types whose literals depend on nothing but their text: made only once
     Table<Constructor> constructors;
     Table<FunctionOverloads> functions;
 };

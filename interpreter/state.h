@@ -9,13 +9,14 @@
 #include <vector>
 
 #include "interpreter/compiler.h"
-#include "interpreter/expression.h"
 #include "interpreter/failure.h"
 #include "interpreter/names.h"
 #include "interpreter/registry.h"
 #include "interpreter/symbol_table.h"
 
 namespace Quarn {
+
+struct Expression;
 
 /// The interpreter. It owns the symbols that statements work on and the registries that give expressions their meaning,
 /// and prints what statements report.

@@ -4,11 +4,12 @@
 
 namespace Quarn {
 
-/// A kind of literal: its test, and the constructor that reads it (null when none is registered).
+/// A kind of literal.
 struct Literal {
     const s_str* type;
     const LiteralTest* test;
-    const Constructor* constructor;
+    const Constructor* constructor; ///< reads it; null when none is registered
+    bool isConstant;
 };
 
 /// The registries in the form in which compilation uses them: what it asks for each piece is looked up beforehand.
@@ -22,7 +23,8 @@ public:
         m_operators.Bind(registry);
         m_literals.clear();
         for (const auto& [type, test] : registry.literalTests)
-            m_literals.push_back({&type, &test, FindIn(registry.constructors, type)});
+            m_literals.push_back(
+                {&type, &test, FindIn(registry.constructors, type), registry.constantLiterals.contains(type)});
     }
 
     const Operators& GetOperators() const { return m_operators; }

@@ -67,7 +67,7 @@ INSTANTIATE_TEST_SUITE_P(Statements, Memory,
                                          "anotherNameOfSomeLength &= a+b*2", "a &= a+undefined1", "x:Scalar(2.5)",
                                          "x:Vector(1, 2, 3)", "x:Vector", "~a", "~_", "~", "?r", "?n", "?undefined1",
                                          "?", "newSymbolOfSomeLengthToStore", "-n+2*n", "v^v", "n[1]",
-                                         "sqrt(abs(-a)+max(a, b))", "u*2", "u+u*(a+1)", "r*r", "z+1", "s = s", "x = s",
+                                         "sqrt(abs(-a)+max(a, b))", "u*2", "u+u*(a+1)", "r*v", "z+1", "s = s", "x = s",
                                          "v+n", "sqrt(a, b)", "a+", "unknownNameOfSomeLength+1", "((((a))))*v",
                                          "<1, r, a+1>", "Reference(a+undefined1)", "<1, <2>>", "a:Unknown(1)",
                                          "1 2 3 4 5 6 7 8 9 10"));

@@ -3,6 +3,7 @@
 #include <typeinfo>
 #include <utility>
 
+#include "interpreter/expression.h"
 #include "types/symbol.h"
 
 namespace Quarn {
