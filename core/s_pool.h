@@ -54,7 +54,7 @@ private:
     static constexpr std::size_t ChunkSize = 4096; ///< a page of most systems: a short run touches no more
     static_assert(BlockSize % alignof(Block) == 0 && BlockSize <= ChunkSize);
 
-    static Block* Refill() {
+    [[gnu::noinline]] static Block* Refill() {
         s_heir.Attend();
         {
             const std::lock_guard lock(s_mutex);

@@ -66,7 +66,9 @@ public:
         other.Forget();
     }
 
-    ~s_refptr() { Release(); }
+    ~s_refptr() {
+        if (m_strong && --*m_strong == 0) Destroy(m_object, m_strong, m_observers);
+    }
 
     s_refptr& operator=(s_refptr other) noexcept {
         Swap(other);
@@ -74,14 +76,7 @@ public:
     }
 
     /// Lets go of the object, and destroys it when nobody else holds it.
-    void Release() {
-        if (!m_strong) return;
-        T* const object = m_object;
-        std::size_t* const strong = m_strong;
-        std::size_t* const observers = m_observers;
-        Forget();
-        if (--*strong == 0) Destroy(object, strong, observers);
-    }
+    void Release() { const s_refptr held(std::move(*this)); }
 
     void Swap(s_refptr& other) noexcept {
         std::swap(m_object, other.m_object);
@@ -108,12 +103,14 @@ private:
     template <class U> friend class s_refptr;
     friend class s_wptr<T>;
 
+    /// Holds nothing any more, without letting go.
     void Forget() {
         m_object = nullptr;
         m_strong = nullptr;
         m_observers = nullptr;
     }
 
+    /// Not inlined: it would stand wherever a pointer comes to its end, destructor of the object included.
     [[gnu::noinline]] static void Destroy(T* object, std::size_t* strong, const std::size_t* observers) {
         if (*observers == 0) s_count_cells::Free(strong);
         delete object;

@@ -58,10 +58,10 @@ s_refptr<Symbol> State::ApplyRightUnaryOperator(std::string_view op, const s_ref
 s_refptr<Symbol> State::Follow(const s_refptr<Symbol>& value, s_str& error) {
     const Reference* const reference = Reference::From(*value);
     if (!reference) return value;
-    const Reference::Use use(*reference);
+    Reference::Use use(*reference);
     if (use.WasAbandoned()) return Abandon(error, use.GetError());
     if (!use.GetValue()) return value;
-    return Follow(use.GetValue(), error);
+    return Reference::From(*use.GetValue()) ? Follow(use.GetValue(), error) : use.TakeValue();
 }
 
 s_refptr<Symbol> State::DispatchBinary(const Operator& op, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right,

@@ -12,8 +12,9 @@ struct Failure {
 };
 
 /// The one way to fail: appends the message, on a line of its own, to the error text that the caller passed in.
-/// Operations that fail return this call; those that see a failure below them pass it up and add nothing.
-inline Failure Fail(s_str& error, std::string_view message) {
+/// Operations that fail return this call; those that see a failure below them pass it up and add nothing. Not inlined:
+/// it stands in nearly every function, and is rarely called.
+[[gnu::noinline]] inline Failure Fail(s_str& error, std::string_view message) {
     if (!error.IsEmpty()) error += '\n';
     error += message;
     return {};

@@ -8,6 +8,15 @@ SymbolTable::SymbolTable() : m_lastResult(m_map[LastResultName]) {}
 
 SymbolTable::~SymbolTable() = default;
 
+inline SymbolTable::Recent* SymbolTable::FindRecent(std::string_view name) {
+    Recent& recent = m_recent[SlotOf(name)];
+    if (recent.symbol && recent.symbol->first == name) return &recent;
+    const auto found = m_map.find(name);
+    if (found == m_map.end()) return nullptr;
+    recent = {&*found, nullptr};
+    return &recent;
+}
+
 const s_refptr<Symbol>* SymbolTable::Find(std::string_view name) {
     const Recent* const recent = FindRecent(name);
     return recent ? &recent->symbol->second : nullptr;
@@ -49,15 +58,6 @@ void SymbolTable::Erase(std::string_view name) {
 void SymbolTable::EraseAll() {
     m_recent.fill({});
     std::erase_if(m_map, [](const auto& symbol) { return symbol.first != LastResultName; });
-}
-
-SymbolTable::Recent* SymbolTable::FindRecent(std::string_view name) {
-    Recent& recent = m_recent[SlotOf(name)];
-    if (recent.symbol && recent.symbol->first == name) return &recent;
-    const auto found = m_map.find(name);
-    if (found == m_map.end()) return nullptr;
-    recent = {&*found, nullptr};
-    return &recent;
 }
 
 } // namespace Quarn

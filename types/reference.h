@@ -47,6 +47,7 @@ public:
 
         /// Null when it cannot be evaluated.
         const s_refptr<Symbol>& GetValue() const { return m_value; }
+        s_refptr<Symbol> TakeValue() { return std::move(m_value); }
         /// Whether it failed by a circle, a limit, or the like: for an operation a failure of its own.
         bool WasAbandoned() const { return m_wasAbandoned; }
         const s_str& GetError() const { return m_error; }
