@@ -8,6 +8,7 @@ table shows the median of their processor times as a multiple of the yardstick's
 """
 
 import argparse
+import math
 import os
 import random
 import shutil
@@ -38,19 +39,23 @@ def awk(lines):
     return "".join("BEGIN { %s\n}\n" % "\n".join(part) for part in parts)
 
 
-def statements(count, with_fractions):
+FORMS = {
+    "": ["{a} = {b}+{k}", "{a}*{k}-{b}", "{a} = ({b}+{c})/{k}", "sqrt({a}*{a}+{k})", "({a}-{b})^2/{k}", "{a} = {k}"],
+    ", whole numbers": ["{a} = {b}+{k}", "{a}*{k}-{b}", "{a} = {k}*{k}", "({a}+{b})*{k}/8"],
+    ", long fractions": ["{a} = {b}/{k}+{c}/11", "{a}+{b}*{k}", "({a}-{b})/{k}", "{a} = {k}+{b}/7"],
+}
+
+
+def statements(count, kind):
     rng = random.Random(1)
-    forms = ["{a} = {b}+{k}", "{a}*{k}-{b}", "{a} = {k}*{k}", "({a}+{b})*{k}/8"]
-    if with_fractions:
-        forms = ["{a} = {b}/{k}+{c}/11", "{a}+{b}*{k}", "({a}-{b})/{k}", "{a} = {k}+{b}/7"]
     names = ["x%d" % i for i in range(50)]
     values = {name: float(i + 1) for i, name in enumerate(names)}
     plain = ["%s = %d" % (name, i + 1) for i, name in enumerate(names)]
     last = 0.0
     for i in range(count - len(names)):
         a, b, c, k = rng.choice(names), rng.choice(names), rng.choice(names), rng.randint(2, 9)
-        text = forms[i % 4].format(a=a, b=b, c=c, k=k)
-        last = eval(text.split("= ")[-1], {}, values)
+        text = FORMS[kind][i % len(FORMS[kind])].format(a=a, b=b, c=c, k=k)
+        last = eval(text.split("= ")[-1].replace("^", "**"), {"sqrt": math.sqrt}, values)
         if "=" in text:
             values[a] = last
         plain.append(text)
@@ -58,12 +63,14 @@ def statements(count, with_fractions):
     def shown(assignment, expression):
         return [assignment(*line.split(" = ")) if "=" in line else expression(line) for line in plain]
 
-    return Work("%d short statements%s" % (count, ", long fractions" if with_fractions else ""), "bc", last, {
+    python = "\n".join(shown(lambda n, e: "%s = %s; print(%s)" % (n, e, n), lambda e: "print(%s)" % e))
+    lua = "\n".join(shown(lambda n, e: "%s = %s print(%s)" % (n, e, n), lambda e: "print(%s)" % e))
+    return Work("%d short statements%s" % (count, kind), "bc", last, {
         "orbel": "\n".join(plain),
         "bc": "scale = 15\n" + "\n".join(shown(lambda n, e: "%s = %s\n%s" % (n, e, n), str)),
         "awk": awk(["CONVFMT = OFMT = \"%.15g\""] + shown(lambda n, e: "print %s = %s" % (n, e), lambda e: "print (%s)" % e)),
-        "lua": "\n".join(shown(lambda n, e: "%s = %s print(%s)" % (n, e, n), lambda e: "print(%s)" % e)),
-        "python3": "\n".join(shown(lambda n, e: "%s = %s; print(%s)" % (n, e, n), lambda e: "print(%s)" % e)),
+        "lua": "sqrt = math.sqrt\n" + lua,
+        "python3": "from math import sqrt\n" + python.replace("^", "**"),
     })
 
 
@@ -126,9 +133,9 @@ def empty():
 
 def works(quick):
     shrink = 10 if quick else 1
-    return [statements(200000 // shrink, False), statements(200000 // shrink, True), flat(1000000 // shrink),
-            nested(1000, 1000000 // shrink), vectors(1000000 // shrink), references(100, 50000 // shrink),
-            names(100000 // shrink), names(1000000 // shrink), empty()]
+    return [statements(200000 // shrink, kind) for kind in FORMS] + [
+        flat(1000000 // shrink), nested(1000, 1000000 // shrink), vectors(1000000 // shrink),
+        references(100, 50000 // shrink), names(100000 // shrink), names(1000000 // shrink), empty()]
 
 
 class Runner:

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <map>
+#include <set>
 
 #include "core/s_ctnr.h"
 #include "core/s_refptr.h"
@@ -51,7 +52,8 @@ struct Registry {
     Table<UnaryOverloads> rightUnaryOperators; ///< written `operator operand`
     OperatorPriorities priorities;             ///< set through State::SetOperatorPriorities only
     Table<LiteralTest> literalTests;
-    Table<s_bool> constantLiterals; ///< true for types whose literals depend on nothing but their text: made only once
+    /// The types whose literals depend on nothing but their text: a reference reads each of them once.
+    std::set<s_str, s_text_order> constantLiterals;
     Table<Constructor> constructors;
     Table<FunctionOverloads> functions;
 };

@@ -75,6 +75,18 @@ TEST_F(Embedding, ReferencesNoticeWhatIsRegisteredLater) {
     EXPECT_EQ(Play("r"), "\tScalar : 4.5\n");
 }
 
+TEST_F(Embedding, LiteralsAreReadAgainUnlessTheirTypeSaysThatTheyAreConstant) {
+    Registry& registry = state.EditRegistry();
+    registry.literalTests["Tick"] = [](std::string_view text) { return text == "#"; };
+    registry.constructors["Tick"] = [ticks = 0](State&, const s_str& name, std::string_view, s_bool, s_str&) mutable {
+        return make_refptr<Scalar>(name, ++ticks);
+    };
+    Play("r &= #+1");
+    EXPECT_NE(Play("r*1"), Play("r*1"));
+    state.EditRegistry().constantLiterals.insert("Tick");
+    EXPECT_EQ(Play("r*1"), Play("r*1"));
+}
+
 TEST_F(Embedding, AmbiguousLiteralsNameTheirTypes) {
     state.EditRegistry().literalTests["Other"] = [](std::string_view text) { return text == "5m" || text == "6."; };
     EXPECT_EQ(Play("(5m)"), "\tError : Ambiguous constructor : '5m'.\n\t        Possible candidates : Length, Other\n");

@@ -115,7 +115,7 @@ void Scalar::Register(State& state) {
     Registry& registry = state.EditRegistry();
     registry.types[TypeName] = [](const s_str& name) { return make_refptr<Scalar>(name); };
     registry.literalTests[TypeName] = [](std::string_view text) { return IsLiteral(text); };
-    registry.constantLiterals[TypeName] = true;
+    registry.constantLiterals.insert(TypeName);
     registry.constructors[TypeName] = FromText;
 
     // clang-format off
