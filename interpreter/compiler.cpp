@@ -25,12 +25,13 @@
 // when it came. So a text is gone through once, whatever the priorities, and a blank side is a side with nothing on it.
 // Steps are given out as soon as they are found; a fault of the text is a step too, so that it is reported in the order
 // of evaluation, and only if that comes so far. But the brackets of a text are looked at before anything of it.
+//
+// Operators are recognised once, in the whole text: with some of several characters a side may end in the beginning of
+// one, and that is none there.
 
 #include "interpreter/compiler.h"
 
 #include <algorithm>
-#include <cassert>
-#include <limits>
 #include <utility>
 
 #include "interpreter/names.h"
@@ -60,16 +61,17 @@ public:
     Compiler(std::string_view source, unsigned room, const Registry& registry, const Vocabulary& vocabulary,
              CompilerMemory& memory, StepSink& sink)
         : m_source(source), m_room(room), m_registry(registry), m_operators(vocabulary.GetOperators()),
-          m_literals(vocabulary.GetLiterals()), m_waiting(memory.waiting), m_partners(memory.partners), m_sink(sink),
-          m_waitingBase(memory.waiting.size()), m_partnersBase(memory.partners.size()) {}
+          m_literals(vocabulary.GetLiterals()), m_memory(memory), m_sink(sink), m_waitingBase(memory.waiting.size()),
+          m_partnersBase(memory.partners.size()), m_outerPaired(memory.paired) {}
     Compiler(const Compiler&) = delete;
     Compiler& operator=(const Compiler&) = delete;
     ~Compiler() {
-        m_waiting.resize(m_waitingBase);
-        m_partners.resize(m_partnersBase);
+        m_memory.waiting.resize(m_waitingBase);
+        m_memory.partners.resize(m_partnersBase);
+        m_memory.paired = m_outerPaired;
         // A long expression should not keep its memory for the short ones that follow; some pages do not matter.
         constexpr std::size_t MostKept = 4096;
-        if (m_partnersBase == 0 && m_partners.capacity() > MostKept) m_partners = {};
+        if (m_partnersBase == 0 && m_memory.partners.capacity() > MostKept) m_memory.partners = {};
     }
 
     bool CompileText(std::string_view text, Place place);
@@ -88,6 +90,7 @@ private:
     template <class Take> const char* CutIntoOperands(std::string_view text, const Take& take);
     template <class Take> const char* CutIntoArguments(std::string_view text, const Take& take);
     Position PartnerIn(std::string_view text, Position position);
+    const char* FindBracketFault(std::string_view text);
 
     static Step StepAt(Place place, Step::Kind kind, std::string_view text);
     bool Give(Step::Kind kind, std::string_view text, Place place);
@@ -101,12 +104,11 @@ private:
     const Registry& m_registry;
     const Operators& m_operators;
     const std::vector<Literal>& m_literals;
-    std::vector<CompilerMemory::WaitingOperator>& m_waiting;
-    std::vector<std::size_t>& m_partners;
+    CompilerMemory& m_memory;
     StepSink& m_sink;
     const Position m_waitingBase;
     const Position m_partnersBase;
-    bool m_hasPartners = false; ///< found when the first bracket is met: most texts have none
+    const PairedText m_outerPaired;
 };
 
 bool Compiler::CompileText(std::string_view text, Place place) {
@@ -114,23 +116,22 @@ bool Compiler::CompileText(std::string_view text, Place place) {
     text = Trimmed(text);
     if (text.empty()) return GiveFault("\tError : Empty symbol");
 
-    const bool hasBrackets = !std::ranges::all_of(text, [](char c) { return Bracket(c).IsNone(); });
-    if (hasBrackets)
-        if (const char* fault = CutIntoOperands(text, [](const Piece&) { return true; })) return GiveFault(fault);
+    if (const char* fault = FindBracketFault(text)) return GiveFault(fault);
 
-    const Position base = m_waiting.size();
-    const auto isWaiting = [&](unsigned priority) {
-        return m_waiting.size() > base && m_waiting.back().op->priority >= priority;
+    auto& waiting = m_memory.waiting;
+    const Position base = waiting.size();
+    const auto mustNotWait = [&](const Operator& next) {
+        return waiting.size() > base && waiting.back().op->priority >= next.priority;
     };
     bool hasOperand = false;
     bool goesOn = true;
     CutIntoOperands(text, [&](const Piece& piece) {
         if (piece.op) {
-            while (goesOn && isWaiting(piece.op->priority)) {
+            while (goesOn && mustNotWait(*piece.op)) {
                 goesOn = CompileWaiting(hasOperand, place.Operand());
                 hasOperand = true;
             }
-            m_waiting.push_back({piece.op, hasOperand});
+            waiting.push_back({piece.op, hasOperand});
             hasOperand = false;
         } else if (const std::string_view operand = Trimmed(piece.text); !operand.empty()) {
             const bool isWholeText = piece.text.size() == text.size();
@@ -139,17 +140,17 @@ bool Compiler::CompileText(std::string_view text, Place place) {
         }
         return goesOn;
     });
-    while (goesOn && isWaiting(0)) {
-        goesOn = CompileWaiting(hasOperand, m_waiting.size() == base + 1 ? place : place.Operand());
+    while (goesOn && waiting.size() > base) {
+        goesOn = CompileWaiting(hasOperand, waiting.size() == base + 1 ? place : place.Operand());
         hasOperand = true;
     }
     return goesOn;
 }
 
-/// Applies the operator that waits behind all others.
+/// Applies the operator that came last of those that wait.
 bool Compiler::CompileWaiting(bool hasRightOperand, Place place) {
-    const auto [op, hasLeftOperand] = m_waiting.back();
-    m_waiting.pop_back();
+    const auto [op, hasLeftOperand] = m_memory.waiting.back();
+    m_memory.waiting.pop_back();
     if (!hasLeftOperand && !hasRightOperand) return GiveMissingOperands(*op);
     const Step::Kind kind = !hasLeftOperand    ? Step::Kind::RightUnary
                             : !hasRightOperand ? Step::Kind::LeftUnary
@@ -237,12 +238,20 @@ template <class Take> const char* Compiler::CutIntoArguments(std::string_view te
         text, [&](Position i) { return PartnerIn(text, i); }, take);
 }
 
+/// The message on the first bracket of the text without a partner, or null.
+const char* Compiler::FindBracketFault(std::string_view text) {
+    const bool hasBrackets = !std::ranges::all_of(text, [](char c) { return Bracket(c).IsNone(); });
+    return hasBrackets ? CutIntoOperands(text, [](const Piece&) { return true; }) : nullptr;
+}
+
 /// The partner of the opening bracket at `position` of the text, a part of the source, if it closes within the text.
 Compiler::Position Compiler::PartnerIn(std::string_view text, Position position) {
-    if (!std::exchange(m_hasPartners, true)) FindPartners(m_source, m_partners);
-    const Position offset = static_cast<Position>(text.data() - m_source.data());
-    const Position partner = m_partners[m_partnersBase + offset + position];
-    return partner == NoPartner || partner >= offset + text.size() ? NoPartner : partner - offset;
+    if (!m_memory.paired.Contains(text)) {
+        const PairedText paired{m_source, m_memory.partners.size()};
+        FindPartners(m_source, m_memory.partners);
+        m_memory.paired = paired;
+    }
+    return m_memory.paired.FindPartnerIn(text, position, m_memory.partners);
 }
 
 Step Compiler::StepAt(Place place, Step::Kind kind, std::string_view text) {

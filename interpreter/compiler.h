@@ -3,6 +3,7 @@
 #include <string_view>
 #include <vector>
 
+#include "interpreter/scanner.h"
 #include "interpreter/vocabulary.h"
 
 namespace Quarn {
@@ -46,7 +47,7 @@ protected:
     ~StepSink() = default;
 };
 
-/// The working memory of compilation, kept between expressions. Both are stacks: who takes a step may compile an
+/// The working memory of compilation, kept between expressions. Both lists are stacks: who takes a step may compile an
 /// expression of its own.
 struct CompilerMemory {
     /// An operator whose right operand is not complete yet.
@@ -55,7 +56,10 @@ struct CompilerMemory {
         bool hasLeftOperand;
     };
     std::vector<WaitingOperator> waiting;
-    std::vector<std::size_t> partners;
+    std::vector<std::size_t> partners; ///< of brackets, see `FindPartners`
+    /// The text under compilation whose partners were found last. A part of it, such as an element of a vector that is
+    /// compiled meanwhile, needs none of its own.
+    PairedText paired = {};
 };
 
 /// Gives the steps of the expression `text` to the sink; false when that ended it. `room` is how many levels of brackets

@@ -13,6 +13,60 @@ namespace {
 /// statements fill the memory. A text of this length takes a few hundredths of a second to go through.
 constexpr std::size_t LongestKeptExpression = std::size_t{1} << 20;
 
+/// An operation that is to be kept, written with brackets around both operands.
+class KeptOperation {
+public:
+    /// The partners of its brackets are found once: they may stand around each other by the thousand.
+    KeptOperation(std::string_view text, const Operators& operators) : m_text{text}, m_operators(operators) {
+        FindPartners(text, m_partners);
+    }
+
+    s_bool Rewrite(std::string_view part, s_str& output, s_str& error) const;
+
+private:
+    const char* Cut(std::string_view part, std::vector<Piece>& pieces) const {
+        pieces.clear();
+        return CutAtOperators(
+            part, [&](std::size_t i) { return m_text.FindPartnerIn(part, i, m_partners); }, m_operators,
+            [&](const Piece& piece) {
+                pieces.push_back(piece);
+                return true;
+            });
+    }
+
+    const PairedText m_text;
+    const Operators& m_operators;
+    std::vector<std::size_t> m_partners;
+};
+
+/// Appends the part without the brackets that stand around a single operand; all others are kept, whatever the
+/// priorities: `(x)+(1)` becomes `x+1`, `(a+b)*(2)` becomes `(a+b)*2`.
+///
+/// A piece that is not bracketed itself but holds a round bracket loses its first and last character too, so that
+/// `(f(x))+(1)` fails on `(x`, and the operation with it. It stays so: to keep the piece would be a different language.
+/// Pinned by the transcript "references".
+s_bool KeptOperation::Rewrite(std::string_view part, s_str& output, s_str& error) const {
+    // Brackets around brackets around an operand are peeled off in turn.
+    while (part.find('(') != std::string_view::npos) {
+        std::vector<Piece> pieces;
+        if (const char* fault = Cut(part, pieces)) return Fail(error, fault);
+        if (pieces.size() > 1) {
+            for (const Piece& piece : pieces) {
+                if (piece.op) output += piece.text;
+                else if (!Rewrite(piece.text, output, error)) return false;
+            }
+            return true;
+        }
+        const std::string_view piece = s_str::Trimmed(part);
+        const std::string_view peeled = piece.substr(1, piece.size() - 2);
+        if (const char* fault = Cut(peeled, pieces)) return Fail(error, fault);
+        if (pieces.size() != 1) break;
+        part = peeled;
+    }
+    output += part;
+    return true;
+}
+
 } // namespace
 
 /// An operand as it was passed, and what its references led to.
@@ -130,45 +184,8 @@ s_refptr<Symbol> State::KeepOperation(const FollowedOperand& left, std::string_v
                                   " characters");
     if (!Spend(length, error)) return nullptr;
     s_str rewritten;
-    if (!RewriteKept(operation, rewritten, error)) return nullptr;
+    if (!KeptOperation(operation, m_vocabulary.GetOperators()).Rewrite(operation, rewritten, error)) return nullptr;
     return make_refptr<Reference>("", rewritten, *this);
-}
-
-/// Appends the input without the brackets that stand around a single operand; all others are kept, whatever the
-/// priorities: `(x)+(1)` becomes `x+1`, `(a+b)*(2)` becomes `(a+b)*2`.
-///
-/// A piece that is not bracketed itself but holds a round bracket loses its first and last character too, so that `(f(x))+(1)`
-/// fails on `(x`, and the operation with it. It stays so: to keep the piece would be a different language. Pinned by the
-/// transcript "references".
-s_bool State::RewriteKept(std::string_view input, s_str& output, s_str& error) const {
-    const auto split = [&](std::string_view text, std::vector<Piece>& pieces) {
-        return CutAtOperators(
-            text, [&](std::size_t i) { return FindPartner(text, i); }, m_vocabulary.GetOperators(),
-            [&](const Piece& piece) {
-                pieces.push_back(piece);
-                return true;
-            });
-    };
-    // Brackets around brackets around an operand are peeled off in turn.
-    while (input.find('(') != std::string_view::npos) {
-        std::vector<Piece> pieces;
-        if (const char* fault = split(input, pieces)) return Fail(error, fault);
-        if (pieces.size() > 1) {
-            for (const Piece& piece : pieces) {
-                if (piece.op) output += piece.text;
-                else if (!RewriteKept(piece.text, output, error)) return false;
-            }
-            return true;
-        }
-        const std::string_view piece = s_str::Trimmed(input);
-        const std::string_view peeled = piece.substr(1, piece.size() - 2);
-        pieces.clear();
-        if (const char* fault = split(peeled, pieces)) return Fail(error, fault);
-        if (pieces.size() != 1) break;
-        input = peeled;
-    }
-    output += input;
-    return true;
 }
 
 } // namespace Quarn

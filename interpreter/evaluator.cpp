@@ -39,6 +39,8 @@ Failure FailUnknown(std::string_view name, s_str& error) {
 
 /// Carries out steps, on a part of its own of the stack of operands.
 class State::Runner final : public StepSink {
+    using Values = s_ctnr_t<s_refptr<Symbol>, std::vector<s_refptr<Symbol>>>;
+
 public:
     Runner(State& state, const s_str& name, s_str& error, s_bool allowNew)
         : m_state(state), m_operands(state.m_operands), m_base(state.m_operands.size()), m_name(name), m_error(error),
@@ -54,9 +56,9 @@ public:
     bool Take(const Step& step) override;
     /// A step whose value is known.
     bool TakeConstant(s_refptr<Symbol> value) { return m_state.Spend(1, m_error) && Push(std::move(value)); }
-    /// The value of the last step, which stays there.
-    const s_refptr<Symbol>& GetOperand() const { return m_operands.back(); }
-    s_refptr<Symbol> TakeOperand() {
+    /// The value of the last step.
+    const s_refptr<Symbol>& TopOperand() const { return m_operands.back(); }
+    s_refptr<Symbol> PopOperand() {
         s_refptr<Symbol> operand = std::move(m_operands.back());
         m_operands.pop_back();
         return operand;
@@ -69,13 +71,8 @@ private:
         m_operands.push_back(std::move(value));
         return true;
     }
-    /// One that others hold too keeps its name; the engine changes only what is its alone.
     bool PushNamed(s_refptr<Symbol>&& value, const s_str& name) {
-        if (value && value->GetName() != name) {
-            if (!value.IsUnique()) value = value->Clone();
-            value->SetName(name);
-        }
-        return Push(std::move(value));
+        return value && Push(Symbol::Named(std::move(value), name));
     }
     s_refptr<Symbol> ReadName(const Step& step, const s_str& name);
     s_refptr<Symbol> Call(const FunctionOverloads& functions, std::string_view name, std::size_t argumentCount);
@@ -116,13 +113,13 @@ bool State::Runner::Take(const Step& step) {
     case Step::Kind::Name: return Push(ReadName(step, name));
     case Step::Kind::Call: return Push(Call(*step.functions, step.text, step.argumentCount));
     case Step::Kind::LeftUnary:
-        return PushNamed(m_state.DispatchUnary(step.op->leftUnary, TakeOperand(), {}, step.text, m_error), name);
+        return PushNamed(m_state.DispatchUnary(step.op->leftUnary, PopOperand(), {}, step.text, m_error), name);
     case Step::Kind::RightUnary:
-        return PushNamed(m_state.DispatchUnary(step.op->rightUnary, TakeOperand(), step.text, {}, m_error), name);
+        return PushNamed(m_state.DispatchUnary(step.op->rightUnary, PopOperand(), step.text, {}, m_error), name);
     case Step::Kind::Index:
     case Step::Kind::Binary: {
-        const s_refptr<Symbol> right = TakeOperand();
-        const s_refptr<Symbol> left = TakeOperand();
+        const s_refptr<Symbol> right = PopOperand();
+        const s_refptr<Symbol> left = PopOperand();
         return PushNamed(step.op ? m_state.DispatchBinary(*step.op, left, right, m_error)
                                  : m_state.ApplyBinaryOperator(step.text, left, right, m_error),
                          name);
@@ -136,9 +133,7 @@ s_refptr<Symbol> State::Runner::ReadName(const Step& step, const s_str& name) {
     if (s_refptr<Symbol> value = m_state.m_symbols.Read(text)) {
         if (name.IsEmpty()) return value;
         if (value->GetType() == Symbol::TypeName) Fail(m_error, "\tWarning : 'Symbol=Symbol' does nothing");
-        value = value->Clone();
-        value->SetName(name);
-        return value;
+        return Symbol::Named(std::move(value), name);
     }
     if (text == SymbolTable::LastResultName)
         return Fail(m_error, "\tError : Unable to parse expression '_', no operator found");
@@ -154,7 +149,7 @@ s_refptr<Symbol> State::Runner::ReadName(const Step& step, const s_str& name) {
 
 s_refptr<Symbol> State::Runner::Call(const FunctionOverloads& functions, std::string_view name,
                                      std::size_t argumentCount) {
-    s_ctnr_t<s_refptr<Symbol>, std::vector<s_refptr<Symbol>>> arguments;
+    Values arguments;
     const auto first = m_operands.end() - static_cast<std::ptrdiff_t>(argumentCount);
     for (auto operand = first; operand != m_operands.end(); ++operand) arguments.PushBack(std::move(*operand));
     m_operands.erase(first, m_operands.end());
@@ -165,7 +160,7 @@ s_refptr<Symbol> State::Runner::Call(const FunctionOverloads& functions, std::st
     const s_str signature = SignatureOf(arguments);
     const Function* function = FindIn(functions, signature);
     if (!function) return FailWithoutOverload(functions, name, signature, m_error);
-    s_ctnr_t<s_refptr<Symbol>, std::vector<s_refptr<Symbol>>> results;
+    Values results;
     if (!(*function)(m_state, arguments, results, m_error)) return nullptr;
     if (results.Count() != 1)
         return Fail(m_error, "\tError : Multiple return values for function is not yet supported");
@@ -178,7 +173,7 @@ s_refptr<Symbol> State::ParseSymbol(const s_str& name, std::string_view expressi
     BindVocabulary();
     Runner runner(*this, name, error, allowNew); // a text that is evaluated once needs no program
     const bool isComplete = Compile(expression, GetRoom(), m_registry, m_vocabulary, m_compilerMemory, runner);
-    return isComplete ? runner.TakeOperand() : nullptr;
+    return isComplete ? runner.PopOperand() : nullptr;
 }
 
 /// Runs the program of a reference, which is made when there is none for the registries as they are now, or when the
@@ -195,14 +190,11 @@ s_refptr<Symbol> State::Evaluate(Expression& expression, s_str& error) {
     }
     Runner runner(*this, Nameless, error, false);
     for (auto& [step, constant] : program.steps) {
-        if (!constant) {
-            if (!runner.Take(step)) return nullptr;
-            if (step.isConstant) constant = runner.GetOperand();
-        } else if (!runner.TakeConstant(constant)) {
-            return nullptr;
-        }
+        const bool goesOn = constant ? runner.TakeConstant(constant) : runner.Take(step);
+        if (!goesOn) return nullptr;
+        if (step.isConstant && !constant) constant = runner.TopOperand();
     }
-    return runner.TakeOperand();
+    return runner.PopOperand();
 }
 
 unsigned State::GetRoom() const {

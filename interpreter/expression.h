@@ -7,7 +7,8 @@
 
 namespace Quarn {
 
-/// The steps of an expression, kept. They point into the text of the expression and into the registries.
+/// The steps of an expression, kept. They point into the text of the expression, into the
+/// registries, and into the vocabulary.
 struct Program {
     struct KeptStep {
         Step step;

@@ -22,13 +22,15 @@ template <class Value> const Value* FindIn(const Table<Value>& table, std::strin
     return found == table.end() ? nullptr : &found->second;
 }
 
-// Values are handed out as new, unnamed objects; a null pointer (or false) is a failure whose message was appended to
-// `error`. Callables get the values whose types they were looked up for: references have been followed before.
+// Values are handed out without a name, as new objects or as shared ones; a null pointer (or false) is a failure whose
+// message was appended to `error`. Callables get the values whose types they were looked up for: references have been
+// followed before. An entry must not be replaced while it runs.
 
 using TypeFactory = std::function<s_refptr<Symbol>(const s_str& name)>;
 using UnaryOperator = std::function<s_refptr<Symbol>(State&, const s_refptr<Symbol>& operand, s_str& error)>;
 using BinaryOperator =
     std::function<s_refptr<Symbol>(State&, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right, s_str& error)>;
+/// Looks at the text only; it must not use a state.
 using LiteralTest = std::function<s_bool(std::string_view text)>;
 /// `isLiteral`: the text is a whole literal, as a literal test accepted it, and not what stands between the
 /// parentheses of `Type(text)` or `name:Type(text)`.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <functional>
 #include <utility>
 
 #include "interpreter/state.h"
@@ -57,6 +58,18 @@ void FindPartners(std::string_view text, std::vector<std::size_t>& partners) {
         while (open != NoPartner) open = std::exchange(partner(open), NoPartner);
 }
 
+bool PairedText::Contains(std::string_view part) const {
+    const std::less_equal<const char*> isNotBehind;
+    return isNotBehind(text.data(), part.data()) && isNotBehind(part.data() + part.size(), text.data() + text.size());
+}
+
+std::size_t PairedText::FindPartnerIn(std::string_view part, std::size_t position,
+                                      const std::vector<std::size_t>& partners) const {
+    const auto offset = static_cast<std::size_t>(part.data() - text.data());
+    const std::size_t partner = partners[begin + offset + position];
+    return partner == NoPartner || partner >= offset + part.size() ? NoPartner : partner - offset;
+}
+
 std::size_t NestingOf(std::string_view text) {
     std::size_t open = 0;
     std::size_t deepest = 0;
@@ -102,7 +115,11 @@ s_bool State::MatchOperator(std::size_t position, const s_str& wholeText, s_str&
 
 s_bool State::SplitArguments(std::vector<std::string_view>& arguments, std::string_view text, s_str& error) const {
     const char* fault = CutAtCommas(
-        text, [&](std::size_t i) { return FindPartner(text, i); },
+        text,
+        [&](std::size_t i) {
+            const auto& [waiting, partners, paired] = m_compilerMemory;
+            return paired.Contains(text) ? paired.FindPartnerIn(text, i, partners) : FindPartner(text, i);
+        },
         [&](std::string_view argument) {
             arguments.push_back(argument);
             return true;

@@ -55,6 +55,18 @@ std::size_t FindPartner(std::string_view text, std::size_t position);
 /// `partners`; other positions hold nothing. One pass over the text, whatever it nests.
 void FindPartners(std::string_view text, std::vector<std::size_t>& partners);
 
+/// A text whose partners stand in a list, from `begin` on. They serve every part of it too.
+struct PairedText {
+    std::string_view text;
+    std::size_t begin = 0;
+
+    /// Whether the other is a part of this text, in the same memory.
+    bool Contains(std::string_view part) const;
+    /// The partner of the opening bracket at `position` of the part, if it closes there.
+    std::size_t FindPartnerIn(std::string_view part, std::size_t position,
+                              const std::vector<std::size_t>& partners) const;
+};
+
 /// How many brackets, of whatever kind, stand open at once where the text nests most deeply.
 std::size_t NestingOf(std::string_view text);
 
@@ -62,8 +74,8 @@ std::size_t NestingOf(std::string_view text);
 ///
 /// `partner(i)` is the closing partner of the opening bracket at `i`, or `NoPartner`; `match(i)` is the length of the
 /// separator that starts at `i`, 0 when there is none; `take(piece, isSeparator)` takes each piece in order, empty ones
-/// left out, and says whether to go on. Returns null, or the message on the first bracket without a partner, when what
-/// stands before it has been taken. Only the kind of bracket opened at the top level is looked at until it closes: `(<)`
+/// left out, and says whether to go on. Returns the message on the first bracket without a partner, when what stands
+/// before it has been taken; null when there is none, or when `take` ended it. Only the kind of bracket opened at the top level is looked at until it closes: `(<)`
 /// is one piece, and so is `[(]`.
 template <class Partner, class Match, class Take>
 const char* Cut(std::string_view text, const Partner& partner, const Match& match, const Take& take) {

@@ -27,8 +27,8 @@ struct Expression;
 ///
 /// A line goes this way, and each step is one call: `ParseLine` cuts it into statements; a statement hands its
 /// expression to `ParseSymbol`; that has it compiled (compiler.cpp, the grammar) and carries out each step as it is found
-/// (evaluator.cpp); operators go through `ApplyBinaryOperator` and its like, which find the callable for the types of
-/// the operands (dispatch.cpp); the value comes back, and its text is printed (statements.cpp).
+/// (evaluator.cpp); operators go through the dispatch, which finds the callable for the types of the operands
+/// (dispatch.cpp); the value comes back, and its text is printed (statements.cpp).
 ///
 /// Failures of the input are no exceptions: an operation appends a message to the error text it is given and returns
 /// null or false (failure.h; `Abandon` is for those that a reference passes on). Exceptions come from the memory or from
@@ -185,7 +185,6 @@ private:
                              s_str& error);
     static Failure FailWithoutMatch(const FollowedOperand& operand, std::string_view before, std::string_view behind,
                                     s_str& error);
-    s_bool RewriteKept(std::string_view input, s_str& output, s_str& error) const;
 
     s_bool m_isInteractive;
     SymbolTable m_symbols;

@@ -1,5 +1,7 @@
 #include "interpreter/symbol_table.h"
 
+#include <utility>
+
 #include "types/symbol.h"
 
 namespace Quarn {
@@ -25,11 +27,7 @@ const s_refptr<Symbol>* SymbolTable::Find(std::string_view name) {
 s_refptr<Symbol> SymbolTable::Read(std::string_view name) {
     Recent* const recent = FindRecent(name);
     if (!recent) return nullptr;
-    if (!recent->nameless) {
-        s_refptr<Symbol> copy = recent->symbol->second->Clone();
-        copy->SetName("");
-        recent->nameless = std::move(copy);
-    }
+    if (!recent->nameless) recent->nameless = Symbol::Named(recent->symbol->second, "");
     return recent->nameless;
 }
 

@@ -9,7 +9,7 @@ struct Literal {
     const s_str* type;
     const LiteralTest* test;
     const Constructor* constructor; ///< reads it; null when none is registered
-    bool isConstant; ///< depends on nothing but its text
+    bool isConstant;                ///< depends on nothing but its text
 };
 
 /// The registries in the form in which compilation uses them: what it asks for each piece is looked up beforehand.

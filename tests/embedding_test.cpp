@@ -129,6 +129,28 @@ TEST_F(Embedding, CallablesThatShareAValueDoNotSeeItNamed) {
     EXPECT_EQ(shared->GetName().Get(), "");
 }
 
+TEST_F(Embedding, NamingAResultLeavesTheSymbolItWasReadFromAlone) {
+    state.EditRegistry().constructors["Length"] = [](State& owner, const s_str& name, std::string_view text, s_bool,
+                                                     s_str& error) -> s_refptr<Symbol> {
+        s_refptr<Symbol> value = owner.ParseSymbol("", text, error, false);
+        return value ? Symbol::Named(std::move(value), name) : nullptr;
+    };
+    EXPECT_EQ(Play("q = 4; k:Length(q); <q>; q"),
+              "\tDefining Scalar : q = 4\n\tDefining Length : k = 4\n\tVector : <4>\n\tScalar : 4\n");
+}
+
+TEST_F(Embedding, CallablesMayCarryOutStatements) {
+    Binding(state).Function("run", [this](State& owner) {
+        owner.ParseLine("x = x+1; ~y; y = <x, (x)>; r &= x*10");
+        for (int i = 0; i < 300; ++i) owner.ParseLine("n" + std::to_string(i) + " = " + std::to_string(i));
+        return 100.0;
+    });
+    Play("x = 1; y = 0; r &= x");
+    state.ParseLine("z = x+run()+x*(run()+n299)+r"); // each operand is what it was when its turn came
+    EXPECT_TRUE(
+        output.str().ends_with("\tDefining Scalar : z = " + std::to_string(1 + 100 + 2 * (100 + 299) + 30) + "\n"));
+}
+
 TEST_F(Embedding, ValuesThatLieAboutTheirTypeAreNotTrusted) {
     struct Liar final : Symbol {
         Liar() : Symbol("") {}

@@ -81,6 +81,11 @@ TEST_F(Limits, EveryPriorityOnEveryLevelFitsTheStack) {
     EXPECT_EQ(Play(text), "\tError : No match for operator '! Vector' in :\n\t        \t! <2>\n");
 }
 
+TEST_F(Limits, WhatIsKeptMayHaveBracketsWithoutEnd) {
+    Play("u &= x" + Repeat("(", 200'000) + "1" + Repeat(")", 200'000) + "y"); // each pair is peeled off in turn
+    EXPECT_EQ(Play("w = u+1"), "\tDefining Reference : w = 2\n");
+}
+
 TEST_F(Limits, MillionsOfBracketsAreRefusedAtOnce) {
     for (const char* opening : {"(", "abs(", "<", "Vector(", "-(", "1+(", "[", "<1>[", "&(", "((1)+<"})
         EXPECT_EQ(Play(Repeat(opening, 1'000'000)).substr(0, 9), "\tError : ") << opening;

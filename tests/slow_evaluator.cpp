@@ -7,8 +7,7 @@ namespace {
 bool IsOperator(const State& state, const s_str& piece) { return state.GetRegistry().priorities.contains(piece); }
 
 s_refptr<Symbol> WithName(s_refptr<Symbol> value, const s_str& name) {
-    if (value) value->SetName(name);
-    return value;
+    return value ? Symbol::Named(value, name) : nullptr;
 }
 
 } // namespace
@@ -42,8 +41,7 @@ SlowEvaluator::Value SlowEvaluator::ParsePiece(const s_str& name, const s_str& p
         if (accepting.size() == 1) return registry.constructors.at(accepting.front())(m_state, name, text, true, error);
     }
     if (const auto symbol = m_state.GetSymbols().find(text); symbol != m_state.GetSymbols().end()) {
-        Value clone = symbol->second->Clone();
-        clone->SetName(name);
+        const Value clone = Symbol::Named(symbol->second->Clone(), name);
         if (clone->GetType() == "Symbol" && !name.IsEmpty()) Fail(error, "\tWarning : 'Symbol=Symbol' does nothing");
         return clone;
     }

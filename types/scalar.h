@@ -12,6 +12,7 @@ public:
     /// Registers the type, its literals, operators and functions.
     static void Register(State& state);
 
+    // Not by `Symbol(name)`, which would keep the name as the text of the value too.
     explicit Scalar(const s_str& name, double value = 0) : m_value(value) { SetName(name); }
     /// A result: it has no name.
     explicit Scalar(double value) : m_value(value) {}

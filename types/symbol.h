@@ -5,7 +5,7 @@
 namespace Quarn {
 
 /// The root of all values, and itself the abstract type without a value. Values are made on the heap, shared through
-/// `s_refptr<Symbol>`, and not changed once they are built; only the engine names the ones it has just made.
+/// `s_refptr<Symbol>`, and not changed once they are built: who wants one under another name asks for it (`Named`).
 class Symbol {
 public:
     inline static const s_str TypeName = "Symbol";
@@ -25,15 +25,22 @@ public:
     virtual const s_str& GetRealType() const { return GetType(); }
     /// The type with any size that belongs to it, "3-Vector".
     virtual s_str GetFullType() const { return GetType(); }
-    /// A new object of the same type with the same contents.
+    /// A new object of the same type with the same contents. Nothing else may happen here: it runs while a symbol is read.
     virtual s_refptr<Symbol> Clone() const { return s_refptr<Symbol>(new Symbol(*this)); }
 
     /// The name as the user wrote it; empty for a temporary result.
     const s_str& GetName() const { return m_name; }
-    void SetName(const s_str& name) { m_name = name; }
+    /// The value under a name: the object itself when nobody else holds it, else a copy.
+    static s_refptr<Symbol> Named(s_refptr<Symbol> value, const s_str& name) {
+        if (value->m_name == name) return value;
+        if (!value.IsUnique()) value = value->Clone();
+        value->m_name = name;
+        return value;
+    }
 
 protected:
-    Symbol() = default; ///< without a name
+    Symbol() = default;                                ///< without a name
+    void SetName(const s_str& name) { m_name = name; } ///< while it is built
     Symbol(const Symbol&) = default;
 
     /// The display text of a value whose own text this is.

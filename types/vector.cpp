@@ -109,9 +109,7 @@ s_refptr<Symbol> Index(const Vector& v, const Scalar& index, s_str& error) {
     if (!std::isfinite(position)) return Fail(error, "\tError : Cannot index a Vector with '" + s_str(position) + "'");
     const auto length = static_cast<double>(elements.Count());
     const double wrapped = std::fmod(position, length);
-    s_refptr<Symbol> element = elements[static_cast<std::size_t>(wrapped < 0 ? wrapped + length : wrapped)]->Clone();
-    element->SetName("");
-    return element;
+    return Symbol::Named(elements[static_cast<std::size_t>(wrapped < 0 ? wrapped + length : wrapped)], "");
 }
 
 Failure FailNonHomogeneous(s_str& error, const s_str& first, const s_str& second) {
