@@ -1,6 +1,8 @@
 // Finding the callable for an operator and its operands, and what happens when an operand is a reference that cannot be
 // evaluated yet: the whole operation is kept as the text of a new reference.
 
+#include <algorithm>
+
 #include "interpreter/scanner.h"
 #include "interpreter/state.h"
 #include "types/reference.h"
@@ -33,6 +35,7 @@ private:
                 return true;
             });
     }
+    std::string_view PeelPlainEnds(std::string_view part) const;
 
     const PairedText m_text;
     const Operators& m_operators;
@@ -57,6 +60,7 @@ s_bool KeptOperation::Rewrite(std::string_view part, s_str& output, s_str& error
             }
             return true;
         }
+        part = PeelPlainEnds(part);
         const std::string_view piece = s_str::Trimmed(part);
         const std::string_view peeled = piece.substr(1, piece.size() - 2);
         if (const char* fault = Cut(peeled, pieces)) return Fail(error, fault);
@@ -65,6 +69,22 @@ s_bool KeptOperation::Rewrite(std::string_view part, s_str& output, s_str& error
     }
     output += part;
     return true;
+}
+
+/// Peels off a part that is one piece what can be peeled without another look at it: with a plain character at each end
+/// it stays one piece. One by one, each of these would cost a cut of all the rest.
+std::string_view KeptOperation::PeelPlainEnds(std::string_view part) const {
+    const auto isPlain = [&](const char& c) { // neither a bracket nor the beginning of an operator
+        return Bracket(c).IsNone() && !m_operators.Match({&c, 1}, 0);
+    };
+    std::string_view piece = s_str::Trimmed(part);
+    const std::string_view end = piece.substr(piece.find_last_of("()<>[]") + 1);
+    if (!std::ranges::all_of(end, isPlain)) return part;
+    while (isPlain(piece.front()) && isPlain(piece.back())) {
+        part = piece.substr(1, piece.size() - 2);
+        piece = s_str::Trimmed(part);
+    }
+    return part;
 }
 
 } // namespace

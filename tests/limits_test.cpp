@@ -84,6 +84,8 @@ TEST_F(Limits, EveryPriorityOnEveryLevelFitsTheStack) {
 TEST_F(Limits, WhatIsKeptMayHaveBracketsWithoutEnd) {
     Play("u &= x" + Repeat("(", 200'000) + "1" + Repeat(")", 200'000) + "y"); // each pair is peeled off in turn
     EXPECT_EQ(Play("w = u+1"), "\tDefining Reference : w = 2\n");
+    Play("u &= " + Repeat("x", 300'000) + "y(1)z" + Repeat(" x", 200'000)); // and so is each character around them
+    EXPECT_EQ(Play("w = u+1"), "\tError : Unterminated '('\n");
 }
 
 TEST_F(Limits, MillionsOfBracketsAreRefusedAtOnce) {
