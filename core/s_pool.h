@@ -1,13 +1,13 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
-#include <mutex>
 #include <new>
 #include <utility>
 
 namespace Quarn {
 
-// The address sanitizer would not see what is used after it was given back to a pool.
+// The address sanitizer would not see the use of a block after it was given back to a pool.
 #if defined(__SANITIZE_ADDRESS__)
 inline constexpr bool s_pools_keep = false;
 #elif defined(__has_feature)
@@ -16,61 +16,52 @@ inline constexpr bool s_pools_keep = !__has_feature(address_sanitizer);
 inline constexpr bool s_pools_keep = true;
 #endif
 
-/// Memory for objects of one size that come and go by the million: cut from chunks without a header of its own, and kept
-/// for the next object of the size when it is given back. Each thread keeps its own; it may give back what another took,
-/// and what it leaves at its end goes to the others. Nothing returns to the system.
-template <std::size_t Size> class s_pool {
+/// Memory for objects of one size that come and go by the million: cut from chunks without a header for each block, and
+/// kept for the next object when it is given back. Any thread may give back what another took. A thread keeps a few
+/// thousand free blocks of a size and hands the rest to all threads, as it does with all of its blocks when it ends. So
+/// the memory never exceeds what was in use at once by much; nothing returns to the system.
+class s_pool {
 public:
     /// Throws std::bad_alloc.
-    static void* Take() {
+    template <std::size_t Size> static void* Take() {
         if constexpr (!s_pools_keep) return ::operator new(Size);
-        if (!s_kept) s_kept = Refill();
-        return std::exchange(s_kept, s_kept->next);
+        List& kept = s_kept[ClassOf<Size>];
+        if (!kept.first) Refill(ClassOf<Size>);
+        ++kept.room;
+        return std::exchange(kept.first, kept.first->next);
     }
 
-    static void GiveBack(void* memory) noexcept {
+    template <std::size_t Size> static void GiveBack(void* memory) noexcept {
         if constexpr (!s_pools_keep) return ::operator delete(memory);
-        if (!s_kept) s_heir.Attend();
-        s_kept = new (memory) Block{s_kept};
+        List& kept = s_kept[ClassOf<Size>];
+        if (kept.room == 0) MakeRoom(ClassOf<Size>);
+        --kept.room;
+        kept.first = new (memory) Block{kept.first, nullptr};
     }
 
 private:
     struct Block {
         Block* next;
+        Block* nextList; ///< in the first block of a list that is handed to all threads
     };
-
-    /// Leaves to the other threads, at the end of this one, what it has kept.
-    struct Heir {
-        void Attend() {}
-        ~Heir() {
-            const std::lock_guard lock(s_mutex);
-            Block** end = &s_left;
-            while (*end) end = &(*end)->next; // nearly always nobody came before
-            *end = std::exchange(s_kept, nullptr);
-        }
+    struct List {
+        Block* first = nullptr;
+        std::size_t room = 0; ///< how many more blocks it may keep
     };
+    struct Shared;
+    struct Keeper;
 
-    static constexpr std::size_t BlockSize = Size < sizeof(Block) ? sizeof(Block) : Size;
-    static constexpr std::size_t ChunkSize = 4096; ///< a page of most systems: a short run touches no more
-    static_assert(BlockSize % alignof(Block) == 0 && BlockSize <= ChunkSize);
+    static constexpr std::size_t Step = sizeof(Block);
+    static constexpr std::size_t ClassCount =
+        128 / Step; ///< the largest block has 128 bytes, or 64 where pointers have 4
+    static constexpr std::size_t MostKept = 4096;
+    template <std::size_t Size> static constexpr std::size_t ClassOf = (Size + Step - 1) / Step - 1;
 
-    [[gnu::noinline]] static Block* Refill() {
-        s_heir.Attend();
-        {
-            const std::lock_guard lock(s_mutex);
-            if (s_left) return std::exchange(s_left, nullptr);
-        }
-        char* const chunk = static_cast<char*>(::operator new(ChunkSize));
-        Block* blocks = nullptr;
-        for (std::size_t end = ChunkSize; end >= BlockSize; end -= BlockSize)
-            blocks = new (chunk + end - BlockSize) Block{blocks};
-        return blocks;
-    }
+    static void Refill(std::size_t sizeClass);
+    static void MakeRoom(std::size_t sizeClass) noexcept;
+    static void HandOver(std::size_t sizeClass) noexcept;
 
-    inline static thread_local Block* s_kept = nullptr;
-    inline static thread_local Heir s_heir;
-    inline static Block* s_left = nullptr; ///< by threads that have ended
-    inline static std::mutex s_mutex;      ///< of that
+    static constinit thread_local std::array<List, ClassCount> s_kept;
 };
 
 } // namespace Quarn

@@ -19,8 +19,8 @@ struct s_count_cells {
     std::size_t strong = 1;
     std::size_t observers = 0;
 
-    static void* operator new(std::size_t) { return s_pool<sizeof(s_count_cells)>::Take(); }
-    static void operator delete(void* memory) { s_pool<sizeof(s_count_cells)>::GiveBack(memory); }
+    static void* operator new(std::size_t) { return s_pool::Take<sizeof(s_count_cells)>(); }
+    static void operator delete(void* memory) { s_pool::GiveBack<sizeof(s_count_cells)>(memory); }
 
     /// Frees the cells of which `strong` is the first.
     static void Free(std::size_t* strong) { delete reinterpret_cast<s_count_cells*>(strong); }

@@ -1,10 +1,13 @@
-// Memory that runs out at any allocation of any statement: the statement is undone, and the next one runs.
+// Memory that runs out at any allocation of any statement: the statement is undone, and the next one runs. And memory
+// that does not grow.
 
 #include <gtest/gtest.h>
 
 #include <streambuf>
+#include <thread>
 
 #include "failing_allocation.h"
+#include "types/scalar.h"
 #include "types/vector.h"
 
 namespace {
@@ -71,5 +74,20 @@ INSTANTIATE_TEST_SUITE_P(Statements, Memory,
                                          "v+n", "sqrt(a, b)", "a+", "unknownNameOfSomeLength+1", "((((a))))*v",
                                          "<1, r, a+1>", "Reference(a+undefined1)", "<1, <2>>", "a:Unknown(1)",
                                          "1 2 3 4 5 6 7 8 9 10"));
+
+TEST(Pools, TakeBackWhatAnotherThreadMade) {
+    if (!s_pools_keep) GTEST_SKIP() << "no pools under the address sanitizer";
+    const auto allocationsOfARound = [] {
+        const std::size_t before = AllocationsLeft;
+        std::vector<s_refptr<Symbol>> values;
+        std::thread([&] {
+            for (int i = 0; i < 20'000; ++i) values.push_back(make_refptr<Scalar>(i));
+        }).join();
+        values.clear(); // in this thread
+        return before - AllocationsLeft;
+    };
+    allocationsOfARound();
+    EXPECT_LT(allocationsOfARound(), 200u); // more than 20,000 values at 40 blocks a chunk would be
+}
 
 } // namespace

@@ -82,8 +82,8 @@ public:
         s_str m_error;
     };
 
-    static void* operator new(std::size_t) { return s_pool<sizeof(Reference)>::Take(); }
-    static void operator delete(void* memory) { s_pool<sizeof(Reference)>::GiveBack(memory); }
+    static void* operator new(std::size_t) { return s_pool::Take<sizeof(Reference)>(); }
+    static void operator delete(void* memory) { s_pool::GiveBack<sizeof(Reference)>(memory); }
 
 private:
     Reference(const Reference&) = default;

@@ -25,8 +25,8 @@ public:
     double GetValue() const { return m_value; }
 
     // Every literal and every result is one.
-    static void* operator new(std::size_t) { return s_pool<sizeof(Scalar)>::Take(); }
-    static void operator delete(void* memory) { s_pool<sizeof(Scalar)>::GiveBack(memory); }
+    static void* operator new(std::size_t) { return s_pool::Take<sizeof(Scalar)>(); }
+    static void operator delete(void* memory) { s_pool::GiveBack<sizeof(Scalar)>(memory); }
 
 private:
     Scalar(const Scalar&) = default;
