@@ -47,7 +47,7 @@ public:
     virtual void Clear() = 0;
 
     /// The number of elements as a count of this library; infinity where it does not fit.
-    s_uint Size() const { return s_uint::FromSize(Count()); }
+    s_uint Size() const { return s_uint(Count()); }
     s_bool IsEmpty() const { return Count() == 0; }
     const T& operator[](std::size_t position) const { return Get(position); }
     T& operator[](std::size_t position) { return Get(position); }

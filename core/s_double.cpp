@@ -59,7 +59,7 @@ char* WriteFixed(char* text, double number) {
 }
 
 std::string CountText(double value) {
-    const s_uint count = s_uint::FromDouble(value);
+    const s_uint count = s_uint(value);
     if (count.IsValid()) return std::to_string(count.Get());
     return count.GetState() == s_uint::State::NaN ? "nan" : "inf";
 }
@@ -123,11 +123,12 @@ std::string SignificantText(double value, s_uint digits) {
     const double magnitude = value < 0 ? -value : value;
     const unsigned wanted = CountOrZero(digits);
 
-    if (magnitude == 0) return sign + "0." + std::string(std::size_t{wanted} + 1, '0');
     if (magnitude < 1) {
         double scaled = magnitude;
         std::size_t zeros = 0;
-        for (; scaled < 1; scaled *= 10) ++zeros;
+        for (; scaled < 1 && scaled > 0; scaled *= 10) ++zeros;
+        // Also a denormal number, where the processor takes those for zero.
+        if (scaled == 0) return sign + "0." + std::string(std::size_t{wanted} + 1, '0');
         return sign + "0." + std::string(zeros, '0') + CountText(ShiftLeft(scaled, wanted));
     }
 

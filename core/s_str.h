@@ -50,7 +50,7 @@ public:
     operator view() const { return m_text; }
     view View() const { return m_text; }
     const string& Get() const { return m_text; }
-    s_uint Length() const { return s_uint::FromSize(m_text.size()); }
+    s_uint Length() const { return s_uint(m_text.size()); }
 
     /// Without characters; with `blank`, also of spaces and tabs only.
     s_bool IsEmpty(s_bool blank = false) const {
@@ -62,7 +62,7 @@ public:
     /// The first position of the unit; not-a-number when there is none.
     s_uint Find(unit wanted) const {
         const auto position = m_text.find(wanted);
-        return position == string::npos ? s_uint::NaN : s_uint::FromSize(position);
+        return position == string::npos ? s_uint::NaN : s_uint(position);
     }
 
     s_str_t& operator+=(view text) {
@@ -152,7 +152,7 @@ public:
         const std::size_t before = m_text.size();
         const view trimmed = Trimmed(m_text, single);
         m_text.erase(0, static_cast<std::size_t>(trimmed.data() - m_text.data())).resize(trimmed.size());
-        return s_uint::FromSize(before - m_text.size());
+        return s_uint(before - m_text.size());
     }
 
     /// What `Trim` leaves, as a view of the text given.

@@ -1,8 +1,9 @@
 #pragma once
 
 #include <cmath>
-#include <cstddef>
+#include <concepts>
 #include <limits>
+#include <utility>
 
 #include "core/s_bool.h"
 
@@ -18,19 +19,17 @@ public:
     static const s_uint_t NaN;
 
     constexpr s_uint_t() = default;
-    constexpr s_uint_t(T value) : m_value(value) {}
-
-    /// The nearest integer (halves away from zero). Negative, infinite and too large values become infinity.
-    static s_uint_t FromDouble(double value) {
-        if (std::isnan(value)) return NaN;
-        const double rounded = std::round(value);
-        if (value < 0 || rounded > static_cast<double>(std::numeric_limits<T>::max())) return Infinity;
-        return static_cast<T>(rounded);
+    /// The number itself; infinity where it is negative or does not fit.
+    template <std::integral Number> constexpr s_uint_t(Number value) {
+        if (std::in_range<T>(value)) m_value = static_cast<T>(value);
+        else m_state = State::Infinity;
     }
-
-    /// A size of the standard library; one that does not fit becomes infinity.
-    static constexpr s_uint_t FromSize(std::size_t size) {
-        return size > std::numeric_limits<T>::max() ? Infinity : s_uint_t(static_cast<T>(size));
+    /// The nearest integer (halves away from zero). Negative, infinite and too large values become infinity.
+    template <std::floating_point Number> s_uint_t(Number value) {
+        const Number rounded = std::round(value);
+        if (std::isnan(value)) m_state = State::NaN;
+        else if (value < 0 || rounded > static_cast<Number>(std::numeric_limits<T>::max())) m_state = State::Infinity;
+        else m_value = static_cast<T>(rounded);
     }
 
     constexpr State GetState() const { return m_state; }

@@ -18,7 +18,7 @@ constexpr unsigned HighestRate = 10000;
 
 int TimeManager::SeedRandom() {
     Get();
-    std::srand(s_uint::FromDouble(static_cast<double>(std::time(nullptr))).Get());
+    std::srand(s_uint(static_cast<double>(std::time(nullptr))).Get());
     for (int i = 0; i < 3; ++i) std::rand();
     return std::rand();
 }
@@ -37,7 +37,7 @@ void TimeManager::Update() {
     m_currentTime = GetTime();
     m_frameDelta = Span(previousTime, m_currentTime);
     ++m_frameCount;
-    m_lastRate = m_frameDelta < ShortestFrame ? s_uint(HighestRate) : s_uint::FromDouble(1 / m_frameDelta);
+    m_lastRate = m_frameDelta < ShortestFrame ? s_uint(HighestRate) : s_uint(1 / m_frameDelta);
     m_rateSum = m_rateSum + m_lastRate;
     m_highestRate = std::max(m_highestRate, m_lastRate);
     m_lowestRate = std::min(m_lowestRate, m_lastRate);

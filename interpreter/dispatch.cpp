@@ -200,7 +200,7 @@ s_refptr<Symbol> State::KeepOperation(const FollowedOperand& left, std::string_v
     const s_str operation = "(" + left.Text() + ")" + op + "(" + right.Text() + ")";
     const std::size_t length = operation.View().size();
     if (length > LongestKeptExpression)
-        return Abandon(error, "\tError : Expression longer than " + s_str(s_uint::FromSize(LongestKeptExpression)) +
+        return Abandon(error, "\tError : Expression longer than " + s_str(s_uint(LongestKeptExpression)) +
                                   " characters");
     if (!Spend(length, error)) return nullptr;
     s_str rewritten;

@@ -7,6 +7,10 @@
 #include <cstdio>
 #include <random>
 
+#ifdef __SSE2__
+#include <xmmintrin.h>
+#endif
+
 #include "core/s_str.h"
 
 namespace {
@@ -76,7 +80,12 @@ TEST(Counts, FromDoublesRoundOrBecomeInfinite) {
         {-Infinity, "inf"},
         {NaN, "nan"},
     };
-    for (const auto& [value, text] : rows) EXPECT_EQ(Text(s_uint::FromDouble(value)), text) << value;
+    for (const auto& [value, text] : rows) EXPECT_EQ(Text(value), text) << value;
+    s_uint count;
+    count = 2.75; // assigned, it is constructed from
+    EXPECT_EQ(Text(count), "3");
+    EXPECT_EQ(Text(-1), "inf");
+    EXPECT_EQ(Text(std::size_t{1} << 40), "inf");
 }
 
 TEST(Doubles, PlainForm) {
@@ -182,6 +191,13 @@ TEST(Doubles, SignificantFormKeepsItsExtraZero) {
     for (const Row& row : rows) EXPECT_EQ(s_str::Significant(row.value, row.digits).Get(), row.text) << row.value;
     EXPECT_EQ(s_str::Significant(5e-324, 1u).Get(), "0." + std::string(324, '0') + "49");
     EXPECT_EQ(s_str::Significant(0, s_uint::Infinity).Get(), "0.0");
+#ifdef __SSE2__
+    const unsigned mode = _mm_getcsr();
+    _mm_setcsr(mode | _MM_FLUSH_ZERO_ON); // ten times a denormal number is zero
+    const std::string flushed = s_str::Significant(1e-310, 4u).Get();
+    _mm_setcsr(mode);
+    EXPECT_EQ(flushed, "0.00000");
+#endif
     EXPECT_EQ(s_str::Significant(12, s_uint::NaN).Get(), "00");
 }
 

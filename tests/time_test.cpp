@@ -214,6 +214,13 @@ TEST_F(Report, StandsAsItIsRead) {
     EXPECT_EQ(Print(s_uint::NaN), "");
 }
 
+TEST_F(Report, ScalesTheTotalBeforeItDivides) {
+    Profiler profiler("p", 1u);
+    for (const double milliseconds : {3, 8, 7}) profiler.AddRecord(milliseconds / 1000);
+    profiler.Print(1);
+    EXPECT_NE(Logged.find("average time    : 6.000 ms"), std::string::npos) << Logged;
+}
+
 TEST_F(Report, DividesByZeroInWords) {
     manager.EnableProfiling(true);
     Profiler& untimed = manager.GetProfiler("a", 1u);

@@ -44,8 +44,10 @@ double OutOfRange(std::string_view text) {
     if (exponentText.starts_with('+')) exponentText.remove_prefix(1);
     std::int64_t exponent = 0;
     const auto result = std::from_chars(exponentText.data(), exponentText.data() + exponentText.size(), exponent);
-    const bool isHuge = result.ec == std::errc::result_out_of_range;
-    const bool isLarge = isHuge ? !exponentText.starts_with('-') : point - firstDigit + exponent > 0;
+    // The sum must not overflow; no text is so long that its digits could make up for such an exponent.
+    constexpr std::int64_t Largest = std::int64_t{1} << 62;
+    if (result.ec == std::errc::result_out_of_range) exponent = exponentText.starts_with('-') ? -Largest : Largest;
+    const bool isLarge = point - firstDigit + std::clamp(exponent, -Largest, Largest) > 0;
     return sign * (isLarge ? std::numeric_limits<double>::infinity() : 0.0);
 }
 

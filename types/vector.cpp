@@ -19,7 +19,7 @@ s_refptr<Symbol> Build(State& state, const s_str& name, Vector::Elements element
     s_refptr<Vector> vector = make_refptr<Vector>(name, std::move(elements));
     if (vector->GetNesting() > State::DeepestNesting) return state.AbandonTooDeep(error);
     if (vector->GetSize() > Vector::LargestSize) {
-        return state.Abandon(error, "\tError : Vectors of more than " + s_str(s_uint::FromSize(Vector::LargestSize)) +
+        return state.Abandon(error, "\tError : Vectors of more than " + s_str(s_uint(Vector::LargestSize)) +
                                         " numbers are not supported");
     }
     if (!state.Spend(vector->GetSize(), error)) return nullptr;
