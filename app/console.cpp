@@ -2,17 +2,23 @@
 
 #include <filesystem>
 #include <iostream>
-
-#include "core/file.h"
+#include <new>
 
 namespace Quarn {
 
 namespace {
 
-/// Mode 0 opens for writing too, which a script that may only be read refuses, and which would keep a pipe open for
-/// ever: it would wait for its own writing end.
+/// A line that does not fit into the memory is not carried out, not even in part.
+void PrintOutOfMemory() { std::cout << State::OutOfMemoryMessage << '\n'; }
+
+} // namespace
+
 File OpenScript(const s_str& path) {
+    // Opened once only: whoever writes into a pipe would see its reader go. Mode 0 opens for writing too, which a script
+    // that may only be read refuses, and which would keep a pipe open for ever: it would wait for its own writing end.
     std::error_code ignored;
+    constexpr int None = -1;
+    if (std::filesystem::is_directory(path.Get(), ignored)) return {path, None};
     if (std::filesystem::is_regular_file(path.Get(), ignored)) {
         File script(path, File::ReadWrite);
         if (script.IsOpen()) return script;
@@ -20,20 +26,16 @@ File OpenScript(const s_str& path) {
     return {path, File::Read};
 }
 
-} // namespace
-
-bool IsScript(const s_str& path) {
-    std::error_code ignored;
-    return !std::filesystem::is_directory(path.Get(), ignored) && File::Exists(path);
-}
-
-void RunScript(State& state, const s_str& path) {
-    File script = OpenScript(path);
+void RunScript(State& state, File script) {
     while (script.IsValid() && std::cout.good()) {
-        const s_str line = script.ReadLine();
-        std::string_view text = line;
-        if (text.ends_with('\r')) text.remove_suffix(1);
-        if (!text.empty()) state.ParseLine(text);
+        try {
+            const s_str line = script.ReadLine();
+            std::string_view text = line;
+            if (text.ends_with('\r')) text.remove_suffix(1);
+            if (!text.empty()) state.ParseLine(text);
+        } catch (const std::bad_alloc&) {
+            PrintOutOfMemory();
+        }
     }
     script.Close();
     if (!std::cout.flush()) std::cerr << "orbel: the output could not be written\n";
@@ -47,10 +49,14 @@ void RunInteractive(State& state) {
     // Pinned by the test "PromptComesBackWhenTheInputHasEnded".
     for (;;) {
         std::cout << "> " << std::flush;
-        std::getline(std::cin, line);
-        if (line.empty()) continue;
-        if (line == "q" || line == "exit") return;
-        state.ParseLine(line);
+        try {
+            ReadLine(std::cin, line);
+            if (line.empty()) continue;
+            if (line == "q" || line == "exit") return;
+            state.ParseLine(line);
+        } catch (const std::bad_alloc&) {
+            PrintOutOfMemory();
+        }
     }
 }
 

@@ -1,14 +1,15 @@
 #pragma once
 
+#include "core/file.h"
 #include "interpreter/state.h"
 
 namespace Quarn {
 
-/// Whether the path names a script: a file that exists, and is no folder.
-bool IsScript(const s_str& path);
+/// Opens a script. The file is closed when the path names none: nothing that can be read, or a folder.
+File OpenScript(const s_str& path);
 
 /// Carries out the lines of a script. Stops at its end, or when nothing can be written any more.
-void RunScript(State& state, const s_str& path);
+void RunScript(State& state, File script);
 
 /// Reads lines from standard input after a prompt and carries them out, until one of them is "q" or "exit".
 void RunInteractive(State& state);

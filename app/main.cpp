@@ -2,24 +2,29 @@
 #include <iostream>
 
 #include "app/console.h"
+#include "app/process.h"
 #include "app/services.h"
 #include "types/vector.h"
 
 int main(int argumentCount, char** argumentWords) {
     using namespace Quarn;
+    OpenClosedDescriptors();
     s_ctnr_t<s_str> arguments;
     for (int i = 0; i < argumentCount; ++i) arguments.PushBack(argumentWords[i]);
     std::ios::sync_with_stdio(false);
     std::cin.tie(nullptr); // the output is flushed where somebody waits for it
 
-    StartServices();
+    const s_str scriptPath = arguments.Count() > 1 ? arguments[1] : s_str();
+    StartServices(scriptPath);
     State state;
     Vector::Register(state);
-    if (arguments.Count() > 1 && IsScript(arguments[1])) {
+    state.SetDeepestNesting(FitNestingToStack());
+    File script = OpenScript(scriptPath);
+    if (script.IsOpen()) {
 #ifdef SIGPIPE
         std::signal(SIGPIPE, SIG_IGN); // a closed pipe is noticed where it is written to
 #endif
-        RunScript(state, arguments[1]);
+        RunScript(state, std::move(script));
         StopServices();
     } else {
         RunInteractive(state); // the services stay alive to the end of the process

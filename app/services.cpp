@@ -1,7 +1,9 @@
 #include "app/services.h"
 
 #include <ctime>
+#include <filesystem>
 #include <iostream>
+#include <memory>
 
 #include "core/file.h"
 #include "core/time_manager.h"
@@ -11,22 +13,25 @@ namespace Quarn {
 
 namespace {
 
-// Initialises the standard streams before the file that is written beside them. A log that cannot be created is a
-// closed file, which takes every line and loses it.
-const std::ios_base::Init StandardStreams;
-File LogFile("orbel.log", File::Write);
+constexpr const char* LogPath = "orbel.log";
+
+std::unique_ptr<File> LogFile; // null when there is none
 
 void WriteMessage(const s_str& text, s_bool, s_uint) {
     std::cout << text.View() << std::endl;
-    LogFile.WriteLine(text);
-    LogFile.Flush();
+    if (!LogFile) return;
+    LogFile->WriteLine(text);
+    LogFile->Flush();
 }
 
 double ProcessorTime() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
 
 } // namespace
 
-void StartServices() {
+void StartServices(const s_str& script) {
+    std::error_code ignored;
+    if (!std::filesystem::is_fifo(LogPath, ignored) && !std::filesystem::equivalent(LogPath, script.Get(), ignored))
+        LogFile = std::make_unique<File>(LogPath, File::Write);
     UtilsManager::Get().SetLogFunction(WriteMessage);
     TimeManager::Get().SetGetTimeFunction(ProcessorTime);
 }

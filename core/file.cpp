@@ -1,6 +1,27 @@
 #include "core/file.h"
 
+#include <limits>
+#include <new>
+
 namespace Quarn {
+
+void ReadLine(std::istream& input, std::string& line) {
+    // A stream keeps the exception to itself, as if the line had ended, unless it is told to pass it on.
+    const auto exceptions = input.exceptions();
+    try {
+        input.exceptions(std::ios::badbit);
+        std::getline(input, line);
+    } catch (const std::bad_alloc&) {
+        line = std::string(); // its memory first
+        line.shrink_to_fit();
+        input.exceptions(exceptions);
+        input.clear();
+        input.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+        throw;
+    } catch (const std::ios_base::failure&) { // it shows in the state of the stream
+    }
+    input.exceptions(exceptions);
+}
 
 File::File(const s_str& path, int mode, s_bool binary) : m_path(path) {
     const auto binaryFlag = binary ? std::ios::binary : std::ios::openmode{};
@@ -19,7 +40,7 @@ s_bool File::Exists(const s_str& path) {
 
 s_str File::ReadLine() {
     std::string line;
-    std::getline(m_stream, line);
+    Quarn::ReadLine(m_stream, line);
     return s_str(std::move(line));
 }
 

@@ -6,8 +6,12 @@
 
 namespace Quarn {
 
-/// A file read and written as text, with an indentation for what is written by lines. Nothing throws: a file that could
-/// not be opened reads nothing and writes nothing, and says so when asked.
+/// Reads up to the next end of line, which is consumed; a failed read leaves the line as it was. A line that does not fit
+/// into the memory is passed over to its end: then `line` is empty, and std::bad_alloc is thrown.
+void ReadLine(std::istream& input, std::string& line);
+
+/// A file read and written as text, with an indentation for what is written by lines. A file that could not be opened
+/// reads nothing and writes nothing, and says so when asked.
 class File {
 public:
     inline static const s_str ClassName = "File";
@@ -31,7 +35,7 @@ public:
     s_bool IsValid() const { return m_stream.is_open() && m_stream.good(); }
     const s_str& GetPath() const { return m_path; }
 
-    /// The characters up to the next end of line, which is consumed. Empty at the end.
+    /// The characters up to the next end of line, which is consumed. Empty at the end. Throws as the function above does.
     s_str ReadLine();
     /// The next character; '\0' at the end.
     char GetChar();

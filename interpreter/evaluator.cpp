@@ -197,8 +197,14 @@ s_refptr<Symbol> State::Evaluate(Expression& expression, s_str& error) {
     return runner.PopOperand();
 }
 
+#ifdef __OPTIMIZE__
+const std::size_t State::StackPerLevel = s_pools_keep ? 2048 : 8192; // more with the address sanitizer
+#else
+const std::size_t State::StackPerLevel = 8192;
+#endif
+
 unsigned State::GetRoom() const {
-    const unsigned deepest = OutermostDepth + DeepestNesting;
+    const unsigned deepest = OutermostDepth + m_deepestNesting;
     return m_depth < deepest ? deepest - m_depth : 0;
 }
 
@@ -225,7 +231,7 @@ Failure State::AbandonCircle(const Expression& expression, s_str& error) {
 }
 
 Failure State::AbandonTooDeep(s_str& error) {
-    return Abandon(error, "\tError : Nested more than " + s_str(s_uint(DeepestNesting)) + " levels deep");
+    return Abandon(error, "\tError : Nested more than " + s_str(s_uint(m_deepestNesting)) + " levels deep");
 }
 
 } // namespace Quarn

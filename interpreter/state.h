@@ -36,12 +36,16 @@ struct Expression;
 /// time may use a state and its values.
 class State {
 public:
-    /// How deeply texts may nest: brackets, calls, indexings, vectors, references, and values within values. Everything
-    /// that recurses counts here (`Level`), so that no input exhausts the stack. See docs/design.md for its measure.
+    /// How deeply texts may nest at first: brackets, calls, indexings, vectors, references, statements within statements,
+    /// and values within values. Everything that recurses counts (`Level`), so that no input exhausts the stack.
     static constexpr unsigned DeepestNesting = 1000;
+    /// The stack that a level takes at most in this build of the library, in bytes. See docs/design.md.
+    static const std::size_t StackPerLevel;
 
-    /// A step budget without end.
+    /// No step limit.
     static constexpr std::uint64_t Unlimited = std::numeric_limits<std::uint64_t>::max();
+
+    static constexpr const char* OutOfMemoryMessage = "\tError : Out of memory";
 
     State();
     ~State();
@@ -60,6 +64,9 @@ public:
     /// How much work each statement may do from now on before it fails, in steps (an operand, an operator, an element
     /// of a vector). A caller of `ParseSymbol` refills the budget by setting it again.
     void SetStepBudget(std::uint64_t steps) { m_stepBudget = m_stepsLeft = steps; }
+    /// How deeply texts may nest from now on. A thread that uses the state needs `StackPerLevel` for each level.
+    void SetDeepestNesting(unsigned levels) { m_deepestNesting = levels; }
+    unsigned GetDeepestNesting() const { return m_deepestNesting; }
     void PrintHelp() const;
 
     // --- Symbols
@@ -118,7 +125,7 @@ public:
         ~Level() { --m_state.m_depth; }
         Level(const Level&) = delete;
         Level& operator=(const Level&) = delete;
-        explicit operator bool() const { return m_state.m_depth <= OutermostDepth + DeepestNesting; }
+        explicit operator bool() const { return m_state.m_depth <= OutermostDepth + m_state.m_deepestNesting; }
 
     private:
         State& m_state;
@@ -202,6 +209,7 @@ private:
     std::vector<s_refptr<Symbol>> m_operands; ///< a stack
     CompilerMemory m_compilerMemory;
     unsigned m_depth = 0;
+    unsigned m_deepestNesting = DeepestNesting;
     std::uint64_t m_stepBudget = Unlimited;
     std::uint64_t m_stepsLeft = Unlimited;
     bool m_isOutOfSteps = false;

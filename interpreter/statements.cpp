@@ -93,7 +93,7 @@ void State::ParseLine(std::string_view line) {
             m_stepsLeft = m_stepBudget;
             m_isOutOfSteps = false;
         }
-        const auto printOutOfMemory = [this] { *m_output << "\tError : Out of memory\n"; };
+        const auto printOutOfMemory = [this] { *m_output << OutOfMemoryMessage << '\n'; };
         try {
             ParseStatement(statement);
         } catch (const std::bad_alloc&) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "core/s_pool.h"
 #include "program.h"
 
 namespace {
@@ -78,6 +79,56 @@ TEST(Console, ScriptsStopWhenTheOutputCannotBeWritten) {
     EXPECT_EQ(full.status, 0);
     const Outcome closed = RunProgram(folder, "", "script | head -c 1");
     EXPECT_EQ(closed.errors, "orbel: the output could not be written\n");
+}
+
+TEST(Console, ClosedDescriptorsAreNotTakenByFiles) {
+    const Folder folder;
+    const std::string script = "1+1\n";
+    folder.Write("script", script);
+    for (const char* closed : {"<&- >&-", ">&-", "<&- >&- 2>&-"}) {
+        EXPECT_EQ(RunProgram(folder, "", std::string("script ") + closed).status, 0);
+        EXPECT_EQ(folder.Read("script"), script) << closed;
+        EXPECT_EQ(folder.Read("orbel.log"), "") << closed;
+    }
+}
+
+TEST(Console, TheLogMayBeTheScript) {
+    const Folder folder;
+    folder.Write("orbel.log", "1+1\n");
+    EXPECT_EQ(RunProgram(folder, "", "./orbel.log").output, "\tScalar : 2\n");
+    EXPECT_EQ(folder.Read("orbel.log"), "1+1\n");
+}
+
+TEST(Console, PipesAreOpenedOnceAndNeverAsLog) {
+    const Folder folder;
+    EXPECT_EQ(
+        RunProgram(folder, "", "fifo", "mkfifo fifo orbel.log; seq 30000 > fifo & timeout 20").output.substr(0, 24),
+        "\tScalar : 1\n\tScalar : 2\n");
+}
+
+TEST(Console, LinesThatDoNotFitIntoTheMemoryAreNotCarriedOut) {
+    if (!Quarn::s_pools_keep) GTEST_SKIP() << "the address sanitizer takes more memory than any limit";
+    const Folder folder;
+    std::string script = "x = 1\n1";
+    for (int i = 0; i < 40'000'000; ++i) script += "+1";
+    folder.Write("script", script + "\n?x");
+    EXPECT_EQ(RunProgram(folder, "", "script", "ulimit -v 60000;").output,
+              "\tDefining Scalar : x = 1\n\tError : Out of memory\n\tScalar : x = 1\n");
+    EXPECT_EQ(RunProgram(folder, script + "\n?x\nq\n", "", "ulimit -v 60000;").output,
+              "> \tDefining Scalar : x = 1\n> \tError : Out of memory\n> \tScalar : x = 1\n> ");
+}
+
+TEST(Console, ASmallStackAllowsLessNesting) {
+    const Folder folder;
+    const std::string levels(1000, '<');
+    folder.Write("script", levels + "1" + std::string(1000, '>') + "\n1+1\n");
+    const auto startOfOutput = [&](const char* limit) {
+        return RunProgram(folder, "", "script", limit).output.substr(0, 12);
+    };
+    EXPECT_EQ(startOfOutput("ulimit -S -s 512;"), "\tVector : <<"); // the soft limit is raised
+    const std::string output = RunProgram(folder, "", "script", "ulimit -s 512;").output;
+    EXPECT_TRUE(output.starts_with("\tError : Nested more than ")) << output;
+    EXPECT_TRUE(output.ends_with(" levels deep\n\tScalar : 2\n")) << output;
 }
 
 } // namespace

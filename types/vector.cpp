@@ -17,7 +17,7 @@ const Vector* AsVector(const Symbol& value) {
 /// The vector of these elements, unless it is too large or nests too deeply.
 s_refptr<Symbol> Build(State& state, const s_str& name, Vector::Elements elements, s_str& error) {
     s_refptr<Vector> vector = make_refptr<Vector>(name, std::move(elements));
-    if (vector->GetNesting() > State::DeepestNesting) return state.AbandonTooDeep(error);
+    if (vector->GetNesting() > state.GetDeepestNesting()) return state.AbandonTooDeep(error);
     if (vector->GetSize() > Vector::LargestSize) {
         return state.Abandon(error, "\tError : Vectors of more than " + s_str(s_uint(Vector::LargestSize)) +
                                         " numbers are not supported");
