@@ -6,13 +6,6 @@
 
 namespace Quarn {
 
-namespace {
-
-/// A line that does not fit into the memory is not carried out, not even in part.
-void PrintOutOfMemory() { std::cout << State::OutOfMemoryMessage << '\n'; }
-
-} // namespace
-
 File OpenScript(const s_str& path) {
     // Opened once only: whoever writes into a pipe would see its reader go. Mode 0 opens for writing too, which a script
     // that may only be read refuses, and which would keep a pipe open for ever: it would wait for its own writing end.
@@ -34,7 +27,7 @@ void RunScript(State& state, File script) {
             if (text.ends_with('\r')) text.remove_suffix(1);
             if (!text.empty()) state.ParseLine(text);
         } catch (const std::bad_alloc&) {
-            PrintOutOfMemory();
+            state.PrintOutOfMemory(); // nothing of the line is carried out
         }
     }
     script.Close();
@@ -55,7 +48,7 @@ void RunInteractive(State& state) {
             if (line == "q" || line == "exit") return;
             state.ParseLine(line);
         } catch (const std::bad_alloc&) {
-            PrintOutOfMemory();
+            state.PrintOutOfMemory(); // nothing of the line is carried out
         }
     }
 }

@@ -83,6 +83,11 @@ public:
     }
     void Clear() override { m_queue.clear(); }
 
+    /// Makes room for that many elements in all, where the queue can.
+    void Reserve(std::size_t size) {
+        if constexpr (requires { m_queue.reserve(size); }) m_queue.reserve(size);
+    }
+
     // Hiding those of the base: the queue's own iterators, for those who know what they hold.
     auto begin() const { return m_queue.begin(); }
     auto end() const { return m_queue.end(); }

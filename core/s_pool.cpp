@@ -32,19 +32,16 @@ struct s_pool::Keeper {
     static void Attend() { static thread_local const Keeper keeper; }
 };
 
+/// Gives all blocks that this thread keeps to whichever thread needs some.
 void s_pool::HandOver(std::size_t sizeClass) noexcept {
-    Block* const first = std::exchange(s_kept[sizeClass], {}).first;
+    Keeper::Attend();
+    Block* const first = std::exchange(s_kept[sizeClass], {nullptr, MostKept}).first;
     if (first)
         Shared::Get().Exclusively([&](auto& lists) { first->nextList = std::exchange(lists[sizeClass], first); });
 }
 
-void s_pool::MakeRoom(std::size_t sizeClass) noexcept {
-    Keeper::Attend();
-    HandOver(sizeClass);
-    s_kept[sizeClass].room = MostKept;
-}
-
-void s_pool::Refill(std::size_t sizeClass) {
+/// Takes a list that a thread has handed over, or a new chunk, and a block of that.
+void* s_pool::TakeFromOthers(std::size_t sizeClass) {
     Keeper::Attend();
     List& kept = s_kept[sizeClass];
     Shared::Get().Exclusively([&](auto& lists) {
@@ -52,14 +49,16 @@ void s_pool::Refill(std::size_t sizeClass) {
         if (kept.first) lists[sizeClass] = kept.first->nextList;
     });
     kept.room = 0;
-    if (kept.first) return;
-
-    constexpr std::size_t ChunkSize = 4096; // a page of most systems: a short run touches no more
-    const std::size_t blockSize = (sizeClass + 1) * Step;
-    char* const chunk = static_cast<char*>(::operator new(ChunkSize));
-    for (std::size_t end = ChunkSize; end >= blockSize; end -= blockSize)
-        kept.first = new (chunk + end - blockSize) Block{kept.first, nullptr};
-    kept.room = MostKept - ChunkSize / blockSize;
+    if (!kept.first) {
+        constexpr std::size_t ChunkSize = 4096; // a page of most systems: a short run touches no more
+        const std::size_t blockSize = (sizeClass + 1) * Step;
+        char* const chunk = static_cast<char*>(::operator new(ChunkSize));
+        for (std::size_t end = ChunkSize; end >= blockSize; end -= blockSize)
+            kept.first = new (chunk + end - blockSize) Block{kept.first, nullptr};
+        kept.room = MostKept - static_cast<std::ptrdiff_t>(ChunkSize / blockSize);
+    }
+    ++kept.room;
+    return std::exchange(kept.first, kept.first->next);
 }
 
 } // namespace Quarn

@@ -26,7 +26,7 @@ public:
     template <std::size_t Size> static void* Take() {
         if constexpr (!s_pools_keep) return ::operator new(Size);
         List& kept = s_kept[ClassOf<Size>];
-        if (!kept.first) Refill(ClassOf<Size>);
+        if (!kept.first) return TakeFromOthers(ClassOf<Size>);
         ++kept.room;
         return std::exchange(kept.first, kept.first->next);
     }
@@ -34,9 +34,9 @@ public:
     template <std::size_t Size> static void GiveBack(void* memory) noexcept {
         if constexpr (!s_pools_keep) return ::operator delete(memory);
         List& kept = s_kept[ClassOf<Size>];
-        if (kept.room == 0) MakeRoom(ClassOf<Size>);
-        --kept.room;
-        kept.first = new (memory) Block{kept.first, nullptr};
+        Block* const block = new (memory) Block;
+        block->next = std::exchange(kept.first, block);
+        if (--kept.room < 0) HandOver(ClassOf<Size>);
     }
 
 private:
@@ -46,7 +46,7 @@ private:
     };
     struct List {
         Block* first = nullptr;
-        std::size_t room = 0; ///< how many more blocks it may keep
+        std::ptrdiff_t room = 0; ///< how many more blocks it may keep
     };
     struct Shared;
     struct Keeper;
@@ -54,11 +54,10 @@ private:
     static constexpr std::size_t Step = sizeof(Block);
     static constexpr std::size_t ClassCount =
         128 / Step; ///< the largest block has 128 bytes, or 64 where pointers have 4
-    static constexpr std::size_t MostKept = 4096;
+    static constexpr std::ptrdiff_t MostKept = 4096;
     template <std::size_t Size> static constexpr std::size_t ClassOf = (Size + Step - 1) / Step - 1;
 
-    static void Refill(std::size_t sizeClass);
-    static void MakeRoom(std::size_t sizeClass) noexcept;
+    static void* TakeFromOthers(std::size_t sizeClass);
     static void HandOver(std::size_t sizeClass) noexcept;
 
     static constinit thread_local std::array<List, ClassCount> s_kept;

@@ -163,6 +163,8 @@ public:
     }
 
     void Clear() { m_text.clear(); }
+    /// Drops all but the first units.
+    void Truncate(std::size_t size) { m_text.resize(std::min(size, m_text.size())); }
     /// Makes room for that many units in all.
     void Reserve(std::size_t size) { m_text.reserve(size); }
 

@@ -71,7 +71,8 @@ public:
         m_memory.paired = m_outerPaired;
         // A long expression should not keep its memory for the short ones that follow; some pages do not matter.
         constexpr std::size_t MostKept = 4096;
-        if (m_partnersBase == 0 && m_memory.partners.capacity() > MostKept) m_memory.partners = {};
+        if (m_partnersBase == 0 && m_memory.partners.capacity() > MostKept)
+            std::vector<Position>().swap(m_memory.partners);
     }
 
     bool CompileText(std::string_view text, Place place);

@@ -1,10 +1,10 @@
 // Finding the callable for an operator and its operands, and what happens when an operand is a reference that cannot be
 // evaluated yet: the whole operation is kept as the text of a new reference.
 
-#include <algorithm>
-
-#include "interpreter/scanner.h"
+#include "interpreter/expression.h"
+#include "interpreter/rewriting.h"
 #include "interpreter/state.h"
+#include "interpreter/text_writer.h"
 #include "types/reference.h"
 
 namespace Quarn {
@@ -13,79 +13,8 @@ namespace {
 
 /// A kept operation grows with each use of an undefined symbol, and doubles in `x = x + x`: without an end, thirty such
 /// statements fill the memory. A text of this length takes a few hundredths of a second to go through.
-constexpr std::size_t LongestKeptExpression = std::size_t{1} << 20;
-
-/// An operation that is to be kept, written with brackets around both operands.
-class KeptOperation {
-public:
-    /// The partners of its brackets are found once: they may stand around each other by the thousand.
-    KeptOperation(std::string_view text, const Operators& operators) : m_text{text}, m_operators(operators) {
-        FindPartners(text, m_partners);
-    }
-
-    s_bool Rewrite(std::string_view part, s_str& output, s_str& error) const;
-
-private:
-    const char* Cut(std::string_view part, std::vector<Piece>& pieces) const {
-        pieces.clear();
-        return CutAtOperators(
-            part, [&](std::size_t i) { return m_text.FindPartnerIn(part, i, m_partners); }, m_operators,
-            [&](const Piece& piece) {
-                pieces.push_back(piece);
-                return true;
-            });
-    }
-    std::string_view PeelPlainEnds(std::string_view part) const;
-
-    const PairedText m_text;
-    const Operators& m_operators;
-    std::vector<std::size_t> m_partners;
-};
-
-/// Appends the part without the brackets that stand around a single operand; all others are kept, whatever the
-/// priorities: `(x)+(1)` becomes `x+1`, `(a+b)*(2)` becomes `(a+b)*2`.
-///
-/// A piece that is not bracketed itself but holds a round bracket loses its first and last character too, so that
-/// `(f(x))+(1)` fails on `(x`, and the operation with it. It stays so: to keep the piece would be a different language.
-/// Pinned by the transcript "references".
-s_bool KeptOperation::Rewrite(std::string_view part, s_str& output, s_str& error) const {
-    // Brackets around brackets around an operand are peeled off in turn.
-    while (part.find('(') != std::string_view::npos) {
-        std::vector<Piece> pieces;
-        if (const char* fault = Cut(part, pieces)) return Fail(error, fault);
-        if (pieces.size() > 1) {
-            for (const Piece& piece : pieces) {
-                if (piece.op) output += piece.text;
-                else if (!Rewrite(piece.text, output, error)) return false;
-            }
-            return true;
-        }
-        part = PeelPlainEnds(part);
-        const std::string_view piece = s_str::Trimmed(part);
-        const std::string_view peeled = piece.substr(1, piece.size() - 2);
-        if (const char* fault = Cut(peeled, pieces)) return Fail(error, fault);
-        if (pieces.size() != 1) break;
-        part = peeled;
-    }
-    output += part;
-    return true;
-}
-
-/// Peels off a part that is one piece what can be peeled without another look at it: with a plain character at each end
-/// it stays one piece. One by one, each of these would cost a cut of all the rest.
-std::string_view KeptOperation::PeelPlainEnds(std::string_view part) const {
-    const auto isPlain = [&](const char& c) { // neither a bracket nor the beginning of an operator
-        return Bracket(c).IsNone() && !m_operators.Match({&c, 1}, 0);
-    };
-    std::string_view piece = s_str::Trimmed(part);
-    const std::string_view end = piece.substr(piece.find_last_of("()<>[]") + 1);
-    if (!std::ranges::all_of(end, isPlain)) return part;
-    while (isPlain(piece.front()) && isPlain(piece.back())) {
-        part = piece.substr(1, piece.size() - 2);
-        piece = s_str::Trimmed(part);
-    }
-    return part;
-}
+constexpr TextWriter::Limit KeptExpression{std::size_t{1} << 20, 0,
+                                           "\tError : Expression longer than 1048576 characters"};
 
 } // namespace
 
@@ -96,16 +25,50 @@ struct State::FollowedOperand {
 
     const s_str& Type() const { return Reference::TypeOfFollowed(value); }
 
-    /// How it stands in messages and kept operations.
-    ///
-    /// A named operand contributes nothing. Sub-expressions have no names, so this meets only values that a function
-    /// named itself; their text would begin with "name = ", which is no expression. Pinned by
+    /// In messages and kept operations a named operand contributes nothing. Sub-expressions have no names, so this meets
+    /// only values that a function named itself; their text would begin with "name = ", which is no expression. Pinned by
     /// "NamedOperandsContributeNothing".
-    s_str Text() const {
-        if (!operand.GetName().IsEmpty()) return {};
-        if (const Reference* reference = Reference::From(value)) return reference->GetUnevaluatedText();
-        return value.ToString();
+    bool HasText() const { return static_cast<bool>(operand.GetName().IsEmpty()); }
+};
+
+/// An operation on what references led to, for as long as it is carried out. To come to the same operation on the same
+/// references again is a circle: a vector that leads into itself.
+class State::Operating {
+public:
+    /// The overloads stand for the operator. An operand that is no reference is like any other; null for none.
+    Operating(State& state, const void* overloads, const Symbol* left, const Symbol* right)
+        : m_state(state), m_overloads(overloads), m_left(left), m_right(right),
+          m_outer(std::exchange(state.m_operating, this)) {}
+    ~Operating() { m_state.m_operating = m_outer; }
+    Operating(const Operating&) = delete;
+    Operating& operator=(const Operating&) = delete;
+
+    /// The expression that is met again, null when there is none.
+    const Expression* FindCircle() const { return m_outer ? FindCircleInOuter() : nullptr; }
+
+private:
+    static const Expression* ExpressionIn(const Symbol* operand) {
+        const Reference* const reference = operand ? Reference::From(*operand) : nullptr;
+        return reference ? reference->GetExpression().Get() : nullptr;
     }
+    static bool IsSame(const Expression* a, const Expression* b) { return a == b || (a && b && a->IsSameAs(*b)); }
+
+    [[gnu::noinline]] const Expression* FindCircleInOuter() const {
+        const Expression* const left = ExpressionIn(m_left);
+        const Expression* const right = ExpressionIn(m_right);
+        for (const Operating* outer = m_outer; outer; outer = outer->m_outer) {
+            if (m_overloads == outer->m_overloads && IsSame(left, ExpressionIn(outer->m_left)) &&
+                IsSame(right, ExpressionIn(outer->m_right)))
+                return left ? left : right;
+        }
+        return nullptr;
+    }
+
+    State& m_state;
+    const void* m_overloads;
+    const Symbol* m_left;
+    const Symbol* m_right;
+    const Operating* const m_outer;
 };
 
 s_refptr<Symbol> State::ApplyBinaryOperator(std::string_view op, const s_refptr<Symbol>& left,
@@ -142,7 +105,7 @@ s_refptr<Symbol> State::DispatchBinary(const Operator& op, const s_refptr<Symbol
                                        s_str& error) {
     if (Reference::From(*left) || Reference::From(*right)) return DispatchReferences(op, left, right, error);
     if (const BinaryOperator* callable = op.FindBinary(left->GetType(), right->GetType()))
-        return (*callable)(*this, left, right, error);
+        return Calling(*callable)(*this, left, right, error);
     return FailWithoutMatch({*left, *left}, op.text, right, error);
 }
 
@@ -160,20 +123,31 @@ s_refptr<Symbol> State::DispatchReferences(const Operator& op, const s_refptr<Sy
     if (!rightValue) return nullptr;
     if (isKept || Reference::From(*rightValue))
         return KeepOperation({*left, *leftValue}, op.text, {*right, *rightValue}, error);
-    if (const BinaryOperator* callable = op.FindBinary(leftValue->GetType(), rightValue->GetType()))
-        return (*callable)(*this, leftValue, rightValue, error);
-    return FailWithoutMatch({*left, *leftValue}, op.text, right, error);
+    const BinaryOperator* callable = op.FindBinary(leftValue->GetType(), rightValue->GetType());
+    if (!callable) return FailWithoutMatch({*left, *leftValue}, op.text, right, error);
+    const Operating operating(*this, op.binary, left.Get(), right.Get());
+    if (const Expression* circle = operating.FindCircle()) return AbandonCircle(*circle, error);
+    return Calling(*callable)(*this, leftValue, rightValue, error);
 }
 
-/// The operator stands in `before` or in `behind`, the other is empty.
+/// The operator stands in `before` or in `after`, the other is empty.
 s_refptr<Symbol> State::DispatchUnary(const UnaryOverloads* overloads, const s_refptr<Symbol>& operand,
-                                      std::string_view before, std::string_view behind, s_str& error) {
+                                      std::string_view before, std::string_view after, s_str& error) {
     const s_refptr<Symbol> value = Follow(operand, error);
     if (!value) return nullptr;
-    if (overloads)
-        if (const auto* callable = FindIn(*overloads, Reference::TypeOfFollowed(*value)))
-            return (*callable)(*this, value, error);
-    return FailWithoutMatch({*operand, *value}, before, behind, error);
+    const auto* callable = overloads ? FindIn(*overloads, Reference::TypeOfFollowed(*value)) : nullptr;
+    if (!callable) return FailWithoutMatch({*operand, *value}, before, after, error);
+    if (!Reference::From(*operand)) return Calling(*callable)(*this, value, error);
+    const Operating operating(*this, overloads, nullptr, operand.Get());
+    if (const Expression* circle = operating.FindCircle()) return AbandonCircle(*circle, error);
+    return Calling(*callable)(*this, value, error);
+}
+
+s_bool State::WriteText(const FollowedOperand& operand, s_str& text, s_str& error) {
+    if (!operand.HasText()) return true;
+    const Reference* const reference = Reference::From(operand.value);
+    if (!reference) return WriteText(operand.value, text, error);
+    return TextWriter(this, text, error).Append(*reference->GetUnevaluatedExpression());
 }
 
 Failure State::FailWithoutMatch(const FollowedOperand& left, std::string_view op, const s_refptr<Symbol>& rightOperand,
@@ -182,29 +156,65 @@ Failure State::FailWithoutMatch(const FollowedOperand& left, std::string_view op
     s_str unseen;
     const s_refptr<Symbol> value = Follow(rightOperand, unseen);
     const FollowedOperand right{*rightOperand, value ? *value : *rightOperand};
-    return Fail(error, "\tError : No match for operator '" + left.Type() + " " + op + " " + right.Type() +
-                           "' in :\n\t        \t" + left.Text() + " " + op + " " + right.Text());
+    s_str message =
+        "\tError : No match for operator '" + left.Type() + " " + op + " " + right.Type() + "' in :\n\t        \t";
+    if (!WriteText(left, message, error)) return {};
+    (((message += " ") += op) += " ");
+    if (!WriteText(right, message, error)) return {};
+    return Fail(error, message);
 }
 
-Failure State::FailWithoutMatch(const FollowedOperand& operand, std::string_view before, std::string_view behind,
+Failure State::FailWithoutMatch(const FollowedOperand& operand, std::string_view before, std::string_view after,
                                 s_str& error) {
+    const s_str type = operand.Type();
+    s_str text;
+    if (!WriteText(operand, text, error)) return {};
     const auto written = [&](const s_str& what) {
-        return before.empty() ? what + " " + behind : s_str(before) + " " + what;
+        return before.empty() ? what + " " + after : s_str(before) + " " + what;
     };
-    return Fail(error, "\tError : No match for operator '" + written(operand.Type()) + "' in :\n\t        \t" +
-                           written(operand.Text()));
+    return Fail(error, "\tError : No match for operator '" + written(type) + "' in :\n\t        \t" + written(text));
 }
 
+/// What an operand contributes to an operation that is kept; null on failure.
+s_refptr<Expression> State::ExpressionOf(const FollowedOperand& operand, s_str& error) {
+    if (!operand.HasText()) return make_refptr<Expression>("");
+    if (const Reference* reference = Reference::From(operand.value)) {
+        const s_refptr<Expression> expression = reference->GetUnevaluatedExpression();
+        expression->Update(m_operatorsVersion);
+        return expression;
+    }
+    s_str text;
+    if (!TextWriter(this, text, error, KeptExpression).Write(operand.value)) return nullptr;
+    return make_refptr<Expression>(text);
+}
+
+/// The operation as a reference. Its text is put together only where the operands do not tell how it reads: so it costs
+/// what is added, however long the operands are.
 s_refptr<Symbol> State::KeepOperation(const FollowedOperand& left, std::string_view op, const FollowedOperand& right,
                                       s_str& error) {
-    const s_str operation = "(" + left.Text() + ")" + op + "(" + right.Text() + ")";
-    const std::size_t length = operation.View().size();
-    if (length > LongestKeptExpression)
-        return Abandon(error, "\tError : Expression longer than " + s_str(s_uint(LongestKeptExpression)) +
-                                  " characters");
+    const s_refptr<Expression> leftExpression = ExpressionOf(left, error);
+    const s_refptr<Expression> rightExpression = leftExpression ? ExpressionOf(right, error) : nullptr;
+    if (!rightExpression) return nullptr;
+    const std::size_t length = leftExpression->GetLength() + op.size() + rightExpression->GetLength() + 4;
+    if (length > KeptExpression.size) return Abandon(error, KeptExpression.message);
+
+    using enum Expression::Shape;
+    const Operators& operators = m_vocabulary.GetOperators();
+    const auto leftShape = leftExpression->GetShape(operators, m_operatorsVersion);
+    const auto rightShape = rightExpression->GetShape(operators, m_operatorsVersion);
+    const bool isWritten = operators.Find(op) && op != "[]";
+    if (isWritten && leftShape != Irregular && rightShape != Irregular) {
+        return make_refptr<Reference>(
+            make_refptr<Expression>(Expression::Operation{{leftExpression, leftShape == Bracketed},
+                                                          op,
+                                                          {rightExpression, rightShape == Bracketed},
+                                                          m_operatorsVersion}),
+            *this);
+    }
     if (!Spend(length, error)) return nullptr;
     s_str rewritten;
-    if (!KeptOperation(operation, m_vocabulary.GetOperators()).Rewrite(operation, rewritten, error)) return nullptr;
+    const s_str text = "(" + leftExpression->GetText() + ")" + op + "(" + rightExpression->GetText() + ")";
+    if (!RewriteOperation(text, operators, rewritten, error)) return nullptr;
     return make_refptr<Reference>("", rewritten, *this);
 }
 

@@ -3,15 +3,22 @@
 
 #include <algorithm>
 
+#include <vector>
+
+#include "interpreter/expression.h"
 #include "interpreter/scanner.h"
 #include "interpreter/state.h"
+#include "interpreter/text_writer.h"
 #include "types/reference.h"
 
 namespace Quarn {
 
 namespace {
 
-const s_str Nameless;
+const s_str& Nameless() {
+    static const s_str empty;
+    return empty;
+}
 
 s_str SignatureOf(const s_ctnr<s_refptr<Symbol>>& arguments) {
     s_str signature = "(";
@@ -50,10 +57,12 @@ public:
     ~Runner() {
         while (m_operands.size() > m_base) m_operands.pop_back();
         constexpr std::size_t MostKept = 4096; // a call with a million arguments should not keep their room
-        if (m_base == 0 && m_operands.capacity() > MostKept) m_operands = {};
+        if (m_base == 0 && m_operands.capacity() > MostKept) std::vector<s_refptr<Symbol>>().swap(m_operands);
     }
 
     bool Take(const Step& step) override;
+    /// The steps come from this text, of an expression that is kept.
+    void SetText(const SharedText* text) { m_text = text; }
     /// A step whose value is known.
     bool TakeConstant(s_refptr<Symbol> value) { return m_state.Spend(1, m_error) && Push(std::move(value)); }
     /// The value of the last step.
@@ -74,6 +83,7 @@ private:
     bool PushNamed(s_refptr<Symbol>&& value, const s_str& name) {
         return value && Push(Symbol::Named(std::move(value), name));
     }
+    s_refptr<Symbol> Construct(const Step& step, const s_str& name, bool isLiteral);
     s_refptr<Symbol> ReadName(const Step& step, const s_str& name);
     s_refptr<Symbol> Call(const FunctionOverloads& functions, std::string_view name, std::size_t argumentCount);
 
@@ -83,6 +93,7 @@ private:
     const s_str& m_name;
     s_str& m_error;
     const s_bool m_allowNew;
+    const SharedText* m_text = nullptr;
 };
 
 /// Keeps the steps for later.
@@ -104,12 +115,12 @@ private:
 
 bool State::Runner::Take(const Step& step) {
     if (!m_state.Spend(1, m_error)) return false;
-    const s_str& name = step.isLast ? m_name : Nameless;
+    const s_str& name = step.isLast ? m_name : Nameless();
     switch (step.kind) {
     case Step::Kind::Fault: return Push(Fail(m_error, step.text));
     case Step::Kind::TooDeep: return Push(m_state.AbandonTooDeep(m_error));
-    case Step::Kind::Literal: return Push((*step.constructor)(m_state, name, step.text, true, m_error));
-    case Step::Kind::Construct: return Push((*step.constructor)(m_state, Nameless, step.text, false, m_error));
+    case Step::Kind::Literal: return Push(Construct(step, name, true));
+    case Step::Kind::Construct: return Push(Construct(step, Nameless(), false));
     case Step::Kind::Name: return Push(ReadName(step, name));
     case Step::Kind::Call: return Push(Call(*step.functions, step.text, step.argumentCount));
     case Step::Kind::LeftUnary:
@@ -128,6 +139,18 @@ bool State::Runner::Take(const Step& step) {
     return false;
 }
 
+s_refptr<Symbol> State::Runner::Construct(const Step& step, const s_str& name, bool isLiteral) {
+    const struct Evaluated {
+        const SharedText*& innermost;
+        const SharedText* const outer;
+        Evaluated(const SharedText*& evaluated, const SharedText* text)
+            : innermost(evaluated), outer(std::exchange(evaluated, text)) {}
+        ~Evaluated() { innermost = outer; }
+    } evaluated(m_state.m_evaluated, m_text);
+    const Constructor& constructor = *step.constructor;
+    return (step.isConstant ? constructor : m_state.Calling(constructor))(m_state, name, step.text, isLiteral, m_error);
+}
+
 s_refptr<Symbol> State::Runner::ReadName(const Step& step, const s_str& name) {
     const std::string_view text = step.text;
     if (s_refptr<Symbol> value = m_state.m_symbols.Read(text)) {
@@ -140,7 +163,7 @@ s_refptr<Symbol> State::Runner::ReadName(const Step& step, const s_str& name) {
     const Registry& registry = m_state.m_registry;
     if (const FunctionOverloads* functions = FindIn(registry.functions, text)) return Call(*functions, text, 0);
     if (const Constructor* constructor = FindIn(registry.constructors, text))
-        return (*constructor)(m_state, Nameless, {}, false, m_error);
+        return m_state.Calling(*constructor)(m_state, Nameless(), {}, false, m_error);
     // Only a text that is nothing but a name makes a symbol, and never one that is to be given another: `a = b` needs a
     // `b`.
     if (name.IsEmpty() && m_allowNew && step.isLast && step.level == 0) return make_refptr<Symbol>(text);
@@ -161,7 +184,7 @@ s_refptr<Symbol> State::Runner::Call(const FunctionOverloads& functions, std::st
     const Function* function = FindIn(functions, signature);
     if (!function) return FailWithoutOverload(functions, name, signature, m_error);
     Values results;
-    if (!(*function)(m_state, arguments, results, m_error)) return nullptr;
+    if (!m_state.Calling(*function)(m_state, arguments, results, m_error)) return nullptr;
     if (results.Count() != 1)
         return Fail(m_error, "\tError : Multiple return values for function is not yet supported");
     return std::move(results[0]);
@@ -169,32 +192,122 @@ s_refptr<Symbol> State::Runner::Call(const FunctionOverloads& functions, std::st
 
 s_refptr<Symbol> State::ParseSymbol(const s_str& name, std::string_view expression, s_str& error, s_bool allowNew) {
     const Level level(*this);
-    if (!level) return AbandonTooDeep(error);
+    return level ? EvaluateText(name, expression, error, allowNew) : AbandonTooDeep(error);
+}
+
+s_refptr<Symbol> State::EvaluateText(const s_str& name, std::string_view expression, s_str& error, s_bool allowNew) {
     BindVocabulary();
     Runner runner(*this, name, error, allowNew); // a text that is evaluated once needs no program
     const bool isComplete = Compile(expression, GetRoom(), m_registry, m_vocabulary, m_compilerMemory, runner);
     return isComplete ? runner.PopOperand() : nullptr;
 }
 
-/// Runs the program of a reference, which is made when there is none for the registries as they are now, or when the
-/// one there is nests more deeply than there is room for here.
-s_refptr<Symbol> State::Evaluate(Expression& expression, s_str& error) {
-    Program& program = expression.program;
-    if (expression.generation != m_generation || program.nesting > GetRoom()) {
-        expression.generation = 0;
-        program = {};
-        BindVocabulary();
-        Recorder recorder(program);
-        Compile(expression.text, GetRoom(), m_registry, m_vocabulary, m_compilerMemory, recorder);
-        if (!program.isClipped) expression.generation = m_generation;
-    }
-    Runner runner(*this, Nameless, error, false);
+s_bool State::WriteText(const Symbol& value, s_str& text, s_str& error) {
+    return TextWriter(this, text, error).Write(value);
+}
+
+/// Runs the program of a text that stands so many levels of brackets deep. Inlined, as evaluation recurses through it:
+/// chains of references are as fast as their calls are few.
+[[gnu::always_inline]] inline bool State::RunText(Expression& expression, unsigned level, Runner& runner) {
+    const Program* const kept = expression.program.Get();
+    const bool isUsable =
+        kept && kept->generation == m_generation && !kept->isClipped && kept->nesting <= GetRoom() - level;
+    if (!isUsable) CompileProgram(expression, GetRoom() - level);
+
+    Program& program = *expression.program;
+    const struct Running {
+        unsigned& runs;
+        explicit Running(unsigned& counted) : runs(counted) { ++runs; }
+        ~Running() { --runs; }
+    } running(program.runs);
+    runner.SetText(&expression.GetSharedText());
     for (auto& [step, constant] : program.steps) {
         const bool goesOn = constant ? runner.TakeConstant(constant) : runner.Take(step);
-        if (!goesOn) return nullptr;
+        if (!goesOn) return false;
         if (step.isConstant && !constant) constant = runner.TopOperand();
     }
-    return runner.PopOperand();
+    return true;
+}
+
+/// Evaluates the expression of a reference. That it fails is remembered while nothing changes: an operation on what is
+/// not defined yet is kept, and what it is made of would be evaluated again for each operation that is added.
+s_refptr<Symbol> State::Evaluate(Expression& expression, s_str& error) {
+    const std::uint64_t impureCalls = m_impureCalls;
+    Runner runner(*this, Nameless(), error, false);
+    const bool isText = !expression.GetOperation() && !expression.knownFailure.changes;
+    if (isText ? RunText(expression, 0, runner) : RunParts(expression, runner, error)) return runner.PopOperand();
+    if (m_impureCalls == impureCalls && !IsAbandoned(error)) {
+        if (expression.program) Reach(m_depth + expression.program->nesting);
+        expression.knownFailure = {GetChanges(), m_deepestReached - m_depth};
+    }
+    return nullptr;
+}
+
+/// Runs an operation as its text would run: the left operand, the right one, the operator. No recursion, as operations
+/// nest without bound; the levels of their brackets count as those of a text.
+bool State::RunParts(Expression& expression, Runner& runner, s_str& error) {
+    expression.Update(m_operatorsVersion);
+    struct Part {
+        Expression* expression; ///< null for an operator
+        unsigned level;
+        const s_str* op;
+    };
+    std::vector<Part> parts{{&expression, 0, nullptr}}; // the last one is the next
+    while (!parts.empty()) {
+        const auto [part, level, op] = parts.back();
+        parts.pop_back();
+        if (op) {
+            Step step;
+            step.kind = Step::Kind::Binary;
+            step.text = *op;
+            step.op = m_vocabulary.GetOperators().Find(*op);
+            step.level = level;
+            if (!runner.Take(step)) return false;
+            continue;
+        }
+        Reach(m_depth + level);
+        if (level > GetRoom()) {
+            AbandonTooDeep(error);
+            return false;
+        }
+        const auto& [changes, depth] = part->knownFailure;
+        if (changes == GetChanges() && level + depth <= GetRoom()) {
+            Reach(m_depth + level + depth);
+            Spend(1, error);
+            return false; // without a message, which nobody would see
+        }
+        if (const Expression::Operation* operation = part->GetOperation()) {
+            const auto& [left, text, right, version] = *operation;
+            parts.push_back({nullptr, level, &text});
+            parts.push_back({right.expression.Get(), level + right.isBracketed, nullptr});
+            parts.push_back({left.expression.Get(), level + left.isBracketed, nullptr});
+        } else if (const bool isRun = RunText(*part, level, runner);
+                   Reach(m_depth + level + part->program->nesting), !isRun) {
+            return false;
+        }
+    }
+    expression.knownFailure = {};
+    return true;
+}
+
+/// Makes the program of a text, for the registries as they are now and so many levels of room.
+void State::CompileProgram(Expression& expression, unsigned room) {
+    const s_refptr<Program> program = make_refptr<Program>();
+    BindVocabulary();
+    Recorder recorder(*program);
+    Compile(expression.GetSharedText().view, room, m_registry, m_vocabulary, m_compilerMemory, recorder);
+    program->generation = m_generation;
+    if (expression.program && expression.program->runs > 0) program->before = expression.program;
+    expression.program = program;
+}
+
+SharedText State::ShareText(std::string_view text) const {
+    // A small part would keep all of the text alive.
+    if (m_evaluated && PairedText{m_evaluated->view}.Contains(text) &&
+        text.size() >= m_evaluated->whole->View().size() / 2)
+        return {m_evaluated->whole, text};
+    const s_refptr<const s_str> copy = make_refptr<s_str>(text);
+    return {copy, *copy};
 }
 
 #ifdef __OPTIMIZE__
@@ -212,7 +325,7 @@ s_bool State::HasRoomFor(std::string_view text) const { return NestingOf(text) <
 
 s_bool State::Spend(std::uint64_t steps, s_str& error) {
     if (m_stepsLeft == Unlimited) return true;
-    if (steps <= m_stepsLeft) {
+    if (!m_isOutOfSteps && steps <= m_stepsLeft) {
         m_stepsLeft -= steps;
         return true;
     }
@@ -222,12 +335,13 @@ s_bool State::Spend(std::uint64_t steps, s_str& error) {
 }
 
 Failure State::Abandon(s_str& error, std::string_view message) {
-    m_isAbandoned = true;
-    return Fail(error, message);
+    Fail(error, message);
+    m_abandonment = {&error, error.View().size()};
+    return {};
 }
 
 Failure State::AbandonCircle(const Expression& expression, s_str& error) {
-    return Abandon(error, "\tError : Circular reference in expression '" + expression.text + "'");
+    return Abandon(error, "\tError : Circular reference in expression '" + expression.GetText() + "'");
 }
 
 Failure State::AbandonTooDeep(s_str& error) {

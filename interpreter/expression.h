@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <vector>
 
 #include "interpreter/compiler.h"
@@ -7,27 +8,89 @@
 
 namespace Quarn {
 
-/// The steps of an expression, kept. They point into the text of the expression, into the
-/// registries, and into the vocabulary.
+/// A text, or a part of one, that all who use it share.
+struct SharedText {
+    s_refptr<const s_str> whole; ///< keeps it alive
+    std::string_view view;
+};
+
+/// The steps of a text, kept. They point into the text, into the registries, and into the vocabulary.
 struct Program {
     struct KeptStep {
         Step step;
         s_refptr<Symbol> constant; ///< its value, once that is known to be always the same
     };
     std::vector<KeptStep> steps;
-    s_str message;          ///< of the fault that ends them
-    unsigned nesting = 0;   ///< the levels of brackets that they come from
-    bool isClipped = false; ///< ends in a `TooDeep` that a shallower place would not need
+    s_str message;            ///< of the fault that ends them
+    unsigned generation = 0;  ///< of the registries it was compiled for
+    unsigned nesting = 0;     ///< the levels of brackets that they come from
+    bool isClipped = false;   ///< ends in a `TooDeep` that a shallower place would not need
+    unsigned runs = 0;        ///< that are under way
+    s_refptr<Program> before; ///< the program that this one replaced, if that was running
 };
 
-/// The text of a reference, with what makes its repeated evaluation cheap. All copies of a reference share one.
-struct Expression {
-    explicit Expression(std::string_view source) : text(source) {}
+/// What a reference evaluates: a text, or an operation on two other expressions, which stands for the text
+/// `left op right` without anybody having to put that together. All copies of a reference share one.
+class Expression {
+public:
+    struct Operand {
+        s_refptr<Expression> expression;
+        bool isBracketed; ///< its text stands in round brackets
+    };
+    struct Operation {
+        Operand left;
+        s_str op;
+        Operand right;
+        unsigned operatorsVersion; ///< of the operators under which its text is this operation
+    };
+    /// How a text behaves as an operand of an operation that is kept.
+    enum class Shape : unsigned char {
+        Plain,     ///< stands there as it is
+        Bracketed, ///< keeps the brackets around it
+        Irregular, ///< only the rewriting of the whole operation can tell
+    };
+    /// An evaluation that failed without a call of anything impure: it fails again until something changes.
+    struct KnownFailure {
+        std::uint64_t changes = 0; ///< of the state when it failed, see State::GetChanges; 0 for none
+        unsigned depth = 0;        ///< the levels that it took
+    };
 
-    const s_str text;
-    Program program;
-    unsigned generation = 0; ///< of the registries it was compiled for; 0 while it is not compiled
-    bool isInUse = false;    ///< under evaluation: to meet it again is a circle
+    explicit Expression(SharedText text) : m_text(std::move(text)) {}
+    explicit Expression(std::string_view text);
+    explicit Expression(Operation operation);
+    /// Operations nest without bound, so that none destroys its operands by recursion.
+    ~Expression();
+    Expression(const Expression&) = delete;
+    Expression& operator=(const Expression&) = delete;
+
+    /// The number of characters in the text.
+    std::size_t GetLength() const { return m_length; }
+    void AppendTo(s_str& text) const;
+    s_str GetText() const;
+    /// Whether both have the same text. Operations count as different.
+    bool IsSameAs(const Expression& other) const {
+        return this == &other || (!m_operation && !other.m_operation && m_text.view == other.m_text.view);
+    }
+
+    /// Null for a text.
+    const Operation* GetOperation() const { return m_operation.get(); }
+    /// Of a text only.
+    const SharedText& GetSharedText() const { return m_text; }
+    /// Makes a text of an operation that other operators would read differently.
+    void Update(unsigned operatorsVersion);
+    Shape GetShape(const Operators& operators, unsigned operatorsVersion) const;
+
+    s_refptr<Program> program; ///< of a text; null while it is not compiled
+    KnownFailure knownFailure;
+    bool isInUse = false; ///< under evaluation: to meet it again is a circle
+
+private:
+    SharedText m_text;
+    std::unique_ptr<Operation> m_operation;
+    std::size_t m_length = m_text.view.size();
+    mutable unsigned m_shapeVersion = 0; ///< of the operators for which the shape is known
+    mutable Shape m_shape = Shape::Irregular;
+    s_refptr<Expression> m_next; ///< in the list of those that are being destroyed
 };
 
 } // namespace Quarn

@@ -1,5 +1,3 @@
-#include <ostream>
-
 #include "interpreter/state.h"
 
 namespace Quarn {
@@ -82,8 +80,12 @@ constexpr Line Lines[] = {
 
 } // namespace
 
-void State::PrintHelp() const {
-    for (const auto& [indent, text] : Lines) *m_output << indent << text;
+s_str State::GetHelp() {
+    s_str help;
+    for (const auto& [indent, text] : Lines) (help += indent) += text;
+    return help;
 }
+
+void State::PrintHelp() { Print(GetHelp()); }
 
 } // namespace Quarn

@@ -25,11 +25,11 @@ const BinaryOperator* Operator::FindBinary(const s_str& left, const s_str& right
 
 Operators::Operators(const OperatorPriorities& priorities) : Operators() {
     for (const auto& [text, priority] : priorities) {
-        if (text.IsEmpty()) continue; // it would match everywhere and never get past a position
         Position& start = m_starts[static_cast<unsigned char>(text.View().front())];
         if (start == None) start = static_cast<Position>(m_operators.size());
         Operator& op = m_operators.emplace_back();
         op.text = text;
+        m_longest = std::max(m_longest, text.View().size());
         op.priority = priority.IsValid() ? priority.Get() : std::numeric_limits<unsigned>::max();
     }
 }
@@ -40,8 +40,8 @@ bool Operators::StartsWith(Position position, char character) const {
 
 const Operator* Operators::MatchLong(std::string_view rest) const {
     for (Position i = m_starts[static_cast<unsigned char>(rest.front())]; StartsWith(i, rest.front()); ++i) {
-        // A key that runs past the end of the text is accepted, and the shortest key comes first: with operators of one
-        // character neither shows. Pinned by "OperatorsOfSeveralCharacters".
+        // A key that runs past the end of the text is accepted: with operators of one character that never shows. Pinned
+        // by "OperatorsOfSeveralCharacters".
         const std::string_view text = m_operators[i].text;
         const std::size_t compared = std::min(text.size(), rest.size());
         if (text.substr(0, compared) == rest.substr(0, compared)) return &m_operators[i];

@@ -52,6 +52,9 @@ public:
 
     void Bind(const Registry& registry);
 
+    /// The number of characters in the longest one.
+    std::size_t GetLongest() const { return m_longest; }
+
 private:
     using Position = unsigned;
     static constexpr Position None = ~0u;
@@ -62,6 +65,7 @@ private:
 
     std::vector<Operator> m_operators;  ///< in ascending order
     std::array<Position, 256> m_starts; ///< where the operators begin that start with a byte
+    std::size_t m_longest = 0;
 };
 
 } // namespace Quarn

@@ -26,19 +26,33 @@ template <class Value> const Value* FindIn(const Table<Value>& table, std::strin
 // message was appended to `error`. Callables get the values whose types they were looked up for: references have been
 // followed before. An entry must not be replaced while it runs.
 
+/// A callable that may be registered as pure: what it returns depends on nothing but its operands and on what it
+/// evaluates in the state, and it changes nothing. An evaluation that failed need not be repeated then.
+template <class Signature> struct Registered : std::function<Signature> {
+    using std::function<Signature>::function;
+    bool isPure = false;
+};
+
 using TypeFactory = std::function<s_refptr<Symbol>(const s_str& name)>;
-using UnaryOperator = std::function<s_refptr<Symbol>(State&, const s_refptr<Symbol>& operand, s_str& error)>;
+using UnaryOperator = Registered<s_refptr<Symbol>(State&, const s_refptr<Symbol>& operand, s_str& error)>;
 using BinaryOperator =
-    std::function<s_refptr<Symbol>(State&, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right, s_str& error)>;
+    Registered<s_refptr<Symbol>(State&, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right, s_str& error)>;
 /// Looks at the text only; it must not use a state.
 using LiteralTest = std::function<s_bool(std::string_view text)>;
 /// `isLiteral`: the text is a whole literal, as a literal test accepted it, and not what stands between the
 /// parentheses of `Type(text)` or `name:Type(text)`.
 using Constructor =
-    std::function<s_refptr<Symbol>(State&, const s_str& name, std::string_view text, s_bool isLiteral, s_str& error)>;
+    Registered<s_refptr<Symbol>(State&, const s_str& name, std::string_view text, s_bool isLiteral, s_str& error)>;
 /// Appends what it returns to `results`; the engine expects exactly one value.
-using Function = std::function<s_bool(State&, const s_ctnr<s_refptr<Symbol>>& arguments,
-                                      s_ctnr<s_refptr<Symbol>>& results, s_str& error)>;
+using Function = Registered<s_bool(State&, const s_ctnr<s_refptr<Symbol>>& arguments, s_ctnr<s_refptr<Symbol>>& results,
+                                   s_str& error)>;
+
+/// The callable, registered as pure.
+template <class Entry, class Function> Entry Pure(Function function) {
+    Entry entry(std::move(function));
+    entry.isPure = true;
+    return entry;
+}
 
 using UnaryOverloads = Table<UnaryOperator>;          ///< by operand type
 using BinaryOverloads = Table<Table<BinaryOperator>>; ///< by left type, then right type

@@ -108,6 +108,7 @@ s_bool State::SplitOperators(s_ctnr<s_str>& pieces, const s_str& text, s_str& er
 }
 
 s_bool State::MatchOperator(std::size_t position, const s_str& wholeText, s_str& matchedText) const {
+    if (position >= wholeText.View().size()) return false;
     const Operator* op = m_vocabulary.GetOperators().Match(wholeText, position);
     if (op) matchedText = op->text;
     return op != nullptr;

@@ -1,7 +1,6 @@
 #include "interpreter/state.h"
 
 #include <algorithm>
-#include <cassert>
 #include <iostream>
 
 #include "types/reference.h"
@@ -10,15 +9,8 @@
 
 namespace Quarn {
 
-namespace {
-
-const OperatorPriorities DefaultPriorities{{"[]", 5u}, {"!", 4u}, {"^", 3u}, {"*", 2u},
-                                           {"/", 2u},  {"%", 2u}, {"+", 1u}, {"-", 1u}};
-
-} // namespace
-
 State::State() : m_input(&std::cin), m_output(&std::cout) {
-    SetOperatorPriorities(DefaultPriorities);
+    SetOperatorPriorities({{"[]", 5}, {"!", 4}, {"^", 3}, {"*", 2}, {"/", 2}, {"%", 2}, {"+", 1}, {"-", 1}});
     Symbol::Register(*this);
     Reference::Register(*this);
     Scalar::Register(*this);
@@ -56,10 +48,32 @@ void State::RegisterFunction(const s_str& name, const s_str& signature, Function
     EditRegistry().functions[name][signature] = std::move(function);
 }
 
-void State::SetOperatorPriorities(const OperatorPriorities& priorities) {
-    assert(m_depth == 0);
+/// Brackets are counted wherever they stand in a text. An angle or square one that ends an operator does no harm.
+static bool BreaksBrackets(std::string_view op) {
+    const auto bracket = op.find_first_of("()<>[]");
+    return bracket < op.size() && (bracket == 0 || bracket + 1 < op.size() || op.ends_with('(') || op.ends_with(')'));
+}
+
+s_bool State::SetOperatorPriorities(const OperatorPriorities& priorities, s_str& error) {
+    if (m_depth > 0) return Fail(error, "\tError : Operators cannot be replaced while an expression is evaluated");
+    std::string_view before;
+    for (const auto& [op, priority] : priorities) { // in ascending order: what begins with another follows it
+        if (op.IsEmpty()) return Fail(error, "\tError : An operator needs a text");
+        if (BreaksBrackets(op) && op != "[]") return Fail(error, "\tError : Operator '" + op + "' contains a bracket");
+        if (!before.empty() && op.StartsWith(before))
+            return Fail(error,
+                        "\tError : Operator '" + op + "' begins with operator '" + before + "' and can never be found");
+        before = op;
+    }
     EditRegistry().priorities = priorities;
     m_vocabulary = Vocabulary(m_registry);
+    ++m_operatorsVersion;
+    return true;
+}
+
+s_bool State::SetOperatorPriorities(const OperatorPriorities& priorities) {
+    s_str unseen;
+    return SetOperatorPriorities(priorities, unseen);
 }
 
 s_uint State::GetOperatorPriority(std::string_view op) const {

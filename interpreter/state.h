@@ -1,7 +1,7 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
-#include <initializer_list>
 #include <iosfwd>
 #include <limits>
 #include <string_view>
@@ -16,7 +16,8 @@
 
 namespace Quarn {
 
-struct Expression;
+class Expression;
+struct SharedText;
 
 /// The interpreter. It owns the symbols that statements work on and the registries that give expressions their meaning,
 /// and prints what statements report.
@@ -31,9 +32,9 @@ struct Expression;
 /// (dispatch.cpp); the value comes back, and its text is printed (statements.cpp).
 ///
 /// Failures of the input are no exceptions: an operation appends a message to the error text it is given and returns
-/// null or false (failure.h; `Abandon` is for those that a reference passes on). Exceptions come from the memory or from
-/// callables that others registered; a statement that one goes through leaves the symbols as they were. One thread at a
-/// time may use a state and its values.
+/// null or false (failure.h; `Abandon` is for those that a reference passes on). Exceptions come from the memory, from
+/// callables that others registered, and from streams. A statement that one interrupts leaves the symbols as they were;
+/// one that comes from the output stream finds the statement done. One thread at a time may use a state and its values.
 class State {
 public:
     /// How deeply texts may nest at first: brackets, calls, indexings, vectors, references, statements within statements,
@@ -45,8 +46,6 @@ public:
     /// No step limit.
     static constexpr std::uint64_t Unlimited = std::numeric_limits<std::uint64_t>::max();
 
-    static constexpr const char* OutOfMemoryMessage = "\tError : Out of memory";
-
     State();
     ~State();
     State(const State&) = delete;
@@ -55,19 +54,26 @@ public:
     // --- Statements
 
     /// Carries out every statement of the line and prints what each reports. A statement either does all that it
-    /// prints, or prints why not and changes nothing.
+    /// prints, or prints why not and changes nothing. It is done before it is reported: what the output stream throws
+    /// passes through, and the rest of the line is not carried out. A stream that calls this while it is written to gets
+    /// the reports of that line when it has taken the one at hand.
     void ParseLine(std::string_view line);
     /// Whether somebody is there to be asked before all symbols are erased. False at first.
     void SetInteractive(s_bool interactive) { m_isInteractive = interactive; }
     /// Where answers are read from and reports printed to; std::cin and std::cout at first. Not owned.
     void SetStreams(std::istream& input, std::ostream& output);
-    /// How much work each statement may do from now on before it fails, in steps (an operand, an operator, an element
-    /// of a vector). A caller of `ParseSymbol` refills the budget by setting it again.
-    void SetStepBudget(std::uint64_t steps) { m_stepBudget = m_stepsLeft = steps; }
+    /// How much work each statement may do from now on before it fails, in steps (an operand, an operator, an element of
+    /// a vector that is built or shown). A caller of `ParseSymbol` refills the budget by setting it again.
+    void SetStepBudget(std::uint64_t steps) {
+        m_stepBudget = steps;
+        RefillSteps();
+    }
     /// How deeply texts may nest from now on. A thread that uses the state needs `StackPerLevel` for each level.
     void SetDeepestNesting(unsigned levels) { m_deepestNesting = levels; }
     unsigned GetDeepestNesting() const { return m_deepestNesting; }
-    void PrintHelp() const;
+    void PrintHelp();
+    /// Reports, as a statement does, that the memory did not suffice for a line.
+    void PrintOutOfMemory();
 
     // --- Symbols
 
@@ -82,6 +88,9 @@ public:
     /// Evaluates an expression. The result gets the name. With `allowNew` and no name, a valid name that nothing is
     /// known under becomes a new, valueless symbol instead of an error. Null on failure.
     s_refptr<Symbol> ParseSymbol(const s_str& name, std::string_view expression, s_str& error, s_bool allowNew);
+    /// Appends the display text of the value. False, with a message, when it has no end, or goes beyond a limit: then the
+    /// text is worthless.
+    s_bool WriteText(const Symbol& value, s_str& text, s_str& error);
 
     /// Answers whether a separator starts at the position of the text, and stores it.
     using Matcher = std::function<s_bool(std::size_t position, const s_str& wholeText, s_str& matchedText)>;
@@ -90,7 +99,7 @@ public:
                            s_bool keepSeparators) const;
     /// The same with operators as separators, and kept.
     s_bool SplitOperators(s_ctnr<s_str>& pieces, const s_str& text, s_str& error) const;
-    /// The matcher of operators; the position is one of the text.
+    /// The matcher of operators.
     s_bool MatchOperator(std::size_t position, const s_str& wholeText, s_str& matchedText) const;
     /// The same with commas as separators, not kept. The pieces are views of the text.
     s_bool SplitArguments(std::vector<std::string_view>& arguments, std::string_view text, s_str& error) const;
@@ -111,8 +120,11 @@ public:
     /// they find. Entries are never removed.
     Registry& EditRegistry();
     void RegisterFunction(const s_str& name, const s_str& signature, Function function);
-    /// Replaces all operators that can be written. Not while an expression is under evaluation.
-    void SetOperatorPriorities(const OperatorPriorities& priorities);
+    /// Replaces all operators that can be written. False, with a message and nothing replaced, while an expression is
+    /// evaluated, and for an operator that begins with another (it could never be found), is empty, or contains a bracket
+    /// ("[]" and ones that end in an angle or square bracket excepted).
+    s_bool SetOperatorPriorities(const OperatorPriorities& priorities, s_str& error);
+    s_bool SetOperatorPriorities(const OperatorPriorities& priorities);
     /// Not-a-number for what is no operator.
     s_uint GetOperatorPriority(std::string_view op) const;
 
@@ -121,7 +133,10 @@ public:
     /// One level of nesting, for as long as it lives; false when it lies too deep.
     class Level {
     public:
-        explicit Level(State& state) : m_state(state) { ++m_state.m_depth; }
+        explicit Level(State& state) : m_state(state) {
+            if (++m_state.m_depth > m_state.m_deepestReached) m_state.m_deepestReached = m_state.m_depth;
+            if (m_state.m_depth == OutermostDepth) m_state.m_deepestReached = OutermostDepth;
+        }
         ~Level() { --m_state.m_depth; }
         Level(const Level&) = delete;
         Level& operator=(const Level&) = delete;
@@ -137,47 +152,76 @@ public:
     s_bool HasRoomFor(std::string_view text) const;
     /// Takes steps from the budget; false, with a message, when it is used up.
     s_bool Spend(std::uint64_t steps, s_str& error);
-    /// Fails in a way that a reference passes on, where it would take any other failure for "not defined yet".
+    /// Fails in a way that a reference passes on, where it would take any other failure for "not defined yet". That holds
+    /// as long as the message is the last one of this error text.
     Failure Abandon(s_str& error, std::string_view message);
     Failure AbandonTooDeep(s_str& error);
     /// What the references of a value lead to: a value that is no reference, or the last reference on the way when that
     /// cannot be evaluated. Each one is evaluated once. Null only when an evaluation was abandoned.
     s_refptr<Symbol> Follow(const s_refptr<Symbol>& value, s_str& error);
+    /// The text for an expression: it shares the memory of the one under evaluation when it is a large part of that.
+    SharedText ShareText(std::string_view text) const;
 
 private:
-    friend class Reference; // evaluates itself: Evaluate, AbandonCircle, TakeAbandonment
+    friend class Reference; // evaluates itself: Evaluate, AbandonCircle, IsAbandoned
 
     class Runner;
     class Recorder;
     class Undo;
+    class Operating;
     struct FollowedOperand;
 
     static constexpr unsigned OutermostDepth = 1;
     static constexpr const char* OutOfStepsMessage = "\tError : Too many steps, the statement was stopped";
 
+    /// Marks the last abandonment: it is the last message of an error text, up to its end.
+    struct Abandonment {
+        const s_str* error = nullptr;
+        std::size_t end = 0;
+    };
+
     // state.cpp
     void BindVocabulary();
 
-    // statements.cpp
-    void ParseStatement(std::string_view statement);
-    void AssignReference(std::string_view name, std::string_view expression);
-    void Assign(std::string_view name, std::string_view expression);
-    void DefineSymbol(std::string_view name, std::string_view type);
-    void Erase(std::string_view name);
-    void EraseAll();
-    void Inspect(std::string_view name);
-    void PrintExpression(std::string_view expression);
-    void Define(std::string_view name, const s_refptr<Symbol>& value, std::string_view kind);
+    // statements.cpp: each appends what it reports
+    void ParseStatement(std::string_view statement, s_str& report);
+    void AssignReference(std::string_view name, std::string_view expression, s_str& report);
+    void Assign(std::string_view name, std::string_view expression, s_str& report);
+    void DefineSymbol(std::string_view name, std::string_view type, s_str& report);
+    void Erase(std::string_view name, s_str& report);
+    void EraseAll(s_str& report);
+    void Inspect(std::string_view name, s_str& report);
+    void ShowExpression(std::string_view expression, s_str& report);
+    void Define(std::string_view name, const s_refptr<Symbol>& value, std::string_view type, s_str& report);
+    s_bool ReportValue(std::string_view kind, const Symbol& value, s_str& report);
+    s_bool ReportOutOfSteps(s_str& report) const;
     s_refptr<Symbol> MakeEmptyReference();
-    s_bool PrintOutOfSteps() const;
-    void Print(std::string_view message) const;
-    void Compose(std::initializer_list<std::string_view> parts);
-    void PrintReport() const;
+    void RefillSteps() {
+        m_stepsLeft = m_stepBudget;
+        m_isOutOfSteps = false;
+    }
+    void Print(std::string_view report);
+
+    // help.cpp
+    static s_str GetHelp();
 
     // evaluator.cpp
+    s_refptr<Symbol> EvaluateText(const s_str& name, std::string_view expression, s_str& error, s_bool allowNew);
     s_refptr<Symbol> Evaluate(Expression& expression, s_str& error);
+    bool RunParts(Expression& expression, Runner& runner, s_str& error);
+    bool RunText(Expression& expression, unsigned level, Runner& runner);
+    void CompileProgram(Expression& expression, unsigned room);
+    std::uint64_t GetChanges() const { return m_symbols.GetChanges() + m_generation; }
+    void Reach(unsigned depth) { m_deepestReached = std::max(m_deepestReached, depth); }
     Failure AbandonCircle(const Expression& expression, s_str& error);
-    bool TakeAbandonment() { return std::exchange(m_isAbandoned, false); }
+    bool IsAbandoned(const s_str& error) const {
+        return m_abandonment.error == &error && m_abandonment.end == error.View().size();
+    }
+    /// Notes the call of a registered callable.
+    template <class Entry> const Entry& Calling(const Entry& callable) {
+        if (!callable.isPure) ++m_impureCalls;
+        return callable;
+    }
 
     // dispatch.cpp
     s_refptr<Symbol> DispatchBinary(const Operator& op, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right,
@@ -185,13 +229,15 @@ private:
     s_refptr<Symbol> DispatchReferences(const Operator& op, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right,
                                         s_str& error);
     s_refptr<Symbol> DispatchUnary(const UnaryOverloads* overloads, const s_refptr<Symbol>& operand,
-                                   std::string_view before, std::string_view behind, s_str& error);
+                                   std::string_view before, std::string_view after, s_str& error);
     s_refptr<Symbol> KeepOperation(const FollowedOperand& left, std::string_view op, const FollowedOperand& right,
                                    s_str& error);
+    s_refptr<Expression> ExpressionOf(const FollowedOperand& operand, s_str& error);
+    s_bool WriteText(const FollowedOperand& operand, s_str& text, s_str& error);
     Failure FailWithoutMatch(const FollowedOperand& left, std::string_view op, const s_refptr<Symbol>& rightOperand,
                              s_str& error);
-    static Failure FailWithoutMatch(const FollowedOperand& operand, std::string_view before, std::string_view behind,
-                                    s_str& error);
+    Failure FailWithoutMatch(const FollowedOperand& operand, std::string_view before, std::string_view after,
+                             s_str& error);
 
     s_bool m_isInteractive;
     SymbolTable m_symbols;
@@ -200,20 +246,27 @@ private:
     Vocabulary m_vocabulary;
     unsigned m_generation = 1; ///< of the registries
     unsigned m_boundGeneration = 0;
+    unsigned m_operatorsVersion = 0;
 
     std::istream* m_input;
     std::ostream* m_output;
-    s_str m_report; ///< of the statement, before it is printed
+    s_str m_reportBuffer; ///< memory for the next report
+    s_str m_waitingReports;
+    bool m_isPrinting = false;
 
     // Of the evaluation that is under way.
     std::vector<s_refptr<Symbol>> m_operands; ///< a stack
     CompilerMemory m_compilerMemory;
+    const SharedText* m_evaluated = nullptr; ///< the text of the innermost expression; null for a line
+    const Operating* m_operating = nullptr;  ///< the innermost operation on what references led to
     unsigned m_depth = 0;
+    unsigned m_deepestReached = 0; ///< since the outermost statement or expression began, in levels
     unsigned m_deepestNesting = DeepestNesting;
+    std::uint64_t m_impureCalls = 0;
     std::uint64_t m_stepBudget = Unlimited;
     std::uint64_t m_stepsLeft = Unlimited;
     bool m_isOutOfSteps = false;
-    bool m_isAbandoned = false;
+    Abandonment m_abandonment;
 };
 
 } // namespace Quarn

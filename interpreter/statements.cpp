@@ -12,11 +12,11 @@
 // The signs are the first "=", the first ":" and the first "&" of the statement. Names lose the blanks around them,
 // but not behind "~" and "?".
 //
-// Each statement is a transaction. All that may fail or throw comes first, then what it changes, then what it prints.
-// Only the text of a new symbol must be made with the symbol in place, and `Undo` takes it back if that fails.
+// Each statement is a transaction. All that may fail or throw comes first, the report included, then what it changes,
+// then the report is printed. Only the text of a new symbol must be made with the symbol in place, and `Undo` takes it
+// back if that fails.
 
 #include <algorithm>
-#include <initializer_list>
 #include <istream>
 #include <new>
 #include <ostream>
@@ -47,6 +47,8 @@ struct TypeText {
     std::string_view arguments;
     bool isTerminated = true;
 };
+
+void AppendLine(s_str& report, std::string_view line) { (report += line) += '\n'; }
 
 TypeText ReadTypeText(std::string_view text) {
     const auto open = text.find('(');
@@ -89,22 +91,30 @@ void State::ParseLine(std::string_view line) {
     while (!line.empty()) {
         const std::string_view statement = CutStatement(line);
         if (statement.empty() || statement.starts_with("//")) continue;
-        if (m_depth == 0) {
-            m_stepsLeft = m_stepBudget;
-            m_isOutOfSteps = false;
-        }
-        const auto printOutOfMemory = [this] { *m_output << OutOfMemoryMessage << '\n'; };
+        if (m_depth == 0) RefillSteps();
+        s_str report = std::move(m_reportBuffer);
+        report.Clear();
+        bool isComplete = false;
         try {
-            ParseStatement(statement);
+            ParseStatement(statement, report);
+            isComplete = true;
         } catch (const std::bad_alloc&) {
-            printOutOfMemory();
         } catch (const std::length_error&) { // a container larger than any memory
-            printOutOfMemory();
         }
+        if (isComplete) Print(report);
+        else PrintOutOfMemory();
+        constexpr std::size_t MostKept = 4096; // more than the text of anything but a large vector
+        if (report.View().size() <= MostKept) m_reportBuffer = std::move(report);
     }
 }
 
-void State::ParseStatement(std::string_view statement) {
+void State::ParseStatement(std::string_view statement, s_str& report) {
+    const Level level(*this);
+    if (!level) {
+        AbandonTooDeep(report);
+        report += '\n';
+        return;
+    }
     constexpr auto npos = std::string_view::npos;
     const auto equals = statement.find('=');
     const auto standsBeforeEquals = [&](char sign) { // the first of these signs
@@ -112,142 +122,150 @@ void State::ParseStatement(std::string_view statement) {
     };
     if (standsBeforeEquals(':')) return; // `a := b` is refused in silence; pinned by the transcript "statements"
     if (standsBeforeEquals('&'))
-        return AssignReference(Trimmed(statement.substr(0, equals - 1)), Trimmed(statement.substr(equals + 1)));
-    if (equals != npos) return Assign(Trimmed(statement.substr(0, equals)), statement.substr(equals + 1));
+        return AssignReference(Trimmed(statement.substr(0, equals - 1)), Trimmed(statement.substr(equals + 1)), report);
+    if (equals != npos) return Assign(Trimmed(statement.substr(0, equals)), statement.substr(equals + 1), report);
     const auto colon = statement.find(':');
-    if (colon != npos) return DefineSymbol(Trimmed(statement.substr(0, colon)), Trimmed(statement.substr(colon + 1)));
-    if (statement == "~") return EraseAll();
-    if (statement.starts_with('~')) return Erase(statement.substr(1));
-    if (statement.starts_with('?')) return Inspect(statement.substr(1));
-    PrintExpression(statement);
+    if (colon != npos)
+        return DefineSymbol(Trimmed(statement.substr(0, colon)), Trimmed(statement.substr(colon + 1)), report);
+    if (statement == "~") return EraseAll(report);
+    if (statement.starts_with('~')) return Erase(statement.substr(1), report);
+    if (statement.starts_with('?')) return Inspect(statement.substr(1), report);
+    ShowExpression(statement, report);
 }
 
-void State::AssignReference(std::string_view name, std::string_view expression) {
+void State::AssignReference(std::string_view name, std::string_view expression, s_str& report) {
     s_str error;
-    if (!CheckSymbolName(name, error)) return Print(error);
+    if (!CheckSymbolName(name, error)) return AppendLine(report, error);
     const s_refptr<Symbol> reference = make_refptr<Reference>(name, expression, *this);
-    Define(name, reference, reference->GetRealType());
+    Define(name, reference, reference->GetRealType(), report);
 }
 
-void State::Assign(std::string_view name, std::string_view expression) {
+void State::Assign(std::string_view name, std::string_view expression, s_str& report) {
     s_str error;
-    if (!CheckSymbolName(name, error)) return Print(error);
+    if (!CheckSymbolName(name, error)) return AppendLine(report, error);
     if (m_registry.functions.contains(name))
-        return Print("\tError : Cannot assign a value to the function '" + s_str(name) + "'");
+        return AppendLine(report, "\tError : Cannot assign a value to the function '" + s_str(name) + "'");
     if (m_registry.constructors.contains(name))
-        return Print("\tError : Cannot assign a value to the constructor '" + s_str(name) + "'");
-    const s_refptr<Symbol> value = ParseSymbol(name, expression, error, false);
-    if (!error.IsEmpty()) Print(error); // a warning comes with a value
-    if (value) Define(name, value, value->GetRealType());
+        return AppendLine(report, "\tError : Cannot assign a value to the constructor '" + s_str(name) + "'");
+    const s_refptr<Symbol> value = EvaluateText(name, expression, error, false);
+    if (!error.IsEmpty()) AppendLine(report, error); // a warning comes with a value
+    if (value) Define(name, value, value->GetRealType(), report);
 }
 
-void State::DefineSymbol(std::string_view name, std::string_view type) {
+void State::DefineSymbol(std::string_view name, std::string_view type, s_str& report) {
     s_str error;
-    if (!CheckSymbolName(name, error)) return Print(error);
+    if (!CheckSymbolName(name, error)) return AppendLine(report, error);
     const TypeText text = ReadTypeText(type);
-    if (!text.isTerminated) return Print("\tError : Unterminated '('");
+    if (!text.isTerminated) return AppendLine(report, "\tError : Unterminated '('");
     const auto factory = m_registry.types.find(text.type);
-    if (factory == m_registry.types.end()) return Print("\tError : Unknown type '" + s_str(type) + "'");
+    if (factory == m_registry.types.end()) return AppendLine(report, "\tError : Unknown type '" + s_str(type) + "'");
 
-    const auto constructor = m_registry.constructors.find(text.type);
-    const bool isDefault = text.arguments.empty() || constructor == m_registry.constructors.end();
+    const Constructor* constructor = FindIn(m_registry.constructors, text.type);
+    const bool isDefault = text.arguments.empty() || !constructor;
     const s_refptr<Symbol> value =
-        isDefault ? factory->second(name) : constructor->second(*this, name, text.arguments, false, error);
-    if (!value) return Print(error);
-    Define(name, value, factory->first);
+        isDefault ? factory->second(name) : Calling(*constructor)(*this, name, text.arguments, false, error);
+    if (!value) return AppendLine(report, error);
+    Define(name, value, factory->first, report);
 }
 
-void State::Erase(std::string_view name) {
+void State::Erase(std::string_view name, s_str& report) {
     const s_refptr<Symbol>* const symbol = m_symbols.Find(name);
-    if (!symbol) return Print("\tError : Unknown symbol '" + s_str(name) + "'");
+    if (!symbol) return AppendLine(report, "\tError : Unknown symbol '" + s_str(name) + "'");
     const s_refptr<Symbol> value = *symbol;
-    Compose({"\t", value->GetType(), " '", name, "' erased"});
+    const s_str& type = value->GetType();
+    if (ReportOutOfSteps(report)) return;
+    AppendLine(report, "\t" + type + " '" + name + "' erased");
     s_refptr<Symbol> empty = MakeEmptyReference();
-    if (PrintOutOfSteps()) return;
     m_symbols.Erase(name);
     SetLastResult(std::move(empty));
-    PrintReport();
 }
 
-void State::EraseAll() {
+void State::EraseAll(s_str& report) {
     bool isWanted = true;
     if (m_isInteractive) {
-        *m_output << "\tWarning : This command will erase all symbols.\n"
-                     "\t          Are you sure ? ([y|Enter]/n) "
-                  << std::flush;
+        Print("\tWarning : This command will erase all symbols.\n"
+              "\t          Are you sure ? ([y|Enter]/n) ");
+        m_output->flush();
         std::string answer;
         std::getline(*m_input, answer);
         isWanted = answer.empty() || answer == "y" || answer == "Y";
     }
-    if (!isWanted) return SetLastResult(nullptr);
-    SetLastResult(nullptr);
-    m_symbols.EraseAll();
-    Print("\tAll symbols erased");
-}
-
-void State::Inspect(std::string_view name) {
     s_refptr<Symbol> empty = MakeEmptyReference();
-    if (name.empty()) {
-        PrintHelp();
-    } else if (const s_refptr<Symbol>* symbol = m_symbols.Find(name); !symbol) {
-        Print("\t'" + s_str(name) + "' is undefined");
-    } else {
-        const s_refptr<Symbol> value = *symbol;
-        const s_str& type = value->GetType();
-        const s_str text = value->ToString();
-        Compose({"\t", type, " : ", text});
-        if (PrintOutOfSteps()) return;
-        PrintReport();
+    if (isWanted) {
+        AppendLine(report, "\tAll symbols erased");
+        m_symbols.EraseAll();
     }
     SetLastResult(std::move(empty));
 }
 
-void State::PrintExpression(std::string_view expression) {
+void State::Inspect(std::string_view name, s_str& report) {
+    s_refptr<Symbol> empty = MakeEmptyReference();
+    if (name.empty()) {
+        report += GetHelp();
+    } else if (const s_refptr<Symbol>* symbol = m_symbols.Find(name); !symbol) {
+        AppendLine(report, "\t'" + s_str(name) + "' is undefined");
+    } else {
+        const s_refptr<Symbol> value = *symbol;
+        if (!ReportValue("\t" + value->GetType(), *value, report)) return;
+    }
+    SetLastResult(std::move(empty));
+}
+
+void State::ShowExpression(std::string_view expression, s_str& report) {
     s_str error;
-    const s_refptr<Symbol> value = ParseSymbol("", expression, error, true);
-    if (!value) return Print(error);
+    const s_refptr<Symbol> value = EvaluateText("", expression, error, true);
+    if (!value) return AppendLine(report, error);
     const s_str& name = value->GetName();
     if (!name.IsEmpty() && !m_symbols.Find(name)) {
-        if (!CheckSymbolName(name, error)) return Print(error);
-        return Define(name, value, value->GetType());
+        if (!CheckSymbolName(name, error)) return AppendLine(report, error);
+        return Define(name, value, value->GetType(), report);
     }
-    const s_str& type = value->GetType();
-    const s_str text = value->ToString();
-    Compose({"\t", type, " : ", text});
-    if (PrintOutOfSteps()) return;
-    SetLastResult(value);
-    PrintReport();
+    if (ReportValue("\t" + value->GetType(), *value, report)) SetLastResult(value);
 }
 
-/// Stores the value, which becomes the last result too, and reports it as one of the kind.
-void State::Define(std::string_view name, const s_refptr<Symbol>& value, std::string_view kind) {
+/// Stores the value, which becomes the last result too, and reports it as one of the type.
+void State::Define(std::string_view name, const s_refptr<Symbol>& value, std::string_view type, s_str& report) {
     Undo undo(m_symbols, name, value);
-    const s_str text = value->ToString();
-    Compose({"\tDefining ", kind, " : ", text});
-    if (PrintOutOfSteps()) return;
+    if (!ReportValue("\tDefining " + s_str(type), *value, report)) return;
     undo.Keep();
     SetLastResult(value);
-    PrintReport();
 }
 
-/// The text of a reference that runs out of steps shows something else; a report of such texts is none.
-s_bool State::PrintOutOfSteps() const {
-    if (m_isOutOfSteps) Print(OutOfStepsMessage);
+/// Appends the line that shows a value, or why it cannot be shown; false then.
+s_bool State::ReportValue(std::string_view kind, const Symbol& value, s_str& report) {
+    const std::size_t begin = report.View().size();
+    s_str error;
+    (report += kind) += " : ";
+    if (WriteText(value, report, error) && !m_isOutOfSteps) {
+        report += '\n';
+        return true;
+    }
+    report.Truncate(begin);
+    if (!ReportOutOfSteps(report)) AppendLine(report, error);
+    return false;
+}
+
+/// Whether the steps are used up. What is known of a reference then may be wrong, and is not shown.
+s_bool State::ReportOutOfSteps(s_str& report) const {
+    if (m_isOutOfSteps) AppendLine(report, OutOfStepsMessage);
     return m_isOutOfSteps;
 }
 
-void State::Print(std::string_view message) const { *m_output << message << '\n'; }
+void State::PrintOutOfMemory() { Print("\tError : Out of memory\n"); }
 
-/// Puts the report together, for `PrintReport`: when that is called nothing is left that could fail. Nothing is
-/// evaluated in between.
-void State::Compose(std::initializer_list<std::string_view> parts) {
-    constexpr std::size_t MostKept = 4096; // more than the text of anything but a large vector
-    if (m_report.View().size() > MostKept) m_report = {};
-    m_report.Clear();
-    for (const std::string_view part : parts) m_report += part;
-    m_report += '\n';
+/// Writes to the output. What is to be printed meanwhile, by a stream that carries out statements, waits until then.
+void State::Print(std::string_view report) {
+    if (m_isPrinting) {
+        m_waitingReports += report;
+        return;
+    }
+    struct Printing {
+        bool& isPrinting;
+        explicit Printing(bool& flag) : isPrinting(flag) { isPrinting = true; }
+        ~Printing() { isPrinting = false; }
+    } const printing(m_isPrinting);
+    *m_output << report;
+    while (!m_waitingReports.IsEmpty()) *m_output << std::exchange(m_waitingReports, {}).View();
 }
-
-void State::PrintReport() const { *m_output << m_report.View(); }
 
 } // namespace Quarn

@@ -32,6 +32,7 @@ s_refptr<Symbol> SymbolTable::Read(std::string_view name) {
 }
 
 s_refptr<Symbol> SymbolTable::Exchange(std::string_view name, s_refptr<Symbol> value) {
+    ++m_changes;
     Recent* const recent = FindRecent(name);
     if (!recent) {
         m_map.emplace(name, std::move(value));
@@ -42,18 +43,21 @@ s_refptr<Symbol> SymbolTable::Exchange(std::string_view name, s_refptr<Symbol> v
 }
 
 void SymbolTable::SetLastResult(s_refptr<Symbol> value) {
+    ++m_changes;
     m_recent[SlotOf(LastResultName)] = {};
     m_lastResult = std::move(value);
 }
 
 void SymbolTable::Erase(std::string_view name) {
     if (name == LastResultName) return;
+    ++m_changes;
     m_recent[SlotOf(name)] = {};
     const auto found = m_map.find(name);
     if (found != m_map.end()) m_map.erase(found);
 }
 
 void SymbolTable::EraseAll() {
+    ++m_changes;
     m_recent.fill({});
     std::erase_if(m_map, [](const auto& symbol) { return symbol.first != LastResultName; });
 }

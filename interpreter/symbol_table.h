@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 
 #include "interpreter/registry.h"
 
@@ -19,6 +20,8 @@ public:
     SymbolTable& operator=(const SymbolTable&) = delete;
 
     const Map& GetMap() const { return m_map; }
+    /// How often anything has changed.
+    std::uint64_t GetChanges() const { return m_changes; }
 
     /// The value of the symbol, null when there is none. The pointer is good until the symbol is erased.
     const s_refptr<Symbol>* Find(std::string_view name);
@@ -56,6 +59,7 @@ private:
     Recent* FindRecent(std::string_view name);
 
     Map m_map;
+    std::uint64_t m_changes = 0;
     s_refptr<Symbol>& m_lastResult; ///< in the map
     std::array<Recent, SlotCount> m_recent;
 };

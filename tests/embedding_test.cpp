@@ -14,13 +14,15 @@ using namespace Quarn;
 /// A length in metres, written `5m`.
 class Length final : public Symbol {
 public:
-    inline static const s_str TypeName = "Length";
+    static constexpr std::string_view TypeName = "Length";
     explicit Length(const s_str& name, double value = 0) : Symbol(name), metres(value) {}
     s_str ToString() const override { return WithName(s_str(metres) + "m"); }
-    const s_str& GetType() const override { return TypeName; }
+    const s_str& GetType() const override { return TypeNameOf<Length>(); }
     s_refptr<Symbol> Clone() const override { return s_refptr<Symbol>(new Length(*this)); }
     const double metres;
 };
+
+State GlobalState; // before anything that the library might initialise
 
 class Embedding : public testing::Test {
 protected:
@@ -154,7 +156,7 @@ TEST_F(Embedding, CallablesMayCarryOutStatements) {
 TEST_F(Embedding, ValuesThatLieAboutTheirTypeAreNotTrusted) {
     struct Liar final : Symbol {
         Liar() : Symbol("") {}
-        const s_str& GetType() const override { return Scalar::TypeName; }
+        const s_str& GetType() const override { return TypeNameOf<Scalar>(); }
     };
     Binding(state).Function("lie", []() -> s_refptr<Symbol> { return make_refptr<Liar>(); });
     EXPECT_EQ(Play("lie()+1"), "\tError : An operand is not what the name of its type says\n");
@@ -177,6 +179,12 @@ TEST_F(Embedding, TheLibraryPrintsNothingByItself) {
     EXPECT_FALSE(state.ParseSymbol("n", "fresh", error, true));
     EXPECT_EQ(output.str(), "");
     EXPECT_EQ(state.GetSymbols().size(), 1u);
+}
+
+TEST_F(Embedding, AStateMayBeGlobal) {
+    GlobalState.SetStreams(input, output);
+    GlobalState.ParseLine("r &= sqrt(x)*2; x = 4; r+1");
+    EXPECT_TRUE(output.str().ends_with("\tScalar : 5\n")) << output.str();
 }
 
 TEST_F(Embedding, WithoutVectorsTheirTextsAreNone) {

@@ -34,6 +34,7 @@ TEST(Scanner, CutsAtOperatorsOfTheTopBracketLevel) {
         {"(a])", "[(a])]"},
         {"(<)+[(]", "[(<)][+][[(]]"},
         {"<(>+1", "[<(>][+][1]"},
+        {"<[>x", "[<[>x]"},
         {"[]", "[[]]"},
         {"a)", "Too many closing ')'"},
         {"a>", "Too many closing '>'"},
@@ -80,18 +81,29 @@ TEST(Scanner, MessagesStandOnePerLine) {
 
 TEST(Scanner, OperatorsOfSeveralCharacters) {
     State state;
-    state.SetOperatorPriorities({{"*", 1u}, {"**", 2u}, {"=>", 1u}, {"", 1u}});
+    s_str error;
+    EXPECT_TRUE(state.SetOperatorPriorities({{"*", 1}, {"=>", 1}}, error));
     const auto split = [&](const char* text) {
         s_ctnr_t<s_str> pieces;
-        s_str error;
         EXPECT_TRUE(state.SplitOperators(pieces, text, error));
         return Joined(pieces);
     };
-    EXPECT_EQ(split("a**b"), "[a][*][*][b]"); // the first in ascending order, not the longest
     EXPECT_EQ(split("a=>b=c"), "[a][=>][b=c]");
     EXPECT_EQ(split("a="), "[a][=>]"); // a text that ends within an operator
-    EXPECT_EQ(state.GetOperatorPriority("**").Get(), 2u);
-    EXPECT_FALSE(state.GetOperatorPriority("+").IsValid());
+    EXPECT_FALSE(state.MatchOperator(1, "*", error));
+    EXPECT_EQ(state.GetOperatorPriority("=>").Get(), 1u);
+
+    const std::pair<OperatorPriorities, const char*> refused[] = {
+        {{{"*", 1}, {"*!", 1}, {"+", 1}}, "\tError : Operator '*!' begins with operator '*' and can never be found"},
+        {{{"", 1}}, "\tError : An operator needs a text"},
+        {{{"a(", 1}}, "\tError : Operator 'a(' contains a bracket"},
+    };
+    for (const auto& [priorities, message] : refused) {
+        error.Clear();
+        EXPECT_FALSE(state.SetOperatorPriorities(priorities, error));
+        EXPECT_EQ(error.Get(), message);
+    }
+    EXPECT_FALSE(state.GetOperatorPriority("+").IsValid()); // nothing was replaced
 }
 
 TEST(Scanner, LiteralsAndNearMisses) {

@@ -29,51 +29,58 @@ template <class T> struct Operand {
 /// come first and an `s_str& error` last; a callable that takes the error text may fail, and returns a pointer.
 class Binding {
 public:
-    explicit Binding(State& state) : m_registry(state.EditRegistry()) {}
+    /// With `arePure` the callables are registered as pure, see `Registered`.
+    explicit Binding(State& state, bool arePure = false) : m_registry(state.EditRegistry()), m_arePure(arePure) {}
 
     /// An operator written between its operands.
     template <class Callable> void Binary(const s_str& op, Callable callable) {
         using Shape = ShapeOf<Callable>;
         static_assert(Shape::Count == 2);
         const auto types = Shape::TypeNames();
-        m_registry.binaryOperators[op][types[0]][types[1]] = [callable](State& state, const s_refptr<Symbol>& left,
-                                                                        const s_refptr<Symbol>& right, s_str& error) {
-            return Shape::Call(callable, state, std::array{left.Get(), right.Get()}, error);
-        };
+        Register(m_registry.binaryOperators[op][types[0]][types[1]],
+                 [callable](State& state, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right, s_str& error) {
+                     return Shape::Call(callable, state, std::array{left.Get(), right.Get()}, error);
+                 });
     }
 
     /// An operator written before its operand.
     template <class Callable> void RightUnary(const s_str& op, Callable callable) {
-        m_registry.rightUnaryOperators[op][ShapeOf<Callable>::TypeNames()[0]] = Unary(std::move(callable));
+        RegisterUnary(m_registry.rightUnaryOperators[op], std::move(callable));
     }
 
     /// An operator written behind its operand.
     template <class Callable> void LeftUnary(const s_str& op, Callable callable) {
-        m_registry.leftUnaryOperators[op][ShapeOf<Callable>::TypeNames()[0]] = Unary(std::move(callable));
+        RegisterUnary(m_registry.leftUnaryOperators[op], std::move(callable));
     }
 
     /// A function of any number of arguments and one result.
     template <class Callable> void Function(const s_str& name, Callable callable) {
         using Shape = ShapeOf<Callable>;
-        m_registry.functions[name][Shape::Signature()] =
-            [callable](State& state, const s_ctnr<s_refptr<Symbol>>& arguments, s_ctnr<s_refptr<Symbol>>& results,
-                       s_str& error) -> s_bool {
-            std::array<const Symbol*, Shape::Count> operands{};
-            for (std::size_t i = 0; i < operands.size(); ++i) operands[i] = arguments[i].Get();
-            s_refptr<Symbol> result = Shape::Call(callable, state, operands, error);
-            if (!result) return false;
-            results.PushBack(std::move(result));
-            return true;
-        };
+        Register(m_registry.functions[name][Shape::Signature()],
+                 [callable](State& state, const s_ctnr<s_refptr<Symbol>>& arguments, s_ctnr<s_refptr<Symbol>>& results,
+                            s_str& error) -> s_bool {
+                     std::array<const Symbol*, Shape::Count> operands{};
+                     for (std::size_t i = 0; i < operands.size(); ++i) operands[i] = arguments[i].Get();
+                     s_refptr<Symbol> result = Shape::Call(callable, state, operands, error);
+                     if (!result) return false;
+                     results.PushBack(std::move(result));
+                     return true;
+                 });
     }
 
 private:
-    template <class Callable> static UnaryOperator Unary(Callable callable) {
+    template <class Entry, class Wrapped> void Register(Entry& entry, Wrapped function) {
+        entry = std::move(function);
+        entry.isPure = m_arePure;
+    }
+
+    template <class Callable> void RegisterUnary(UnaryOverloads& overloads, Callable callable) {
         using Shape = ShapeOf<Callable>;
         static_assert(Shape::Count == 1);
-        return [callable](State& state, const s_refptr<Symbol>& operand, s_str& error) {
-            return Shape::Call(callable, state, std::array{operand.Get()}, error);
-        };
+        Register(overloads[Shape::TypeNames()[0]],
+                 [callable](State& state, const s_refptr<Symbol>& operand, s_str& error) {
+                     return Shape::Call(callable, state, std::array{operand.Get()}, error);
+                 });
     }
 
     /// What the parameters of a callable tell about its operands.
@@ -137,6 +144,7 @@ private:
     template <class Callable> using ShapeOf = ShapeOfFunction<decltype(std::function(std::declval<Callable>()))>;
 
     Registry& m_registry;
+    const bool m_arePure;
 };
 
 } // namespace Quarn

@@ -12,13 +12,14 @@ namespace Quarn {
 /// otherwise it is a value of type "Reference" that shows its text. Asking it reports no errors.
 class Reference final : public Symbol {
 public:
-    inline static const s_str TypeName = "Reference";
+    static constexpr std::string_view TypeName = "Reference";
 
     /// Registers the type, `&expression` as its literal, and `Reference(expression)`.
     static void Register(State& state);
 
     /// The state is not owned and must outlive the reference.
     Reference(const s_str& name, std::string_view expression, State& state);
+    Reference(s_refptr<Expression> expression, State& state);
 
     /// The value as a reference, or null.
     static const Reference* From(const Symbol& value) {
@@ -27,20 +28,23 @@ public:
         return &typeid(value) == &typeid(Reference) ? static_cast<const Reference*>(&value) : nullptr;
     }
     /// The type of a value that references were followed to: a reference among those was not to be evaluated.
-    static const s_str& TypeOfFollowed(const Symbol& value) { return From(value) ? TypeName : value.GetType(); }
+    static const s_str& TypeOfFollowed(const Symbol& value) {
+        return From(value) ? TypeNameOf<Reference>() : value.GetType();
+    }
 
     s_str ToString() const override;
     const s_str& GetType() const override;
-    const s_str& GetRealType() const override { return TypeName; }
+    const s_str& GetRealType() const override { return TypeNameOf<Reference>(); }
     s_str GetFullType() const override { return TypeName; }
     s_refptr<Symbol> Clone() const override { return s_refptr<Symbol>(new Reference(*this)); }
+    s_bool WriteTo(TextWriter& writer) const override;
 
-    const s_str& GetExpression() const { return m_expression->text; }
+    const s_refptr<Expression>& GetExpression() const { return m_expression; }
     /// What it shows when it cannot be evaluated: its expression, or "null" when that is empty.
-    s_str GetUnevaluatedText() const;
+    s_refptr<Expression> GetUnevaluatedExpression() const;
 
-    /// One evaluation of a reference, which must live longer. As long as it lives the expression counts as in use, so that
-    /// a circle is noticed; what becomes of the value belongs into its life time. An empty expression has no value.
+    /// One evaluation of a reference, which must outlive it. As long as it lives the expression counts as in use, so that a
+    /// circle is noticed. An empty expression has no value.
     class Use {
     public:
         explicit Use(const Reference& reference);
@@ -88,6 +92,9 @@ public:
 private:
     Reference(const Reference&) = default;
 
+    /// What it leads to; null when it cannot be evaluated.
+    s_refptr<Symbol> Evaluate() const;
+
     s_refptr<Expression> m_expression;
     State* m_state;
 };
@@ -95,12 +102,12 @@ private:
 // In the header, as evaluation recurses through it: chains of references are as fast as their calls are few.
 inline Reference::Use::Use(const Reference& reference)
     : m_state(*reference.m_state), m_level(m_state), m_expression(*reference.m_expression), m_mark(m_expression) {
-    if (m_expression.text.IsEmpty()) return;
-    m_state.TakeAbandonment(); // what others left
+    if (m_expression.GetLength() == 0) return;
+    m_state.m_abandonment = {}; // of another error text, at the same address perhaps
     if (!m_level) m_state.AbandonTooDeep(m_error);
     else if (!m_mark.IsFirst()) m_state.AbandonCircle(m_expression, m_error);
     else m_value = m_state.Evaluate(m_expression, m_error);
-    m_wasAbandoned = m_state.TakeAbandonment() && !m_value;
+    m_wasAbandoned = !m_value && m_state.IsAbandoned(m_error);
 }
 
 } // namespace Quarn

@@ -8,6 +8,8 @@
 #include <limits>
 #include <optional>
 
+#include "interpreter/text_writer.h"
+
 namespace Quarn {
 
 namespace {
@@ -114,15 +116,19 @@ double Random(double a, double b) {
 
 } // namespace
 
+s_bool Scalar::WriteTo(TextWriter& writer) const {
+    return writer.AppendName(GetName()) && writer.Append(PlainText(m_value));
+}
+
 void Scalar::Register(State& state) {
     Registry& registry = state.EditRegistry();
-    registry.types[TypeName] = [](const s_str& name) { return make_refptr<Scalar>(name); };
-    registry.literalTests[TypeName] = [](std::string_view text) { return IsLiteral(text); };
-    registry.constantLiterals.insert(TypeName);
-    registry.constructors[TypeName] = FromText;
+    registry.types[TypeNameOf<Scalar>()] = [](const s_str& name) { return make_refptr<Scalar>(name); };
+    registry.literalTests[TypeNameOf<Scalar>()] = [](std::string_view text) { return IsLiteral(text); };
+    registry.constantLiterals.insert(TypeNameOf<Scalar>());
+    registry.constructors[TypeNameOf<Scalar>()] = Pure<Constructor>(FromText);
 
     // clang-format off
-    Binding bind(state);
+    Binding bind(state, true);
     bind.RightUnary("!", Factorial);
 
     bind.Binary("*", [](double a, double b) { return a * b; });
@@ -135,8 +141,6 @@ void Scalar::Register(State& state) {
     bind.RightUnary("+", [](const Scalar& a) { return a.Clone(); });
     bind.RightUnary("-", [](double a) { return -a; });
 
-    bind.Function("rand", [] { return Random(0, 1); });
-    bind.Function("rand", Random);
     bind.Function("min", [](double a, double b) { return a >= b ? b : a; });
     bind.Function("max", [](double a, double b) { return b >= a ? b : a; });
     bind.Function("round", [](double a) { return std::round(a); }); // halves away from zero
@@ -154,6 +158,10 @@ void Scalar::Register(State& state) {
     bind.Function("atan", [](double y, double x) { return std::atan2(y, x); });
     bind.Function("abs", [](double a) { return std::fabs(a); });
     bind.Function("pi", [] { return Pi; });
+
+    Binding bindImpure(state);
+    bindImpure.Function("rand", [] { return Random(0, 1); });
+    bindImpure.Function("rand", Random);
     // clang-format on
 }
 

@@ -7,7 +7,7 @@ namespace Quarn {
 /// A real number: a double in the sense of IEEE 754, infinities and not-a-number included.
 class Scalar final : public Symbol {
 public:
-    inline static const s_str TypeName = "Scalar";
+    static constexpr std::string_view TypeName = "Scalar";
 
     /// Registers the type, its literals, operators and functions.
     static void Register(State& state);
@@ -19,8 +19,9 @@ public:
 
     /// "nan", "inf+", "inf-", or at most 15 significant digits.
     s_str ToString() const override { return WithName(PlainText(m_value)); }
-    const s_str& GetType() const override { return TypeName; }
+    const s_str& GetType() const override { return TypeNameOf<Scalar>(); }
     s_refptr<Symbol> Clone() const override { return s_refptr<Symbol>(new Scalar(*this)); }
+    s_bool WriteTo(TextWriter& writer) const override;
 
     double GetValue() const { return m_value; }
 

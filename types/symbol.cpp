@@ -1,9 +1,13 @@
 #include "types/symbol.h"
 
+#include "interpreter/text_writer.h"
+
 namespace Quarn {
 
 void Symbol::Register(State& state) {
-    state.EditRegistry().types[TypeName] = [](const s_str& name) { return make_refptr<Symbol>(name); };
+    state.EditRegistry().types[TypeNameOf<Symbol>()] = [](const s_str& name) { return make_refptr<Symbol>(name); };
 }
+
+s_bool Symbol::WriteTo(TextWriter& writer) const { return writer.Append(ToString()); }
 
 } // namespace Quarn

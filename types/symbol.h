@@ -4,11 +4,20 @@
 
 namespace Quarn {
 
+class TextWriter;
+
+/// The name of a type, as one text for the whole process: types are told apart by its address. Made by the first use, so
+/// that a state may be global, whatever is initialised before it.
+template <class Type> const s_str& TypeNameOf() {
+    static const s_str name = Type::TypeName;
+    return name;
+}
+
 /// The root of all values, and itself the abstract type without a value. Values are made on the heap, shared through
 /// `s_refptr<Symbol>`, and not changed once they are built: who wants one under another name asks for it (`Named`).
 class Symbol {
 public:
-    inline static const s_str TypeName = "Symbol";
+    static constexpr std::string_view TypeName = "Symbol";
 
     static void Register(State& state);
 
@@ -20,13 +29,16 @@ public:
     /// The display text of the value; "name = value" for a value that has a name.
     virtual s_str ToString() const { return m_text; }
     /// The type that overloads are chosen by: the process-wide name under which the type is registered.
-    virtual const s_str& GetType() const { return TypeName; }
+    virtual const s_str& GetType() const { return TypeNameOf<Symbol>(); }
     /// The type of the object itself.
     virtual const s_str& GetRealType() const { return GetType(); }
     /// The type with any size that belongs to it, "3-Vector".
     virtual s_str GetFullType() const { return GetType(); }
     /// A new object of the same type with the same contents. Nothing else may happen here: it runs while a symbol is read.
     virtual s_refptr<Symbol> Clone() const { return s_refptr<Symbol>(new Symbol(*this)); }
+    /// Writes the display text. A type that holds other values overrides this to have them written by the writer, which
+    /// bounds their text, and gives `ToString` by `TextWriter::TextOf`.
+    virtual s_bool WriteTo(TextWriter& writer) const;
 
     /// The name as the user wrote it; empty for a temporary result.
     const s_str& GetName() const { return m_name; }

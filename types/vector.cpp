@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "interpreter/text_writer.h"
 #include "types/reference.h"
 #include "types/scalar.h"
 
@@ -32,6 +33,7 @@ s_refptr<Symbol> BuildFrom(State& state, std::size_t count, s_str& error, const 
     const State::Level level(state);
     if (!level) return state.AbandonTooDeep(error);
     Vector::Elements elements;
+    elements.Reserve(count);
     for (std::size_t i = 0; i < count; ++i) {
         s_refptr<Symbol> element = makeElement(i);
         if (!element) return nullptr;
@@ -61,18 +63,15 @@ s_refptr<Symbol> Subtract(State& state, const Vector& a, const Vector& b, s_str&
     return ElementWise(state, "-", "substract", a, b, error);
 }
 
-/// A number as an operand of its own again, for the dispatch on elements.
-s_refptr<Symbol> Factor(const Scalar& scalar) { return Operand<double>::Make(scalar.GetValue()); }
-
 s_refptr<Symbol> ScaleFromLeft(State& state, const Scalar& s, const Vector& v, s_str& error) {
-    const s_refptr<Symbol> factor = Factor(s);
+    const s_refptr<Symbol> factor = s.Clone(); // with its name, as messages leave out what has one
     const auto& elements = v.GetElements();
     return BuildFrom(state, elements.Count(), error,
                      [&](std::size_t i) { return state.ApplyBinaryOperator("*", factor, elements[i], error); });
 }
 
 s_refptr<Symbol> ScaleFromRight(State& state, const Vector& v, const Scalar& s, s_str& error) {
-    const s_refptr<Symbol> factor = Factor(s);
+    const s_refptr<Symbol> factor = s.Clone(); // with its name, as messages leave out what has one
     const auto& elements = v.GetElements();
     return BuildFrom(state, elements.Count(), error,
                      [&](std::size_t i) { return state.ApplyBinaryOperator("*", elements[i], factor, error); });
@@ -121,13 +120,13 @@ Failure FailNonHomogeneous(s_str& error, const s_str& first, const s_str& second
 
 void Vector::Register(State& state) {
     Registry& registry = state.EditRegistry();
-    registry.types[TypeName] = [](const s_str& name) { return make_refptr<Vector>(name); };
-    registry.literalTests[TypeName] = [](std::string_view text) {
+    registry.types[TypeNameOf<Vector>()] = [](const s_str& name) { return make_refptr<Vector>(name); };
+    registry.literalTests[TypeNameOf<Vector>()] = [](std::string_view text) {
         return text.starts_with('<') && text.ends_with('>');
     };
-    registry.constructors[TypeName] = CreateFrom;
+    registry.constructors[TypeNameOf<Vector>()] = Pure<Constructor>(CreateFrom);
 
-    Binding bind(state);
+    Binding bind(state, true);
     bind.Binary("*", ScaleFromLeft);
     bind.Binary("*", ScaleFromRight);
     bind.Binary("+", Add);
@@ -150,6 +149,7 @@ s_refptr<Symbol> Vector::CreateFrom(State& state, const s_str& name, std::string
     const auto isReference = [](const s_str& fullType) { return fullType == Reference::TypeName; };
     s_str elementType;
     Elements elements;
+    elements.Reserve(elementTexts.size());
     for (const std::string_view elementText : elementTexts) {
         if (!state.HasRoomFor(elementText)) return state.AbandonTooDeep(error);
         s_refptr<Symbol> element = state.ParseSymbol("", elementText, error, false);
@@ -180,15 +180,18 @@ Vector::Vector(const s_str& name, Elements elements) : Symbol(name) {
     m_elements = make_refptr<Elements>(std::move(elements));
 }
 
-s_str Vector::ToString() const {
-    s_str text = "<";
-    bool isFirst = true;
-    for (const s_refptr<Symbol>& element : *m_elements) {
-        if (!std::exchange(isFirst, false)) text += ", ";
-        text += element->ToString();
-    }
-    text += ">";
-    return WithName(std::move(text));
+s_str Vector::ToString() const { return TextWriter::TextOf(*this, nullptr); }
+
+s_bool Vector::WriteTo(TextWriter& writer) const {
+    return writer.Nest([&]() -> s_bool {
+        if (!writer.Spend(m_elements->Count()) || !writer.AppendName(GetName()) || !writer.Append("<")) return false;
+        bool isFirst = true;
+        for (const s_refptr<Symbol>& element : *m_elements) {
+            if (!std::exchange(isFirst, false) && !writer.Append(", ")) return false;
+            if (!writer.Write(*element)) return false;
+        }
+        return writer.Append(">");
+    });
 }
 
 s_str Vector::GetFullType() const { return s_str(m_elements->Size()) + "-" + TypeName; }

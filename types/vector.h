@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include "types/binding.h"
 
 namespace Quarn {
@@ -8,13 +10,12 @@ namespace Quarn {
 /// their arithmetic; every operation on elements goes through the dispatch of the state.
 class Vector final : public Symbol {
 public:
-    inline static const s_str TypeName = "Vector";
+    static constexpr std::string_view TypeName = "Vector";
 
-    /// The largest size (see `GetSize`): sharing lets `v = <v, v>` double it with every statement, and the text of a
-    /// vector has all of it, some hundred megabytes at this size.
+    /// The largest size (see `GetSize`): sharing lets `v = <v, v>` double it with every statement.
     static constexpr std::size_t LargestSize = std::size_t{1} << 24;
 
-    using Elements = s_ctnr_t<s_refptr<Symbol>>;
+    using Elements = s_ctnr_t<s_refptr<Symbol>, std::vector<s_refptr<Symbol>>>;
 
     /// Registers the type, `<a, b>` as its literal, `Vector(a, b)` and its operators. Needs `Scalar`.
     static void Register(State& state);
@@ -27,10 +28,11 @@ public:
     explicit Vector(const s_str& name, Elements elements = {});
 
     s_str ToString() const override;
-    const s_str& GetType() const override { return TypeName; }
+    const s_str& GetType() const override { return TypeNameOf<Vector>(); }
     /// "3-Vector" for three elements.
     s_str GetFullType() const override;
     s_refptr<Symbol> Clone() const override { return s_refptr<Symbol>(new Vector(*this)); }
+    s_bool WriteTo(TextWriter& writer) const override;
 
     const Elements& GetElements() const { return *m_elements; }
     /// How many elements it has at all depths, vectors themselves not counted.
