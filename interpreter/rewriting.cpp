@@ -133,7 +133,8 @@ Expression::Shape ShapeOf(std::string_view text, const Operators& operators) {
     });
     if (fault) return Irregular;
     if (count != 1) return Bracketed;
-    return isOperator || HoldsRoundBracket(text) || s_str::Trimmed(text).empty() ? Irregular : Plain;
+    // Blanks matter too: evaluated by itself the text loses them, and may end in the beginning of an operator then.
+    return isOperator || HoldsRoundBracket(text) || s_str::Trimmed(text) != text ? Irregular : Plain;
 }
 
 } // namespace Quarn

@@ -54,6 +54,15 @@ TEST(CountedPointers, ObserversOutliveTheObjectAndSeeItGone) {
     EXPECT_FALSE(other.Lock());
 }
 
+TEST(CountedPointers, AnObserverMayGoFirst) {
+    s_refptr<Counted> held = make_refptr<Derived>();
+    { const s_wptr<Counted> observer(held); }
+    EXPECT_EQ(Counted::alive, 1);
+    const s_refptr<Counted> other = held;
+    held.Release();
+    EXPECT_EQ(Counted::alive, 1);
+}
+
 TEST(Sequences, KeepTheirOrder) {
     s_ctnr_t<s_uint> numbers{2u, 4u};
     s_ctnr<s_uint>& sequence = numbers;

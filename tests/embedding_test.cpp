@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <sstream>
 
 #include "types/scalar.h"
@@ -118,6 +120,9 @@ TEST_F(Embedding, NamedOperandsContributeNothing) {
     Binding(state).Function("named", []() -> s_refptr<Symbol> { return make_refptr<Scalar>("n", 3); });
     EXPECT_EQ(Play("named()+<1>"), "\tError : No match for operator 'Scalar + Vector' in :\n\t        \t + <1>\n");
     EXPECT_EQ(Play("named()*&u"), "\tReference : ()*u\n");
+    for (const char* line : {"k:Symbol; v = <k>", "named()*v"}) Play(line);
+    EXPECT_EQ(output.str(), "\tError : No match for operator 'Scalar * Symbol' in :\n\t        \t * k\n");
+    EXPECT_EQ(Play("v*named()"), "\tError : No match for operator 'Symbol * Scalar' in :\n\t        \tk * \n");
     // A name of its own makes a result a symbol.
     EXPECT_EQ(Play("named()"), "\tDefining Scalar : n = 3\n");
     EXPECT_EQ(Play("named()"), "\tScalar : n = 3\n");
@@ -168,6 +173,102 @@ TEST_F(Embedding, ExceptionsOfCallablesLeaveTheSymbolsAlone) {
     EXPECT_THROW(Play("x = 1+throws()"), std::runtime_error);
     EXPECT_THROW(Play("r &= throws()"), std::runtime_error);
     EXPECT_EQ(Play("?x;?r;1+1"), "\tScalar : x = 1\n\t'r' is undefined\n\tScalar : 2\n");
+}
+
+TEST_F(Embedding, AFailureThatACallableSwallowedDoesNotCountForTheNext) {
+    Binding(state).RightUnary("*", [](State& owner, double a, s_str& error) -> s_refptr<Symbol> {
+        s_str swallowed;
+        owner.ParseSymbol("", "z+1", swallowed, false);
+        return Fail(error, s_str(a) + " is refused");
+    });
+    Play("z &= z+1; r &= *1");
+    EXPECT_EQ(Play("r+1"), "\tReference : (*1)+1\n"); // an ordinary failure: the operation is kept
+}
+
+TEST_F(Embedding, OperatorsOutsideOfTheTableAreDispatchedToo) {
+    Binding(state).Binary("<=>", [](double a, double b) { return a - b; });
+    s_str error;
+    const s_refptr<Symbol> a = make_refptr<Scalar>(7);
+    EXPECT_EQ(state.ApplyBinaryOperator("<=>", a, make_refptr<Scalar>(2), error)->ToString().Get(), "5");
+    EXPECT_FALSE(state.ApplyBinaryOperator("<=>", a, make_refptr<Length>(""), error));
+    EXPECT_EQ(error.Get(), "\tError : No match for operator 'Scalar <=> Length' in :\n\t        \t7 <=> 0m");
+}
+
+TEST_F(Embedding, TheGeneratorIsTheOneOfTheRuntime) {
+    std::srand(7);
+    std::vector<double> drawn;
+    for (int i = 0; i < 100; ++i) drawn.push_back(std::rand() / (RAND_MAX / 32768 + 1) / 32767.0);
+    std::srand(7);
+    s_str error;
+    for (const double value : drawn) {
+        const s_refptr<Symbol> random = state.ParseSymbol("", "rand(2, 4)", error, false);
+        EXPECT_EQ(dynamic_cast<const Scalar&>(*random).GetValue(), 2 + value * 2);
+    }
+    EXPECT_GT(*std::max_element(drawn.begin(), drawn.end()), 0.9);
+}
+
+TEST_F(Embedding, LiteralsOfAnyLengthAreRead) {
+    s_str error;
+    EXPECT_EQ(state.ParseSymbol("", std::string(400, '9'), error, false)->ToString().Get(), "inf+");
+    EXPECT_EQ(state.ParseSymbol("", "." + std::string(400, '0') + "1", error, false)->ToString().Get(), "0");
+}
+
+TEST_F(Embedding, WhatIsErasedMeanwhileIsNotPutBack) {
+    state.EditRegistry().constructors["Length"] = [](State&, const s_str& name, std::string_view, s_bool, s_str&) {
+        return make_refptr<Length>(name, 1);
+    };
+    Binding(state).Function("erasing", [this]() -> double {
+        state.ParseLine("~x");
+        throw std::runtime_error("after that");
+    });
+    Play("x = 1");
+    EXPECT_THROW(Play("x &= erasing()"), std::runtime_error); // evaluated to be shown, with the new x in place
+    EXPECT_EQ(Play("?x"), "\t'x' is undefined\n");
+}
+
+/// A stream that does something before it takes each text.
+class Interrupted : public std::streambuf {
+public:
+    std::function<void()> interrupt;
+    std::string taken;
+
+private:
+    std::streamsize xsputn(const char* text, std::streamsize count) override {
+        if (interrupt) std::exchange(interrupt, nullptr)();
+        taken.append(text, static_cast<std::size_t>(count));
+        return count;
+    }
+};
+
+TEST_F(Embedding, AStatementIsDoneBeforeItIsReported) {
+    Interrupted buffer;
+    std::ostream interrupted(&buffer);
+    state.SetStreams(input, interrupted);
+    const std::string name(100, 'n');
+    buffer.interrupt = [&] { state.ParseLine("y = x+1;" + name + " = 3;?"); };
+    state.ParseLine("x = 1; z = 4");
+    EXPECT_TRUE(buffer.taken.starts_with(
+        "\tDefining Scalar : x = 1\n\tDefining Scalar : y = 2\n\tDefining Scalar : " + name + " = 3\n\tHelp :"));
+    EXPECT_TRUE(buffer.taken.ends_with("\n\tDefining Scalar : z = 4\n"));
+
+    interrupted.exceptions(std::ios::badbit);
+    buffer.interrupt = [] { throw std::runtime_error("full"); };
+    EXPECT_THROW(state.ParseLine("x = 5; z = 6"), std::runtime_error);
+    interrupted.clear();
+    buffer.taken.clear();
+    state.ParseLine("?x;?z"); // the one that was being reported is done, the rest of its line is not
+    EXPECT_EQ(buffer.taken, "\tScalar : x = 5\n\tScalar : z = 4\n");
+}
+
+TEST_F(Embedding, OperatorsStayWhileAnExpressionIsEvaluated) {
+    Binding(state).Function("replacing", [this](State& owner, s_str& error) -> s_refptr<Symbol> {
+        if (!owner.SetOperatorPriorities({{"+", 1}}, error)) return nullptr;
+        return make_refptr<Scalar>(1);
+    });
+    EXPECT_EQ(Play("1*replacing()"), "\tError : Operators cannot be replaced while an expression is evaluated\n");
+    EXPECT_EQ(Play("u = &a+1; u*2"), "\tDefining Reference : u = a+1\n\tReference : (a+1)*2\n");
+    EXPECT_TRUE(state.SetOperatorPriorities({{"*", 2}}));
+    EXPECT_EQ(Play("a = 5; u*2"), "\tDefining Scalar : a = 5\n\tReference : a+1*2\n"); // "a+1" is no operation now
 }
 
 TEST_F(Embedding, TheLibraryPrintsNothingByItself) {

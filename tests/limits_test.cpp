@@ -4,6 +4,7 @@
 
 #include <sstream>
 
+#include "interpreter/text_writer.h"
 #include "types/scalar.h"
 #include "types/vector.h"
 
@@ -86,6 +87,14 @@ TEST_F(Limits, WhatIsKeptMayHaveBracketsWithoutEnd) {
     EXPECT_EQ(Play("w = u+1"), "\tDefining Reference : w = 2\n");
     Play("u &= " + Repeat("x", 300'000) + "y(1)z" + Repeat(" x", 200'000)); // and so is each character around them
     EXPECT_EQ(Play("w = u+1"), "\tError : Unterminated '('\n");
+
+    // Cut off from what follows, each "m" would be the beginning of an operator.
+    state.SetOperatorPriorities({{"+", 1}, {"mod", 2}});
+    const std::string many = Repeat("m", 40'000);
+    Play("r &= x)" + many + "+(y");
+    EXPECT_EQ(Play("r+1"), "\tReference : x" + Repeat("mod", 40'000) + "+y+1\n");
+    Play("r &= " + many + "(1)n" + many);
+    EXPECT_EQ(Play("r+1"), "\tReference : (" + many + "(1)n" + many + ")+1\n");
 }
 
 TEST_F(Limits, MillionsOfBracketsAreRefusedAtOnce) {
@@ -108,12 +117,92 @@ TEST_F(Limits, ChainsOfReferencesCountAsLevels) {
     EXPECT_EQ(Play("?" + link(deepest + 2)), "\tReference : " + link(deepest + 2) + " = " + link(deepest + 1) + "+1\n");
 }
 
-TEST_F(Limits, ChainsToNothingAnswerInSquareTimeAtMost) {
+TEST_F(Limits, StatementsWithinStatementsCountAsLevels) {
+    state.EditRegistry().constructors["Scalar"] = [](State& owner, const s_str&, std::string_view text, s_bool,
+                                                     s_str&) {
+        owner.ParseLine(text);
+        return make_refptr<Scalar>(1);
+    };
+    const std::string played = Play(Repeat("x:Scalar(", 20'000) + "1" + Repeat(")", 20'000));
+    EXPECT_TRUE(played.starts_with(TooDeep + "\tDefining Scalar : 1\n")) << played.substr(0, 200);
+}
+
+TEST_F(Limits, TextsCountAsLevels) {
+    const std::size_t levels = 600;
+    const auto around = [&](const char* name) { return Repeat("<", levels) + name + ", 1" + Repeat(">", levels); };
+    Play("a = 1; b = 1; c &= b");
+    const std::string outer = Play("b = " + around("&a"));
+    EXPECT_EQ(outer, "\tDefining Vector : b = " + around("1") + "\n");
+    Play("a = " + around("1"));
+    for (const char* line : {"b", "?b", "c", "x &= b", "b^1"}) EXPECT_EQ(Play(line), TooDeep) << line;
+    EXPECT_EQ(Play("?x;~b"), "\t'x' is undefined\n\tVector 'b' erased\n");
+
+    s_str text = "before ";
+    s_str error;
+    Play("v = <10, 20>");
+    const TextWriter::Limit limit{7 + 3 * 2, 2, "too long"}; // three values, and all but one of the characters
+    EXPECT_FALSE(TextWriter(&state, text, error, limit).Write(*state.GetSymbols().at("v")));
+    EXPECT_EQ(error.Get(), "too long");
+}
+
+TEST_F(Limits, CompiledDeepAReferenceIsGoodInShallowPlacesToo) {
+    const std::string expression = Repeat("(", 600) + "a" + Repeat(")", 600);
+    Play("a = 1; r &= " + expression);
+    EXPECT_EQ(Play("<" + Repeat("<", 500) + "r, 1" + Repeat(">", 500) + ">"), TooDeep);
+    EXPECT_EQ(Play("r+1"), "\tScalar : 2\n");
+    EXPECT_EQ(Play("<" + Repeat("<", 500) + "r, 1" + Repeat(">", 500) + ">"), TooDeep);
+}
+
+TEST_F(Limits, TooDeepIsSeenFromBracketsAlone) {
+    EXPECT_TRUE(state.HasRoomFor(Repeat("([<", 333)));
+    EXPECT_TRUE(state.HasRoomFor(Repeat("()", 2'000) + Repeat(")", 5) + Repeat("(", State::DeepestNesting - 1)));
+    EXPECT_FALSE(state.HasRoomFor(Repeat("([<", 334)));
+    Play("v = " + Repeat("<", 999) + "1" + Repeat(">", 999));
+    EXPECT_EQ(Play("1+(v+v)").substr(0, 48), "\tError : No match for operator 'Scalar + Vector'");
+    state.SetDeepestNesting(900);
+    EXPECT_EQ(Play("1+(v+v)"), "\tError : Nested more than 900 levels deep\n");
+}
+
+/// The steps that a line takes: the smallest budget that does.
+std::uint64_t StepsOf(State& state, std::ostringstream& output, const std::string& line) {
+    std::uint64_t enough = 1;
+    std::uint64_t tooFew = 0;
+    const auto suffices = [&](std::uint64_t budget) {
+        state.SetStepBudget(budget);
+        output.str("");
+        state.ParseLine(line);
+        return output.str().find("Too many steps") == std::string::npos;
+    };
+    while (!suffices(enough)) tooFew = std::exchange(enough, enough * 2);
+    while (enough - tooFew > 1) {
+        const std::uint64_t middle = (enough + tooFew) / 2;
+        (suffices(middle) ? enough : tooFew) = middle;
+    }
+    state.SetStepBudget(State::Unlimited);
+    return enough;
+}
+
+TEST_F(Limits, EachOperatorIsAStepToTheLast) {
+    EXPECT_EQ(StepsOf(state, output, "1+2*3"), 5u);
+    EXPECT_EQ(StepsOf(state, output, "abs(-1)"), 3u);
+    EXPECT_EQ(StepsOf(state, output, "<1, 2>"), 7u); // the literal, two elements read, built and shown
+}
+
+TEST_F(Limits, ChainsToNothingTakeStepsInProportion) {
     Play("r1 &= r0+1");
-    for (unsigned i = 2; i <= 300; ++i) Play("r" + std::to_string(i) + " &= r" + std::to_string(i - 1) + "+1");
-    EXPECT_EQ(Play("r300").substr(0, 16), "\tReference : (((");
-    state.SetStepBudget(1'000'000); // a second evaluation of each link would double the steps with every one
-    EXPECT_EQ(Play("r300*2").substr(0, 16), "\tReference : (((");
+    for (unsigned i = 2; i <= 400; ++i) Play("r" + std::to_string(i) + " &= r" + std::to_string(i - 1) + "+1");
+    EXPECT_EQ(Play("r400").substr(0, 16), "\tReference : (((");
+    const double shorter = static_cast<double>(StepsOf(state, output, "r200*2"));
+    const double longer = static_cast<double>(StepsOf(state, output, "r400*2"));
+    EXPECT_LT(longer / shorter, 2.2);
+}
+
+TEST_F(Limits, WhatIsAddedToAKeptOperationCostsWhatIsAdded) {
+    Play("x = &a; y = 1");
+    for (int i = 0; i < 14; ++i) Play("x = x+x");
+    const std::uint64_t length = 5 * (std::uint64_t{1} << 14); // of the text, which is shown once
+    EXPECT_LT(StepsOf(state, output, "x" + Repeat("+1", 900)), length + 10'000);
+    EXPECT_LT(StepsOf(state, output, "k = <1, 2>*x" + Repeat("+y", 900)), length + 20'000);
 }
 
 TEST_F(Limits, VectorsGrowOnlySoDeepAndSoLarge) {
@@ -151,7 +240,7 @@ TEST_F(Limits, StepBudgetsStopWhatIsLegalButEndless) {
     Play("r0 = 1");
     state.SetStepBudget(1000);
     for (const char* line :
-         {"r60+1", "r60", "?r60", "x = r60*2", "-r60", "sqrt(r60)", "<1, r60>", "<1>[r60]", "y &= r60"})
+         {"r60+1", "r60", "?r60", "~r60", "x = r60*2", "-r60", "sqrt(r60)", "<1, r60>", "<1>[r60]", "y &= r60"})
         EXPECT_EQ(Play(line), stopped) << line;
     EXPECT_EQ(Play("?x;?y;1+1;r3+0"), "\t'x' is undefined\n\t'y' is undefined\n\tScalar : 2\n\tScalar : 8\n");
     EXPECT_EQ(Play("1" + Repeat("+1", 500)), stopped);

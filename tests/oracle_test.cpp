@@ -3,10 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <sstream>
 
 #include "slow_evaluator.h"
+#include "types/scalar.h"
 #include "types/vector.h"
 
 namespace {
@@ -96,6 +98,73 @@ TEST(Oracle, FastAndSlowEvaluationAreTheSameLanguage) {
     // Both kinds must be there for the comparison to mean something.
     EXPECT_GT(successes, 15'000);
     EXPECT_LT(successes, 50'000);
+}
+
+/// Texts of references that stay references, as operands of operators of one letter and of several.
+TEST(Oracle, OperationsAreKeptAsTheirRewrittenTexts) {
+    std::mt19937 random(21);
+    const auto below = [&](std::size_t bound) { return random() % bound; };
+    const std::vector<OperatorPriorities> tables = {
+        {{"[]", 5}, {"*", 2}, {"+", 1}}, {{"mod", 2}, {"+", 1}, {"*", 2}}, {{"mm", 3}, {"xy", 1}, {"+", 1}, {"=>", 2}}};
+    int kept = 0;
+    int evaluations = 0;
+    std::ostringstream reports;
+    for (int i = 0; i < 60'000; ++i) {
+        const OperatorPriorities& table = tables[below(tables.size())];
+        State state;
+        state.SetStreams(std::cin, reports);
+        ASSERT_TRUE(state.SetOperatorPriorities(table));
+        for (const auto& [op, priority] : table)
+            Binding(state).Binary(op, [](double a, double b) { return a * 3 + b; });
+        const auto operand = [&]() -> std::string {
+            const char* const good[] = {"x", "y+1", "(x)", "x*2", "(x+d)", "om", "((x))", "x+(y*(d+1))", "1*x"};
+            if (below(2)) return good[below(std::size(good))];
+            const std::string_view letters = "((()))xxxxmmmmoody+*=>1 <[";
+            std::string text;
+            for (std::size_t length = below(12); text.size() < length;) text += letters[below(letters.size())];
+            return text + (below(3) ? "" : "m");
+        };
+        const auto reference = [&]() -> s_refptr<Symbol> { return make_refptr<Reference>("", operand(), state); };
+        s_str error;
+        s_refptr<Symbol> value = reference();
+        std::string text = value->ToString().Get();
+        const auto isKept = [&] { return value && value->GetType() == "Reference"; };
+        for (int operators = 0; operators < 3 && isKept(); ++operators) {
+            auto op = table.begin();
+            std::advance(op, below(table.size()));
+            const s_refptr<Symbol> other = below(3) ? reference() : make_refptr<Scalar>(2);
+            const bool isLeft = below(2);
+            const std::string otherText = other->ToString().Get();
+            const std::string left = isLeft ? text : otherText;
+            const std::string right = isLeft ? otherText : text;
+            s_str slowError;
+            s_str slowText;
+            const bool isRewritten = SlowEvaluator(state).Rewrite(
+                "(" + left + ")" + op->first.Get() + "(" + right + ")", slowText, slowError);
+            value = state.ApplyBinaryOperator(op->first, isLeft ? value : other, isLeft ? other : value, error);
+            if (!isRewritten) {
+                ASSERT_FALSE(value) << left << op->first.Get() << right;
+                ASSERT_EQ(error.Get(), slowError.Get()) << left << op->first.Get() << right;
+            } else if (isKept()) {
+                text = slowText.Get();
+                ASSERT_EQ(value->ToString().Get(), text) << left << op->first.Get() << right;
+                ++kept;
+            }
+        }
+        if (!isKept()) continue;
+        // What was kept in place of the text is the same expression, also when its names are defined.
+        for (auto name = text.begin(); name != text.end();) {
+            const auto end = std::find_if_not(name, text.end(), IsLetter);
+            if (end != name) state.ParseLine(std::string(name, end) + " = " + std::to_string(end - name));
+            name = end == text.end() ? end : end + 1;
+        }
+        s_str unseen;
+        const s_refptr<Symbol> evaluated = state.ParseSymbol("", text, unseen, false);
+        ASSERT_EQ(value->ToString().Get(), evaluated ? evaluated->ToString().Get() : text) << text;
+        evaluations += evaluated ? 1 : 0;
+    }
+    EXPECT_GT(evaluations, 1'000);
+    EXPECT_GT(kept, 10'000);
 }
 
 } // namespace

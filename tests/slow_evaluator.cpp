@@ -143,3 +143,28 @@ SlowEvaluator::Value SlowEvaluator::CallFunction(const std::string& name, const 
     if (!found->second(m_state, values, results, error)) return nullptr;
     return results[0];
 }
+
+bool SlowEvaluator::Rewrite(const s_str& input, s_str& output, s_str& error) const {
+    if (input.Get().find('(') == std::string::npos) {
+        output += input;
+        return true;
+    }
+    s_ctnr_t<s_str> pieces;
+    if (!m_state.SplitOperators(pieces, input, error)) return false;
+    if (pieces.Count() > 1) {
+        for (const s_str& piece : pieces) {
+            if (IsOperator(m_state, piece)) output += piece;
+            else if (!Rewrite(piece, output, error)) return false;
+        }
+        return true;
+    }
+    s_str peeled = pieces[0];
+    peeled.Trim(' ');
+    peeled.EraseFromStart(1);
+    peeled.EraseFromEnd(1);
+    s_ctnr_t<s_str> inner;
+    if (!m_state.SplitOperators(inner, peeled, error)) return false;
+    if (inner.Count() == 1) return Rewrite(peeled, output, error);
+    output += input;
+    return true;
+}

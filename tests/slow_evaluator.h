@@ -12,6 +12,9 @@ public:
     Quarn::s_refptr<Quarn::Symbol> ParseSymbol(const Quarn::s_str& name, Quarn::s_str expression, Quarn::s_str& error,
                                                bool allowNew);
 
+    /// The rewriting of a kept operation.
+    bool Rewrite(const Quarn::s_str& input, Quarn::s_str& output, Quarn::s_str& error) const;
+
 private:
     using Value = Quarn::s_refptr<Quarn::Symbol>;
     using Text = Quarn::s_str;
