@@ -81,10 +81,11 @@ private:
     using Position = std::size_t;
 
     bool CompileWaiting(bool hasRightOperand, Place place);
-    bool CompilePiece(std::string_view piece, Place place);
+    // Not inlined into each other: what recurses stands on the stack for every level of nesting.
+    [[gnu::noinline]] bool CompilePiece(std::string_view piece, Place place);
     bool CompileLiteral(std::string_view piece, const Literal& literal, Place place);
-    bool CompileIndexing(std::string_view piece, Place place);
-    bool CompileCall(std::string_view piece, Position open, Place place);
+    [[gnu::noinline]] bool CompileIndexing(std::string_view piece, Place place);
+    [[gnu::noinline]] bool CompileCall(std::string_view piece, Position open, Place place);
     bool CompileArguments(std::string_view text, std::string_view name, const FunctionOverloads& functions,
                           Place place);
 
@@ -98,7 +99,7 @@ private:
     bool GiveOperator(Step::Kind kind, const Operator* op, std::string_view text, Place place);
     bool GiveFault(std::string_view begin, std::string_view middle = {}, std::string_view end = {});
     bool GiveMissingOperands(const Operator& op);
-    bool GiveAmbiguity(std::string_view piece);
+    [[gnu::noinline]] bool GiveAmbiguity(std::string_view piece);
 
     const std::string_view m_source;
     const unsigned m_room;

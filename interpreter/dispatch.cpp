@@ -76,7 +76,13 @@ s_refptr<Symbol> State::ApplyBinaryOperator(std::string_view op, const s_refptr<
     if (!Spend(1, error)) return nullptr;
     BindVocabulary();
     if (const Operator* known = m_vocabulary.GetOperators().Find(op)) return DispatchBinary(*known, left, right, error);
-    Operator unlisted; // registered, but not to be written
+    return ApplyUnlisted(op, left, right, error);
+}
+
+/// An operator that is registered, but not to be written.
+s_refptr<Symbol> State::ApplyUnlisted(std::string_view op, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right,
+                                      s_str& error) {
+    Operator unlisted;
     unlisted.text = op;
     unlisted.Bind(m_registry);
     return DispatchBinary(unlisted, left, right, error);

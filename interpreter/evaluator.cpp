@@ -310,8 +310,8 @@ SharedText State::ShareText(std::string_view text) const {
     return {copy, *copy};
 }
 
-#ifdef __OPTIMIZE__
-const std::size_t State::StackPerLevel = s_pools_keep ? 2048 : 8192; // more with the address sanitizer
+#if defined(NDEBUG) && defined(__OPTIMIZE__)
+const std::size_t State::StackPerLevel = s_pools_keep ? 1792 : 8192; // more with the address sanitizer
 #else
 const std::size_t State::StackPerLevel = 8192;
 #endif

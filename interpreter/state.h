@@ -223,21 +223,23 @@ private:
         return callable;
     }
 
-    // dispatch.cpp
+    // dispatch.cpp: what is rare is not inlined, since the rest stands on the stack for every level of nesting
+    [[gnu::noinline]] s_refptr<Symbol> ApplyUnlisted(std::string_view op, const s_refptr<Symbol>& left,
+                                                     const s_refptr<Symbol>& right, s_str& error);
     s_refptr<Symbol> DispatchBinary(const Operator& op, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right,
                                     s_str& error);
     s_refptr<Symbol> DispatchReferences(const Operator& op, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right,
                                         s_str& error);
     s_refptr<Symbol> DispatchUnary(const UnaryOverloads* overloads, const s_refptr<Symbol>& operand,
                                    std::string_view before, std::string_view after, s_str& error);
-    s_refptr<Symbol> KeepOperation(const FollowedOperand& left, std::string_view op, const FollowedOperand& right,
-                                   s_str& error);
+    [[gnu::noinline]] s_refptr<Symbol> KeepOperation(const FollowedOperand& left, std::string_view op,
+                                                     const FollowedOperand& right, s_str& error);
     s_refptr<Expression> ExpressionOf(const FollowedOperand& operand, s_str& error);
     s_bool WriteText(const FollowedOperand& operand, s_str& text, s_str& error);
-    Failure FailWithoutMatch(const FollowedOperand& left, std::string_view op, const s_refptr<Symbol>& rightOperand,
-                             s_str& error);
-    Failure FailWithoutMatch(const FollowedOperand& operand, std::string_view before, std::string_view after,
-                             s_str& error);
+    [[gnu::noinline]] Failure FailWithoutMatch(const FollowedOperand& left, std::string_view op,
+                                               const s_refptr<Symbol>& rightOperand, s_str& error);
+    [[gnu::noinline]] Failure FailWithoutMatch(const FollowedOperand& operand, std::string_view before,
+                                               std::string_view after, s_str& error);
 
     s_bool m_isInteractive;
     SymbolTable m_symbols;

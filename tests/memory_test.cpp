@@ -1,5 +1,5 @@
 // Memory that runs out at any allocation of any statement: the statement is undone, and the next one runs. And memory
-// that does not grow.
+// in proportion to the input, and given back.
 
 #include <gtest/gtest.h>
 
@@ -88,6 +88,44 @@ TEST(Pools, TakeBackWhatAnotherThreadMade) {
     };
     allocationsOfARound();
     EXPECT_LT(allocationsOfARound(), 200u); // more than 20,000 values at 40 blocks a chunk would be
+}
+
+/// A line, its memory while it is carried out in bytes for each of its characters, and what stays taken.
+struct Weight {
+    const char* name;
+    std::string line;
+    double perCharacter;
+    std::size_t left;
+};
+
+std::string Repeat(std::string_view text, std::size_t count) {
+    std::string repeated;
+    for (std::size_t i = 0; i < count; ++i) repeated += text;
+    return repeated;
+}
+
+TEST(Lines, TakeLittleMemoryForTheirLength) {
+    const Weight weights[] = {
+        {"ampersands", Repeat("&", 200'000) + "a", 30, 400'000},
+        {"constructors", Repeat("Reference(", 999) + Repeat("a", 20'000) + Repeat(")", 999), 40, 40'000},
+        {"brackets", "(" + Repeat("1+", 500'000) + "1)", 20, 20'000},
+        {"pairs", "<" + Repeat("<1,2>,", 50'000) + "<1,2>>", 100, 30'000'000},
+    };
+    for (const Weight& weight : weights) {
+        FixedBuffer buffer;
+        std::ostream output(&buffer);
+        std::istream input(nullptr);
+        State state;
+        state.SetStreams(input, output);
+        Vector::Register(state);
+        state.ParseLine("1+(2*<1, 2>[1])");
+        const std::size_t before = MostBytesInUse = BytesInUse;
+        state.ParseLine(weight.line);
+        EXPECT_LT(static_cast<double>(MostBytesInUse - before),
+                  weight.perCharacter * static_cast<double>(weight.line.size()))
+            << weight.name;
+        EXPECT_LT(BytesInUse, before + weight.left) << weight.name;
+    }
 }
 
 } // namespace

@@ -16,7 +16,7 @@ const Vector* AsVector(const Symbol& value) {
 }
 
 /// The vector of these elements, unless it is too large or nests too deeply.
-s_refptr<Symbol> Build(State& state, const s_str& name, Vector::Elements elements, s_str& error) {
+[[gnu::noinline]] s_refptr<Symbol> Build(State& state, const s_str& name, Vector::Elements elements, s_str& error) {
     s_refptr<Vector> vector = make_refptr<Vector>(name, std::move(elements));
     if (vector->GetNesting() > state.GetDeepestNesting()) return state.AbandonTooDeep(error);
     if (vector->GetSize() > Vector::LargestSize) {
@@ -42,15 +42,24 @@ s_refptr<Symbol> BuildFrom(State& state, std::size_t count, s_str& error, const 
     return Build(state, "", std::move(elements), error);
 }
 
+// Messages are put together by functions of their own: what calls them stands on the stack for every level of nesting.
+
+[[gnu::noinline]] Failure FailWithLengths(const char* verb, s_uint left, s_uint right, s_str& error) {
+    return Fail(error, "\tError : Cannot " + s_str(verb) + " two Vectors of different length (" + s_str(left) +
+                           " and " + s_str(right) + ")");
+}
+
+[[gnu::noinline]] Failure FailNonHomogeneous(s_str& error, const s_str& first, const s_str& second) {
+    return Fail(error, "\tError : Non-homogeneous Vectors are not allowed.\n\t        Trying to mix " + first +
+                           " with " + second);
+}
+
 /// `op` between the elements at the same position; `verb` is what it does to them.
 s_refptr<Symbol> ElementWise(State& state, const char* op, const char* verb, const Vector& a, const Vector& b,
                              s_str& error) {
     const auto& left = a.GetElements();
     const auto& right = b.GetElements();
-    if (left.Count() != right.Count()) {
-        return Fail(error, "\tError : Cannot " + s_str(verb) + " two Vectors of different length (" +
-                               s_str(left.Size()) + " and " + s_str(right.Size()) + ")");
-    }
+    if (left.Count() != right.Count()) return FailWithLengths(verb, left.Size(), right.Size(), error);
     return BuildFrom(state, left.Count(), error,
                      [&](std::size_t i) { return state.ApplyBinaryOperator(op, left[i], right[i], error); });
 }
@@ -111,9 +120,27 @@ s_refptr<Symbol> Index(const Vector& v, const Scalar& index, s_str& error) {
     return Symbol::Named(elements[static_cast<std::size_t>(wrapped < 0 ? wrapped + length : wrapped)], "");
 }
 
-Failure FailNonHomogeneous(s_str& error, const s_str& first, const s_str& second) {
-    return Fail(error, "\tError : Non-homogeneous Vectors are not allowed.\n\t        Trying to mix " + first +
-                           " with " + second);
+/// Whether the value takes part in what a vector's elements have in common, which is the type of the first that does.
+[[gnu::noinline]] s_bool TakeElement(const Symbol& element, s_str& elementType, s_str& error) {
+    const s_str type = element.GetFullType();
+    if (type == Reference::TypeName) return true;
+    if (!elementType.IsEmpty() && type != elementType) return FailNonHomogeneous(error, elementType, type);
+    elementType = type;
+    return true;
+}
+
+/// References take no part in that: what they lead to is compared when the type of the others is known. So a vector of
+/// references only is always refused, its type stays unknown. Pinned by the transcript "vectors".
+[[gnu::noinline]] s_bool CheckReferences(State& state, const Vector::Elements& elements, const s_str& elementType,
+                                         s_str& error) {
+    for (const s_refptr<Symbol>& element : elements) {
+        if (!Reference::From(*element)) continue;
+        const s_refptr<Symbol> value = state.Follow(element, error);
+        if (!value) return false;
+        const s_str& type = Reference::TypeOfFollowed(*value);
+        if (type != elementType) return FailNonHomogeneous(error, elementType, type);
+    }
+    return true;
 }
 
 } // namespace
@@ -143,31 +170,17 @@ s_refptr<Symbol> Vector::CreateFrom(State& state, const s_str& name, std::string
     if (isLiteral) text = text.substr(1, text.size() - 2);
     std::vector<std::string_view> elementTexts;
     if (!state.SplitArguments(elementTexts, text, error)) return nullptr;
-
-    // References take no part here: what they lead to is compared when the type of the others is known. So a vector of
-    // references only is always refused, its type stays unknown. Pinned by the transcript "vectors".
-    const auto isReference = [](const s_str& fullType) { return fullType == Reference::TypeName; };
+    const s_str nameless;
     s_str elementType;
     Elements elements;
     elements.Reserve(elementTexts.size());
     for (const std::string_view elementText : elementTexts) {
         if (!state.HasRoomFor(elementText)) return state.AbandonTooDeep(error);
-        s_refptr<Symbol> element = state.ParseSymbol("", elementText, error, false);
-        if (!element) return nullptr;
-        const s_str type = element->GetFullType();
-        if (!isReference(type)) {
-            if (!elementType.IsEmpty() && type != elementType) return FailNonHomogeneous(error, elementType, type);
-            elementType = type;
-        }
+        s_refptr<Symbol> element = state.ParseSymbol(nameless, elementText, error, false);
+        if (!element || !TakeElement(*element, elementType, error)) return nullptr;
         elements.PushBack(std::move(element));
     }
-    for (const s_refptr<Symbol>& element : elements) {
-        if (!isReference(element->GetFullType())) continue;
-        const s_refptr<Symbol> value = state.Follow(element, error);
-        if (!value) return nullptr;
-        const s_str& type = Reference::TypeOfFollowed(*value);
-        if (type != elementType) return FailNonHomogeneous(error, elementType, type);
-    }
+    if (!CheckReferences(state, elements, elementType, error)) return nullptr;
     return Build(state, name, std::move(elements), error);
 }
 
