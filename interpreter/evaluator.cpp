@@ -38,6 +38,14 @@ Failure FailWithoutOverload(const FunctionOverloads& functions, std::string_view
     return Fail(error, message);
 }
 
+/// How many references to each other a text makes that is "&&...&name"; 0 for any other. Each is evaluated on its own, so
+/// that the text would be gone through as often as there is room for levels.
+std::size_t CountMarkers(std::string_view text) {
+    const auto name = std::min(text.find_first_not_of("& "), text.size());
+    if (!std::ranges::all_of(text.substr(name), IsNameCharacter)) return 0;
+    return static_cast<std::size_t>(std::ranges::count(text.substr(0, name), Reference::Marker));
+}
+
 Failure FailUnknown(std::string_view name, s_str& error) {
     return Fail(error, "\tError : Unknown symbol '" + s_str(name) + "'");
 }
@@ -295,7 +303,14 @@ void State::CompileProgram(Expression& expression, unsigned room) {
     const s_refptr<Program> program = make_refptr<Program>();
     BindVocabulary();
     Recorder recorder(*program);
-    Compile(expression.GetSharedText().view, room, m_registry, m_vocabulary, m_compilerMemory, recorder);
+    const std::string_view text = expression.GetSharedText().view;
+    if (CountMarkers(text) > GetRoom()) {
+        Step tooDeep;
+        tooDeep.kind = Step::Kind::TooDeep;
+        recorder.Take(tooDeep);
+    } else {
+        Compile(text, room, m_registry, m_vocabulary, m_compilerMemory, recorder);
+    }
     program->generation = m_generation;
     if (expression.program && expression.program->runs > 0) program->before = expression.program;
     expression.program = program;

@@ -6,7 +6,6 @@ namespace Quarn {
 
 namespace {
 
-constexpr char Marker = '&';
 constexpr const char* EmptyText = "null";
 
 } // namespace

@@ -13,6 +13,7 @@ namespace Quarn {
 class Reference final : public Symbol {
 public:
     static constexpr std::string_view TypeName = "Reference";
+    static constexpr char Marker = '&'; ///< begins its literals
 
     /// Registers the type, `&expression` as its literal, and `Reference(expression)`.
     static void Register(State& state);
