@@ -32,7 +32,7 @@ void OpenClosedDescriptors() {
 }
 
 unsigned FitNestingToStack() {
-    constexpr rlim_t Reserve = 128 * 1024; // for what is not nested, the environment included
+    constexpr rlim_t Reserve = rlim_t{128} * 1024; // for what is not nested, the environment included
     const rlim_t wanted = Reserve + rlim_t{State::DeepestNesting} * State::StackPerLevel;
     rlimit limit{};
     if (getrlimit(RLIMIT_STACK, &limit) != 0 || limit.rlim_cur >= wanted) return State::DeepestNesting;

@@ -172,20 +172,20 @@ Failure State::FailWithoutMatch(const FollowedOperand& left, std::string_view op
 
 Failure State::FailWithoutMatch(const FollowedOperand& operand, std::string_view before, std::string_view after,
                                 s_str& error) {
-    const s_str type = operand.Type();
     s_str text;
     if (!WriteText(operand, text, error)) return {};
     const auto written = [&](const s_str& what) {
         return before.empty() ? what + " " + after : s_str(before) + " " + what;
     };
-    return Fail(error, "\tError : No match for operator '" + written(type) + "' in :\n\t        \t" + written(text));
+    return Fail(error,
+                "\tError : No match for operator '" + written(operand.Type()) + "' in :\n\t        \t" + written(text));
 }
 
 /// What an operand contributes to an operation that is kept; null on failure.
 s_refptr<Expression> State::ExpressionOf(const FollowedOperand& operand, s_str& error) {
     if (!operand.HasText()) return make_refptr<Expression>("");
     if (const Reference* reference = Reference::From(operand.value)) {
-        const s_refptr<Expression> expression = reference->GetUnevaluatedExpression();
+        s_refptr<Expression> expression = reference->GetUnevaluatedExpression();
         expression->Update(m_operatorsVersion);
         return expression;
     }
