@@ -26,10 +26,10 @@ struct SharedText;
 ///     Quarn::Vector::Register(state); // Symbol, Reference and Scalar are there already
 ///     state.ParseLine("x = 2*<1, 2, 3>");
 ///
-/// A line goes this way, and each step is one call: `ParseLine` cuts it into statements; a statement hands its
-/// expression to `ParseSymbol`; that has it compiled (compiler.cpp, the grammar) and carries out each step as it is found
-/// (evaluator.cpp); operators go through the dispatch, which finds the callable for the types of the operands
-/// (dispatch.cpp); the value comes back, and its text is printed (statements.cpp).
+/// A line goes this way, and each step is one call: `ParseLine` cuts it into statements (statements.cpp); a statement has
+/// its expression evaluated, as `ParseSymbol` has; the text is compiled (compiler.cpp, the grammar), and each step is
+/// carried out as it is found (evaluator.cpp); operators go through the dispatch, which finds the callable for the types
+/// of the operands (dispatch.cpp); the value comes back, its text is made (text_writer.h), and the report is printed.
 ///
 /// Failures of the input are no exceptions: an operation appends a message to the error text it is given and returns
 /// null or false (failure.h; `Abandon` is for those that a reference passes on). Exceptions come from the memory, from
@@ -193,7 +193,7 @@ private:
     void Inspect(std::string_view name, s_str& report);
     void ShowExpression(std::string_view expression, s_str& report);
     void Define(std::string_view name, const s_refptr<Symbol>& value, std::string_view type, s_str& report);
-    s_bool ReportValue(std::string_view kind, const Symbol& value, s_str& report);
+    s_bool ReportValue(std::string_view action, std::string_view type, const Symbol& value, s_str& report);
     s_bool ReportOutOfSteps(s_str& report) const;
     s_refptr<Symbol> MakeEmptyReference();
     void RefillSteps() {

@@ -206,7 +206,7 @@ void State::Inspect(std::string_view name, s_str& report) {
         AppendLine(report, "\t'" + s_str(name) + "' is undefined");
     } else {
         const s_refptr<Symbol> value = *symbol;
-        if (!ReportValue("\t" + value->GetType(), *value, report)) return;
+        if (!ReportValue("\t", value->GetType(), *value, report)) return;
     }
     SetLastResult(std::move(empty));
 }
@@ -220,22 +220,22 @@ void State::ShowExpression(std::string_view expression, s_str& report) {
         if (!CheckSymbolName(name, error)) return AppendLine(report, error);
         return Define(name, value, value->GetType(), report);
     }
-    if (ReportValue("\t" + value->GetType(), *value, report)) SetLastResult(value);
+    if (ReportValue("\t", value->GetType(), *value, report)) SetLastResult(value);
 }
 
 /// Stores the value, which becomes the last result too, and reports it as one of the type.
 void State::Define(std::string_view name, const s_refptr<Symbol>& value, std::string_view type, s_str& report) {
     Undo undo(m_symbols, name, value);
-    if (!ReportValue("\tDefining " + s_str(type), *value, report)) return;
+    if (!ReportValue("\tDefining ", type, *value, report)) return;
     undo.Keep();
     SetLastResult(value);
 }
 
 /// Appends the line that shows a value, or why it cannot be shown; false then.
-s_bool State::ReportValue(std::string_view kind, const Symbol& value, s_str& report) {
+s_bool State::ReportValue(std::string_view action, std::string_view type, const Symbol& value, s_str& report) {
     const std::size_t begin = report.View().size();
     s_str error;
-    (report += kind) += " : ";
+    ((report += action) += type) += " : ";
     if (WriteText(value, report, error) && !m_isOutOfSteps) {
         report += '\n';
         return true;
