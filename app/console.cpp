@@ -21,14 +21,15 @@ File OpenScript(const s_str& path) {
 
 void RunScript(State& state, File script) {
     while (script.IsValid() && std::cout.good()) {
+        s_str line;
         try {
-            const s_str line = script.ReadLine();
-            std::string_view text = line;
-            if (text.ends_with('\r')) text.remove_suffix(1);
-            if (!text.empty()) state.ParseLine(text);
+            line = script.ReadLine();
         } catch (const std::bad_alloc&) {
-            state.PrintOutOfMemory(); // nothing of the line is carried out
+            state.PrintOutOfMemory();
         }
+        std::string_view text = line;
+        if (text.ends_with('\r')) text.remove_suffix(1);
+        if (!text.empty()) state.ParseLine(text);
     }
     script.Close();
     if (!std::cout.flush()) std::cerr << "orbel: the output could not be written\n";
@@ -44,12 +45,12 @@ void RunInteractive(State& state) {
         std::cout << "> " << std::flush;
         try {
             ReadLine(std::cin, line);
-            if (line.empty()) continue;
-            if (line == "q" || line == "exit") return;
-            state.ParseLine(line);
         } catch (const std::bad_alloc&) {
-            state.PrintOutOfMemory(); // nothing of the line is carried out
+            state.PrintOutOfMemory();
         }
+        if (line.empty()) continue;
+        if (line == "q" || line == "exit") return;
+        state.ParseLine(line);
     }
 }
 

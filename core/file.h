@@ -6,8 +6,8 @@
 
 namespace Quarn {
 
-/// Reads up to the next end of line, which is consumed; a failed read leaves the line as it was. A line that does not fit
-/// into the memory is passed over to its end: then `line` is empty, and std::bad_alloc is thrown.
+/// Reads up to the next end of line, which is consumed. Once the input has ended or failed the line stays as it was. A line
+/// that does not fit into the memory is passed over to its end: then `line` is empty, and std::bad_alloc is thrown.
 void ReadLine(std::istream& input, std::string& line);
 
 /// A file read and written as text, with an indentation for what is written by lines. A file that could not be opened

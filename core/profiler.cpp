@@ -8,7 +8,7 @@ namespace {
 
 constexpr unsigned TimeDigits = 4;
 
-s_str Milliseconds(double milliseconds) { return s_str::Significant(milliseconds, TimeDigits) + " ms"; }
+s_str MillisecondsText(double milliseconds) { return s_str::Significant(milliseconds, TimeDigits) + " ms"; }
 
 } // namespace
 
@@ -34,9 +34,9 @@ void Profiler::Print(double profilingTotal) const {
     const double timedCount = (m_callCount - m_notTimedCount).ToDouble();
     Log("     - total time      : " + s_str::Significant(m_total, TimeDigits) + " s (" +
         s_str(100 * m_total / profilingTotal, 2u, 2u) + "% of total)");
-    Log("     - average time    : " + Milliseconds(1000 * m_total / timedCount));
-    Log("     - highest time    : " + Milliseconds(1000 * m_highest));
-    Log("     - lowest time     : " + Milliseconds(1000 * m_lowest));
+    Log("     - average time    : " + MillisecondsText(1000 * m_total / timedCount));
+    Log("     - highest time    : " + MillisecondsText(1000 * m_highest));
+    Log("     - lowest time     : " + MillisecondsText(1000 * m_lowest));
     if (!m_listRecords) return;
     Log("     - listing records :");
     s_uint number;

@@ -28,7 +28,8 @@ public:
     template <std::floating_point Number> s_uint_t(Number value) {
         const Number rounded = std::round(value);
         if (std::isnan(value)) m_state = State::NaN;
-        else if (value < 0 || rounded > static_cast<Number>(std::numeric_limits<T>::max())) m_state = State::Infinity;
+        else if (value < 0 || rounded >= std::ldexp(Number{1}, std::numeric_limits<T>::digits))
+            m_state = State::Infinity;
         else m_value = static_cast<T>(rounded);
     }
 

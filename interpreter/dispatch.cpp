@@ -1,5 +1,5 @@
 // Finding the callable for an operator and its operands, and what happens when an operand is a reference that cannot be
-// evaluated yet: the whole operation is kept as the text of a new reference.
+// evaluated yet: the whole operation is kept as a new reference.
 
 #include "interpreter/expression.h"
 #include "interpreter/rewriting.h"
@@ -32,12 +32,12 @@ struct State::FollowedOperand {
 };
 
 /// An operation on what references led to, for as long as it is carried out. To come to the same operation on the same
-/// references again is a circle: a vector that leads into itself.
+/// references again, with nothing changed, is a circle: a vector that leads into itself.
 class State::Operating {
 public:
     /// The overloads stand for the operator. An operand that is no reference is like any other; null for none.
     Operating(State& state, const void* overloads, const Symbol* left, const Symbol* right)
-        : m_state(state), m_overloads(overloads), m_left(left), m_right(right),
+        : m_state(state), m_overloads(overloads), m_left(left), m_right(right), m_changes(state.GetChanges()),
           m_outer(std::exchange(state.m_operating, this)) {}
     ~Operating() { m_state.m_operating = m_outer; }
     Operating(const Operating&) = delete;
@@ -57,8 +57,8 @@ private:
         const Expression* const left = ExpressionIn(m_left);
         const Expression* const right = ExpressionIn(m_right);
         for (const Operating* outer = m_outer; outer; outer = outer->m_outer) {
-            if (m_overloads == outer->m_overloads && IsSame(left, ExpressionIn(outer->m_left)) &&
-                IsSame(right, ExpressionIn(outer->m_right)))
+            if (m_overloads == outer->m_overloads && m_changes == outer->m_changes &&
+                IsSame(left, ExpressionIn(outer->m_left)) && IsSame(right, ExpressionIn(outer->m_right)))
                 return left ? left : right;
         }
         return nullptr;
@@ -68,6 +68,7 @@ private:
     const void* m_overloads;
     const Symbol* m_left;
     const Symbol* m_right;
+    const std::uint64_t m_changes;
     const Operating* const m_outer;
 };
 

@@ -1,8 +1,7 @@
 // Carrying out the steps of expressions: every step takes its operands from the stack and pushes its result, and the
-// first one that fails ends it. Only what a step calls evaluates another expression.
+// first one that fails ends it.
 
 #include <algorithm>
-
 #include <vector>
 
 #include "interpreter/expression.h"
@@ -38,8 +37,8 @@ Failure FailWithoutOverload(const FunctionOverloads& functions, std::string_view
     return Fail(error, message);
 }
 
-/// How many references to each other a text makes that is "&&...&name"; 0 for any other. Each is evaluated on its own, so
-/// that the text would be gone through as often as there is room for levels.
+/// The number of nested references in a text of the form "&&...&name", 0 for any other. Each would be evaluated on its
+/// own, and so scan the text once for each level that there is room for.
 std::size_t CountMarkers(std::string_view text) {
     const auto name = std::min(text.find_first_not_of("& "), text.size());
     if (!std::ranges::all_of(text.substr(name), IsNameCharacter)) return 0;

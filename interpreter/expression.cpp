@@ -4,7 +4,7 @@
 
 namespace Quarn {
 
-Expression::Expression(std::string_view text) : m_text{make_refptr<s_str>(text), {}} { // clang-format keeps this
+Expression::Expression(std::string_view text) : m_text{make_refptr<s_str>(text), {}} {
     m_text.view = *m_text.whole;
     m_length = text.size();
 }
@@ -71,7 +71,7 @@ void Expression::Update(unsigned operatorsVersion) {
     if (!m_operation || m_operation->operatorsVersion == operatorsVersion) return;
     m_text.whole = make_refptr<s_str>(GetText());
     m_text.view = *m_text.whole;
-    const Expression operands(std::move(*m_operation)); // destroys them
+    const Expression operands(std::move(*m_operation)); // its destructor takes them apart without recursion
     m_operation.reset();
 }
 

@@ -27,7 +27,7 @@ struct SharedText;
 ///     state.ParseLine("x = 2*<1, 2, 3>");
 ///
 /// A line goes this way, and each step is one call: `ParseLine` cuts it into statements (statements.cpp); a statement has
-/// its expression evaluated, as `ParseSymbol` has; the text is compiled (compiler.cpp, the grammar), and each step is
+/// its expression evaluated, the way `ParseSymbol` does it; the text is compiled (compiler.cpp, the grammar), and each step is
 /// carried out as it is found (evaluator.cpp); operators go through the dispatch, which finds the callable for the types
 /// of the operands (dispatch.cpp); the value comes back, its text is made (text_writer.h), and the report is printed.
 ///
@@ -63,7 +63,7 @@ public:
     /// Where answers are read from and reports printed to; std::cin and std::cout at first. Not owned.
     void SetStreams(std::istream& input, std::ostream& output);
     /// How much work each statement may do from now on before it fails, in steps (an operand, an operator, an element of
-    /// a vector that is built or shown). A caller of `ParseSymbol` refills the budget by setting it again.
+    /// a vector that is built or shown, a character of an expression that is shown). A caller of `ParseSymbol` refills the budget by setting it again.
     void SetStepBudget(std::uint64_t steps) {
         m_stepBudget = steps;
         RefillSteps();
@@ -163,7 +163,7 @@ public:
     SharedText ShareText(std::string_view text) const;
 
 private:
-    friend class Reference; // evaluates itself: Evaluate, AbandonCircle, IsAbandoned
+    friend class Reference; // evaluates itself: Evaluate, AbandonCircle, IsAbandoned, m_abandonment
 
     class Runner;
     class Recorder;

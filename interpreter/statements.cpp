@@ -264,8 +264,12 @@ void State::Print(std::string_view report) {
         explicit Printing(bool& flag) : isPrinting(flag) { isPrinting = true; }
         ~Printing() { isPrinting = false; }
     } const printing(m_isPrinting);
+    const auto printWaiting = [this] {
+        while (!m_waitingReports.IsEmpty()) *m_output << std::exchange(m_waitingReports, {}).View();
+    };
+    printWaiting(); // since the stream threw, perhaps
     *m_output << report;
-    while (!m_waitingReports.IsEmpty()) *m_output << std::exchange(m_waitingReports, {}).View();
+    printWaiting();
 }
 
 } // namespace Quarn

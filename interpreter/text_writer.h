@@ -17,10 +17,11 @@ public:
         const char* message;  ///< of the failure when that is exceeded
     };
 
-    /// Of a report or a message. The largest vector of the longest numbers ("-1.23456789012345e-308, ") just fits. A
-    /// report takes this much memory, and up to as much again while it grows. Values count besides their characters
-    /// since each takes time, behind references that of an evaluation: a text that doubles ends after some seconds.
-    static constexpr Limit Report{std::size_t{1} << 29, 8, "\tError : The text of the value is too long to be shown"};
+    /// Of a report or a message. A flat vector of the largest size fits, whatever its numbers: the longest,
+    /// "-1.23456789012345e-308, ", count 32. A report takes this much memory, and up to as much again while it grows.
+    /// Each value counts extra, because writing it takes time, and behind a reference an evaluation; so a text that
+    /// doubles is stopped after a few seconds.
+    static constexpr Limit Report{std::size_t{33} << 24, 8, "\tError : The text of the value is too long to be shown"};
 
     /// Appends to the text. Without a state, levels are counted only behind references, and steps not at all.
     TextWriter(State* state, s_str& text, s_str& error, const Limit& limit = Report)

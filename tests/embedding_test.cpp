@@ -183,6 +183,24 @@ TEST_F(Embedding, AFailureThatACallableSwallowedDoesNotCountForTheNext) {
     });
     Play("z &= z+1; r &= *1");
     EXPECT_EQ(Play("r+1"), "\tReference : (*1)+1\n"); // an ordinary failure: the operation is kept
+
+    Binding(state).RightUnary("*", [](State& owner, double, s_str& error) -> s_refptr<Symbol> {
+        owner.ParseSymbol("", "z+1", error, false);
+        owner.GetSymbols().at("unrelated")->GetType();
+        return nullptr;
+    });
+    Play("unrelated &= nothing");
+    EXPECT_EQ(Play("r+1"), "\tError : Circular reference in expression 'z+1'\n"); // and this one is passed on
+}
+
+TEST_F(Embedding, AnOperationThatChangesWhatItMeetsAgainIsNoCircle) {
+    Binding(state).Binary("%", [](State& owner, double a, double b, s_str& error) -> s_refptr<Symbol> {
+        if (a <= 0) return make_refptr<Scalar>(b);
+        owner.ParseLine("n = n-1");
+        return owner.ParseSymbol("", "m%1", error, false);
+    });
+    Play("n = 3; m &= n");
+    EXPECT_TRUE(Play("m%1").ends_with("\tScalar : 1\n"));
 }
 
 TEST_F(Embedding, OperatorsOutsideOfTheTableAreDispatchedToo) {
@@ -252,12 +270,15 @@ TEST_F(Embedding, AStatementIsDoneBeforeItIsReported) {
     EXPECT_TRUE(buffer.taken.ends_with("\n\tDefining Scalar : z = 4\n"));
 
     interrupted.exceptions(std::ios::badbit);
-    buffer.interrupt = [] { throw std::runtime_error("full"); };
+    buffer.interrupt = [&] {
+        state.ParseLine("?y");
+        throw std::runtime_error("full");
+    };
     EXPECT_THROW(state.ParseLine("x = 5; z = 6"), std::runtime_error);
     interrupted.clear();
     buffer.taken.clear();
     state.ParseLine("?x;?z"); // the one that was being reported is done, the rest of its line is not
-    EXPECT_EQ(buffer.taken, "\tScalar : x = 5\n\tScalar : z = 4\n");
+    EXPECT_EQ(buffer.taken, "\tScalar : y = 2\n\tScalar : x = 5\n\tScalar : z = 4\n");
 }
 
 TEST_F(Embedding, OperatorsStayWhileAnExpressionIsEvaluated) {

@@ -1,7 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <iostream>
+#include <sstream>
+
+#include "app/services.h"
 #include "core/file.h"
 #include "core/log.h"
+#include "core/time_manager.h"
 #include "core/utils_manager.h"
 #include "program.h"
 
@@ -84,6 +89,24 @@ TEST(Log, LinesWithoutASinkAreDropped) {
     Log("lost");
     EXPECT_TRUE(UtilsManager::Exists());
     EXPECT_EQ(Logged, "");
+    UtilsManager::Delete();
+}
+
+TEST(Log, OfTheProgramGoesToTheOutputAndToItsFile) {
+    const Folder folder;
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(folder.Path(""));
+    std::ostringstream output;
+    std::streambuf* const standard = std::cout.rdbuf(output.rdbuf());
+    StartServices("");
+    Error("place", "bad\nworse");
+    EXPECT_GE(TimeManager::Get().GetTime(), 0.0);
+    StopServices();
+    Error("place", "after that, nobody listens");
+    std::cout.rdbuf(standard);
+    std::filesystem::current_path(before);
+    EXPECT_EQ(output.str(), "# Error # : place : bad\nworse\n");
+    EXPECT_EQ(folder.Read("orbel.log"), output.str());
     UtilsManager::Delete();
 }
 

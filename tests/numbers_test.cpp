@@ -85,6 +85,7 @@ TEST(Counts, FromDoublesRoundOrBecomeInfinite) {
     count = 2.75; // assigned, it is constructed from
     EXPECT_EQ(Text(count), "3");
     EXPECT_EQ(Text(-1), "inf");
+    EXPECT_EQ(Text(4294967296.0f), "inf");
     EXPECT_EQ(Text(std::size_t{1} << 40), "inf");
 }
 

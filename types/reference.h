@@ -104,11 +104,12 @@ private:
 inline Reference::Use::Use(const Reference& reference)
     : m_state(*reference.m_state), m_level(m_state), m_expression(*reference.m_expression), m_mark(m_expression) {
     if (m_expression.GetLength() == 0) return;
-    m_state.m_abandonment = {}; // of another error text, at the same address perhaps
+    const State::Abandonment outer = std::exchange(m_state.m_abandonment, {}); // of another error text
     if (!m_level) m_state.AbandonTooDeep(m_error);
     else if (!m_mark.IsFirst()) m_state.AbandonCircle(m_expression, m_error);
     else m_value = m_state.Evaluate(m_expression, m_error);
     m_wasAbandoned = !m_value && m_state.IsAbandoned(m_error);
+    m_state.m_abandonment = outer;
 }
 
 } // namespace Quarn

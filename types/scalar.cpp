@@ -34,7 +34,7 @@ bool IsLiteral(std::string_view text) {
 }
 
 /// The value of a decimal number that is too large or too small for a double: infinity or zero. Which one, the power of
-/// ten of its first significant digit says. There is one: nothing but zeros is neither.
+/// ten of its first significant digit says. There always is one: a number whose digits are all zero is in range.
 double OutOfRange(std::string_view text) {
     const double sign = text.front() == '-' ? -1 : 1;
     const auto exponentMark = std::min(text.find_first_of("eE"), text.size());
