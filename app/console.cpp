@@ -7,8 +7,9 @@
 namespace Quarn {
 
 File OpenScript(const s_str& path) {
-    // Opened once only: whoever writes into a pipe would see its reader go. Mode 0 opens for writing too, which a script
-    // that may only be read refuses, and which would keep a pipe open for ever: it would wait for its own writing end.
+    // Opened once only: whoever writes into a pipe would see its reader go. Mode 0 opens for writing too, which a
+    // script that may only be read refuses, and which would keep a pipe open for ever: it would wait for its own
+    // writing end.
     std::error_code ignored;
     constexpr int None = -1;
     if (std::filesystem::is_directory(path.Get(), ignored)) return {path, None};
@@ -38,8 +39,8 @@ void RunScript(State& state, File script) {
 void RunInteractive(State& state) {
     state.SetInteractive(true);
     std::string line;
-    // Nothing here asks whether the input has ended: the prompt then comes back for ever, with the last line if that had
-    // no end. Only the two words end the run, as those who drive the program by a pipe expect it to wait for them.
+    // Nothing here asks whether the input has ended: the prompt then comes back for ever, with the last line if that
+    // had no end. Only the two words end the run, as those who drive the program by a pipe expect it to wait for them.
     // Pinned by the test "PromptComesBackWhenTheInputHasEnded".
     for (;;) {
         std::cout << "> " << std::flush;

@@ -6,8 +6,8 @@ namespace Quarn {
 /// printed would go into that file. To be called before anything else is opened.
 void OpenClosedDescriptors();
 
-/// How many levels of nesting the stack of the process has room for, `State::DeepestNesting` at most. Raises the limit of
-/// the stack first, where it is too low and may be raised.
+/// How many levels of nesting the stack of the process has room for, `State::DeepestNesting` at most. Raises the limit
+/// of the stack first, where it is too low and may be raised.
 unsigned FitNestingToStack();
 
 } // namespace Quarn

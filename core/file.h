@@ -6,8 +6,9 @@
 
 namespace Quarn {
 
-/// Reads up to the next end of line, which is consumed. Once the input has ended or failed the line stays as it was. A line
-/// that does not fit into the memory is passed over to its end: then `line` is empty, and std::bad_alloc is thrown.
+/// Reads up to the next end of line, which is consumed. Once the input has ended or failed the line stays as it was. A
+/// line that does not fit into the memory is passed over to its end: then `line` is empty, and std::bad_alloc is
+/// thrown.
 void ReadLine(std::istream& input, std::string& line);
 
 /// A file read and written as text, with an indentation for what is written by lines. A file that could not be opened
@@ -35,7 +36,8 @@ public:
     s_bool IsValid() const { return m_stream.is_open() && m_stream.good(); }
     const s_str& GetPath() const { return m_path; }
 
-    /// The characters up to the next end of line, which is consumed. Empty at the end. Throws as the function above does.
+    /// The characters up to the next end of line, which is consumed. Empty at the end. Throws as the function above
+    /// does.
     s_str ReadLine();
     /// The next character; '\0' at the end.
     char GetChar();

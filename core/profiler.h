@@ -11,7 +11,8 @@ class Profiler {
 public:
     inline static const s_str ClassName = "Profiler";
 
-    /// Durations below this, in seconds, are counted but say nothing: they are too short to be told from the asking of the clock.
+    /// Durations below this, in seconds, are counted but say nothing: they are too short to be told from the asking of
+    /// the clock.
     static constexpr double ShortestTimed = 1e-6;
 
     /// With `listRecords` every duration is kept and listed.

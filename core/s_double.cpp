@@ -19,8 +19,8 @@ constexpr double SmallestLonger = 1e15;
 constexpr double SmallestFixed = 1e-4;
 constexpr double EndOfFixed = SmallestLonger - 0.5;
 
-/// The product rounded to a whole number as if it were exact, for products from 1e14 to 1e15. The error of such a product
-/// is known exactly, and less than the distance of its fraction from a half, if that is none.
+/// The product rounded to a whole number as if it were exact, for products from 1e14 to 1e15. The error of such a
+/// product is known exactly, and less than the distance of its fraction from a half, if that is none.
 std::int64_t RoundedProduct(double a, double b) {
     const double product = a * b;
     const double error = std::fma(a, b, -product);
@@ -30,8 +30,8 @@ std::int64_t RoundedProduct(double a, double b) {
     return fraction > 0.5 || (fraction == 0.5 && (error > 0 || (error == 0 && isOdd))) ? number + 1 : number;
 }
 
-/// Writes the general notation of a number from `SmallestFixed` to below `EndOfFixed`; returns its end. The conversion of
-/// the library gives the same in several times the time, as it serves every magnitude and precision.
+/// Writes the general notation of a number from `SmallestFixed` to below `EndOfFixed`; returns its end. The conversion
+/// of the library gives the same in several times the time, as it serves every magnitude and precision.
 char* WriteFixed(char* text, double number) {
     static constexpr std::array Powers{1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,
                                        1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19}; // all are exact

@@ -54,7 +54,8 @@ public:
     /// Starts a profiling run. The next report ends it, and later ones repeat its duration.
     void StartProfiling();
 
-    /// The profiler of that name; made, with the group and the flag, when there is none. It lives as long as the manager.
+    /// The profiler of that name; made, with the group and the flag, when there is none. It lives as long as the
+    /// manager.
     Profiler& GetProfiler(const s_str& name, s_uint group, s_bool listRecords = false);
 
     /// Logs the report on the profilers of a group; of all groups when it is infinite or not a number.

@@ -20,11 +20,12 @@
 //                    or a constructor, which gets the text between the parentheses
 // and an error otherwise.
 //
-// Seen from the left that means: an operator waits for its right side until an operator comes that binds no more tightly,
-// or the end of the text. Then it is applied, to what has been found since (perhaps nothing) and to what stood on its left
-// when it came. So a text is gone through once, whatever the priorities, and a blank side is a side with nothing on it.
-// Steps are given out as soon as they are found; a fault of the text is a step too, so that it is reported in the order
-// of evaluation, and only if that comes so far. But the brackets of a text are looked at before anything of it.
+// Seen from the left that means: an operator waits for its right side until an operator comes that binds no more
+// tightly, or the end of the text. Then it is applied, to what has been found since (perhaps nothing) and to what stood
+// on its left when it came. So a text is gone through once, whatever the priorities, and a blank side is a side with
+// nothing on it. Steps are given out as soon as they are found; a fault of the text is a step too, so that it is
+// reported in the order of evaluation, and only if that comes so far. But the brackets of a text are looked at before
+// anything of it.
 //
 // Operators are recognised once, in the whole text: with some of several characters a side may end in the beginning of
 // one, and that is none there.

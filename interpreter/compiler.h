@@ -62,8 +62,8 @@ struct CompilerMemory {
     PairedText paired = {};
 };
 
-/// Gives the steps of the expression `text` to the sink; false when that ended it. `room` is how many levels of brackets
-/// the text may open; what lies deeper becomes a `TooDeep`. Takes time linear in the text.
+/// Gives the steps of the expression `text` to the sink; false when that ended it. `room` is how many levels of
+/// brackets the text may open; what lies deeper becomes a `TooDeep`. Takes time linear in the text.
 bool Compile(std::string_view text, unsigned room, const Registry& registry, const Vocabulary& vocabulary,
              CompilerMemory& memory, StepSink& sink);
 

@@ -60,8 +60,8 @@ s_bool Rewriting::Rewrite(s_str& output, s_str& error) const {
 }
 
 s_bool Rewriting::RewriteOperand(std::string_view operand, s_str& output, s_str& error) const {
-    // Without what follows, the operand may end in the beginning of an operator, which then counts as the whole one. The
-    // part before that may do so again.
+    // Without what follows, the operand may end in the beginning of an operator, which then counts as the whole one.
+    // The part before that may do so again.
     std::vector<const Operator*> ends;
     const std::size_t firstBracket = operand.find('(');
     while (firstBracket < operand.size()) {

@@ -75,8 +75,8 @@ std::size_t NestingOf(std::string_view text);
 /// `partner(i)` is the closing partner of the opening bracket at `i`, or `NoPartner`; `match(i)` is the length of the
 /// separator that starts at `i`, 0 when there is none; `take(piece, isSeparator)` takes each piece in order, empty ones
 /// left out, and says whether to go on. Returns the message on the first bracket without a partner, when what stands
-/// before it has been taken; null when there is none, or when `take` ended it. Only the kind of bracket opened at the top level is looked at until it closes: `(<)`
-/// is one piece, and so is `[(]`.
+/// before it has been taken; null when there is none, or when `take` ended it. Only the kind of bracket opened at the
+/// top level is looked at until it closes: `(<)` is one piece, and so is `[(]`.
 template <class Partner, class Match, class Take>
 const char* Cut(std::string_view text, const Partner& partner, const Match& match, const Take& take) {
     std::size_t start = 0;

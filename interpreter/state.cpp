@@ -48,8 +48,8 @@ void State::RegisterFunction(const s_str& name, const s_str& signature, Function
     EditRegistry().functions[name][signature] = std::move(function);
 }
 
-/// Brackets are counted wherever they stand in a text. An angle or square one that ends an operator is harmless outside of
-/// brackets of its kind.
+/// Brackets are counted wherever they stand in a text. An angle or square one that ends an operator is harmless outside
+/// of brackets of its kind.
 static bool BreaksBrackets(std::string_view op) {
     const auto bracket = op.find_first_of("()<>[]");
     return bracket < op.size() && (bracket == 0 || bracket + 1 < op.size() || op.ends_with('(') || op.ends_with(')'));

@@ -26,10 +26,11 @@ struct SharedText;
 ///     Quarn::Vector::Register(state); // Symbol, Reference and Scalar are there already
 ///     state.ParseLine("x = 2*<1, 2, 3>");
 ///
-/// A line goes this way, and each step is one call: `ParseLine` cuts it into statements (statements.cpp); a statement has
-/// its expression evaluated, the way `ParseSymbol` does it; the text is compiled (compiler.cpp, the grammar), and each step is
-/// carried out as it is found (evaluator.cpp); operators go through the dispatch, which finds the callable for the types
-/// of the operands (dispatch.cpp); the value comes back, its text is made (text_writer.h), and the report is printed.
+/// A line goes this way, and each step is one call: `ParseLine` cuts it into statements (statements.cpp); a statement
+/// has its expression evaluated, the way `ParseSymbol` does it; the text is compiled (compiler.cpp, the grammar), and
+/// each step is carried out as it is found (evaluator.cpp); operators go through the dispatch, which finds the callable
+/// for the types of the operands (dispatch.cpp); the value comes back, its text is made (text_writer.h), and the report
+/// is printed.
 ///
 /// Failures of the input are no exceptions: an operation appends a message to the error text it is given and returns
 /// null or false (failure.h; `Abandon` is for those that a reference passes on). Exceptions come from the memory, from
@@ -37,8 +38,9 @@ struct SharedText;
 /// one that comes from the output stream finds the statement done. One thread at a time may use a state and its values.
 class State {
 public:
-    /// How deeply texts may nest at first: brackets, calls, indexings, vectors, references, statements within statements,
-    /// and values within values. Everything that recurses counts (`Level`), so that no input exhausts the stack.
+    /// How deeply texts may nest at first: brackets, calls, indexings, vectors, references, statements within
+    /// statements, and values within values. Everything that recurses counts (`Level`), so that no input exhausts the
+    /// stack.
     static constexpr unsigned DeepestNesting = 1000;
     /// The stack that a level takes at most in this build of the library, in bytes. See docs/design.md.
     static const std::size_t StackPerLevel;
@@ -55,15 +57,16 @@ public:
 
     /// Carries out every statement of the line and prints what each reports. A statement either does all that it
     /// prints, or prints why not and changes nothing. It is done before it is reported: what the output stream throws
-    /// passes through, and the rest of the line is not carried out. A stream that calls this while it is written to gets
-    /// the reports of that line when it has taken the one at hand.
+    /// passes through, and the rest of the line is not carried out. A stream that calls this while it is written to
+    /// gets the reports of that line when it has taken the one at hand.
     void ParseLine(std::string_view line);
     /// Whether somebody is there to be asked before all symbols are erased. False at first.
     void SetInteractive(s_bool interactive) { m_isInteractive = interactive; }
     /// Where answers are read from and reports printed to; std::cin and std::cout at first. Not owned.
     void SetStreams(std::istream& input, std::ostream& output);
-    /// How much work each statement may do from now on before it fails, in steps (an operand, an operator, an element of
-    /// a vector that is built or shown, a character of an expression that is shown). A caller of `ParseSymbol` refills the budget by setting it again.
+    /// How much work each statement may do from now on before it fails, in steps (an operand, an operator, an element
+    /// of a vector that is built or shown, a character of an expression that is shown). A caller of `ParseSymbol`
+    /// refills the budget by setting it again.
     void SetStepBudget(std::uint64_t steps) {
         m_stepBudget = steps;
         RefillSteps();
@@ -88,8 +91,8 @@ public:
     /// Evaluates an expression. The result gets the name. With `allowNew` and no name, a valid name that nothing is
     /// known under becomes a new, valueless symbol instead of an error. Null on failure.
     s_refptr<Symbol> ParseSymbol(const s_str& name, std::string_view expression, s_str& error, s_bool allowNew);
-    /// Appends the display text of the value. False, with a message, when it has no end, or goes beyond a limit: then the
-    /// text is worthless.
+    /// Appends the display text of the value. False, with a message, when it has no end, or goes beyond a limit: then
+    /// the text is worthless.
     s_bool WriteText(const Symbol& value, s_str& text, s_str& error);
 
     /// Answers whether a separator starts at the position of the text, and stores it.
@@ -121,8 +124,8 @@ public:
     Registry& EditRegistry();
     void RegisterFunction(const s_str& name, const s_str& signature, Function function);
     /// Replaces all operators that can be written. False, with a message and nothing replaced, while an expression is
-    /// evaluated, and for an operator that begins with another (it could never be found), is empty, or contains a bracket
-    /// ("[]" and ones that end in an angle or square bracket excepted).
+    /// evaluated, and for an operator that begins with another (it could never be found), is empty, or contains a
+    /// bracket ("[]" and ones that end in an angle or square bracket excepted).
     s_bool SetOperatorPriorities(const OperatorPriorities& priorities, s_str& error);
     s_bool SetOperatorPriorities(const OperatorPriorities& priorities);
     /// Not-a-number for what is no operator.
@@ -147,13 +150,13 @@ public:
     };
     /// How many more levels there are.
     unsigned GetRoom() const;
-    /// Whether the text can be evaluated without nesting too deeply, seen from its brackets alone: what would be refused
-    /// at the end of a long way is refused at once.
+    /// Whether the text can be evaluated without nesting too deeply, seen from its brackets alone: what would be
+    /// refused at the end of a long way is refused at once.
     s_bool HasRoomFor(std::string_view text) const;
     /// Takes steps from the budget; false, with a message, when it is used up.
     s_bool Spend(std::uint64_t steps, s_str& error);
-    /// Fails in a way that a reference passes on, where it would take any other failure for "not defined yet". That holds
-    /// as long as the message is the last one of this error text.
+    /// Fails in a way that a reference passes on, where it would take any other failure for "not defined yet". That
+    /// holds as long as the message is the last one of this error text.
     Failure Abandon(s_str& error, std::string_view message);
     Failure AbandonTooDeep(s_str& error);
     /// What the references of a value lead to: a value that is no reference, or the last reference on the way when that

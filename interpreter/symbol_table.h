@@ -25,11 +25,12 @@ public:
 
     /// The value of the symbol, null when there is none. The pointer is good until the symbol is erased.
     const s_refptr<Symbol>* Find(std::string_view name);
-    /// The value without its name, as operands have it: a copy, shared by all who read the symbol before it changes. Null
-    /// when there is none.
+    /// The value without its name, as operands have it: a copy, shared by all who read the symbol before it changes.
+    /// Null when there is none.
     s_refptr<Symbol> Read(std::string_view name);
 
-    /// Gives the symbol the value, which makes it if there is none. Returns what it held before, null if there was none.
+    /// Gives the symbol the value, which makes it if there is none. Returns what it held before, null if there was
+    /// none.
     s_refptr<Symbol> Exchange(std::string_view name, s_refptr<Symbol> value);
     /// The same for the last result; cannot fail.
     void SetLastResult(s_refptr<Symbol> value);

@@ -202,23 +202,6 @@ TEST(Doubles, SignificantFormKeepsItsExtraZero) {
     EXPECT_EQ(s_str::Significant(12, s_uint::NaN).Get(), "00");
 }
 
-/// Where nothing is odd, decimal digits can be had from exact integer arithmetic: of a number of thousandths, all of
-/// whose digits are written.
-TEST(Doubles, FormsAgreeWithIntegersWhereTheyAreNotOdd) {
-    std::mt19937 random(2);
-    for (int i = 0; i < 100'000; ++i) {
-        const unsigned thousandths = random() % 10'000'000;
-        const double value = thousandths / 1000.0;
-        char expected[32];
-        std::snprintf(expected, sizeof expected, "%02u.%03u", thousandths / 1000, thousandths % 1000);
-        ASSERT_EQ(s_str(value, 2u, 3u).Get(), expected);
-        if (thousandths < 1000) continue;
-        std::snprintf(expected, sizeof expected, "%u.%03u", thousandths / 1000, thousandths % 1000);
-        const unsigned digits = static_cast<unsigned>(std::string(expected).size()) - 1;
-        ASSERT_EQ(s_str::Significant(value, digits).Get(), expected);
-    }
-}
-
 TEST(Truth, WordsAndTexts) {
     for (const char* word : {"true", "1", "yes"}) EXPECT_TRUE(s_str(word).ToBool()) << word;
     for (const char* word : {"false", "0", "no", "", "True", "2"}) EXPECT_FALSE(s_str(word).ToBool()) << word;

@@ -24,8 +24,8 @@ public:
 
     /// The value as a reference, or null.
     static const Reference* From(const Symbol& value) {
-        // Asked for every operand. The class is final and known to one library only, so that its type information is one
-        // object: comparing addresses saves a comparison of names for every number.
+        // Asked for every operand. The class is final and known to one library only, so that its type information is
+        // one object: comparing addresses saves a comparison of names for every number.
         return &typeid(value) == &typeid(Reference) ? static_cast<const Reference*>(&value) : nullptr;
     }
     /// The type of a value that references were followed to: a reference among those was not to be evaluated.
@@ -44,8 +44,8 @@ public:
     /// What it shows when it cannot be evaluated: its expression, or "null" when that is empty.
     s_refptr<Expression> GetUnevaluatedExpression() const;
 
-    /// One evaluation of a reference, which must outlive it. As long as it lives the expression counts as in use, so that a
-    /// circle is noticed. An empty expression has no value.
+    /// One evaluation of a reference, which must outlive it. As long as it lives the expression counts as in use, so
+    /// that a circle is noticed. An empty expression has no value.
     class Use {
     public:
         explicit Use(const Reference& reference);

@@ -6,8 +6,8 @@ namespace Quarn {
 
 class TextWriter;
 
-/// The name of a type, as one text for the whole process: types are told apart by its address. Made by the first use, so
-/// that a state may be global, whatever is initialised before it.
+/// The name of a type, as one text for the whole process: types are told apart by its address. Made by the first use,
+/// so that a state may be global, whatever is initialised before it.
 template <class Type> const s_str& TypeNameOf() {
     static const s_str name = Type::TypeName;
     return name;
@@ -34,7 +34,8 @@ public:
     virtual const s_str& GetRealType() const { return GetType(); }
     /// The type with any size that belongs to it, "3-Vector".
     virtual s_str GetFullType() const { return GetType(); }
-    /// A new object of the same type with the same contents. Nothing else may happen here: it runs while a symbol is read.
+    /// A new object of the same type with the same contents. Nothing else may happen here: it runs while a symbol is
+    /// read.
     virtual s_refptr<Symbol> Clone() const { return s_refptr<Symbol>(new Symbol(*this)); }
     /// Writes the display text. A type that holds other values overrides this to have them written by the writer, which
     /// bounds their text, and gives `ToString` by `TextWriter::TextOf`.

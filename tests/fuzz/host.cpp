@@ -1,6 +1,6 @@
-// The fuzzer's second target: the library in the hands of a host that does everything a host may do. Tables of operators
-// at random, callables that throw, define, erase, register and evaluate in the middle of an evaluation, a stream that
-// carries out statements, two states, budgets and allocations that run out.
+// The fuzzer's second target: the library in the hands of a host that does everything a host may do. Tables of
+// operators at random, callables that throw, define, erase, register and evaluate in the middle of an evaluation, a
+// stream that carries out statements, two states, budgets and allocations that run out.
 
 #include <array>
 #include <cstdint>
