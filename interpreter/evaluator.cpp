@@ -205,6 +205,7 @@ s_refptr<Symbol> State::ParseSymbol(const s_str& name, std::string_view expressi
 s_refptr<Symbol> State::EvaluateText(const s_str& name, std::string_view expression, s_str& error, s_bool allowNew) {
     BindVocabulary();
     Runner runner(*this, name, error, allowNew); // a text that is evaluated once needs no program
+    runner.SetText(m_evaluated);                 // of which this one may be a part
     const bool isComplete = Compile(expression, GetRoom(), m_registry, m_vocabulary, m_compilerMemory, runner);
     return isComplete ? runner.PopOperand() : nullptr;
 }
@@ -284,8 +285,9 @@ bool State::RunParts(Expression& expression, Runner& runner, s_str& error) {
             return false; // without a message, which nobody would see
         }
         if (const Expression::Operation* operation = part->GetOperation()) {
-            const auto& [left, text, right, version] = *operation;
-            parts.push_back({nullptr, level, &text});
+            const Expression::Operand& left = operation->left;
+            const Expression::Operand& right = operation->right;
+            parts.push_back({nullptr, level, &operation->op});
             parts.push_back({right.expression.Get(), level + right.isBracketed, nullptr});
             parts.push_back({left.expression.Get(), level + left.isBracketed, nullptr});
         } else if (const bool isRun = RunText(*part, level, runner);
@@ -311,7 +313,9 @@ void State::CompileProgram(Expression& expression, unsigned room) {
         Compile(text, room, m_registry, m_vocabulary, m_compilerMemory, recorder);
     }
     program->generation = m_generation;
-    if (expression.program && expression.program->runs > 0) program->before = expression.program;
+    s_refptr<Program> running = expression.program; // what is under way must last
+    while (running && running->runs == 0) running = running->before;
+    program->before = std::move(running);
     expression.program = program;
 }
 
@@ -325,7 +329,7 @@ SharedText State::ShareText(std::string_view text) const {
 }
 
 #if defined(NDEBUG) && defined(__OPTIMIZE__)
-const std::size_t State::StackPerLevel = s_pools_keep ? 1792 : 8192; // more with the address sanitizer
+const std::size_t State::StackPerLevel = s_pools_keep ? 2304 : 8192; // more with the address sanitizer
 #else
 const std::size_t State::StackPerLevel = 8192;
 #endif

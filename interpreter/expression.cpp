@@ -4,16 +4,13 @@
 
 namespace Quarn {
 
-Expression::Expression(std::string_view text) : m_text{make_refptr<s_str>(text), {}} {
-    m_text.view = *m_text.whole;
-    m_length = text.size();
-}
+Expression::Expression(std::string_view text) : m_text{make_refptr<s_str>(text), {}} { m_text.view = *m_text.whole; }
 
 Expression::Expression(Operation operation) : m_operation(std::make_unique<Operation>(std::move(operation))) {
     const auto lengthOf = [](const Operand& operand) {
         return operand.expression->GetLength() + (operand.isBracketed ? 2 : 0);
     };
-    m_length = lengthOf(m_operation->left) + m_operation->op.View().size() + lengthOf(m_operation->right);
+    m_operation->length = lengthOf(m_operation->left) + m_operation->op.View().size() + lengthOf(m_operation->right);
 }
 
 Expression::~Expression() {
@@ -22,15 +19,15 @@ Expression::~Expression() {
         if (!parent.m_operation) return;
         for (Operand* operand : {&parent.m_operation->left, &parent.m_operation->right}) {
             s_refptr<Expression> expression = std::move(operand->expression);
-            if (!expression.IsUnique()) continue;
-            expression->m_next = std::move(doomed);
+            if (!expression.IsUnique() || !expression->m_operation) continue;
+            expression->m_operation->next = std::move(doomed);
             doomed = std::move(expression);
         }
     };
     take(*this);
     while (doomed) {
         const s_refptr<Expression> next = std::move(doomed);
-        doomed = std::move(next->m_next);
+        doomed = std::move(next->m_operation->next);
         take(*next);
     }
 }
@@ -62,7 +59,7 @@ void Expression::AppendTo(s_str& text) const {
 
 s_str Expression::GetText() const {
     s_str text;
-    text.Reserve(m_length);
+    text.Reserve(GetLength());
     AppendTo(text);
     return text;
 }

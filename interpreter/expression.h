@@ -26,7 +26,7 @@ struct Program {
     unsigned nesting = 0;     ///< the levels of brackets that they come from
     bool isClipped = false;   ///< ends in a `TooDeep` that a shallower place would not need
     unsigned runs = 0;        ///< that are under way
-    s_refptr<Program> before; ///< the program that this one replaced, if that was running
+    s_refptr<Program> before; ///< a program that this one replaced while it was running
 };
 
 /// What a reference evaluates: a text, or an operation on two other expressions, which stands for the text
@@ -41,7 +41,9 @@ public:
         Operand left;
         s_str op;
         Operand right;
-        unsigned operatorsVersion; ///< of the operators under which its text is this operation
+        unsigned operatorsVersion;           ///< of the operators under which its text is this operation
+        std::size_t length = 0;              ///< of the text
+        s_refptr<Expression> next = nullptr; ///< in the list of those that are being destroyed
     };
     /// How a text behaves as an operand of an operation that is kept.
     enum class Shape : unsigned char {
@@ -64,7 +66,7 @@ public:
     Expression& operator=(const Expression&) = delete;
 
     /// The number of characters in the text.
-    std::size_t GetLength() const { return m_length; }
+    std::size_t GetLength() const { return m_operation ? m_operation->length : m_text.view.size(); }
     void AppendTo(s_str& text) const;
     s_str GetText() const;
     /// Whether both have the same text. Operations count as different.
@@ -80,6 +82,9 @@ public:
     void Update(unsigned operatorsVersion);
     Shape GetShape(const Operators& operators, unsigned operatorsVersion) const;
 
+    static void* operator new(std::size_t) { return s_pool::Take<sizeof(Expression)>(); }
+    static void operator delete(void* memory) { s_pool::GiveBack<sizeof(Expression)>(memory); }
+
     s_refptr<Program> program; ///< of a text; null while it is not compiled
     KnownFailure knownFailure;
     bool isInUse = false; ///< under evaluation: to meet it again is a circle
@@ -87,10 +92,8 @@ public:
 private:
     SharedText m_text;
     std::unique_ptr<Operation> m_operation;
-    std::size_t m_length = m_text.view.size();
     mutable unsigned m_shapeVersion = 0; ///< of the operators for which the shape is known
     mutable Shape m_shape = Shape::Irregular;
-    s_refptr<Expression> m_next; ///< in the list of those that are being destroyed
 };
 
 } // namespace Quarn

@@ -72,7 +72,9 @@ public:
         RefillSteps();
     }
     /// How deeply texts may nest from now on. A thread that uses the state needs `StackPerLevel` for each level.
-    void SetDeepestNesting(unsigned levels) { m_deepestNesting = levels; }
+    void SetDeepestNesting(unsigned levels) {
+        m_deepestNesting = std::min(levels, std::numeric_limits<unsigned>::max() - OutermostDepth);
+    }
     unsigned GetDeepestNesting() const { return m_deepestNesting; }
     void PrintHelp();
     /// Reports, as a statement does, that the memory did not suffice for a line.

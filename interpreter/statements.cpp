@@ -68,21 +68,28 @@ TypeText ReadTypeText(std::string_view text) {
 class State::Undo {
 public:
     Undo(SymbolTable& symbols, std::string_view name, const s_refptr<Symbol>& value)
-        : m_symbols(symbols), m_name(name), m_before(symbols.Exchange(name, value)) {}
+        : m_symbols(symbols), m_name(name), m_value(value), m_before(symbols.Exchange(name, value)) {}
     ~Undo() {
-        if (m_isKept) return;
-        // By its name: what was evaluated meanwhile may have carried out statements of its own.
-        if (m_before && m_symbols.Find(m_name)) m_symbols.Exchange(m_name, std::move(m_before));
+        // What was evaluated meanwhile may have carried out statements of its own: what they stored stays.
+        const s_refptr<Symbol>* const symbol = m_isKept ? nullptr : m_symbols.Find(m_name);
+        if (!symbol || *symbol != m_value) return;
+        if (m_before) m_symbols.Exchange(m_name, std::move(m_before));
         else m_symbols.Erase(m_name);
     }
     Undo(const Undo&) = delete;
     Undo& operator=(const Undo&) = delete;
 
-    void Keep() { m_isKept = true; }
+    /// The symbol has the value from here on, whatever was stored meanwhile.
+    void Keep() {
+        const s_refptr<Symbol>* const symbol = m_symbols.Find(m_name);
+        if (!symbol || *symbol != m_value) m_symbols.Exchange(m_name, m_value);
+        m_isKept = true;
+    }
 
 private:
     SymbolTable& m_symbols;
     const std::string_view m_name;
+    const s_refptr<Symbol> m_value;
     s_refptr<Symbol> m_before;
     bool m_isKept = false;
 };

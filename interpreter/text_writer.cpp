@@ -36,9 +36,9 @@ s_bool TextWriter::Count(std::size_t size) {
 }
 
 TextWriter::Result::Result(TextWriter& writer, const Expression& expression, State& state)
-    : m_writer(writer), m_expression(expression), m_outer(writer.m_innermost) {
+    : m_writer(writer), m_expression(expression), m_isNested(writer.m_isNested), m_outer(writer.m_innermost) {
     if (!writer.m_state) writer.m_state = &state;
-    writer.m_innermost = this;
+    if (m_isNested) writer.m_innermost = this;
 }
 
 bool TextWriter::Result::IsCircle() const {

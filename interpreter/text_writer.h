@@ -39,18 +39,22 @@ public:
     s_bool AppendName(const s_str& name);
     /// Calls `write`, which writes what is nested in a value.
     template <class WriteNested> s_bool Nest(const WriteNested& write) {
+        m_isNested = true;
         if (!m_state) return write();
         const State::Level level(*m_state);
         return level ? write() : s_bool(m_state->AbandonTooDeep(m_error));
     }
     s_bool Spend(std::size_t steps) { return m_state ? m_state->Spend(steps, m_error) : s_bool(true); }
 
-    /// The result of an expression, for as long as it is written. To meet the expression again is a circle.
+    /// The result of an expression, for as long as it is written. To meet the expression again within it is a circle. The
+    /// reference that is to be written itself does not count: its result reads as that value reads by itself.
     class Result {
     public:
         /// The state of the expression counts from here on, if there was none.
         Result(TextWriter& writer, const Expression& expression, State& state);
-        ~Result() { m_writer.m_innermost = m_outer; }
+        ~Result() {
+            if (m_isNested) m_writer.m_innermost = m_outer;
+        }
         Result(const Result&) = delete;
         Result& operator=(const Result&) = delete;
         bool IsCircle() const;
@@ -58,6 +62,7 @@ public:
     private:
         TextWriter& m_writer;
         const Expression& m_expression;
+        const bool m_isNested;
         const Result* const m_outer;
     };
 
@@ -70,6 +75,7 @@ private:
     const Limit& m_limit;
     std::size_t m_size = 0;
     const Result* m_innermost = nullptr;
+    bool m_isNested = false; ///< writes what stands within another value
 };
 
 } // namespace Quarn

@@ -231,6 +231,31 @@ TEST_F(Embedding, LiteralsOfAnyLengthAreRead) {
     EXPECT_EQ(state.ParseSymbol("", "." + std::string(400, '0') + "1", error, false)->ToString().Get(), "0");
 }
 
+TEST_F(Embedding, WhatRunsOutlivesWhatReplacesIt) {
+    bool isOuter = true;
+    Binding(state).Function("f", [&](State& owner) {
+        if (!std::exchange(isOuter, false)) return 1.0;
+        for (int i = 0; i < 4; ++i) { // each time the kept text that calls this is compiled anew
+            owner.EditRegistry();
+            s_str unseen;
+            owner.ParseSymbol("", "r+0", unseen, false);
+        }
+        return 2.0;
+    });
+    Play("r &= a+f; o = r*2; a = 1");
+    isOuter = true;
+    EXPECT_EQ(Play("o"), "\tScalar : 4\n"); // the text is evaluated again, and f is 1 by then
+}
+
+TEST_F(Embedding, AStatementHasTheLastWordOnItsSymbol) {
+    Binding(state).Function("f", [](State& owner) {
+        owner.ParseLine("x = 7");
+        return 3.0;
+    });
+    EXPECT_TRUE(Play("x &= f()").ends_with("\tDefining Reference : x = 3\n"));
+    EXPECT_EQ(state.GetSymbols().at("x")->GetRealType(), "Reference");
+}
+
 TEST_F(Embedding, WhatIsErasedMeanwhileIsNotPutBack) {
     state.EditRegistry().constructors["Length"] = [](State&, const s_str& name, std::string_view, s_bool, s_str&) {
         return make_refptr<Length>(name, 1);

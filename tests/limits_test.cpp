@@ -159,6 +159,8 @@ TEST_F(Limits, TooDeepIsSeenFromBracketsAlone) {
     EXPECT_FALSE(state.HasRoomFor(Repeat("([<", 334)));
     Play("v = " + Repeat("<", 999) + "1" + Repeat(">", 999));
     EXPECT_EQ(Play("1+(v+v)").substr(0, 48), "\tError : No match for operator 'Scalar + Vector'");
+    state.SetDeepestNesting(~0u);
+    EXPECT_EQ(Play("1+(1)"), "\tScalar : 2\n");
     state.SetDeepestNesting(900);
     EXPECT_EQ(Play("1+(v+v)"), "\tError : Nested more than 900 levels deep\n");
 }

@@ -106,8 +106,9 @@ std::string Repeat(std::string_view text, std::size_t count) {
 
 TEST(Lines, TakeLittleMemoryForTheirLength) {
     const Weight weights[] = {
-        {"ampersands", Repeat("&", 200'000) + "a", 30, 400'000},
-        {"constructors", Repeat("Reference(", 999) + Repeat("a", 20'000) + Repeat(")", 999), 40, 300'000},
+        {"ampersands", Repeat("&", 200'000) + "a", 30, 1'000'000},
+        {"constructors", Repeat("Reference(", 999) + Repeat("a", 20'000) + Repeat(")", 999), 40, 1'000'000},
+        {"vectors", Repeat("<&", 499) + Repeat("a", 100'000) + Repeat(">", 499), 60, 1'000'000},
         {"brackets", "(" + Repeat("1+", 500'000) + "1)", 20, 20'000},
         {"pairs", "<" + Repeat("<1,2>,", 50'000) + "<1,2>>", 100, 30'000'000},
     };

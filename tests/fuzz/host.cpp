@@ -142,7 +142,8 @@ private:
     void SetOperators(Choices& choices, bool hasPlainOperators) {
         constexpr std::array plain{"+", "-", "*", "/", "%", "^", "!", "#", "k"};
         constexpr std::array others{"mod", "and", "=>", "**", "..", "xm", "or", "xx", "-->"};
-        OperatorPriorities priorities{{"[]", choices.Below(6)}};
+        // Where it binds less tightly than others, brackets that lose their blanks with an operator may become one.
+        OperatorPriorities priorities{{"[]", hasPlainOperators ? 9 : choices.Below(6)}};
         for (const char* op : plain)
             if (choices.Below(4)) priorities[op] = choices.Below(6);
         for (const char* op : others)
@@ -230,6 +231,9 @@ void Compare(Choices choices) {
         // The slow one spends its steps otherwise.
         for (const std::string& outcome : {fastOutcome, slowOutcome})
             if (outcome.find("Too many steps") != outcome.npos || outcome.find("levels deep") != outcome.npos) return;
+        if (fastOutcome != slowOutcome)
+            std::fprintf(stderr, "%s\nfast: %s\nslow: %s\n", std::string(line).c_str(), fastOutcome.c_str(),
+                         slowOutcome.c_str());
         Require(fastOutcome == slowOutcome, "fast and slow evaluation differ");
     });
 }
