@@ -46,8 +46,8 @@ public:
     }
     s_bool Spend(std::size_t steps) { return m_state ? m_state->Spend(steps, m_error) : s_bool(true); }
 
-    /// The result of an expression, for as long as it is written. To meet the expression again within it is a circle. The
-    /// reference that is to be written itself does not count: its result reads as that value reads by itself.
+    /// The result of an expression, for as long as it is written. To meet the expression again within it is a circle.
+    /// The reference that is to be written itself does not count: its result reads as that value reads by itself.
     class Result {
     public:
         /// The state of the expression counts from here on, if there was none.
