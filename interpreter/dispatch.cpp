@@ -31,8 +31,8 @@ struct State::FollowedOperand {
     bool HasText() const { return static_cast<bool>(operand.GetName().IsEmpty()); }
 };
 
-/// An operation on what references led to, for as long as it is carried out. To come to the same operation on the same
-/// references again, with nothing changed, is a circle: a vector that leads into itself.
+/// An operation on the values of references, for as long as it is carried out. If it meets itself again on the same
+/// references, and nothing has changed, that is a circle: a vector leads into itself.
 class State::Operating {
 public:
     /// The overloads stand for the operator. An operand that is no reference is like any other; null for none.

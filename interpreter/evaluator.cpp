@@ -237,8 +237,8 @@ s_bool State::WriteText(const Symbol& value, s_str& text, s_str& error) {
     return true;
 }
 
-/// Evaluates the expression of a reference. That it fails is remembered while nothing changes: an operation on what is
-/// not defined yet is kept, and what it is made of would be evaluated again for each operation that is added.
+/// Evaluates the expression of a reference. A failure is remembered until something changes: otherwise each operation
+/// added to a kept one would evaluate all of it again.
 s_refptr<Symbol> State::Evaluate(Expression& expression, s_str& error) {
     const std::uint64_t impureCalls = m_impureCalls;
     Runner runner(*this, Nameless(), error, false);
@@ -282,7 +282,7 @@ bool State::RunParts(Expression& expression, Runner& runner, s_str& error) {
         if (changes == GetChanges() && level + depth <= GetRoom()) {
             Reach(m_depth + level + depth);
             Spend(1, error);
-            return false; // without a message, which nobody would see
+            return false; // without a message: nobody would see it
         }
         if (const Expression::Operation* operation = part->GetOperation()) {
             const Expression::Operand& left = operation->left;

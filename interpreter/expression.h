@@ -25,12 +25,12 @@ struct Program {
     unsigned generation = 0;  ///< of the registries it was compiled for
     unsigned nesting = 0;     ///< the levels of brackets that they come from
     bool isClipped = false;   ///< ends in a `TooDeep` that a shallower place would not need
-    unsigned runs = 0;        ///< that are under way
+    unsigned runs = 0;        ///< how many are under way
     s_refptr<Program> before; ///< a program that this one replaced while it was running
 };
 
-/// What a reference evaluates: a text, or an operation on two other expressions, which stands for the text
-/// `left op right` without anybody having to put that together. All copies of a reference share one.
+/// What a reference evaluates: a text, or an operation on two other expressions. An operation means the text
+/// `left op right`, which is put together only when it is shown. All copies of a reference share one expression.
 class Expression {
 public:
     struct Operand {
@@ -60,7 +60,7 @@ public:
     explicit Expression(SharedText text) : m_text(std::move(text)) {}
     explicit Expression(std::string_view text);
     explicit Expression(Operation operation);
-    /// Operations nest without bound, so that none destroys its operands by recursion.
+    /// Does not recurse, since operations nest without bound.
     ~Expression();
     Expression(const Expression&) = delete;
     Expression& operator=(const Expression&) = delete;
@@ -78,7 +78,7 @@ public:
     const Operation* GetOperation() const { return m_operation.get(); }
     /// Of a text only.
     const SharedText& GetSharedText() const { return m_text; }
-    /// Makes a text of an operation that other operators would read differently.
+    /// Turns an operation into its text if the operators have changed since it was made.
     void Update(unsigned operatorsVersion);
     Shape GetShape(const Operators& operators, unsigned operatorsVersion) const;
 

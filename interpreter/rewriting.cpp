@@ -84,7 +84,7 @@ s_bool Rewriting::RewriteOperand(std::string_view operand, s_str& output, s_str&
     return true;
 }
 
-/// The operator of several characters that the operand ends in the beginning of, the first one if there are several.
+/// The operator whose first characters end the operand; the leftmost if there are several.
 Rewriting::EndMatch Rewriting::MatchAtEnd(std::string_view operand) const {
     EndMatch match{nullptr, 0};
     std::size_t position = operand.size();

@@ -37,7 +37,7 @@ public:
     s_bool Append(const Expression& expression);
     /// "name = " for a value that has a name.
     s_bool AppendName(const s_str& name);
-    /// Calls `write`, which writes what is nested in a value.
+    /// Writes what is nested in a value, by calling `write` one level deeper.
     template <class WriteNested> s_bool Nest(const WriteNested& write) {
         m_isNested = true;
         if (!m_state) return write();
