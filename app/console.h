@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/file.h"
-#include "interpreter/state.h"
+#include "quarn/core/file.h"
+#include "quarn/interpreter/state.h"
 
 namespace Quarn {
 

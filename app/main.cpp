@@ -4,7 +4,7 @@
 #include "app/console.h"
 #include "app/process.h"
 #include "app/services.h"
-#include "types/vector.h"
+#include "quarn/types/vector.h"
 
 int main(int argumentCount, char** argumentWords) {
     using namespace Quarn;

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "interpreter/state.h"
+#include "quarn/interpreter/state.h"
 
 #ifndef _WIN32
 #include <cerrno>

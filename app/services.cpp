@@ -5,9 +5,9 @@
 #include <iostream>
 #include <memory>
 
-#include "core/file.h"
-#include "core/time_manager.h"
-#include "core/utils_manager.h"
+#include "quarn/core/file.h"
+#include "quarn/core/time_manager.h"
+#include "quarn/core/utils_manager.h"
 
 namespace Quarn {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/s_str.h"
+#include "quarn/core/s_str.h"
 
 namespace Quarn {
 

@@ -8,11 +8,11 @@
 #include <sstream>
 #include <vector>
 
-#include "core/chrono.h"
-#include "core/file.h"
-#include "core/time_manager.h"
-#include "core/utils_manager.h"
-#include "types/vector.h"
+#include "quarn/core/chrono.h"
+#include "quarn/core/file.h"
+#include "quarn/core/time_manager.h"
+#include "quarn/core/utils_manager.h"
+#include "quarn/types/vector.h"
 
 namespace {
 

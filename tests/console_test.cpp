@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "core/s_pool.h"
 #include "program.h"
+#include "quarn/core/s_pool.h"
 
 namespace {
 

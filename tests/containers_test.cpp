@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
-#include "core/manager.h"
-#include "core/s_ctnr.h"
-#include "core/s_refptr.h"
-#include "core/s_str.h"
-#include "types/symbol.h"
+#include "quarn/core/manager.h"
+#include "quarn/core/s_ctnr.h"
+#include "quarn/core/s_refptr.h"
+#include "quarn/core/s_str.h"
+#include "quarn/types/symbol.h"
 
 // What others of the library's size are made of: every one must compile whole.
 template class Quarn::s_str_t<char>;

@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <sstream>
 
-#include "types/scalar.h"
-#include "types/vector.h"
+#include "quarn/types/scalar.h"
+#include "quarn/types/vector.h"
 
 namespace {
 

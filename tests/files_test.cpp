@@ -4,11 +4,11 @@
 #include <sstream>
 
 #include "app/services.h"
-#include "core/file.h"
-#include "core/log.h"
-#include "core/time_manager.h"
-#include "core/utils_manager.h"
 #include "program.h"
+#include "quarn/core/file.h"
+#include "quarn/core/log.h"
+#include "quarn/core/time_manager.h"
+#include "quarn/core/utils_manager.h"
 
 namespace {
 

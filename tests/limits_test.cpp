@@ -4,9 +4,9 @@
 
 #include <sstream>
 
-#include "interpreter/text_writer.h"
-#include "types/scalar.h"
-#include "types/vector.h"
+#include "quarn/interpreter/text_writer.h"
+#include "quarn/types/scalar.h"
+#include "quarn/types/vector.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <thread>
 
 #include "failing_allocation.h"
-#include "types/scalar.h"
-#include "types/vector.h"
+#include "quarn/types/scalar.h"
+#include "quarn/types/vector.h"
 
 namespace {
 

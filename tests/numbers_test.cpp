@@ -11,7 +11,7 @@
 #include <xmmintrin.h>
 #endif
 
-#include "core/s_str.h"
+#include "quarn/core/s_str.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 #include <random>
 #include <sstream>
 
+#include "quarn/types/scalar.h"
+#include "quarn/types/vector.h"
 #include "slow_evaluator.h"
-#include "types/scalar.h"
-#include "types/vector.h"
 
 namespace {
 

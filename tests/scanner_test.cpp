@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "types/vector.h"
+#include "quarn/types/vector.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "interpreter/state.h"
-#include "types/reference.h"
+#include "quarn/interpreter/state.h"
+#include "quarn/types/reference.h"
 
 /// The language as its rules read: texts are cut, joined and cut again, nothing is kept. It shares the registries, the
 /// symbols and the dispatch of a state, and is there to be compared with what the state makes of the same text.

@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include "core/chrono.h"
-#include "core/periodic_timer.h"
-#include "core/time_manager.h"
-#include "core/utils_manager.h"
+#include "quarn/core/chrono.h"
+#include "quarn/core/periodic_timer.h"
+#include "quarn/core/time_manager.h"
+#include "quarn/core/utils_manager.h"
 
 namespace {
 

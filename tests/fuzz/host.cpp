@@ -14,8 +14,8 @@
 
 #include "../failing_allocation.h"
 #include "../slow_evaluator.h"
-#include "types/scalar.h"
-#include "types/vector.h"
+#include "quarn/types/scalar.h"
+#include "quarn/types/vector.h"
 
 namespace {
 

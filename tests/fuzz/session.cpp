@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <sstream>
 
-#include "types/vector.h"
+#include "quarn/types/vector.h"
 
 namespace {
 

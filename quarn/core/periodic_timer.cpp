@@ -1,0 +1,13 @@
+#include "quarn/core/periodic_timer.h"
+
+namespace Quarn {
+
+s_bool PeriodicTimer::HasPassed() {
+    if (!(m_period > 0)) return false;
+    // A product, not a sum: a sum of many periods would drift by its roundings.
+    if (GetElapsed() < static_cast<double>(m_passed + 1) * m_period) return false;
+    ++m_passed;
+    return true;
+}
+
+} // namespace Quarn

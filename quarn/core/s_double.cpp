@@ -1,0 +1,147 @@
+#include "quarn/core/s_double.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <cstdint>
+#include <limits>
+
+namespace Quarn {
+
+namespace {
+
+/// The precision at which every decimal number of as many digits comes back from a double unchanged.
+constexpr int PlainDigits = std::numeric_limits<double>::digits10;
+
+/// The smallest number of more digits. Below it a whole number is its own general notation.
+constexpr double SmallestLonger = 1e15;
+/// The general notation has no exponent from the first of these up to the second, which is rounded to the one above.
+constexpr double SmallestFixed = 1e-4;
+constexpr double EndOfFixed = SmallestLonger - 0.5;
+
+/// The product rounded to a whole number as if it were exact, for products from 1e14 to 1e15. The error of such a
+/// product is known exactly, and less than the distance of its fraction from a half, if that is none.
+std::int64_t RoundedProduct(double a, double b) {
+    const double product = a * b;
+    const double error = std::fma(a, b, -product);
+    const auto number = static_cast<std::int64_t>(product);
+    const double fraction = product - static_cast<double>(number);
+    const bool isOdd = number % 2 != 0;
+    return fraction > 0.5 || (fraction == 0.5 && (error > 0 || (error == 0 && isOdd))) ? number + 1 : number;
+}
+
+/// Writes the general notation of a number from `SmallestFixed` to below `EndOfFixed`; returns its end. The conversion
+/// of the library gives the same in several times the time, as it serves every magnitude and precision.
+char* WriteFixed(char* text, double number) {
+    static constexpr std::array Powers{1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,
+                                       1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19}; // all are exact
+    const auto firstDigits = [&](int point) {
+        return RoundedProduct(number, Powers[static_cast<std::size_t>(PlainDigits - point)]);
+    };
+    // How many digits stand before the point (zeros behind it count down), from the binary exponent: with 1233 / 4096 a
+    // bit less than log10(2) that is right or one too few. It is also one too few where rounding gives one digit more.
+    int point = ((std::ilogb(number) * 1233) >> 12) + 1;
+    std::int64_t value = firstDigits(point);
+    while (static_cast<double>(value) >= SmallestLonger) value = firstDigits(++point);
+
+    std::array<char, PlainDigits> digits;
+    std::to_chars(digits.data(), digits.data() + digits.size(), value);
+    int count = PlainDigits;
+    while (count > point && digits[static_cast<std::size_t>(count - 1)] == '0') --count;
+    if (point > 0) {
+        text = std::copy_n(digits.begin(), point, text);
+        if (count > point) *text++ = '.';
+        return std::copy(digits.begin() + point, digits.begin() + count, text);
+    }
+    *text++ = '0';
+    *text++ = '.';
+    return std::copy_n(digits.begin(), count, std::fill_n(text, -point, '0'));
+}
+
+std::string CountText(double value) {
+    const s_uint count = s_uint(value);
+    if (count.IsValid()) return std::to_string(count.Get());
+    return count.GetState() == s_uint::State::NaN ? "nan" : "inf";
+}
+
+std::string PaddedCountText(double value, std::size_t width) {
+    std::string text = CountText(value);
+    if (text.size() < width) text.insert(0, width - text.size(), '0');
+    return text;
+}
+
+/// `value` times ten, `times` times: a loop and not a power, as each step rounds. Zero, infinity and not-a-number stay
+/// what they are and end it.
+double ShiftLeft(double value, unsigned times) {
+    while (times-- > 0 && value != 0 && std::isfinite(value)) value *= 10;
+    return value;
+}
+
+unsigned CountOrZero(s_uint count) { return count.IsValid() ? count.Get() : 0; }
+
+} // namespace
+
+s_number_text PlainText(s_double value) {
+    s_number_text text;
+    char* const first = text.m_characters.data();
+    char* const last = first + text.m_characters.size();
+    const double number = value.Get();
+    const auto put = [&](std::string_view word) { text.m_size = word.copy(first, word.size()); };
+    switch (value.GetClass()) {
+    case s_double::Class::NaN: put("nan"); return text;
+    case s_double::Class::PositiveInfinity: put("inf+"); return text;
+    case s_double::Class::NegativeInfinity: put("inf-"); return text;
+    case s_double::Class::Finite: break;
+    }
+    const double magnitude = std::fabs(number);
+    const bool isNegativeZero = number == 0 && std::signbit(number);
+    char* end = first;
+    if (magnitude < SmallestLonger && number == std::trunc(number) && !isNegativeZero) {
+        end = std::to_chars(first, last, static_cast<std::int64_t>(number)).ptr;
+    } else if (magnitude >= SmallestFixed && magnitude < EndOfFixed) {
+        if (number < 0) *end++ = '-';
+        end = WriteFixed(end, magnitude);
+    } else {
+        end = std::to_chars(first, last, number, std::chars_format::general, PlainDigits).ptr;
+    }
+    text.m_size = static_cast<std::size_t>(end - first);
+    return text;
+}
+
+std::string FixedText(double value, s_uint integerDigits, s_uint decimals) {
+    const std::string sign = value < 0 ? "-" : "";
+    const double magnitude = value < 0 ? -value : value;
+    const double whole = std::floor(magnitude);
+    const unsigned places = CountOrZero(decimals);
+    std::string text = sign + PaddedCountText(whole, CountOrZero(integerDigits));
+    if (places == 0) return text;
+    return text + "." + PaddedCountText(ShiftLeft(magnitude - whole, places), places);
+}
+
+std::string SignificantText(double value, s_uint digits) {
+    const std::string sign = value < 0 ? "-" : "";
+    const double magnitude = value < 0 ? -value : value;
+    const unsigned wanted = CountOrZero(digits);
+
+    if (magnitude < 1) {
+        double scaled = magnitude;
+        std::size_t zeros = 0;
+        for (; scaled < 1 && scaled > 0; scaled *= 10) ++zeros;
+        // Also a denormal number, where the processor takes those for zero.
+        if (scaled == 0) return sign + "0." + std::string(std::size_t{wanted} + 1, '0');
+        return sign + "0." + std::string(zeros, '0') + CountText(ShiftLeft(scaled, wanted));
+    }
+
+    const double whole = std::floor(magnitude);
+    std::string text = CountText(whole);
+    if (text.size() > wanted) {
+        for (std::size_t i = wanted; i < text.size(); ++i)
+            if (std::isdigit(static_cast<unsigned char>(text[i]))) text[i] = '0';
+        return sign + text;
+    }
+    // With as many integer digits as wanted, the fraction is still rounded and written, as one digit that is 0 or 1.
+    const unsigned places = wanted - static_cast<unsigned>(text.size());
+    return sign + text + "." + PaddedCountText(ShiftLeft(magnitude - whole, places), places);
+}
+
+} // namespace Quarn

@@ -1,0 +1,191 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "quarn/core/s_bool.h"
+#include "quarn/core/s_double.h"
+#include "quarn/core/s_uint.h"
+
+namespace Quarn {
+
+/// What a code unit is stored as. 32-bit units are held as char32_t: the standard promises character traits for that
+/// type, and none for `unsigned int`.
+template <class T> struct s_code_unit { using type = T; };
+template <> struct s_code_unit<unsigned int> { using type = char32_t; };
+
+/// A text. Reading is done on views (it converts to one), so that nothing is copied that is only read. Its order is
+/// that of its code units as unsigned values, a proper prefix first.
+template <class T> class s_str_t {
+public:
+    using unit = typename s_code_unit<T>::type;
+    using string = std::basic_string<unit>;
+    using view = std::basic_string_view<unit>;
+
+    s_str_t() = default;
+    s_str_t(const unit* literal) : m_text(literal) {}
+    s_str_t(view text) : m_text(text) {}
+    s_str_t(string text) : m_text(std::move(text)) {}
+
+    /// The decimal digits of an ordinary count, else "inf" or "nan".
+    explicit s_str_t(s_uint count) { *this += count; }
+    /// The plain form (`PlainText`).
+    explicit s_str_t(double value) { *this += value; }
+    /// "true" or "false".
+    explicit s_str_t(s_bool value) { Append(value ? "true" : "false"); }
+    explicit s_str_t(bool value) : s_str_t(s_bool(value)) {}
+    /// The fixed-decimals form (`FixedText`).
+    s_str_t(double value, s_uint integerDigits, s_uint decimals) { Append(FixedText(value, integerDigits, decimals)); }
+    /// The significant-digits form (`SignificantText`).
+    static s_str_t Significant(double value, s_uint digits) {
+        s_str_t text;
+        text.Append(SignificantText(value, digits));
+        return text;
+    }
+
+    operator view() const { return m_text; }
+    view View() const { return m_text; }
+    const string& Get() const { return m_text; }
+    s_uint Length() const { return s_uint(m_text.size()); }
+
+    /// Without characters; with `blank`, also of spaces and tabs only.
+    s_bool IsEmpty(s_bool blank = false) const {
+        if (!blank) return m_text.empty();
+        return std::ranges::all_of(m_text, [](unit c) { return c == unit(' ') || c == unit('\t'); });
+    }
+    s_bool StartsWith(view other) const { return view(m_text).starts_with(other); }
+
+    /// The first position of the unit; not-a-number when there is none.
+    s_uint Find(unit wanted) const {
+        const auto position = m_text.find(wanted);
+        return position == string::npos ? s_uint::NaN : s_uint(position);
+    }
+
+    s_str_t& operator+=(view text) {
+        m_text += text;
+        return *this;
+    }
+    s_str_t& operator+=(const s_str_t& text) { return *this += text.View(); }
+    s_str_t& operator+=(const unit* literal) { return *this += view(literal); }
+    s_str_t& operator+=(unit single) {
+        m_text += single;
+        return *this;
+    }
+    s_str_t& operator+=(s_uint count) {
+        switch (count.GetState()) {
+        case s_uint::State::Ordinary: Append(std::to_string(count.Get())); break;
+        case s_uint::State::Infinity: Append("inf"); break;
+        case s_uint::State::NaN: Append("nan"); break;
+        }
+        return *this;
+    }
+    s_str_t& operator+=(double value) {
+        Append(PlainText(value));
+        return *this;
+    }
+
+    friend s_str_t operator+(s_str_t left, const s_str_t& right) { return std::move(left += right); }
+    friend s_str_t operator+(s_str_t left, view right) { return std::move(left += right); }
+    friend s_str_t operator+(s_str_t left, const unit* right) { return std::move(left += right); }
+    friend s_str_t operator+(const unit* left, const s_str_t& right) { return s_str_t(left) + right; }
+
+    friend s_bool operator==(const s_str_t& a, const s_str_t& b) { return a.m_text == b.m_text; }
+    friend s_bool operator==(const s_str_t& a, view b) { return view(a.m_text) == b; }
+    friend s_bool operator==(const s_str_t& a, const unit* b) { return a.m_text == b; }
+    friend s_bool operator!=(const s_str_t& a, const s_str_t& b) { return !(a == b); }
+    friend s_bool operator!=(const s_str_t& a, view b) { return !(a == b); }
+    friend s_bool operator!=(const s_str_t& a, const unit* b) { return !(a == b); }
+    friend bool operator<(const s_str_t& a, const s_str_t& b) { return a.m_text < b.m_text; }
+
+    /// The text `count` times in a row; a count in a special state gives the empty text.
+    s_str_t Repeat(s_uint count) const {
+        s_str_t repeated;
+        if (!count.IsValid()) return repeated;
+        repeated.m_text.reserve(m_text.size() * count.Get());
+        for (unsigned i = 0; i < count.Get(); ++i) repeated.m_text += m_text;
+        return repeated;
+    }
+
+    /// Every occurrence of `old`, from left to right and not overlapping, replaced. An empty `old` occurs nowhere.
+    s_str_t Replace(view old, view replacement) const {
+        s_str_t replaced;
+        std::size_t start = 0;
+        if (!old.empty()) {
+            for (auto found = m_text.find(old); found != string::npos; found = m_text.find(old, start)) {
+                replaced.m_text.append(m_text, start, found - start).append(replacement);
+                start = found + old.size();
+            }
+        }
+        replaced.m_text.append(m_text, start);
+        return replaced;
+    }
+
+    /// "false", "0" and "no" are false; "true", "1" and "yes" are true; any other text is false.
+    s_bool ToBool() const {
+        return std::ranges::any_of(std::array{"true", "1", "yes"}, [&](const char* word) {
+            return std::ranges::equal(m_text, std::string_view(word));
+        });
+    }
+
+    /// Removes that many units from the front; all of them when the count is special or as large as the text.
+    void EraseFromStart(s_uint count) {
+        if (!count.IsValid() || count.Get() >= m_text.size()) m_text.clear();
+        else m_text.erase(0, count.Get());
+    }
+
+    /// Removes that many units from the back; all of them when the count is special.
+    /// Throws std::out_of_range ("basic_string::erase"), the text unchanged, when it is larger than the text: the start
+    /// position wraps to beyond the end. Pinned by "EraseFromEndRefusesMoreThanThereIs".
+    void EraseFromEnd(s_uint count) {
+        const s_uint start = Length() - count;
+        if (!start.IsValid()) m_text.clear();
+        else if (start.Get() > m_text.size()) throw std::out_of_range("basic_string::erase");
+        else m_text.erase(start.Get());
+    }
+
+    /// Removes the unit from both ends as often as it stands there; returns how many were removed.
+    s_uint Trim(unit single) {
+        const std::size_t before = m_text.size();
+        const view trimmed = Trimmed(m_text, single);
+        m_text.erase(0, static_cast<std::size_t>(trimmed.data() - m_text.data())).resize(trimmed.size());
+        return s_uint(before - m_text.size());
+    }
+
+    /// What `Trim` leaves, as a view of the text given.
+    static view Trimmed(view text, unit single = unit(' ')) {
+        while (!text.empty() && text.front() == single) text.remove_prefix(1);
+        while (!text.empty() && text.back() == single) text.remove_suffix(1);
+        return text;
+    }
+
+    void Clear() { m_text.clear(); }
+    /// Drops all but the first units.
+    void Truncate(std::size_t size) { m_text.resize(std::min(size, m_text.size())); }
+    /// Makes room for that many units in all.
+    void Reserve(std::size_t size) { m_text.reserve(size); }
+
+private:
+    void Append(std::string_view ascii) { m_text.append(ascii.begin(), ascii.end()); }
+
+    string m_text;
+};
+
+using s_str = s_str_t<char>;
+
+/// The order of every map keyed by text. It compares views, so that a look-up copies nothing, and byte by byte, as keys
+/// are short: most comparisons end before a call of the library's would have begun.
+struct s_text_order {
+    using is_transparent = void;
+    bool operator()(std::string_view a, std::string_view b) const {
+        const std::size_t shorter = std::min(a.size(), b.size());
+        for (std::size_t i = 0; i < shorter; ++i)
+            if (a[i] != b[i]) return static_cast<unsigned char>(a[i]) < static_cast<unsigned char>(b[i]);
+        return a.size() < b.size();
+    }
+};
+
+} // namespace Quarn

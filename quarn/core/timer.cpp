@@ -1,0 +1,30 @@
+#include "quarn/core/timer.h"
+
+#include <algorithm>
+
+#include "quarn/core/time_manager.h"
+
+namespace Quarn {
+
+double Span(double from, double to) { return std::max(0.0, to - from); }
+
+Timer::Timer(s_bool isStarted) : m_isStopped(true) {
+    if (isStarted) Start();
+}
+
+void Timer::Start() {
+    if (!m_isStopped) return;
+    m_start = TimeManager::Get().GetTime();
+    m_isStopped = false;
+}
+
+void Timer::Stop() {
+    m_accumulated = GetElapsed();
+    m_isStopped = true;
+}
+
+double Timer::GetElapsed() const {
+    return m_isStopped ? m_accumulated : m_accumulated + Span(m_start, TimeManager::Get().GetTime());
+}
+
+} // namespace Quarn

@@ -1,0 +1,62 @@
+#include "quarn/interpreter/operators.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace Quarn {
+
+void Operator::Bind(const Registry& registry) {
+    binary = FindIn(registry.binaryOperators, text);
+    leftUnary = FindIn(registry.leftUnaryOperators, text);
+    rightUnary = FindIn(registry.rightUnaryOperators, text);
+}
+
+const BinaryOperator* Operator::FindBinary(const s_str& left, const s_str& right) const {
+    if (&left == m_recentLeft && &right == m_recentRight) return m_recentBinary;
+    const auto* const byRightType = binary ? FindIn(*binary, left) : nullptr;
+    const BinaryOperator* const callable = byRightType ? FindIn(*byRightType, right) : nullptr;
+    if (callable) {
+        m_recentLeft = &left;
+        m_recentRight = &right;
+        m_recentBinary = callable;
+    }
+    return callable;
+}
+
+Operators::Operators(const OperatorPriorities& priorities) : Operators() {
+    for (const auto& [text, priority] : priorities) {
+        Position& start = m_starts[static_cast<unsigned char>(text.View().front())];
+        if (start == None) start = static_cast<Position>(m_operators.size());
+        Operator& op = m_operators.emplace_back();
+        op.text = text;
+        m_longest = std::max(m_longest, text.View().size());
+        op.priority = priority.IsValid() ? priority.Get() : std::numeric_limits<unsigned>::max();
+    }
+}
+
+bool Operators::StartsWith(Position position, char character) const {
+    return position < m_operators.size() && m_operators[position].text.View().front() == character;
+}
+
+const Operator* Operators::MatchLong(std::string_view rest) const {
+    for (Position i = m_starts[static_cast<unsigned char>(rest.front())]; StartsWith(i, rest.front()); ++i) {
+        // A key that runs past the end of the text is accepted: with operators of one character that never shows.
+        // Pinned by "OperatorsOfSeveralCharacters".
+        const std::string_view text = m_operators[i].text;
+        const std::size_t compared = std::min(text.size(), rest.size());
+        if (text.substr(0, compared) == rest.substr(0, compared)) return &m_operators[i];
+    }
+    return nullptr;
+}
+
+const Operator* Operators::FindFrom(std::string_view text) const {
+    for (Position i = m_starts[static_cast<unsigned char>(text.front())]; StartsWith(i, text.front()); ++i)
+        if (m_operators[i].text == text) return &m_operators[i];
+    return nullptr;
+}
+
+void Operators::Bind(const Registry& registry) {
+    for (Operator& op : m_operators) op.Bind(registry);
+}
+
+} // namespace Quarn

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <array>
+#include <vector>
+
+#include "quarn/interpreter/registry.h"
+
+namespace Quarn {
+
+/// An operator with what is registered for it.
+struct Operator {
+    s_str text;
+    unsigned priority = 0;
+    const BinaryOverloads* binary = nullptr; ///< null when nothing is registered; likewise the other two
+    const UnaryOverloads* leftUnary = nullptr;
+    const UnaryOverloads* rightUnary = nullptr;
+
+    /// Points to what the registry holds now.
+    void Bind(const Registry& registry);
+
+    /// The callable for operands of these types, or null. The types are the names that the types themselves hold, for
+    /// as long as the program runs: the last ones found are known again by their addresses. Entries of the registry are
+    /// never removed, so that it stays valid.
+    const BinaryOperator* FindBinary(const s_str& left, const s_str& right) const;
+
+private:
+    mutable const s_str* m_recentLeft = nullptr;
+    mutable const s_str* m_recentRight = nullptr;
+    mutable const BinaryOperator* m_recentBinary = nullptr;
+};
+
+/// The operators of the priority table, found by the characters that stand at a position.
+class Operators {
+public:
+    Operators() { m_starts.fill(None); }
+    explicit Operators(const OperatorPriorities& priorities);
+
+    /// The first operator, in ascending order of the texts, whose characters agree with those of the text from the
+    /// position on as far as both go; null when there is none.
+    const Operator* Match(std::string_view text, std::size_t position) const {
+        // Nearly every character starts no operator, or one that is nothing but that character.
+        const Position start = m_starts[static_cast<unsigned char>(text[position])];
+        if (start == None) return nullptr;
+        return m_operators[start].text.View().size() == 1 ? &m_operators[start] : MatchLong(text.substr(position));
+    }
+
+    /// The operator with exactly this text, or null.
+    const Operator* Find(std::string_view text) const {
+        if (text.empty() || m_starts[static_cast<unsigned char>(text.front())] == None) return nullptr;
+        return FindFrom(text);
+    }
+
+    void Bind(const Registry& registry);
+
+    /// The number of characters in the longest one.
+    std::size_t GetLongest() const { return m_longest; }
+
+private:
+    using Position = unsigned;
+    static constexpr Position None = ~0u;
+
+    const Operator* MatchLong(std::string_view rest) const;
+    const Operator* FindFrom(std::string_view text) const;
+    bool StartsWith(Position position, char character) const;
+
+    std::vector<Operator> m_operators;  ///< in ascending order
+    std::array<Position, 256> m_starts; ///< where the operators begin that start with a byte
+    std::size_t m_longest = 0;
+};
+
+} // namespace Quarn

@@ -1,0 +1,282 @@
+// The grammar of statements.
+//
+// A line is cut at every ";". A statement without characters, or one that begins with "//", is skipped. Otherwise the
+// first of these that applies decides, whatever stands around it:
+//   name := ...              skipped without a word
+//   name &= expression       a reference to the expression, which is not evaluated now
+//   name = expression        the value of the expression
+//   name : Type              a default value, or Type(arguments) one made by the constructor of the type
+//   ~name  ~                 erases a symbol, or all of them
+//   ?name  ?                 shows a symbol, or the help
+//   expression               shows its value; a single new name becomes a symbol
+// The signs are the first "=", the first ":" and the first "&" of the statement. Names lose the blanks around them,
+// but not behind "~" and "?".
+//
+// Each statement is a transaction. All that may fail or throw comes first, the report included, then what it changes,
+// then the report is printed. Only the text of a new symbol must be made with the symbol in place, and `Undo` takes it
+// back if that fails.
+
+#include <algorithm>
+#include <istream>
+#include <new>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+
+#include "quarn/interpreter/state.h"
+#include "quarn/types/reference.h"
+#include "quarn/types/symbol.h"
+
+namespace Quarn {
+
+namespace {
+
+std::string_view Trimmed(std::string_view text) { return s_str::Trimmed(text); }
+
+/// What follows the first ";" when the line was cut there.
+std::string_view CutStatement(std::string_view& line) {
+    const auto end = std::min(line.find(';'), line.size());
+    const std::string_view statement = line.substr(0, end);
+    line.remove_prefix(std::min(end + 1, line.size()));
+    return statement;
+}
+
+/// "Type(arguments)", or "Type" without.
+struct TypeText {
+    std::string_view type;
+    std::string_view arguments;
+    bool isTerminated = true;
+};
+
+void AppendLine(s_str& report, std::string_view line) { (report += line) += '\n'; }
+
+TypeText ReadTypeText(std::string_view text) {
+    const auto open = text.find('(');
+    if (open == std::string_view::npos) return {text, {}};
+    std::size_t depth = 1;
+    auto close = open + 1;
+    for (; close < text.size(); ++close) {
+        if (text[close] == '(') ++depth;
+        else if (text[close] == ')' && --depth == 0) break;
+    }
+    return {Trimmed(text.substr(0, open)), text.substr(open + 1, close - open - 1), depth == 0};
+}
+
+} // namespace
+
+/// Puts a symbol into the table, and the one before it back (or none) unless it is kept.
+class State::Undo {
+public:
+    Undo(SymbolTable& symbols, std::string_view name, const s_refptr<Symbol>& value)
+        : m_symbols(symbols), m_name(name), m_value(value), m_before(symbols.Exchange(name, value)) {}
+    ~Undo() {
+        // What was evaluated meanwhile may have carried out statements of its own: what they stored stays.
+        const s_refptr<Symbol>* const symbol = m_isKept ? nullptr : m_symbols.Find(m_name);
+        if (!symbol || *symbol != m_value) return;
+        if (m_before) m_symbols.Exchange(m_name, std::move(m_before));
+        else m_symbols.Erase(m_name);
+    }
+    Undo(const Undo&) = delete;
+    Undo& operator=(const Undo&) = delete;
+
+    /// The symbol has the value from here on, whatever was stored meanwhile.
+    void Keep() {
+        const s_refptr<Symbol>* const symbol = m_symbols.Find(m_name);
+        if (!symbol || *symbol != m_value) m_symbols.Exchange(m_name, m_value);
+        m_isKept = true;
+    }
+
+private:
+    SymbolTable& m_symbols;
+    const std::string_view m_name;
+    const s_refptr<Symbol> m_value;
+    s_refptr<Symbol> m_before;
+    bool m_isKept = false;
+};
+
+void State::ParseLine(std::string_view line) {
+    while (!line.empty()) {
+        const std::string_view statement = CutStatement(line);
+        if (statement.empty() || statement.starts_with("//")) continue;
+        if (m_depth == 0) RefillSteps();
+        s_str report = std::move(m_reportBuffer);
+        report.Clear();
+        bool isComplete = false;
+        try {
+            ParseStatement(statement, report);
+            isComplete = true;
+        } catch (const std::bad_alloc&) {
+        } catch (const std::length_error&) { // a container larger than any memory
+        }
+        if (isComplete) Print(report);
+        else PrintOutOfMemory();
+        constexpr std::size_t MostKept = 4096; // more than the text of anything but a large vector
+        if (report.View().size() <= MostKept) m_reportBuffer = std::move(report);
+    }
+}
+
+void State::ParseStatement(std::string_view statement, s_str& report) {
+    const Level level(*this);
+    if (!level) {
+        AbandonTooDeep(report);
+        report += '\n';
+        return;
+    }
+    constexpr auto npos = std::string_view::npos;
+    const auto equals = statement.find('=');
+    const auto standsBeforeEquals = [&](char sign) { // the first of these signs
+        return equals != npos && equals > 0 && statement[equals - 1] == sign && statement.find(sign) == equals - 1;
+    };
+    if (standsBeforeEquals(':')) return; // `a := b` is refused in silence; pinned by the transcript "statements"
+    if (standsBeforeEquals('&'))
+        return AssignReference(Trimmed(statement.substr(0, equals - 1)), Trimmed(statement.substr(equals + 1)), report);
+    if (equals != npos) return Assign(Trimmed(statement.substr(0, equals)), statement.substr(equals + 1), report);
+    const auto colon = statement.find(':');
+    if (colon != npos)
+        return DefineSymbol(Trimmed(statement.substr(0, colon)), Trimmed(statement.substr(colon + 1)), report);
+    if (statement == "~") return EraseAll(report);
+    if (statement.starts_with('~')) return Erase(statement.substr(1), report);
+    if (statement.starts_with('?')) return Inspect(statement.substr(1), report);
+    ShowExpression(statement, report);
+}
+
+void State::AssignReference(std::string_view name, std::string_view expression, s_str& report) {
+    s_str error;
+    if (!CheckSymbolName(name, error)) return AppendLine(report, error);
+    const s_refptr<Symbol> reference = make_refptr<Reference>(name, expression, *this);
+    Define(name, reference, reference->GetRealType(), report);
+}
+
+void State::Assign(std::string_view name, std::string_view expression, s_str& report) {
+    s_str error;
+    if (!CheckSymbolName(name, error)) return AppendLine(report, error);
+    if (m_registry.functions.contains(name))
+        return AppendLine(report, "\tError : Cannot assign a value to the function '" + s_str(name) + "'");
+    if (m_registry.constructors.contains(name))
+        return AppendLine(report, "\tError : Cannot assign a value to the constructor '" + s_str(name) + "'");
+    const s_refptr<Symbol> value = EvaluateText(name, expression, error, false);
+    if (!error.IsEmpty()) AppendLine(report, error); // a warning comes with a value
+    if (value) Define(name, value, value->GetRealType(), report);
+}
+
+void State::DefineSymbol(std::string_view name, std::string_view type, s_str& report) {
+    s_str error;
+    if (!CheckSymbolName(name, error)) return AppendLine(report, error);
+    const TypeText text = ReadTypeText(type);
+    if (!text.isTerminated) return AppendLine(report, "\tError : Unterminated '('");
+    const auto factory = m_registry.types.find(text.type);
+    if (factory == m_registry.types.end()) return AppendLine(report, "\tError : Unknown type '" + s_str(type) + "'");
+
+    const Constructor* constructor = FindIn(m_registry.constructors, text.type);
+    const bool isDefault = text.arguments.empty() || !constructor;
+    const s_refptr<Symbol> value =
+        isDefault ? factory->second(name) : Calling(*constructor)(*this, name, text.arguments, false, error);
+    if (!value) return AppendLine(report, error);
+    Define(name, value, factory->first, report);
+}
+
+void State::Erase(std::string_view name, s_str& report) {
+    const s_refptr<Symbol>* const symbol = m_symbols.Find(name);
+    if (!symbol) return AppendLine(report, "\tError : Unknown symbol '" + s_str(name) + "'");
+    const s_refptr<Symbol> value = *symbol;
+    const s_str& type = value->GetType();
+    if (ReportOutOfSteps(report)) return;
+    AppendLine(report, "\t" + type + " '" + name + "' erased");
+    s_refptr<Symbol> empty = MakeEmptyReference();
+    m_symbols.Erase(name);
+    SetLastResult(std::move(empty));
+}
+
+void State::EraseAll(s_str& report) {
+    bool isWanted = true;
+    if (m_isInteractive) {
+        Print("\tWarning : This command will erase all symbols.\n"
+              "\t          Are you sure ? ([y|Enter]/n) ");
+        m_output->flush();
+        std::string answer;
+        std::getline(*m_input, answer);
+        isWanted = answer.empty() || answer == "y" || answer == "Y";
+    }
+    s_refptr<Symbol> empty = MakeEmptyReference();
+    if (isWanted) {
+        AppendLine(report, "\tAll symbols erased");
+        m_symbols.EraseAll();
+    }
+    SetLastResult(std::move(empty));
+}
+
+void State::Inspect(std::string_view name, s_str& report) {
+    s_refptr<Symbol> empty = MakeEmptyReference();
+    if (name.empty()) {
+        report += GetHelp();
+    } else if (const s_refptr<Symbol>* symbol = m_symbols.Find(name); !symbol) {
+        AppendLine(report, "\t'" + s_str(name) + "' is undefined");
+    } else {
+        const s_refptr<Symbol> value = *symbol;
+        if (!ReportValue("\t", value->GetType(), *value, report)) return;
+    }
+    SetLastResult(std::move(empty));
+}
+
+void State::ShowExpression(std::string_view expression, s_str& report) {
+    s_str error;
+    const s_refptr<Symbol> value = EvaluateText("", expression, error, true);
+    if (!value) return AppendLine(report, error);
+    const s_str& name = value->GetName();
+    if (!name.IsEmpty() && !m_symbols.Find(name)) {
+        if (!CheckSymbolName(name, error)) return AppendLine(report, error);
+        return Define(name, value, value->GetType(), report);
+    }
+    if (ReportValue("\t", value->GetType(), *value, report)) SetLastResult(value);
+}
+
+/// Stores the value, which becomes the last result too, and reports it as one of the type.
+void State::Define(std::string_view name, const s_refptr<Symbol>& value, std::string_view type, s_str& report) {
+    Undo undo(m_symbols, name, value);
+    if (!ReportValue("\tDefining ", type, *value, report)) return;
+    undo.Keep();
+    SetLastResult(value);
+}
+
+/// Appends the line that shows a value, or why it cannot be shown; false then.
+s_bool State::ReportValue(std::string_view action, std::string_view type, const Symbol& value, s_str& report) {
+    const std::size_t begin = report.View().size();
+    s_str error;
+    ((report += action) += type) += " : ";
+    if (WriteText(value, report, error) && !m_isOutOfSteps) {
+        report += '\n';
+        return true;
+    }
+    report.Truncate(begin);
+    if (!ReportOutOfSteps(report)) AppendLine(report, error);
+    return false;
+}
+
+/// Whether the steps are used up. What is known of a reference then may be wrong, and is not shown.
+s_bool State::ReportOutOfSteps(s_str& report) const {
+    if (m_isOutOfSteps) AppendLine(report, OutOfStepsMessage);
+    return m_isOutOfSteps;
+}
+
+void State::PrintOutOfMemory() { Print("\tError : Out of memory\n"); }
+
+/// Writes to the output. What is to be printed meanwhile, by a stream that carries out statements, waits until then.
+void State::Print(std::string_view report) {
+    if (m_isPrinting) {
+        m_waitingReports += report;
+        return;
+    }
+    struct Printing {
+        bool& isPrinting;
+        explicit Printing(bool& flag) : isPrinting(flag) { isPrinting = true; }
+        ~Printing() { isPrinting = false; }
+    } const printing(m_isPrinting);
+    const auto printWaiting = [this] {
+        while (!m_waitingReports.IsEmpty()) *m_output << std::exchange(m_waitingReports, {}).View();
+    };
+    printWaiting(); // since the stream threw, perhaps
+    *m_output << report;
+    printWaiting();
+}
+
+} // namespace Quarn

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "quarn/interpreter/registry.h"
+
+namespace Quarn {
+
+/// The symbols by name, in order. There is always one called "_", the last result. Names that were looked up lately are
+/// found again without a search.
+class SymbolTable {
+public:
+    using Map = Table<s_refptr<Symbol>>;
+    static constexpr std::string_view LastResultName = "_";
+
+    SymbolTable();
+    ~SymbolTable();
+    SymbolTable(const SymbolTable&) = delete;
+    SymbolTable& operator=(const SymbolTable&) = delete;
+
+    const Map& GetMap() const { return m_map; }
+    /// How often anything has changed.
+    std::uint64_t GetChanges() const { return m_changes; }
+
+    /// The value of the symbol, null when there is none. The pointer is good until the symbol is erased.
+    const s_refptr<Symbol>* Find(std::string_view name);
+    /// The value without its name, as operands have it: a copy, shared by all who read the symbol before it changes.
+    /// Null when there is none.
+    s_refptr<Symbol> Read(std::string_view name);
+
+    /// Gives the symbol the value, which makes it if there is none. Returns what it held before, null if there was
+    /// none.
+    s_refptr<Symbol> Exchange(std::string_view name, s_refptr<Symbol> value);
+    /// The same for the last result; cannot fail.
+    void SetLastResult(s_refptr<Symbol> value);
+    /// Nothing happens when there is none, nor to the last result.
+    void Erase(std::string_view name);
+    /// All but the last result.
+    void EraseAll();
+
+private:
+    struct Recent {
+        Map::value_type* symbol = nullptr;
+        s_refptr<Symbol> nameless; ///< what `Read` returns, once it was asked for
+    };
+    static constexpr std::size_t SlotCount = 256; ///< a few times the names in use at a time; eight kilobytes
+
+    /// Names in a row, like x1 to x50, go to slots of their own.
+    static constexpr std::size_t SlotOf(std::string_view name) {
+        if (name.empty()) return 0;
+        const auto code = [&](std::size_t position) -> std::size_t {
+            return static_cast<unsigned char>(name[position]);
+        };
+        const std::size_t last = name.size() - 1;
+        return (code(0) * 31 + code(last / 2) * 10 + code(last) + last * 7) % SlotCount;
+    }
+
+    /// The slot of the symbol, which is in it afterwards; null when there is none.
+    Recent* FindRecent(std::string_view name);
+
+    Map m_map;
+    std::uint64_t m_changes = 0;
+    s_refptr<Symbol>& m_lastResult; ///< in the map
+    std::array<Recent, SlotCount> m_recent;
+};
+
+} // namespace Quarn

@@ -1,0 +1,13 @@
+#include "quarn/types/symbol.h"
+
+#include "quarn/interpreter/text_writer.h"
+
+namespace Quarn {
+
+void Symbol::Register(State& state) {
+    state.EditRegistry().types[TypeNameOf<Symbol>()] = [](const s_str& name) { return make_refptr<Symbol>(name); };
+}
+
+s_bool Symbol::WriteTo(TextWriter& writer) const { return writer.Append(ToString()); }
+
+} // namespace Quarn

@@ -1,0 +1,75 @@
+#pragma once
+
+#include "quarn/interpreter/state.h"
+
+namespace Quarn {
+
+class TextWriter;
+
+/// The name of a type, as one text for the whole process: types are told apart by its address. Made by the first use,
+/// so that a state may be global, whatever is initialised before it.
+template <class Type> const s_str& TypeNameOf() {
+    static const s_str name = Type::TypeName;
+    return name;
+}
+
+/// The root of all values, and itself the abstract type without a value. Values are made on the heap, shared through
+/// `s_refptr<Symbol>`, and not changed once they are built: who wants one under another name asks for it (`Named`).
+class Symbol {
+public:
+    static constexpr std::string_view TypeName = "Symbol";
+
+    static void Register(State& state);
+
+    /// The text of a valueless symbol is its name.
+    explicit Symbol(const s_str& name) : m_name(name), m_text(name) {}
+    virtual ~Symbol() = default;
+    Symbol& operator=(const Symbol&) = delete;
+
+    /// The display text of the value; "name = value" for a value that has a name.
+    virtual s_str ToString() const { return m_text; }
+    /// The type that overloads are chosen by: the process-wide name under which the type is registered.
+    virtual const s_str& GetType() const { return TypeNameOf<Symbol>(); }
+    /// The type of the object itself.
+    virtual const s_str& GetRealType() const { return GetType(); }
+    /// The type with any size that belongs to it, "3-Vector".
+    virtual s_str GetFullType() const { return GetType(); }
+    /// A new object of the same type with the same contents. Nothing else may happen here: it runs while a symbol is
+    /// read.
+    virtual s_refptr<Symbol> Clone() const { return s_refptr<Symbol>(new Symbol(*this)); }
+    /// Writes the display text. A type that holds other values overrides this to have them written by the writer, which
+    /// bounds their text, and gives `ToString` by `TextWriter::TextOf`.
+    virtual s_bool WriteTo(TextWriter& writer) const;
+
+    /// The name as the user wrote it; empty for a temporary result.
+    const s_str& GetName() const { return m_name; }
+    /// The value under a name: the object itself when nobody else holds it, else a copy.
+    static s_refptr<Symbol> Named(s_refptr<Symbol> value, const s_str& name) {
+        if (value->m_name == name) return value;
+        if (!value.IsUnique()) value = value->Clone();
+        value->m_name = name;
+        return value;
+    }
+
+protected:
+    Symbol() = default;                                ///< without a name
+    void SetName(const s_str& name) { m_name = name; } ///< while it is built
+    Symbol(const Symbol&) = default;
+
+    /// The display text of a value whose own text this is.
+    s_str WithName(std::string_view value) const {
+        if (m_name.IsEmpty()) return value;
+        s_str text;
+        text.Reserve(m_name.View().size() + 3 + value.size());
+        text += m_name;
+        text += " = ";
+        text += value;
+        return text;
+    }
+
+private:
+    s_str m_name;
+    s_str m_text;
+};
+
+} // namespace Quarn

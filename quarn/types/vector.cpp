@@ -1,0 +1,212 @@
+#include "quarn/types/vector.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "quarn/interpreter/text_writer.h"
+#include "quarn/types/reference.h"
+#include "quarn/types/scalar.h"
+
+namespace Quarn {
+
+namespace {
+
+const Vector* AsVector(const Symbol& value) {
+    return typeid(value) == typeid(Vector) ? static_cast<const Vector*>(&value) : nullptr;
+}
+
+/// The vector of these elements, unless it is too large or nests too deeply.
+[[gnu::noinline]] s_refptr<Symbol> Build(State& state, const s_str& name, Vector::Elements elements, s_str& error) {
+    s_refptr<Vector> vector = make_refptr<Vector>(name, std::move(elements));
+    if (vector->GetNesting() > state.GetDeepestNesting()) return state.AbandonTooDeep(error);
+    if (vector->GetSize() > Vector::LargestSize) {
+        return state.Abandon(error, "\tError : Vectors of more than " + s_str(s_uint(Vector::LargestSize)) +
+                                        " numbers are not supported");
+    }
+    if (!state.Spend(vector->GetSize(), error)) return nullptr;
+    return vector;
+}
+
+/// The vector of `count` elements that `makeElement(i)` gives, null when one of them fails.
+template <class MakeElement>
+s_refptr<Symbol> BuildFrom(State& state, std::size_t count, s_str& error, const MakeElement& makeElement) {
+    const State::Level level(state);
+    if (!level) return state.AbandonTooDeep(error);
+    Vector::Elements elements;
+    elements.Reserve(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        s_refptr<Symbol> element = makeElement(i);
+        if (!element) return nullptr;
+        elements.PushBack(std::move(element));
+    }
+    return Build(state, "", std::move(elements), error);
+}
+
+// Messages are put together by functions of their own: what calls them stands on the stack for every level of nesting.
+
+[[gnu::noinline]] Failure FailWithLengths(const char* verb, s_uint left, s_uint right, s_str& error) {
+    return Fail(error, "\tError : Cannot " + s_str(verb) + " two Vectors of different length (" + s_str(left) +
+                           " and " + s_str(right) + ")");
+}
+
+[[gnu::noinline]] Failure FailNonHomogeneous(s_str& error, const s_str& first, const s_str& second) {
+    return Fail(error, "\tError : Non-homogeneous Vectors are not allowed.\n\t        Trying to mix " + first +
+                           " with " + second);
+}
+
+/// `op` between the elements at the same position; `verb` is what it does to them.
+s_refptr<Symbol> ElementWise(State& state, const char* op, const char* verb, const Vector& a, const Vector& b,
+                             s_str& error) {
+    const auto& left = a.GetElements();
+    const auto& right = b.GetElements();
+    if (left.Count() != right.Count()) return FailWithLengths(verb, left.Size(), right.Size(), error);
+    return BuildFrom(state, left.Count(), error,
+                     [&](std::size_t i) { return state.ApplyBinaryOperator(op, left[i], right[i], error); });
+}
+
+s_refptr<Symbol> Add(State& state, const Vector& a, const Vector& b, s_str& error) {
+    return ElementWise(state, "+", "add", a, b, error);
+}
+
+s_refptr<Symbol> Subtract(State& state, const Vector& a, const Vector& b, s_str& error) {
+    return ElementWise(state, "-", "substract", a, b, error);
+}
+
+s_refptr<Symbol> ScaleFromLeft(State& state, const Scalar& s, const Vector& v, s_str& error) {
+    const s_refptr<Symbol> factor = s.Clone(); // with its name, as messages leave out what has one
+    const auto& elements = v.GetElements();
+    return BuildFrom(state, elements.Count(), error,
+                     [&](std::size_t i) { return state.ApplyBinaryOperator("*", factor, elements[i], error); });
+}
+
+s_refptr<Symbol> ScaleFromRight(State& state, const Vector& v, const Scalar& s, s_str& error) {
+    const s_refptr<Symbol> factor = s.Clone(); // with its name, as messages leave out what has one
+    const auto& elements = v.GetElements();
+    return BuildFrom(state, elements.Count(), error,
+                     [&](std::size_t i) { return state.ApplyBinaryOperator("*", elements[i], factor, error); });
+}
+
+s_refptr<Symbol> Negate(State& state, const Vector& v, s_str& error) {
+    const auto& elements = v.GetElements();
+    return BuildFrom(state, elements.Count(), error,
+                     [&](std::size_t i) { return state.ApplyRightUnaryOperator("-", elements[i], error); });
+}
+
+/// (a2 b3 - a3 b2, a3 b1 - a1 b3, a1 b2 - a2 b1), the product that is taken away evaluated first.
+s_refptr<Symbol> CrossProduct(State& state, const Vector& a, const Vector& b, s_str& error) {
+    const auto& left = a.GetElements();
+    const auto& right = b.GetElements();
+    if (left.Count() != 3 || right.Count() != 3)
+        return Fail(error, "\tError : The cross product '^' is only available for 3-Vectors");
+    return BuildFrom(state, 3, error, [&](std::size_t i) -> s_refptr<Symbol> {
+        const std::size_t j = (i + 1) % 3;
+        const std::size_t k = (i + 2) % 3;
+        const s_refptr<Symbol> subtrahend = state.ApplyBinaryOperator("*", left[k], right[j], error);
+        if (!subtrahend) return nullptr;
+        const s_refptr<Symbol> minuend = state.ApplyBinaryOperator("*", left[j], right[k], error);
+        if (!minuend) return nullptr;
+        return state.ApplyBinaryOperator("-", minuend, subtrahend, error);
+    });
+}
+
+/// Positions run from 0 and wrap around at both ends, however far they lie beyond.
+s_refptr<Symbol> Index(const Vector& v, const Scalar& index, s_str& error) {
+    const double position = std::round(index.GetValue());
+    const auto& elements = v.GetElements();
+    if (elements.IsEmpty()) return Fail(error, "\tError : Cannot index an empty Vector");
+    if (!std::isfinite(position)) return Fail(error, "\tError : Cannot index a Vector with '" + s_str(position) + "'");
+    const auto length = static_cast<double>(elements.Count());
+    const double wrapped = std::fmod(position, length);
+    return Symbol::Named(elements[static_cast<std::size_t>(wrapped < 0 ? wrapped + length : wrapped)], "");
+}
+
+/// Whether the value takes part in what a vector's elements have in common, which is the type of the first that does.
+[[gnu::noinline]] s_bool TakeElement(const Symbol& element, s_str& elementType, s_str& error) {
+    const s_str type = element.GetFullType();
+    if (type == Reference::TypeName) return true;
+    if (!elementType.IsEmpty() && type != elementType) return FailNonHomogeneous(error, elementType, type);
+    elementType = type;
+    return true;
+}
+
+/// References take no part in that: what they lead to is compared when the type of the others is known. So a vector of
+/// references only is always refused, its type stays unknown. Pinned by the transcript "vectors".
+[[gnu::noinline]] s_bool CheckReferences(State& state, const Vector::Elements& elements, const s_str& elementType,
+                                         s_str& error) {
+    for (const s_refptr<Symbol>& element : elements) {
+        if (!Reference::From(*element)) continue;
+        const s_refptr<Symbol> value = state.Follow(element, error);
+        if (!value) return false;
+        const s_str& type = Reference::TypeOfFollowed(*value);
+        if (type != elementType) return FailNonHomogeneous(error, elementType, type);
+    }
+    return true;
+}
+
+} // namespace
+
+void Vector::Register(State& state) {
+    Registry& registry = state.EditRegistry();
+    registry.types[TypeNameOf<Vector>()] = [](const s_str& name) { return make_refptr<Vector>(name); };
+    registry.literalTests[TypeNameOf<Vector>()] = [](std::string_view text) {
+        return text.starts_with('<') && text.ends_with('>');
+    };
+    registry.constructors[TypeNameOf<Vector>()] = Pure<Constructor>(CreateFrom);
+
+    Binding bind(state, true);
+    bind.Binary("*", ScaleFromLeft);
+    bind.Binary("*", ScaleFromRight);
+    bind.Binary("+", Add);
+    bind.Binary("-", Subtract);
+    bind.Binary("^", CrossProduct);
+    bind.Binary("[]", Index);
+
+    bind.RightUnary("+", [](const Vector& v) { return v.Clone(); });
+    bind.RightUnary("-", Negate);
+}
+
+s_refptr<Symbol> Vector::CreateFrom(State& state, const s_str& name, std::string_view text, s_bool isLiteral,
+                                    s_str& error) {
+    if (isLiteral) text = text.substr(1, text.size() - 2);
+    std::vector<std::string_view> elementTexts;
+    if (!state.SplitArguments(elementTexts, text, error)) return nullptr;
+    const s_str nameless;
+    s_str elementType;
+    Elements elements;
+    elements.Reserve(elementTexts.size());
+    for (const std::string_view elementText : elementTexts) {
+        if (!state.HasRoomFor(elementText)) return state.AbandonTooDeep(error);
+        s_refptr<Symbol> element = state.ParseSymbol(nameless, elementText, error, false);
+        if (!element || !TakeElement(*element, elementType, error)) return nullptr;
+        elements.PushBack(std::move(element));
+    }
+    if (!CheckReferences(state, elements, elementType, error)) return nullptr;
+    return Build(state, name, std::move(elements), error);
+}
+
+Vector::Vector(const s_str& name, Elements elements) : Symbol(name) {
+    for (const s_refptr<Symbol>& element : elements) {
+        const Vector* const vector = AsVector(*element);
+        m_size += vector ? vector->m_size : 1;
+        if (vector) m_nesting = std::max(m_nesting, vector->m_nesting + 1);
+    }
+    m_elements = make_refptr<Elements>(std::move(elements));
+}
+
+s_str Vector::ToString() const { return TextWriter::TextOf(*this, nullptr); }
+
+s_bool Vector::WriteTo(TextWriter& writer) const {
+    return writer.Nest([&]() -> s_bool {
+        if (!writer.Spend(m_elements->Count()) || !writer.AppendName(GetName()) || !writer.Append("<")) return false;
+        bool isFirst = true;
+        for (const s_refptr<Symbol>& element : *m_elements) {
+            if (!std::exchange(isFirst, false) && !writer.Append(", ")) return false;
+            if (!writer.Write(*element)) return false;
+        }
+        return writer.Append(">");
+    });
+}
+
+s_str Vector::GetFullType() const { return s_str(m_elements->Size()) + "-" + TypeName; }
+
+} // namespace Quarn

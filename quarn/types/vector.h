@@ -1,0 +1,51 @@
+#pragma once
+
+#include <vector>
+
+#include "quarn/types/binding.h"
+
+namespace Quarn {
+
+/// A list of fixed length whose elements have one full type: numbers, or vectors of one length. It knows nothing of
+/// their arithmetic; every operation on elements goes through the dispatch of the state.
+class Vector final : public Symbol {
+public:
+    static constexpr std::string_view TypeName = "Vector";
+
+    /// The largest size (see `GetSize`): sharing lets `v = <v, v>` double it with every statement.
+    static constexpr std::size_t LargestSize = std::size_t{1} << 24;
+
+    using Elements = s_ctnr_t<s_refptr<Symbol>, std::vector<s_refptr<Symbol>>>;
+
+    /// Registers the type, `<a, b>` as its literal, `Vector(a, b)` and its operators. Needs `Scalar`.
+    static void Register(State& state);
+
+    /// The vector of the elements in the text, separated by commas; the brackets around them are removed first when the
+    /// text is a literal. Null, with a message, when an element fails or differs in type.
+    static s_refptr<Symbol> CreateFrom(State& state, const s_str& name, std::string_view text, s_bool isLiteral,
+                                       s_str& error);
+
+    explicit Vector(const s_str& name, Elements elements = {});
+
+    s_str ToString() const override;
+    const s_str& GetType() const override { return TypeNameOf<Vector>(); }
+    /// "3-Vector" for three elements.
+    s_str GetFullType() const override;
+    s_refptr<Symbol> Clone() const override { return s_refptr<Symbol>(new Vector(*this)); }
+    s_bool WriteTo(TextWriter& writer) const override;
+
+    const Elements& GetElements() const { return *m_elements; }
+    /// How many elements it has at all depths, vectors themselves not counted.
+    std::size_t GetSize() const { return m_size; }
+    /// How deeply vectors stand in it: 1 for a vector of numbers.
+    unsigned GetNesting() const { return m_nesting; }
+
+private:
+    Vector(const Vector&) = default;
+
+    s_refptr<const Elements> m_elements; ///< never changed, so that copies share it
+    std::size_t m_size = 0;
+    unsigned m_nesting = 1;
+};
+
+} // namespace Quarn
