@@ -7,9 +7,8 @@
 namespace Quarn {
 
 File OpenScript(const s_str& path) {
-    // Opened once only: whoever writes into a pipe would see its reader go. Mode 0 opens for writing too, which a
-    // script that may only be read refuses, and which would keep a pipe open for ever: it would wait for its own
-    // writing end.
+    // Open the script only once: the writer of a pipe would see its reader disappear. `ReadWrite` fails on a read-only
+    // script, and a pipe opened that way would never end because it would wait for its own write end.
     std::error_code ignored;
     constexpr int None = -1;
     if (std::filesystem::is_directory(path.Get(), ignored)) return {path, None};
@@ -39,9 +38,9 @@ void RunScript(State& state, File script) {
 void RunInteractive(State& state) {
     state.SetInteractive(true);
     std::string line;
-    // Nothing here asks whether the input has ended: the prompt then comes back for ever, with the last line if that
-    // had no end. Only the two words end the run, as those who drive the program by a pipe expect it to wait for them.
-    // Pinned by the test "PromptComesBackWhenTheInputHasEnded".
+    // The end of the input is not checked: the prompt then repeats forever, with the last line if it had no line end.
+    // Only the two words end the run, because programs that drive it through a pipe expect it to wait for them. Pinned
+    // by the test "PromptComesBackWhenTheInputHasEnded".
     for (;;) {
         std::cout << "> " << std::flush;
         try {

@@ -5,13 +5,13 @@
 
 namespace Quarn {
 
-/// Opens a script. The file is closed when the path names none: nothing that can be read, or a folder.
+/// Opens a script. The file is closed if the path is a folder or cannot be read.
 File OpenScript(const s_str& path);
 
-/// Carries out the lines of a script. Stops at its end, or when nothing can be written any more.
+/// Runs the lines of a script. Stops at its end, or when the output can no longer be written.
 void RunScript(State& state, File script);
 
-/// Reads lines from standard input after a prompt and carries them out, until one of them is "q" or "exit".
+/// Prompts for lines on standard input and runs them until one is "q" or "exit".
 void RunInteractive(State& state);
 
 } // namespace Quarn

@@ -4,6 +4,7 @@
 #include "app/console.h"
 #include "app/process.h"
 #include "app/services.h"
+#include "quarn/interpreter/limits.h"
 #include "quarn/types/vector.h"
 
 int main(int argumentCount, char** argumentWords) {
@@ -12,22 +13,22 @@ int main(int argumentCount, char** argumentWords) {
     s_ctnr_t<s_str> arguments;
     for (int i = 0; i < argumentCount; ++i) arguments.PushBack(argumentWords[i]);
     std::ios::sync_with_stdio(false);
-    std::cin.tie(nullptr); // the output is flushed where somebody waits for it
+    std::cin.tie(nullptr); // output is flushed where somebody waits for it
 
     const s_str scriptPath = arguments.Count() > 1 ? arguments[1] : s_str();
     StartServices(scriptPath);
     State state;
     Vector::Register(state);
-    state.SetDeepestNesting(FitNestingToStack());
+    state.GetLimits().SetDeepestNesting(FitNestingToStack());
     File script = OpenScript(scriptPath);
     if (script.IsOpen()) {
 #ifdef SIGPIPE
-        std::signal(SIGPIPE, SIG_IGN); // a closed pipe is noticed where it is written to
+        std::signal(SIGPIPE, SIG_IGN); // writing to a closed pipe fails instead
 #endif
         RunScript(state, std::move(script));
         StopServices();
     } else {
-        RunInteractive(state); // the services stay alive to the end of the process
+        RunInteractive(state); // the services live until the process ends
     }
     return 0;
 }

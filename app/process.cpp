@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "quarn/interpreter/state.h"
+#include "quarn/interpreter/limits.h"
 
 #ifndef _WIN32
 #include <cerrno>
@@ -15,11 +15,11 @@ namespace Quarn {
 
 #ifdef _WIN32
 
-// The runtime keeps the numbers of closed descriptors free of files, and the linker set the size of the stack.
+// The runtime never gives a file the number of a closed descriptor, and the linker sets the stack size.
 
 void OpenClosedDescriptors() {}
 
-unsigned FitNestingToStack() { return State::DeepestNesting; }
+unsigned FitNestingToStack() { return Limits::DeepestNesting; }
 
 #else
 
@@ -27,20 +27,20 @@ void OpenClosedDescriptors() {
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         const bool isClosed = fcntl(descriptor, F_GETFD) == -1 && errno == EBADF;
         if (isClosed)
-            open("/dev/null", descriptor == STDIN_FILENO ? O_RDONLY : O_WRONLY); // gets the lowest free number
+            open("/dev/null", descriptor == STDIN_FILENO ? O_RDONLY : O_WRONLY); // takes the lowest free number
     }
 }
 
 unsigned FitNestingToStack() {
-    constexpr rlim_t Reserve = rlim_t{128} * 1024; // for what is not nested, the environment included
-    const rlim_t wanted = Reserve + rlim_t{State::DeepestNesting} * State::StackPerLevel;
+    constexpr rlim_t Reserve = rlim_t{128} * 1024; // for everything that is not nested, including the environment
+    const rlim_t wanted = Reserve + rlim_t{Limits::DeepestNesting} * Limits::StackPerLevel;
     rlimit limit{};
-    if (getrlimit(RLIMIT_STACK, &limit) != 0 || limit.rlim_cur >= wanted) return State::DeepestNesting;
+    if (getrlimit(RLIMIT_STACK, &limit) != 0 || limit.rlim_cur >= wanted) return Limits::DeepestNesting;
     rlimit raised = limit;
     raised.rlim_cur = std::min(wanted, limit.rlim_max);
     if (setrlimit(RLIMIT_STACK, &raised) == 0) limit = raised;
     const rlim_t usable = limit.rlim_cur - std::min(limit.rlim_cur, Reserve);
-    return static_cast<unsigned>(std::min<rlim_t>(usable / State::StackPerLevel, State::DeepestNesting));
+    return static_cast<unsigned>(std::min<rlim_t>(usable / Limits::StackPerLevel, Limits::DeepestNesting));
 }
 
 #endif

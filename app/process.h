@@ -2,12 +2,12 @@
 
 namespace Quarn {
 
-/// Opens the null device in place of each standard descriptor that is closed, so that no file takes its number: what is
-/// printed would go into that file. To be called before anything else is opened.
+/// Opens the null device on each closed standard descriptor. Otherwise a file could take its number and receive what is
+/// printed. Call this before opening anything else.
 void OpenClosedDescriptors();
 
-/// How many levels of nesting the stack of the process has room for, `State::DeepestNesting` at most. Raises the limit
-/// of the stack first, where it is too low and may be raised.
+/// The number of nesting levels that fit on the stack, at most `Limits::DeepestNesting`. Raises the stack limit first if
+/// it is too low and may be raised.
 unsigned FitNestingToStack();
 
 } // namespace Quarn

@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char* LogPath = "orbel.log";
 
-std::unique_ptr<File> LogFile; // null when none was to be opened
+std::unique_ptr<File> LogFile; // null if deliberately not opened
 
 void WriteMessage(const s_str& text, s_bool, s_uint) {
     std::cout << text.View() << std::endl;

@@ -3,8 +3,9 @@
 
 usage: compare.py ORBEL [--rounds N] [--quick] [--picture FILE.svg]
 
-Every work is generated here, once for each program. All outputs are checked first. Then the programs take turns, and the
-table shows the median of their processor times as a multiple of the yardstick's. The picture shows cost against size.
+Every work is generated here, once for each program. All outputs are checked first. Then the programs take turns, and
+the table shows the median of their processor times as a multiple of the yardstick's. The picture shows cost against
+size.
 """
 
 import argparse
@@ -27,14 +28,14 @@ COMMANDS = {
 
 
 class Work:
-    """A piece of work: its text for each program, and the last number that all of them print."""
+    """A workload: its text for each program, and the last number that all of them print."""
 
     def __init__(self, name, yardstick, expected, texts):
         self.name, self.yardstick, self.expected, self.texts = name, yardstick, expected, texts
 
 
 def awk(lines):
-    # One action would be too long for some.
+    # Some implementations reject one long action.
     parts = [lines[i:i + 1000] for i in range(0, len(lines), 1000)]
     return "".join("BEGIN { %s\n}\n" % "\n".join(part) for part in parts)
 
@@ -123,7 +124,7 @@ def names(count):
                                             for i in range(count)] + [read % i for i in range(count)])
     texts = {"orbel": lines("n%d = %d", "n%d"), "lua": lines("n%d = %d print(n%d)", "print(n%d)")}
     if count <= 100000:
-        texts["python3"] = lines("n%d = %d; print(n%d)", "print(n%d)")  # more take it minutes
+        texts["python3"] = lines("n%d = %d; print(n%d)", "print(n%d)")  # more take minutes
     return Work("%d names" % count, "lua", count - 1, texts)
 
 
@@ -150,7 +151,7 @@ class Runner:
                     file.write(work.texts[program] + ("\n" if work.texts[program] else ""))
 
     def run(self, program):
-        """The processor time of one run, and whether it succeeded; the output is left in the file "output"."""
+        """The processor time of one run and whether it succeeded; the output goes to the file "output"."""
         command = [self.orbel] if program == "orbel" else COMMANDS[program]
         with open(os.path.join(self.folder, "output"), "wb") as output:
             process = subprocess.Popen(command + [os.path.join(self.folder, program)], stdin=subprocess.DEVNULL,
@@ -170,7 +171,7 @@ class Runner:
         return bool(words) and abs(float(words[-1]) - work.expected) <= 1e-6 * max(1, abs(work.expected))
 
     def measure(self, work, rounds):
-        """The median processor time of every program that can do the work and does it right."""
+        """The median processor time of each program that does the work correctly."""
         self.write(work)
         fit = [p for p in self.programs if p in work.texts and self.is_right(p, work)]
         if "orbel" not in fit:
@@ -196,7 +197,7 @@ def print_table(runner, rounds, quick):
 
 
 def draw(runner, rounds, quick, path):
-    """Cost against size, both logarithmic: flat expressions of growing length."""
+    """Plots cost against size for flat expressions, both axes logarithmic."""
     sizes = [10 ** k for k in range(3, 6 if quick else 7)]
     points = {program: [] for program in runner.programs}
     for size in sizes:

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""How time and memory grow with the input: fits an exponent to the processor time of scripts that double in size.
+"""Measures how time and memory grow: fits an exponent to the processor time of scripts that double in size.
 
 usage: growth.py PROGRAM [--quick]
 
-The shapes are those that once grew too fast. Memory is the peak beyond that of an empty script, for each byte of the
-largest one. A shape is expected to be linear unless its row says what else it has to be, and why."""
+The shapes are prone to superlinear growth. Memory is the peak above that of an empty script, per byte of the largest
+one. A shape must be linear unless its row states another exponent and why."""
 
 import math
 import os
@@ -13,7 +13,7 @@ import sys
 import tempfile
 
 RUNS = 3
-SIZES = 4  # each twice the one before
+SIZES = 4  # each double the one before
 
 
 def nest(opening, middle, closing, levels):
@@ -45,7 +45,7 @@ SHAPES = [
     ("constructors around a text", lambda n: [nest("Reference(", "a" * n, ")", 999)], 20_000, 1),
     ("vectors through references, shown", nested_vectors, 50, 1),
     ("terms of a kept sum", kept_sums, 100, 1),
-    # the text of each link is as long as the chain up to it
+    # the text of each link grows with the chain before it
     ("a chain to nothing", chain_to_nothing, 124, 2),
     # each reference shows the vector once
     ("a vector of references to itself", lambda n: ["v=1", "v=<1," + ",".join(["&v"] * n) + ">"], 100, 2),
@@ -53,7 +53,7 @@ SHAPES = [
 
 
 def measure(program, script):
-    """Processor time in seconds, the smallest of some runs, and the peak memory in bytes."""
+    """The lowest processor time of the runs in seconds, and the peak memory in bytes."""
     seconds, peak = math.inf, 0
     for _ in range(RUNS):
         process = subprocess.Popen([program, script], stdout=subprocess.DEVNULL, cwd=os.path.dirname(script))
@@ -87,10 +87,10 @@ def main():
                 seconds, peak = measure_lines(shape(max(10, smallest // scale) << i))
                 times.append(max(seconds - start, 1e-4))
             size = os.path.getsize(script)
-            # the slope over the two largest doublings, where the fixed part shows least
+            # the slope over the last two doublings, where the fixed cost matters least
             exponent = math.log2(times[-1] / times[-3]) / 2
             failed = failed or exponent > wanted + 0.3
-            # a small script tells nothing of its memory
+            # a small script says nothing about memory
             memory = "%.0f" % (max(0, peak - floor) / size) if size > 50_000 else "-"
             print("| %s | %d KB | %.2f s | %.2f | %d | %s |" % (name, size // 1000, times[-1], exponent, wanted, memory))
     sys.exit(1 if failed else 0)

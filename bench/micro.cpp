@@ -1,4 +1,4 @@
-// What the parts of a statement cost: scanning, literals, dispatch, number to text, and one statement of each form.
+// The cost of the parts of a statement (scanning, literals, dispatch, number to text) and of each form of statement.
 
 #include <benchmark/benchmark.h>
 
@@ -6,8 +6,7 @@
 #include <ostream>
 #include <streambuf>
 
-#include "quarn/types/scalar.h"
-#include "quarn/types/vector.h"
+#include <quarn/quarn.h>
 
 namespace {
 
@@ -97,6 +96,6 @@ void NestedBrackets(benchmark::State& run) {
     for (auto _ : run) session.state.ParseLine(text);
     run.SetComplexityN(run.range(0));
 }
-BENCHMARK(NestedBrackets)->RangeMultiplier(10)->Range(10, State::DeepestNesting)->Complexity(benchmark::oN);
+BENCHMARK(NestedBrackets)->RangeMultiplier(10)->Range(10, Limits::DeepestNesting)->Complexity(benchmark::oN);
 
 } // namespace

@@ -1,4 +1,4 @@
-// Where the time of a script goes: reading its lines, carrying out the statements, printing what they report.
+// Measures where a script spends its time: reading lines, running statements, printing reports.
 //
 //     bench_phases SCRIPT > /dev/null     the report goes to standard error
 
@@ -12,7 +12,7 @@
 #include "quarn/core/file.h"
 #include "quarn/core/time_manager.h"
 #include "quarn/core/utils_manager.h"
-#include "quarn/types/vector.h"
+#include <quarn/quarn.h>
 
 namespace {
 

@@ -1,4 +1,4 @@
-// What the program does around the statements: modes, endings, files.
+// The program around the statements: modes, endings, files.
 
 #include <gtest/gtest.h>
 
@@ -23,7 +23,7 @@ TEST(Console, EmptyLinesPrintThePromptAndBlankOnesAnError) {
 TEST(Console, PromptComesBackWhenTheInputHasEnded) {
     const Folder folder;
     EXPECT_EQ(RunProgram(folder, "1\n", "| head -c 25").output, "> \tScalar : 1\n> > > > > >");
-    // A last line without an end stays in hand.
+    // A last line without a line end is kept.
     EXPECT_EQ(RunProgram(folder, "1", "| head -c 42").output, "> \tScalar : 1\n> \tScalar : 1\n> \tScalar : 1\n");
 }
 

@@ -6,7 +6,7 @@
 #include "quarn/core/s_str.h"
 #include "quarn/types/symbol.h"
 
-// What others of the library's size are made of: every one must compile whole.
+// Every instantiation must compile as a whole.
 template class Quarn::s_str_t<char>;
 template class Quarn::s_str_t<unsigned int>;
 template class Quarn::s_ctnr_t<Quarn::s_str_t<char>>;

@@ -6,8 +6,7 @@
 #include <cstdlib>
 #include <sstream>
 
-#include "quarn/types/scalar.h"
-#include "quarn/types/vector.h"
+#include <quarn/quarn.h>
 
 namespace {
 
@@ -164,7 +163,7 @@ TEST_F(Embedding, ValuesThatLieAboutTheirTypeAreNotTrusted) {
         const s_str& GetType() const override { return TypeNameOf<Scalar>(); }
     };
     Binding(state).Function("lie", []() -> s_refptr<Symbol> { return make_refptr<Liar>(); });
-    EXPECT_EQ(Play("lie()+1"), "\tError : An operand is not what the name of its type says\n");
+    EXPECT_EQ(Play("lie()+1"), "\tError : An operand's class does not match its type name\n");
 }
 
 TEST_F(Embedding, ExceptionsOfCallablesLeaveTheSymbolsAlone) {

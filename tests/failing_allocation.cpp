@@ -1,4 +1,4 @@
-// Replaces the allocation of the program it is linked into.
+// Replaces the allocation functions of the program it is linked into.
 
 #include "failing_allocation.h"
 

@@ -4,17 +4,15 @@
 
 #include <sstream>
 
-#include "quarn/interpreter/text_writer.h"
-#include "quarn/types/scalar.h"
-#include "quarn/types/vector.h"
+#include <quarn/quarn.h>
 
 namespace {
 
 using namespace Quarn;
 
-class Limits : public testing::Test {
+class LimitsTest : public testing::Test {
 protected:
-    Limits() {
+    LimitsTest() {
         state.SetStreams(input, output);
         Vector::Register(state);
     }
@@ -36,9 +34,9 @@ std::string Repeat(std::string_view text, std::size_t count) {
     return repeated;
 }
 
-const std::string TooDeep = "\tError : Nested more than " + std::to_string(State::DeepestNesting) + " levels deep\n";
+const std::string TooDeep = "\tError : Nested more than " + std::to_string(Limits::DeepestNesting) + " levels deep\n";
 
-TEST_F(Limits, LongFlatExpressionsNeedNoDepth) {
+TEST_F(LimitsTest, LongFlatExpressionsNeedNoDepth) {
     EXPECT_EQ(Play("1" + Repeat("+1", 100'000)), "\tScalar : 100001\n");
     EXPECT_EQ(Play("1" + Repeat("-1*2/2", 100'000)), "\tScalar : -99999\n");
     EXPECT_EQ(Play("1" + Repeat("!", 100'000)), "\tError : No match for operator 'Scalar !' in :\n\t        \t1 !\n");
@@ -58,10 +56,10 @@ struct Nest {
     }
 };
 
-class Nesting : public Limits, public testing::WithParamInterface<Nest> {};
+class Nesting : public LimitsTest, public testing::WithParamInterface<Nest> {};
 
 TEST_P(Nesting, IsRefusedBeyondTheLimitOnly) {
-    constexpr std::size_t Limit = State::DeepestNesting;
+    constexpr std::size_t Limit = Limits::DeepestNesting;
     const Nest& nest = GetParam();
     for (const std::size_t levels : {Limit - 1, Limit})
         EXPECT_EQ(Play(nest.Text(levels)).find("\tError"), std::string::npos);
@@ -77,12 +75,12 @@ INSTANTIATE_TEST_SUITE_P(, Nesting,
                                          Nest{"NegatedVectors", "-", "<", "1", ">"}),
                          [](const auto& parameter) { return std::string(parameter.param.name); });
 
-TEST_F(Limits, EveryPriorityOnEveryLevelFitsTheStack) {
-    const std::string text = Repeat("<1+1*1^!", State::DeepestNesting) + "1" + Repeat(">", State::DeepestNesting);
+TEST_F(LimitsTest, EveryPriorityOnEveryLevelFitsTheStack) {
+    const std::string text = Repeat("<1+1*1^!", Limits::DeepestNesting) + "1" + Repeat(">", Limits::DeepestNesting);
     EXPECT_EQ(Play(text), "\tError : No match for operator '! Vector' in :\n\t        \t! <2>\n");
 }
 
-TEST_F(Limits, WhatIsKeptMayHaveBracketsWithoutEnd) {
+TEST_F(LimitsTest, WhatIsKeptMayHaveBracketsWithoutEnd) {
     Play("u &= x" + Repeat("(", 200'000) + "1" + Repeat(")", 200'000) + "y"); // each pair is peeled off in turn
     EXPECT_EQ(Play("w = u+1"), "\tDefining Reference : w = 2\n");
     Play("u &= " + Repeat("x", 300'000) + "y(1)z" + Repeat(" x", 200'000)); // and so is each character around them
@@ -97,19 +95,19 @@ TEST_F(Limits, WhatIsKeptMayHaveBracketsWithoutEnd) {
     EXPECT_EQ(Play("r+1"), "\tReference : (" + many + "(1)n" + many + ")+1\n");
 }
 
-TEST_F(Limits, MillionsOfBracketsAreRefusedAtOnce) {
+TEST_F(LimitsTest, MillionsOfBracketsAreRefusedAtOnce) {
     for (const char* opening : {"(", "abs(", "<", "Vector(", "-(", "1+(", "[", "<1>[", "&(", "((1)+<"})
         EXPECT_EQ(Play(Repeat(opening, 1'000'000)).substr(0, 9), "\tError : ") << opening;
     const std::string closing = Repeat("<", 1'000'000) + "1" + Repeat(">", 1'000'000);
     EXPECT_EQ(Play(closing), TooDeep);
 }
 
-TEST_F(Limits, ChainsOfReferencesCountAsLevels) {
+TEST_F(LimitsTest, ChainsOfReferencesCountAsLevels) {
     Play("r0 = 1");
-    for (unsigned i = 1; i <= State::DeepestNesting + 2; ++i)
+    for (unsigned i = 1; i <= Limits::DeepestNesting + 2; ++i)
         Play("r" + std::to_string(i) + " &= r" + std::to_string(i - 1) + "+1");
     const auto link = [](unsigned i) { return "r" + std::to_string(i); };
-    const unsigned deepest = State::DeepestNesting;
+    const unsigned deepest = Limits::DeepestNesting;
     EXPECT_EQ(Play(link(deepest) + "+0"), "\tScalar : " + std::to_string(deepest + 1) + "\n");
     EXPECT_EQ(Play(link(deepest + 1) + "+0"), TooDeep);
     EXPECT_EQ(Play("abs(" + link(deepest + 1) + ")"), TooDeep);
@@ -117,7 +115,7 @@ TEST_F(Limits, ChainsOfReferencesCountAsLevels) {
     EXPECT_EQ(Play("?" + link(deepest + 2)), "\tReference : " + link(deepest + 2) + " = " + link(deepest + 1) + "+1\n");
 }
 
-TEST_F(Limits, StatementsWithinStatementsCountAsLevels) {
+TEST_F(LimitsTest, StatementsWithinStatementsCountAsLevels) {
     state.EditRegistry().constructors["Scalar"] = [](State& owner, const s_str&, std::string_view text, s_bool,
                                                      s_str&) {
         owner.ParseLine(text);
@@ -127,7 +125,7 @@ TEST_F(Limits, StatementsWithinStatementsCountAsLevels) {
     EXPECT_TRUE(played.starts_with(TooDeep + "\tDefining Scalar : 1\n")) << played.substr(0, 200);
 }
 
-TEST_F(Limits, TextsCountAsLevels) {
+TEST_F(LimitsTest, TextsCountAsLevels) {
     const std::size_t levels = 600;
     const auto around = [&](const char* name) { return Repeat("<", levels) + name + ", 1" + Repeat(">", levels); };
     Play("a = 1; b = 1; c &= b");
@@ -141,11 +139,11 @@ TEST_F(Limits, TextsCountAsLevels) {
     s_str error;
     Play("v = <10, 20>");
     const TextWriter::Limit limit{7 + 3 * 2, 2, "too long"}; // three values, and all but one of the characters
-    EXPECT_FALSE(TextWriter(&state, text, error, limit).Write(*state.GetSymbols().at("v")));
+    EXPECT_FALSE(TextWriter(&state.GetLimits(), text, error, limit).Write(*state.GetSymbols().at("v")));
     EXPECT_EQ(error.Get(), "too long");
 }
 
-TEST_F(Limits, CompiledDeepAReferenceIsGoodInShallowPlacesToo) {
+TEST_F(LimitsTest, CompiledDeepAReferenceIsGoodInShallowPlacesToo) {
     const std::string expression = Repeat("(", 600) + "a" + Repeat(")", 600);
     Play("a = 1; r &= " + expression);
     EXPECT_EQ(Play("<" + Repeat("<", 500) + "r, 1" + Repeat(">", 500) + ">"), TooDeep);
@@ -153,15 +151,16 @@ TEST_F(Limits, CompiledDeepAReferenceIsGoodInShallowPlacesToo) {
     EXPECT_EQ(Play("<" + Repeat("<", 500) + "r, 1" + Repeat(">", 500) + ">"), TooDeep);
 }
 
-TEST_F(Limits, TooDeepIsSeenFromBracketsAlone) {
-    EXPECT_TRUE(state.HasRoomFor(Repeat("([<", 333)));
-    EXPECT_TRUE(state.HasRoomFor(Repeat("()", 2'000) + Repeat(")", 5) + Repeat("(", State::DeepestNesting - 1)));
-    EXPECT_FALSE(state.HasRoomFor(Repeat("([<", 334)));
+TEST_F(LimitsTest, TooDeepIsSeenFromBracketsAlone) {
+    EXPECT_TRUE(state.GetLimits().HasRoomFor(Repeat("([<", 333)));
+    EXPECT_TRUE(
+        state.GetLimits().HasRoomFor(Repeat("()", 2'000) + Repeat(")", 5) + Repeat("(", Limits::DeepestNesting - 1)));
+    EXPECT_FALSE(state.GetLimits().HasRoomFor(Repeat("([<", 334)));
     Play("v = " + Repeat("<", 999) + "1" + Repeat(">", 999));
     EXPECT_EQ(Play("1+(v+v)").substr(0, 48), "\tError : No match for operator 'Scalar + Vector'");
-    state.SetDeepestNesting(~0u);
+    state.GetLimits().SetDeepestNesting(~0u);
     EXPECT_EQ(Play("1+(1)"), "\tScalar : 2\n");
-    state.SetDeepestNesting(900);
+    state.GetLimits().SetDeepestNesting(900);
     EXPECT_EQ(Play("1+(v+v)"), "\tError : Nested more than 900 levels deep\n");
 }
 
@@ -170,7 +169,7 @@ std::uint64_t StepsOf(State& state, std::ostringstream& output, const std::strin
     std::uint64_t enough = 1;
     std::uint64_t tooFew = 0;
     const auto suffices = [&](std::uint64_t budget) {
-        state.SetStepBudget(budget);
+        state.GetLimits().SetStepBudget(budget);
         output.str("");
         state.ParseLine(line);
         return output.str().find("Too many steps") == std::string::npos;
@@ -180,17 +179,17 @@ std::uint64_t StepsOf(State& state, std::ostringstream& output, const std::strin
         const std::uint64_t middle = (enough + tooFew) / 2;
         (suffices(middle) ? enough : tooFew) = middle;
     }
-    state.SetStepBudget(State::Unlimited);
+    state.GetLimits().SetStepBudget(Limits::Unlimited);
     return enough;
 }
 
-TEST_F(Limits, EachOperatorIsAStepToTheLast) {
+TEST_F(LimitsTest, EachOperatorIsAStepToTheLast) {
     EXPECT_EQ(StepsOf(state, output, "1+2*3"), 5u);
     EXPECT_EQ(StepsOf(state, output, "abs(-1)"), 3u);
     EXPECT_EQ(StepsOf(state, output, "<1, 2>"), 7u); // the literal, two elements read, built and shown
 }
 
-TEST_F(Limits, ChainsToNothingTakeStepsInProportion) {
+TEST_F(LimitsTest, ChainsToNothingTakeStepsInProportion) {
     Play("r1 &= r0+1");
     for (unsigned i = 2; i <= 400; ++i) Play("r" + std::to_string(i) + " &= r" + std::to_string(i - 1) + "+1");
     EXPECT_EQ(Play("r400").substr(0, 16), "\tReference : (((");
@@ -199,7 +198,7 @@ TEST_F(Limits, ChainsToNothingTakeStepsInProportion) {
     EXPECT_LT(longer / shorter, 2.2);
 }
 
-TEST_F(Limits, WhatIsAddedToAKeptOperationCostsWhatIsAdded) {
+TEST_F(LimitsTest, WhatIsAddedToAKeptOperationCostsWhatIsAdded) {
     Play("x = &a; y = 1");
     for (int i = 0; i < 14; ++i) Play("x = x+x");
     const std::uint64_t length = 5 * (std::uint64_t{1} << 14); // of the text, which is shown once
@@ -207,9 +206,9 @@ TEST_F(Limits, WhatIsAddedToAKeptOperationCostsWhatIsAdded) {
     EXPECT_LT(StepsOf(state, output, "k = <1, 2>*x" + Repeat("+y", 900)), length + 20'000);
 }
 
-TEST_F(Limits, VectorsGrowOnlySoDeepAndSoLarge) {
+TEST_F(LimitsTest, VectorsGrowOnlySoDeepAndSoLarge) {
     Play("v = <1>");
-    for (unsigned i = 1; i < State::DeepestNesting; ++i) Play("v = <v>");
+    for (unsigned i = 1; i < Limits::DeepestNesting; ++i) Play("v = <v>");
     EXPECT_EQ(Play("v = <v>"), TooDeep);
     EXPECT_EQ(Play("-v").substr(0, 12), "\tVector : <<");
     EXPECT_EQ(Play("v-v").substr(0, 12), "\tVector : <<");
@@ -225,14 +224,14 @@ TEST_F(Limits, VectorsGrowOnlySoDeepAndSoLarge) {
               "\tError : Vectors of more than 16777216 numbers are not supported\n");
 }
 
-TEST_F(Limits, KeptOperationsGrowOnlySoLong) {
+TEST_F(LimitsTest, KeptOperationsGrowOnlySoLong) {
     Play("x = &aa");
     for (int i = 0; i < 17; ++i) Play("x = x+x");
     EXPECT_EQ(Play("x = x+x"), "\tError : Expression longer than 1048576 characters\n");
     EXPECT_EQ(Play("?x").size(), std::string("\tReference : x = \n").size() + 5 * (std::size_t{2} << 16) - 5);
 }
 
-TEST_F(Limits, StepBudgetsStopWhatIsLegalButEndless) {
+TEST_F(LimitsTest, StepBudgetsStopWhatIsLegalButEndless) {
     const char* const stopped = "\tError : Too many steps, the statement was stopped\n";
     // From the top down: what is not defined yet costs nothing.
     for (int i = 60; i > 0; --i) {
@@ -240,14 +239,14 @@ TEST_F(Limits, StepBudgetsStopWhatIsLegalButEndless) {
         Play("r" + std::to_string(i) + " &= " + below + "+" + below);
     }
     Play("r0 = 1");
-    state.SetStepBudget(1000);
+    state.GetLimits().SetStepBudget(1000);
     for (const char* line :
          {"r60+1", "r60", "?r60", "~r60", "x = r60*2", "-r60", "sqrt(r60)", "<1, r60>", "<1>[r60]", "y &= r60"})
         EXPECT_EQ(Play(line), stopped) << line;
     EXPECT_EQ(Play("?x;?y;1+1;r3+0"), "\t'x' is undefined\n\t'y' is undefined\n\tScalar : 2\n\tScalar : 8\n");
     EXPECT_EQ(Play("1" + Repeat("+1", 500)), stopped);
     EXPECT_EQ(Play("1" + Repeat("+1", 499)), "\tScalar : 500\n");
-    state.SetStepBudget(State::Unlimited);
+    state.GetLimits().SetStepBudget(Limits::Unlimited);
     EXPECT_EQ(Play("1" + Repeat("+1", 500)), "\tScalar : 501\n");
 }
 

@@ -1,5 +1,5 @@
-// Memory that runs out at any allocation of any statement: the statement is undone, and the next one runs. And memory
-// in proportion to the input, and given back.
+// Memory that runs out at any allocation of any statement: the statement is undone, and the next one runs. Also checks
+// that memory is proportional to the input and given back.
 
 #include <gtest/gtest.h>
 
@@ -7,14 +7,13 @@
 #include <thread>
 
 #include "failing_allocation.h"
-#include "quarn/types/scalar.h"
-#include "quarn/types/vector.h"
+#include <quarn/quarn.h>
 
 namespace {
 
 using namespace Quarn;
 
-/// A stream into memory of its own, so that printing allocates nothing.
+/// A fixed buffer, so that printing allocates nothing.
 class FixedBuffer : public std::streambuf {
 public:
     FixedBuffer() { Clear(); }
@@ -87,10 +86,10 @@ TEST(Pools, TakeBackWhatAnotherThreadMade) {
         return before - AllocationsLeft;
     };
     allocationsOfARound();
-    EXPECT_LT(allocationsOfARound(), 200u); // more than 20,000 values at 40 blocks a chunk would be
+    EXPECT_LT(allocationsOfARound(), 200u); // fewer than 20,000 values need at 40 blocks per chunk
 }
 
-/// A line, its memory while it is carried out in bytes for each of its characters, and what stays taken.
+/// A line, its peak memory in bytes per character, and the bytes it may leave allocated.
 struct Weight {
     const char* name;
     std::string line;

@@ -1,4 +1,4 @@
-// Numbers and their texts, each rule at its edges.
+// Numbers and their texts, each rule at its edge cases.
 
 #include <gtest/gtest.h>
 
@@ -82,7 +82,7 @@ TEST(Counts, FromDoublesRoundOrBecomeInfinite) {
     };
     for (const auto& [value, text] : rows) EXPECT_EQ(Text(value), text) << value;
     s_uint count;
-    count = 2.75; // assigned, it is constructed from
+    count = 2.75; // constructs, then assigns
     EXPECT_EQ(Text(count), "3");
     EXPECT_EQ(Text(-1), "inf");
     EXPECT_EQ(Text(4294967296.0f), "inf");
@@ -126,7 +126,7 @@ TEST(Doubles, PlainFormIsTheGeneralNotationOfFifteenDigits) {
         case 4: value = neighbour(std::pow(10.0, static_cast<int>(bits % 24) - 6)); break;
         case 5:
             value = std::ldexp(static_cast<double>(bits % 1000000000000000 * 2 + 1), -1 - static_cast<int>(bits % 5));
-            break;      // often just between
+            break;      // often a tie
         default: break; // any number
         }
         if (!std::isfinite(value)) continue;
@@ -165,7 +165,7 @@ TEST(Doubles, FixedFormKeepsItsFractionFromCarrying) {
         {-Infinity, 0, 1, "-inf.nan"},
     };
     for (const Row& row : rows) EXPECT_EQ(s_str(row.value, row.integerDigits, row.decimals).Get(), row.text);
-    EXPECT_EQ(s_str(1.5, s_uint::NaN, s_uint::Infinity).Get(), "1"); // special counts are none
+    EXPECT_EQ(s_str(1.5, s_uint::NaN, s_uint::Infinity).Get(), "1"); // infinite and NaN counts mean 0
 }
 
 TEST(Doubles, SignificantFormKeepsItsExtraZero) {

@@ -7,8 +7,9 @@
 #include <random>
 #include <sstream>
 
-#include "quarn/types/scalar.h"
-#include "quarn/types/vector.h"
+#include <quarn/quarn.h>
+
+#include "quarn/interpreter/names.h"
 #include "slow_evaluator.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-/// A folder of its own for the files of a test, gone with it.
+/// A temporary folder for the files of a test, removed by the destructor.
 class Folder {
 public:
     Folder();
@@ -27,6 +27,6 @@ struct Outcome {
     std::string errors;
 };
 
-/// Runs the calculator in the folder, by a shell: `before` stands in front of its name, `behind` after it.
+/// Runs the calculator in the folder through a shell: `before` precedes its name, `behind` follows it.
 Outcome RunProgram(const Folder& folder, std::string_view input, const std::string& behind = "",
                    const std::string& before = "");

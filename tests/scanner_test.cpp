@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "quarn/types/vector.h"
+#include <quarn/quarn.h>
 
 namespace {
 

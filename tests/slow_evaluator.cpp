@@ -4,7 +4,7 @@ using namespace Quarn;
 
 namespace {
 
-bool IsOperator(const State& state, const s_str& piece) { return state.GetRegistry().priorities.contains(piece); }
+bool IsOperator(const State& state, const s_str& piece) { return state.GetOperatorPriorities().contains(piece); }
 
 s_refptr<Symbol> WithName(s_refptr<Symbol> value, const s_str& name) {
     return value ? Symbol::Named(value, name) : nullptr;
@@ -42,7 +42,8 @@ SlowEvaluator::Value SlowEvaluator::ParsePiece(const s_str& name, const s_str& p
     }
     if (const auto symbol = m_state.GetSymbols().find(text); symbol != m_state.GetSymbols().end()) {
         const Value clone = Symbol::Named(symbol->second->Clone(), name);
-        if (clone->GetType() == "Symbol" && !name.IsEmpty()) Fail(error, "\tWarning : 'Symbol=Symbol' does nothing");
+        if (clone->GetType() == "Symbol" && !name.IsEmpty())
+            AppendMessage(error, "\tWarning : 'Symbol=Symbol' does nothing");
         return clone;
     }
     if (text.find('(') != std::string::npos) return ParseCall(text, error);
@@ -125,9 +126,9 @@ SlowEvaluator::Value SlowEvaluator::CallFunction(const std::string& name, const 
     }
     std::string signature;
     for (Value& value : values) {
-        value = m_state.Follow(value, error);
+        value = Reference::Resolve(value, error);
         if (!value) return nullptr;
-        signature += (signature.empty() ? "" : ", ") + Reference::TypeOfFollowed(*value).Get();
+        signature += (signature.empty() ? "" : ", ") + Reference::TypeOfResolved(*value).Get();
     }
     signature = "(" + signature + ")";
     const auto& overloads = m_state.GetRegistry().functions.at(name);

@@ -1,4 +1,4 @@
-// A clock that is cranked by hand drives everything here.
+// A manual clock drives all these tests.
 
 #include <gtest/gtest.h>
 
@@ -118,7 +118,7 @@ TEST_F(Time, ChronosHandOverWhatTheyMeasured) {
         chrono.Start();
         chrono.Start();
         Now += 2;
-        chrono.Stop(); // hands over 1 + 2
+        chrono.Stop(); // reports 1 + 2
         chrono.Start();
         Now += 4;
     } // and 4
@@ -126,7 +126,7 @@ TEST_F(Time, ChronosHandOverWhatTheyMeasured) {
         Chrono chrono(&profiler);
         Now += 8;
         chrono.Stop(true);
-    } // what is kept is lost
+    } // the kept time is lost
     EXPECT_EQ(profiler.GetRecords(), (std::vector{3.0, 4.0}));
     Chrono nothing(nullptr);
     nothing.Stop();
@@ -186,7 +186,7 @@ TEST_F(Report, StandsAsItIsRead) {
     manager.EnableProfiling(true);
     manager.StartProfiling();
     Profiler& work = manager.GetProfiler("work", 1u, true);
-    EXPECT_EQ(&manager.GetProfiler("work", 2u), &work); // the first group stays
+    EXPECT_EQ(&manager.GetProfiler("work", 2u), &work); // keeps the first group
     manager.GetProfiler("idle", 2u);
     work.AddRecord(0.25);
     work.AddRecord(0.5);

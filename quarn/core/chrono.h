@@ -4,21 +4,21 @@
 
 namespace Quarn {
 
-/// A stopwatch that hands what it measured to a profiler: a span ends with the scope it stands in.
+/// A scoped stopwatch that reports what it measured to a profiler.
 class Chrono {
 public:
     inline static const s_str ClassName = "Chrono";
 
-    /// Runs at once. The profiler is not owned and must outlive the stopwatch; null measures nothing.
+    /// Starts at once. The profiler is not owned and must outlive the stopwatch; null measures nothing.
     explicit Chrono(Profiler* profiler);
-    /// Ends a running measurement as `Stop` does. What a stopped one kept is lost.
+    /// Ends a running measurement as `Stop` does. Time kept by a stopped one is lost.
     ~Chrono();
     Chrono(const Chrono&) = delete;
     Chrono& operator=(const Chrono&) = delete;
 
-    /// Ends the measurement and hands it over; with `keep` it is kept, for `Start` to go on with.
+    /// Ends the measurement and reports it. With `keep`, keeps it instead for `Start` to continue.
     void Stop(s_bool keep = false);
-    /// Goes on after a `Stop`; nothing happens to a running stopwatch.
+    /// Continues after a `Stop`. Does nothing if running.
     void Start();
 
 private:

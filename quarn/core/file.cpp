@@ -6,19 +6,19 @@
 namespace Quarn {
 
 void ReadLine(std::istream& input, std::string& line) {
-    // A stream keeps the exception to itself, as if the line had ended, unless it is told to pass it on.
+    // By default a stream swallows the exception as if the line had ended.
     const auto exceptions = input.exceptions();
     try {
         input.exceptions(std::ios::badbit);
         std::getline(input, line);
     } catch (const std::bad_alloc&) {
-        line = std::string(); // its memory first
+        line = std::string(); // frees its memory first
         line.shrink_to_fit();
         input.exceptions(exceptions);
         input.clear();
         input.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
         throw;
-    } catch (const std::ios_base::failure&) { // it shows in the state of the stream
+    } catch (const std::ios_base::failure&) { // shows in the stream state
     }
     input.exceptions(exceptions);
 }

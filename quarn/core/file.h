@@ -6,13 +6,12 @@
 
 namespace Quarn {
 
-/// Reads up to the next end of line, which is consumed. Once the input has ended or failed the line stays as it was. A
-/// line that does not fit into the memory is passed over to its end: then `line` is empty, and std::bad_alloc is
-/// thrown.
+/// Reads up to the next line end, which is consumed. Leaves the line unchanged if the input has already ended or
+/// failed. If a line does not fit in memory, clears `line`, skips to the end of that line and throws std::bad_alloc.
 void ReadLine(std::istream& input, std::string& line);
 
-/// A file read and written as text, with an indentation for what is written by lines. A file that could not be opened
-/// reads nothing and writes nothing, and says so when asked.
+/// A text file that can indent the lines it writes. A file that could not be opened reads and writes nothing; check
+/// `IsOpen`.
 class File {
 public:
     inline static const s_str ClassName = "File";
@@ -23,36 +22,34 @@ public:
         Write = 2, ///< created, or truncated
     };
 
-    /// Opens at once. Any other mode leaves the file closed.
+    /// Opens at once. An unknown mode leaves the file closed.
     File(const s_str& path, int mode, s_bool binary = false);
 
-    /// A path that can be opened for reading. The empty path never can.
+    /// Whether the path can be opened for reading. The empty path cannot.
     static s_bool Exists(const s_str& path);
 
-    /// A failure leaves the stream in its failure state.
+    /// On failure the stream is left in its failure state.
     void Close() { m_stream.close(); }
     s_bool IsOpen() const { return m_stream.is_open(); }
-    /// Open, and neither at the end nor failed: there may be more to read.
+    /// Open, not failed and not at the end: there may be more to read.
     s_bool IsValid() const { return m_stream.is_open() && m_stream.good(); }
     const s_str& GetPath() const { return m_path; }
 
-    /// The characters up to the next end of line, which is consumed. Empty at the end. Throws as the function above
-    /// does.
+    /// The characters up to the next line end, which is consumed; empty at the end. Throws as the free function does.
     s_str ReadLine();
     /// The next character; '\0' at the end.
     char GetChar();
     void PutChar(char character) { m_stream.put(character); }
-    /// Reads at most `count` bytes to `bytes`; returns how many there were.
+    /// Reads at most `count` bytes into `bytes`; returns the number read.
     std::size_t ReadBlock(char* bytes, std::size_t count);
     void WriteBlock(const char* bytes, std::size_t count);
-    /// Writes the text as it is, without indentation or end of line.
+    /// Writes the text as it is, without indentation or line end.
     void WriteText(std::string_view text) { WriteBlock(text.data(), text.size()); }
-    /// Writes the text and a line feed. At an indentation level above 0 every line of it, those after a line feed
-    /// inside the text included, is preceded by the indentation.
+    /// Writes the text and a line feed. Above indentation level 0, indents every line of the text.
     void WriteLine(const s_str& text);
     void Flush() { m_stream.flush(); }
 
-    /// The unit of indentation; four spaces at first.
+    /// The unit of indentation; four spaces by default.
     void SetTab(const s_str& tab) { m_tab = tab; }
     const s_str& GetTab() const { return m_tab; }
     void AddTab() { ++m_level; }

@@ -4,10 +4,10 @@
 
 namespace Quarn {
 
-/// Sends a line to the `UtilsManager`, which is made when there is none (and then drops it).
+/// Sends a line to the `UtilsManager`. Creates one if there is none; a new one drops the line.
 void Log(const s_str& text, s_bool flag = true, s_uint prefixLength = 0u);
 
-/// Logs "# Error # : ", the location and " : " (both left out when it is empty), and the message.
+/// Logs "# Error # : ", the location and " : " (both omitted if the location is empty), and the message.
 void Error(const s_str& location, const s_str& message);
 
 /// The same with "# Warning # : ".

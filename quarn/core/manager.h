@@ -4,8 +4,8 @@
 
 namespace Quarn {
 
-/// A process-wide service: `class T : public Manager<T>`. It is made by the first `Get` and lives until `Delete`; after
-/// that the next `Get` makes a new one. Not for use from several threads.
+/// A process-wide service: `class T : public Manager<T>`. The first `Get` creates it; `Delete` destroys it, and the
+/// next `Get` creates a new one. Not thread-safe.
 template <class T> class Manager {
 public:
     static T& Get() {

@@ -29,8 +29,8 @@ void Profiler::Print(double profilingTotal) const {
     Log("     - call number     : " + s_str(m_callCount) + " (" + s_str(m_notTimedCount) + " not timed)");
     if (m_callCount.IsZero()) return;
 
-    // A record without a timed call divides by zero here, and a report without a duration in the line of the total: the
-    // special texts stand for the digits then.
+    // Without a timed call this divides by zero, and so does the total line if the report has no duration. The special
+    // texts then replace the digits.
     const double timedCount = (m_callCount - m_notTimedCount).ToDouble();
     Log("     - total time      : " + s_str::Significant(m_total, TimeDigits) + " s (" +
         s_str(100 * m_total / profilingTotal, 2u, 2u) + "% of total)");

@@ -11,18 +11,18 @@ class Profiler {
 public:
     inline static const s_str ClassName = "Profiler";
 
-    /// Durations below this, in seconds, are counted but say nothing: they are too short to be told from the asking of
-    /// the clock.
+    /// Durations below this, in seconds, are counted but not timed: they are too short to distinguish from the clock's
+    /// own cost.
     static constexpr double ShortestTimed = 1e-6;
 
-    /// With `listRecords` every duration is kept and listed.
+    /// With `listRecords`, keeps and lists every duration.
     Profiler(const s_str& name, s_uint group, s_bool listRecords = false)
         : m_name(name), m_group(group), m_listRecords(listRecords) {}
 
-    /// Takes one call that lasted so many seconds.
+    /// Adds one call that lasted `duration` seconds.
     void AddRecord(double duration);
 
-    /// Logs the statistics, against a total of so many seconds of profiling.
+    /// Logs the statistics; `profilingTotal` is the duration of all profiling in seconds.
     void Print(double profilingTotal) const;
 
     const s_str& GetName() const { return m_name; }
@@ -31,7 +31,7 @@ public:
     s_uint GetNotTimedCount() const { return m_notTimedCount; }
     /// In seconds.
     double GetTotal() const { return m_total; }
-    /// In seconds; -1 when no call was timed. The same for the lowest.
+    /// In seconds; -1 if no call was timed. The same for the lowest.
     double GetHighest() const { return m_highest; }
     double GetLowest() const { return m_lowest; }
     const std::vector<double>& GetRecords() const { return m_records; }

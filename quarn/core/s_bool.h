@@ -2,7 +2,7 @@
 
 namespace Quarn {
 
-/// A truth value: the answer of every yes/no operation. Usable in a condition, and nowhere by accident as a number.
+/// The result of every yes/no operation. It works as a condition but does not convert to a number.
 template <class T> class s_bool_t {
 public:
     constexpr s_bool_t() = default;

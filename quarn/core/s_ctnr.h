@@ -10,8 +10,8 @@
 
 namespace Quarn {
 
-/// An ordered sequence, whatever it is stored in. Positions run from 0; one at or beyond the size is a bug of the
-/// caller. References to elements live until the sequence changes.
+/// An ordered sequence, independent of its storage. Positions start at 0; a position at or beyond the size is a bug in
+/// the caller. References to elements are valid until the sequence changes.
 template <class T> class s_ctnr {
 public:
     class iterator {
@@ -41,12 +41,12 @@ public:
     virtual T& Get(std::size_t position) = 0;
     virtual void PushBack(T element) = 0;
     virtual void PushFront(T element) = 0;
-    /// Puts the element in front of the one at `position`; at the size, behind the last one.
+    /// Inserts the element before the one at `position`; at the size, after the last one.
     virtual void Insert(std::size_t position, T element) = 0;
     virtual void Erase(std::size_t position) = 0;
     virtual void Clear() = 0;
 
-    /// The number of elements as a count of this library; infinity where it does not fit.
+    /// The number of elements; infinity if it does not fit.
     s_uint Size() const { return s_uint(Count()); }
     s_bool IsEmpty() const { return Count() == 0; }
     const T& operator[](std::size_t position) const { return Get(position); }
@@ -56,7 +56,7 @@ public:
     iterator end() const { return {*this, Count()}; }
 };
 
-/// The sequence over a standard queue: any container with random access and `push_back`.
+/// A sequence stored in a standard queue: any container with random access and `push_back`.
 template <class T, class Queue = std::deque<T>> class s_ctnr_t final : public s_ctnr<T> {
 public:
     s_ctnr_t() = default;
@@ -83,12 +83,12 @@ public:
     }
     void Clear() override { m_queue.clear(); }
 
-    /// Makes room for that many elements in all, where the queue can.
+    /// Reserves space for `size` elements in total if the queue can.
     void Reserve(std::size_t size) {
         if constexpr (requires { m_queue.reserve(size); }) m_queue.reserve(size);
     }
 
-    // Hiding those of the base: the queue's own iterators, for those who know what they hold.
+    // Hide the base's iterators: with the concrete type known, use the queue's own.
     auto begin() const { return m_queue.begin(); }
     auto end() const { return m_queue.end(); }
     auto begin() { return m_queue.begin(); }

@@ -10,17 +10,17 @@ namespace Quarn {
 
 namespace {
 
-/// The precision at which every decimal number of as many digits comes back from a double unchanged.
+/// Every decimal number of this many digits survives a round trip through a double.
 constexpr int PlainDigits = std::numeric_limits<double>::digits10;
 
-/// The smallest number of more digits. Below it a whole number is its own general notation.
+/// The smallest number with more digits. A whole number below it needs no exponent.
 constexpr double SmallestLonger = 1e15;
-/// The general notation has no exponent from the first of these up to the second, which is rounded to the one above.
+/// General notation has no exponent from `SmallestFixed` up to `EndOfFixed`, which itself rounds to `SmallestLonger`.
 constexpr double SmallestFixed = 1e-4;
 constexpr double EndOfFixed = SmallestLonger - 0.5;
 
-/// The product rounded to a whole number as if it were exact, for products from 1e14 to 1e15. The error of such a
-/// product is known exactly, and less than the distance of its fraction from a half, if that is none.
+/// Rounds the exact product to a whole number, for products from 1e14 to 1e15. The rounding error of such a product is
+/// known exactly. It is smaller than the distance of the fraction from a half unless that distance is zero.
 std::int64_t RoundedProduct(double a, double b) {
     const double product = a * b;
     const double error = std::fma(a, b, -product);
@@ -30,16 +30,17 @@ std::int64_t RoundedProduct(double a, double b) {
     return fraction > 0.5 || (fraction == 0.5 && (error > 0 || (error == 0 && isOdd))) ? number + 1 : number;
 }
 
-/// Writes the general notation of a number from `SmallestFixed` to below `EndOfFixed`; returns its end. The conversion
-/// of the library gives the same in several times the time, as it serves every magnitude and precision.
+/// Writes a number from `SmallestFixed` to below `EndOfFixed` in general notation; returns the end. The library's
+/// conversion gives the same in about twice the time, because it handles every magnitude and precision.
 char* WriteFixed(char* text, double number) {
     static constexpr std::array Powers{1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,
-                                       1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19}; // all are exact
+                                       1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19}; // all exact
     const auto firstDigits = [&](int point) {
         return RoundedProduct(number, Powers[static_cast<std::size_t>(PlainDigits - point)]);
     };
-    // How many digits stand before the point (zeros behind it count down), from the binary exponent: with 1233 / 4096 a
-    // bit less than log10(2) that is right or one too few. It is also one too few where rounding gives one digit more.
+    // The number of digits before the point; negative counts zeros after it. It is estimated from the binary exponent:
+    // 1233 / 4096 is slightly less than log10(2), so the estimate is right or one too low. It is also one too low if
+    // rounding adds a digit.
     int point = ((std::ilogb(number) * 1233) >> 12) + 1;
     std::int64_t value = firstDigits(point);
     while (static_cast<double>(value) >= SmallestLonger) value = firstDigits(++point);
@@ -70,8 +71,8 @@ std::string PaddedCountText(double value, std::size_t width) {
     return text;
 }
 
-/// `value` times ten, `times` times: a loop and not a power, as each step rounds. Zero, infinity and not-a-number stay
-/// what they are and end it.
+/// Multiplies by ten `times` times, in a loop because each step must round. Zero, infinity and NaN stay as they are and
+/// end the loop.
 double ShiftLeft(double value, unsigned times) {
     while (times-- > 0 && value != 0 && std::isfinite(value)) value *= 10;
     return value;
@@ -127,7 +128,7 @@ std::string SignificantText(double value, s_uint digits) {
         double scaled = magnitude;
         std::size_t zeros = 0;
         for (; scaled < 1 && scaled > 0; scaled *= 10) ++zeros;
-        // Also a denormal number, where the processor takes those for zero.
+        // Also reached by a denormal number if the processor flushes those to zero.
         if (scaled == 0) return sign + "0." + std::string(std::size_t{wanted} + 1, '0');
         return sign + "0." + std::string(zeros, '0') + CountText(ShiftLeft(scaled, wanted));
     }
@@ -139,7 +140,7 @@ std::string SignificantText(double value, s_uint digits) {
             if (std::isdigit(static_cast<unsigned char>(text[i]))) text[i] = '0';
         return sign + text;
     }
-    // With as many integer digits as wanted, the fraction is still rounded and written, as one digit that is 0 or 1.
+    // If the whole part already has enough digits, the fraction is still written, rounded to one digit (0 or 1).
     const unsigned places = wanted - static_cast<unsigned>(text.size());
     return sign + text + "." + PaddedCountText(ShiftLeft(magnitude - whole, places), places);
 }

@@ -9,8 +9,7 @@
 
 namespace Quarn {
 
-/// A real number together with its class, which decides how it is written: finite numbers as digits, the others as the
-/// fixed texts "inf+", "inf-" and "nan".
+/// A real number and its class. Finite numbers are written as digits, the others as "inf+", "inf-" and "nan".
 template <class T> class s_double_t {
 public:
     enum class Class : int { Finite = 0, PositiveInfinity = 1, NegativeInfinity = 2, NaN = 3 };
@@ -31,7 +30,7 @@ private:
 
 using s_double = s_double_t<double>;
 
-/// The text of a number, with its memory.
+/// The text of a number, stored inline.
 class s_number_text {
 public:
     operator std::string_view() const { return {m_characters.data(), m_size}; }
@@ -39,24 +38,24 @@ public:
 private:
     friend s_number_text PlainText(s_double value);
 
-    std::array<char, 32> m_characters; ///< "-1.23456789012345e-308" and some room
+    std::array<char, 32> m_characters; ///< fits "-1.23456789012345e-308" with room to spare
     std::size_t m_size = 0;
 };
 
-/// At most 15 significant digits, no trailing zeros, an exponent only where the general notation chooses one (C's
-/// "%.15g"): the most digits that every decimal number survives on its way through a double.
+/// Formats like C's "%.15g": at most 15 significant digits, no trailing zeros, an exponent only where needed. Any
+/// decimal number of up to 15 digits survives a round trip through a double.
 s_number_text PlainText(s_double value);
 
-/// `decimals` digits after the point, at least `integerDigits` before it; without a point when there are no decimals.
+/// `decimals` digits after the point, at least `integerDigits` before it; no point if there are no decimals.
 ///
-/// The rounded fraction never carries: 0.999 with two decimals is "0.100". Reports are compared with reports of other
-/// versions, so the form stays. Pinned by "FixedFormKeepsItsFractionFromCarrying".
+/// The rounded fraction never carries: 0.999 with two decimals is "0.100". Reports are compared across versions, so the
+/// form must not change. Pinned by "FixedFormKeepsItsFractionFromCarrying".
 std::string FixedText(double value, s_uint integerDigits, s_uint decimals);
 
-/// `digits` significant digits, and d + 1 of them below one: 0.5 with four digits is "0.050000".
+/// `digits` significant digits, and one more below 1: 0.5 with four digits is "0.050000".
 ///
-/// The zeros below one are counted with the first significant digit, so there is always one too many, and fractions do
-/// not carry either (1.9999 is "1.1000"). Both stay for the same reason. Pinned by "SignificantFormKeepsItsExtraZero".
+/// Below 1 the first significant digit counts as a zero too, so there is always one zero too many. Fractions do not
+/// carry either (1.9999 is "1.1000"). Both must stay for the same reason. Pinned by "SignificantFormKeepsItsExtraZero".
 std::string SignificantText(double value, s_uint digits);
 
 } // namespace Quarn

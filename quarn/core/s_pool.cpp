@@ -9,7 +9,7 @@ constinit thread_local std::array<s_pool::List, s_pool::ClassCount> s_pool::s_ke
 /// The lists of free blocks that belong to no thread.
 struct s_pool::Shared {
     std::array<Block*, ClassCount> lists{};
-    std::atomic_flag isBusy; ///< held for a few instructions, so that waiting threads may spin
+    std::atomic_flag isBusy; ///< held for a few instructions, so waiting threads spin
 
     template <class Change> void Exclusively(const Change& change) {
         while (isBusy.test_and_set(std::memory_order_acquire)) {
@@ -24,7 +24,7 @@ struct s_pool::Shared {
     }
 };
 
-/// Hands over all blocks that a thread keeps when the thread ends.
+/// Shares all blocks a thread keeps when the thread ends.
 struct s_pool::Keeper {
     ~Keeper() {
         for (std::size_t sizeClass = 0; sizeClass < ClassCount; ++sizeClass) HandOver(sizeClass);
@@ -32,7 +32,7 @@ struct s_pool::Keeper {
     static void Attend() { static thread_local const Keeper keeper; }
 };
 
-/// Gives all blocks that this thread keeps to whichever thread needs some.
+/// Shares all blocks of a size that this thread keeps.
 void s_pool::HandOver(std::size_t sizeClass) noexcept {
     Keeper::Attend();
     Block* const first = std::exchange(s_kept[sizeClass], {nullptr, MostKept}).first;
@@ -40,7 +40,7 @@ void s_pool::HandOver(std::size_t sizeClass) noexcept {
         Shared::Get().Exclusively([&](auto& lists) { first->nextList = std::exchange(lists[sizeClass], first); });
 }
 
-/// Takes a list that a thread has handed over, or a new chunk, and a block of that.
+/// Takes a shared list, or cuts a new chunk; returns its first block.
 void* s_pool::TakeFromOthers(std::size_t sizeClass) {
     Keeper::Attend();
     List& kept = s_kept[sizeClass];
@@ -50,7 +50,7 @@ void* s_pool::TakeFromOthers(std::size_t sizeClass) {
     });
     kept.room = 0;
     if (!kept.first) {
-        constexpr std::size_t ChunkSize = 4096; // a page of most systems: a short run touches no more
+        constexpr std::size_t ChunkSize = 4096; // the usual page size: a short run touches one page per size
         const std::size_t blockSize = (sizeClass + 1) * Step;
         char* const chunk = static_cast<char*>(::operator new(ChunkSize));
         for (std::size_t end = ChunkSize; end >= blockSize; end -= blockSize)

@@ -7,7 +7,7 @@
 
 namespace Quarn {
 
-// The address sanitizer would not see the use of a block after it was given back to a pool.
+// The address sanitizer cannot detect the use of a block that was returned to a pool.
 #if defined(__SANITIZE_ADDRESS__)
 inline constexpr bool s_pools_keep = false;
 #elif defined(__has_feature)
@@ -16,10 +16,10 @@ inline constexpr bool s_pools_keep = !__has_feature(address_sanitizer);
 inline constexpr bool s_pools_keep = true;
 #endif
 
-/// Memory for objects of one size that come and go by the million: cut from chunks without a header for each block, and
-/// kept for the next object when it is given back. Any thread may give back what another took. A thread keeps a few
-/// thousand free blocks of a size and hands the rest to all threads, as it does with all of its blocks when it ends. So
-/// the memory never exceeds what was in use at once by much; nothing returns to the system.
+/// Memory for small objects that are created and destroyed by the million. Blocks of one size are cut from chunks
+/// without headers and reused when returned. Any thread may return a block that another took. A thread keeps a few
+/// thousand free blocks per size and shares the rest with all threads; when it ends, it shares them all. Memory
+/// therefore stays close to the peak use. None is returned to the system.
 class s_pool {
 public:
     /// Throws std::bad_alloc.
@@ -42,7 +42,7 @@ public:
 private:
     struct Block {
         Block* next;
-        Block* nextList; ///< in the first block of a list that is handed to all threads
+        Block* nextList; ///< in the first block of a list shared with all threads
     };
     struct List {
         Block* first = nullptr;
@@ -52,8 +52,7 @@ private:
     struct Keeper;
 
     static constexpr std::size_t Step = sizeof(Block);
-    static constexpr std::size_t ClassCount =
-        128 / Step; ///< the largest block has 128 bytes, or 64 where pointers have 4
+    static constexpr std::size_t ClassCount = 128 / Step; ///< the largest block has 128 bytes
     static constexpr std::ptrdiff_t MostKept = 4096;
     template <std::size_t Size> static constexpr std::size_t ClassOf = (Size + Step - 1) / Step - 1;
 

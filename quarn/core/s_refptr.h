@@ -13,8 +13,8 @@ namespace Quarn {
 
 template <class T> class s_wptr;
 
-/// The counts of an object, outside of it: of those who hold it, and of those who only observe it. They come and go
-/// together, so that both cells are one piece of memory.
+/// The counts of an object's holders and observers, stored outside it. They are allocated and freed together, so they
+/// share one block.
 struct s_count_cells {
     std::size_t strong = 1;
     std::size_t observers = 0;
@@ -22,22 +22,22 @@ struct s_count_cells {
     static void* operator new(std::size_t) { return s_pool::Take<sizeof(s_count_cells)>(); }
     static void operator delete(void* memory) { s_pool::GiveBack<sizeof(s_count_cells)>(memory); }
 
-    /// Frees the cells of which `strong` is the first.
+    /// Frees the cells that start at `strong`.
     static void Free(std::size_t* strong) { delete reinterpret_cast<s_count_cells*>(strong); }
 };
 
-/// A counted pointer. The last holder destroys the object; a null pointer holds nothing. One thread at a time may
-/// touch the pointers to one object: the counts are plain numbers.
+/// A counted pointer. The last holder destroys the object; a null pointer holds nothing. Only one thread at a time may
+/// use the pointers to an object: the counts are not atomic.
 ///
-/// The counts of holders and of observers (`s_wptr`) stand outside the object, so that any class can be held and an
-/// observer outlives what it observes.
+/// The counts of holders and observers (`s_wptr`) live outside the object, so any class can be held and an observer can
+/// outlive its object.
 template <class T> class s_refptr {
 public:
     s_refptr() = default;
     s_refptr(std::nullptr_t) {}
 
-    /// Takes over an object made with `new`, null included. When the counts cannot be allocated the object is deleted
-    /// and std::bad_alloc thrown.
+    /// Takes ownership of an object made with `new`, or of null. If the counts cannot be allocated, deletes the object
+    /// and throws std::bad_alloc.
     explicit s_refptr(T* object) {
         if (!object) return;
         std::unique_ptr<T> owner(object);
@@ -56,7 +56,7 @@ public:
         other.Forget();
     }
 
-    /// From a pointer to a derived class (or to a less const object).
+    /// Converts from a pointer to a derived class (or to a less const object).
     template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>> s_refptr(const s_refptr<U>& other)
         : m_object(other.m_object), m_strong(other.m_strong), m_observers(other.m_observers) {
         if (m_strong) ++*m_strong;
@@ -75,7 +75,7 @@ public:
         return *this;
     }
 
-    /// Lets go of the object, and destroys it when nobody else holds it.
+    /// Drops the object, and destroys it if this was the last holder.
     void Release() { const s_refptr held(std::move(*this)); }
 
     void Swap(s_refptr& other) noexcept {
@@ -103,14 +103,14 @@ private:
     template <class U> friend class s_refptr;
     friend class s_wptr<T>;
 
-    /// Holds nothing any more, without letting go.
+    /// Becomes null without changing the counts.
     void Forget() {
         m_object = nullptr;
         m_strong = nullptr;
         m_observers = nullptr;
     }
 
-    /// Not inlined: it would stand wherever a pointer comes to its end, destructor of the object included.
+    /// Not inlined: it would be repeated wherever a pointer is destroyed, together with the object's destructor.
     [[gnu::noinline]] static void Destroy(T* object, std::size_t* strong, const std::size_t* observers) {
         if (*observers == 0) s_count_cells::Free(strong);
         delete object;
@@ -121,7 +121,7 @@ private:
     std::size_t* m_observers = nullptr;
 };
 
-/// Watches an object that `s_refptr` holds without keeping it alive.
+/// Observes an object held by `s_refptr` without keeping it alive.
 template <class T> class s_wptr {
 public:
     s_wptr() = default;
@@ -138,12 +138,12 @@ public:
         return *this;
     }
     ~s_wptr() {
-        // The cells belong to the holders while there are any, then to the last observer.
+        // The holders own the cells while there are any, then the last observer does.
         if (!m_observers || --*m_observers > 0 || *m_strong > 0) return;
         s_count_cells::Free(m_strong);
     }
 
-    /// The object, held; null when its last holder is gone.
+    /// A new holder of the object; null if the last holder is gone.
     s_refptr<T> Lock() const {
         s_refptr<T> held;
         if (!m_strong || *m_strong == 0) return held;
@@ -160,7 +160,7 @@ private:
     std::size_t* m_observers = nullptr;
 };
 
-/// A new object and its first holder.
+/// Makes a new object and returns its first holder.
 template <class T, class... Arguments> s_refptr<T> make_refptr(Arguments&&... arguments) {
     return s_refptr<T>(new T(std::forward<Arguments>(arguments)...));
 }

@@ -13,13 +13,13 @@
 
 namespace Quarn {
 
-/// What a code unit is stored as. 32-bit units are held as char32_t: the standard promises character traits for that
-/// type, and none for `unsigned int`.
+/// The storage type of a code unit. 32-bit units are stored as char32_t: the standard provides character traits for
+/// that type, but not for `unsigned int`.
 template <class T> struct s_code_unit { using type = T; };
 template <> struct s_code_unit<unsigned int> { using type = char32_t; };
 
-/// A text. Reading is done on views (it converts to one), so that nothing is copied that is only read. Its order is
-/// that of its code units as unsigned values, a proper prefix first.
+/// A text. It converts to a view, so reading copies nothing. It orders by code units as unsigned values, a proper
+/// prefix first.
 template <class T> class s_str_t {
 public:
     using unit = typename s_code_unit<T>::type;
@@ -31,7 +31,7 @@ public:
     s_str_t(view text) : m_text(text) {}
     s_str_t(string text) : m_text(std::move(text)) {}
 
-    /// The decimal digits of an ordinary count, else "inf" or "nan".
+    /// The decimal digits of an ordinary count, otherwise "inf" or "nan".
     explicit s_str_t(s_uint count) { *this += count; }
     /// The plain form (`PlainText`).
     explicit s_str_t(double value) { *this += value; }
@@ -52,14 +52,14 @@ public:
     const string& Get() const { return m_text; }
     s_uint Length() const { return s_uint(m_text.size()); }
 
-    /// Without characters; with `blank`, also of spaces and tabs only.
+    /// Has no characters or, with `blank`, only spaces and tabs.
     s_bool IsEmpty(s_bool blank = false) const {
         if (!blank) return m_text.empty();
         return std::ranges::all_of(m_text, [](unit c) { return c == unit(' ') || c == unit('\t'); });
     }
     s_bool StartsWith(view other) const { return view(m_text).starts_with(other); }
 
-    /// The first position of the unit; not-a-number when there is none.
+    /// The first position of the unit; NaN if there is none.
     s_uint Find(unit wanted) const {
         const auto position = m_text.find(wanted);
         return position == string::npos ? s_uint::NaN : s_uint(position);
@@ -101,7 +101,7 @@ public:
     friend s_bool operator!=(const s_str_t& a, const unit* b) { return !(a == b); }
     friend bool operator<(const s_str_t& a, const s_str_t& b) { return a.m_text < b.m_text; }
 
-    /// The text `count` times in a row; a count in a special state gives the empty text.
+    /// The text repeated `count` times; empty if the count is infinite or NaN.
     s_str_t Repeat(s_uint count) const {
         s_str_t repeated;
         if (!count.IsValid()) return repeated;
@@ -110,7 +110,7 @@ public:
         return repeated;
     }
 
-    /// Every occurrence of `old`, from left to right and not overlapping, replaced. An empty `old` occurs nowhere.
+    /// Replaces every occurrence of `old`, left to right without overlap. An empty `old` occurs nowhere.
     s_str_t Replace(view old, view replacement) const {
         s_str_t replaced;
         std::size_t start = 0;
@@ -124,22 +124,22 @@ public:
         return replaced;
     }
 
-    /// "false", "0" and "no" are false; "true", "1" and "yes" are true; any other text is false.
+    /// True for "true", "1" and "yes"; false for any other text.
     s_bool ToBool() const {
         return std::ranges::any_of(std::array{"true", "1", "yes"}, [&](const char* word) {
             return std::ranges::equal(m_text, std::string_view(word));
         });
     }
 
-    /// Removes that many units from the front; all of them when the count is special or as large as the text.
+    /// Removes `count` units from the start; all of them if it is infinite, NaN or at least the length.
     void EraseFromStart(s_uint count) {
         if (!count.IsValid() || count.Get() >= m_text.size()) m_text.clear();
         else m_text.erase(0, count.Get());
     }
 
-    /// Removes that many units from the back; all of them when the count is special.
-    /// Throws std::out_of_range ("basic_string::erase"), the text unchanged, when it is larger than the text: the start
-    /// position wraps to beyond the end. Pinned by "EraseFromEndRefusesMoreThanThereIs".
+    /// Removes `count` units from the end; all of them if it is infinite or NaN. If it exceeds the length, throws
+    /// std::out_of_range ("basic_string::erase") and leaves the text unchanged: the start position wraps past the end.
+    /// Pinned by "EraseFromEndRefusesMoreThanThereIs".
     void EraseFromEnd(s_uint count) {
         const s_uint start = Length() - count;
         if (!start.IsValid()) m_text.clear();
@@ -147,7 +147,7 @@ public:
         else m_text.erase(start.Get());
     }
 
-    /// Removes the unit from both ends as often as it stands there; returns how many were removed.
+    /// Removes the unit from both ends as often as it occurs there; returns the number removed.
     s_uint Trim(unit single) {
         const std::size_t before = m_text.size();
         const view trimmed = Trimmed(m_text, single);
@@ -155,7 +155,7 @@ public:
         return s_uint(before - m_text.size());
     }
 
-    /// What `Trim` leaves, as a view of the text given.
+    /// The part of the text that `Trim` would keep.
     static view Trimmed(view text, unit single = unit(' ')) {
         while (!text.empty() && text.front() == single) text.remove_prefix(1);
         while (!text.empty() && text.back() == single) text.remove_suffix(1);
@@ -163,9 +163,9 @@ public:
     }
 
     void Clear() { m_text.clear(); }
-    /// Drops all but the first units.
+    /// Keeps only the first `size` units.
     void Truncate(std::size_t size) { m_text.resize(std::min(size, m_text.size())); }
-    /// Makes room for that many units in all.
+    /// Reserves space for `size` units in total.
     void Reserve(std::size_t size) { m_text.reserve(size); }
 
 private:
@@ -176,8 +176,8 @@ private:
 
 using s_str = s_str_t<char>;
 
-/// The order of every map keyed by text. It compares views, so that a look-up copies nothing, and byte by byte, as keys
-/// are short: most comparisons end before a call of the library's would have begun.
+/// The order of every map keyed by text. It compares views, so a look-up copies nothing. It compares byte by byte
+/// because keys are short: most comparisons finish before a library call would have started.
 struct s_text_order {
     using is_transparent = void;
     bool operator()(std::string_view a, std::string_view b) const {

@@ -9,8 +9,8 @@
 
 namespace Quarn {
 
-/// An unsigned count or position that can also be infinite or not a number, so that a failed search or a value that
-/// does not fit is carried as such instead of wrapping. A default-constructed one is an ordinary 0.
+/// An unsigned count or position that can also be infinity or NaN. A failed search or a value that does not fit thus
+/// becomes a special state instead of wrapping. The default is an ordinary 0.
 template <class T> class s_uint_t {
 public:
     enum class State : int { Ordinary = 0, Infinity = 1, NaN = 2 };
@@ -19,12 +19,12 @@ public:
     static const s_uint_t NaN;
 
     constexpr s_uint_t() = default;
-    /// The number itself; infinity where it is negative or does not fit.
+    /// Infinity if the number is negative or does not fit.
     template <std::integral Number> constexpr s_uint_t(Number value) {
         if (std::in_range<T>(value)) m_value = static_cast<T>(value);
         else m_state = State::Infinity;
     }
-    /// The nearest integer (halves away from zero). Negative, infinite and too large values become infinity.
+    /// The nearest integer (halves away from zero); infinity if the value is negative, infinite or too large.
     template <std::floating_point Number> s_uint_t(Number value) {
         const Number rounded = std::round(value);
         if (std::isnan(value)) m_state = State::NaN;
@@ -37,7 +37,7 @@ public:
     constexpr s_bool IsValid() const { return m_state == State::Ordinary; }
     constexpr s_bool IsZero() const { return m_state == State::Ordinary && m_value == 0; }
 
-    /// The number itself; meaningful in the ordinary state only.
+    /// Meaningful in the ordinary state only.
     constexpr T Get() const { return m_value; }
 
     double ToDouble() const {
@@ -49,21 +49,21 @@ public:
         return m_value;
     }
 
-    /// Not-a-number equals nothing, itself included; infinity equals infinity.
+    /// NaN equals nothing, not even itself; infinity equals infinity.
     friend constexpr s_bool operator==(s_uint_t a, s_uint_t b) {
         if (a.m_state == State::NaN || b.m_state == State::NaN) return false;
         return a.m_state == b.m_state && (a.m_state == State::Infinity || a.m_value == b.m_value);
     }
 
-    /// Two ordinary values wrap around below zero, 3 - 5 is 2^32 - 2: callers compare positions by such differences,
-    /// and only the special states are contagious. Pinned by "SubtractionWrapsBetweenOrdinaryValues".
+    /// Ordinary values wrap around below zero (3 - 5 is 2^32 - 2): callers compare positions by such differences. Only
+    /// the special states propagate. Pinned by "SubtractionWrapsBetweenOrdinaryValues".
     friend constexpr s_uint_t operator-(s_uint_t a, s_uint_t b) {
         if (a.m_state == State::NaN || b.m_state == State::NaN) return NaN;
         if (a.m_state == State::Infinity || b.m_state == State::Infinity) return Infinity;
         return static_cast<T>(a.m_value - b.m_value);
     }
 
-    /// Special states are contagious; a sum that does not fit is infinity.
+    /// Special states propagate; a sum that does not fit is infinity.
     friend constexpr s_uint_t operator+(s_uint_t a, s_uint_t b) {
         if (a.m_state == State::NaN || b.m_state == State::NaN) return NaN;
         const T sum = static_cast<T>(a.m_value + b.m_value);
@@ -71,7 +71,7 @@ public:
         return fits ? s_uint_t(sum) : Infinity;
     }
 
-    /// Infinity lies above every number; not-a-number is neither below nor above anything.
+    /// Infinity is above every number; NaN is neither below nor above anything.
     friend constexpr s_bool operator<(s_uint_t a, s_uint_t b) {
         if (!a.IsValid() || b.m_state == State::NaN) return false;
         return b.m_state == State::Infinity || a.m_value < b.m_value;

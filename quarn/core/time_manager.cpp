@@ -10,7 +10,7 @@ namespace Quarn {
 
 namespace {
 
-/// A frame shorter than this, in seconds, counts with the rate of one that long.
+/// Frames shorter than this, in seconds, count at `HighestRate`.
 constexpr double ShortestFrame = 0.0001;
 constexpr unsigned HighestRate = 10000;
 

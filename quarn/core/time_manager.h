@@ -9,13 +9,12 @@
 
 namespace Quarn {
 
-/// The one source of time, and the owner of all profiling data. Where time comes from is for the application to say, by
-/// its callback.
+/// The only source of time, and the owner of all profiling data. The application supplies the time through a callback.
 class TimeManager : public Manager<TimeManager> {
 public:
     inline static const s_str ClassName = "TimeManager";
 
-    /// Returns the current time in seconds, from whatever start.
+    /// Returns the current time in seconds, from any starting point.
     using GetTimeFunction = double (*)();
 
     void SetGetTimeFunction(GetTimeFunction function) { m_getTime = function; }
@@ -23,42 +22,43 @@ public:
     /// The current time in seconds; 0.0 without a callback.
     double GetTime() const { return m_getTime ? m_getTime() : 0.0; }
 
-    /// Seeds the runtime's random generator with the calendar time and returns its fourth number: the first ones of
-    /// neighbouring seconds are alike.
+    /// Seeds the runtime's random generator with the calendar time and returns its fourth number: the first ones are
+    /// alike for neighbouring seconds.
     static int SeedRandom();
 
-    // --- Frames: for programs that work in rounds
+    // --- Frames, for programs that run in a loop
 
-    /// Sets everything but the profilers and the profiling flags to the state of a start, now.
+    /// Resets frames, times and the profiling duration, as of now. Keeps the callback, the profilers and the profiling
+    /// flags.
     void Start();
-    /// Begins a new frame. Call it once in each round.
+    /// Begins a new frame. Call it once per iteration.
     void Update();
 
     /// Runs since `Start`; null before.
     const s_refptr<Timer>& GetTimer() const { return m_timer; }
     double GetStartTime() const { return m_startTime; }
-    /// The seconds of the last frame; 0.017, about a sixtieth, before the first.
+    /// The duration of the last frame in seconds; before the first, 0.017, about a sixtieth.
     double GetFrameDelta() const { return m_frameDelta; }
     s_uint GetFrameCount() const { return m_frameCount; }
-    /// The sum of the rates of all frames, in frames per second; divided by their count the average rate.
+    /// The sum of all frame rates, in frames per second. Divide it by the frame count for the average.
     s_uint GetRateSum() const { return m_rateSum; }
     s_uint GetLastRate() const { return m_lastRate; }
     s_uint GetHighestRate() const { return m_highestRate; }
-    /// Infinity after `Start`, until there is one.
+    /// Infinity after `Start` until the first frame.
     s_uint GetLowestRate() const { return m_lowestRate; }
 
     // --- Profiling
 
-    /// Without it there is no report. Off at first.
+    /// Reports are printed only while enabled. Disabled by default.
     void EnableProfiling(s_bool isEnabled) { m_isProfilingEnabled = isEnabled; }
-    /// Starts a profiling run. The next report ends it, and later ones repeat its duration.
+    /// Starts a profiling run. The next report ends it; later reports repeat its duration.
     void StartProfiling();
 
-    /// The profiler of that name; made, with the group and the flag, when there is none. It lives as long as the
+    /// The profiler with that name, created with the group and the flag if there is none. It lives as long as the
     /// manager.
     Profiler& GetProfiler(const s_str& name, s_uint group, s_bool listRecords = false);
 
-    /// Logs the report on the profilers of a group; of all groups when it is infinite or not a number.
+    /// Logs the report on a group's profilers; on all groups if `group` is infinite or NaN.
     void PrintProfiling(s_uint group = s_uint::NaN);
 
 private:

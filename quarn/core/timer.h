@@ -4,21 +4,21 @@
 
 namespace Quarn {
 
-/// A stopwatch on the time of the `TimeManager`, in seconds. A clock that goes backward counts as standing still.
+/// A stopwatch on the `TimeManager`'s time, in seconds. A clock that goes backward counts as standing still.
 class Timer {
 public:
     inline static const s_str ClassName = "Timer";
 
-    /// Runs from now on, or stands until it is started.
+    /// Starts at once if `isStarted`.
     explicit Timer(s_bool isStarted = true);
 
-    /// Goes on counting; nothing happens to a running timer.
+    /// Continues counting. Does nothing if running.
     void Start();
-    /// Keeps what it has counted; nothing happens to a stopped timer.
+    /// Keeps the time counted so far. Does nothing if stopped.
     void Stop();
     s_bool IsStopped() const { return m_isStopped; }
 
-    /// What it has counted up to now, never negative.
+    /// The time counted so far, never negative.
     double GetElapsed() const;
 
 private:
@@ -27,7 +27,7 @@ private:
     s_bool m_isStopped;
 };
 
-/// The seconds between two times; a clock that went backward, or not-a-number, counts as standing still.
+/// The seconds between two times; 0 if the clock went backward or the difference is NaN.
 double Span(double from, double to);
 
 } // namespace Quarn

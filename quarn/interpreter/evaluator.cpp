@@ -1,13 +1,9 @@
-// Carrying out the steps of expressions: every step takes its operands from the stack and pushes its result, and the
-// first one that fails ends it.
+#include "quarn/interpreter/evaluator.h"
 
 #include <algorithm>
-#include <vector>
+#include <functional>
 
-#include "quarn/interpreter/expression.h"
-#include "quarn/interpreter/scanner.h"
-#include "quarn/interpreter/state.h"
-#include "quarn/interpreter/text_writer.h"
+#include "quarn/interpreter/names.h"
 #include "quarn/types/reference.h"
 
 namespace Quarn {
@@ -19,17 +15,7 @@ const s_str& Nameless() {
     return empty;
 }
 
-s_str SignatureOf(const s_ctnr<s_refptr<Symbol>>& arguments) {
-    s_str signature = "(";
-    for (const s_refptr<Symbol>& argument : arguments) {
-        if (signature.Length().Get() > 1) signature += ", ";
-        signature += Reference::TypeOfFollowed(*argument);
-    }
-    signature += ")";
-    return signature;
-}
-
-Failure FailWithoutOverload(const FunctionOverloads& functions, std::string_view name, std::string_view signature,
+Outcome FailWithoutOverload(const FunctionOverloads& functions, std::string_view name, std::string_view signature,
                             s_str& error) {
     s_str message =
         "\tError : No matching function call to :\n\t\t  " + s_str(name) + signature + "\n\t\tPossible candidates :";
@@ -37,190 +23,296 @@ Failure FailWithoutOverload(const FunctionOverloads& functions, std::string_view
     return Fail(error, message);
 }
 
-/// The number of nested references in a text of the form "&&...&name", 0 for any other. Each would be evaluated on its
-/// own, and so scan the text once for each level that there is room for.
-std::size_t CountMarkers(std::string_view text) {
+Outcome FailTesting(s_str& error) { return Fail(error, "\tError : A literal test must not evaluate anything"); }
+
+/// The number of nested references in a text of the form "&&...&name"; 0 for any other. Each is evaluated on its own and
+/// parses the rest of the text: a million of them are refused before that.
+unsigned CountReferences(std::string_view text) {
     const auto name = std::min(text.find_first_not_of("& "), text.size());
     if (!std::ranges::all_of(text.substr(name), IsNameCharacter)) return 0;
-    return static_cast<std::size_t>(std::ranges::count(text.substr(0, name), Reference::Marker));
+    return static_cast<unsigned>(std::ranges::count(text.substr(0, name), Reference::Marker));
 }
 
-Failure FailUnknown(std::string_view name, s_str& error) {
-    return Fail(error, "\tError : Unknown symbol '" + s_str(name) + "'");
+bool Contains(std::string_view whole, std::string_view part) {
+    const std::less_equal<const char*> isAtMost;
+    return isAtMost(whole.data(), part.data()) && isAtMost(part.data() + part.size(), whole.data() + whole.size());
 }
 
 } // namespace
 
 /// Carries out steps, on a part of its own of the stack of operands.
-class State::Runner final : public StepSink {
+class Evaluator::Executor final : public StepSink {
     using Values = s_ctnr_t<s_refptr<Symbol>, std::vector<s_refptr<Symbol>>>;
 
 public:
-    Runner(State& state, const s_str& name, s_str& error, s_bool allowNew)
-        : m_state(state), m_operands(state.m_operands), m_base(state.m_operands.size()), m_name(name), m_error(error),
-          m_allowNew(allowNew) {}
-    Runner(const Runner&) = delete;
-    Runner& operator=(const Runner&) = delete;
-    ~Runner() {
+    Executor(Evaluator& evaluator, const s_str& name, s_str& error, bool allowNew)
+        : m_evaluator(evaluator), m_operands(evaluator.m_operands), m_base(evaluator.m_operands.size()), m_name(name),
+          m_error(error), m_allowNew(allowNew) {}
+    Executor(const Executor&) = delete;
+    Executor& operator=(const Executor&) = delete;
+    ~Executor() {
         while (m_operands.size() > m_base) m_operands.pop_back();
-        constexpr std::size_t MostKept = 4096; // a call with a million arguments should not keep their room
-        if (m_base == 0 && m_operands.capacity() > MostKept) std::vector<s_refptr<Symbol>>().swap(m_operands);
+        constexpr std::size_t MostKept = 4096; // a call with a million arguments should not keep their memory
+        if (m_base == 0 && m_operands.capacity() > MostKept) std::vector<Operand>().swap(m_operands);
     }
 
-    bool Take(const Step& step) override;
-    /// The steps come from this text, of an expression that is kept.
-    void SetText(const SharedText* text) { m_text = text; }
-    /// A step whose value is known.
-    bool TakeConstant(s_refptr<Symbol> value) { return m_state.Spend(1, m_error) && Push(std::move(value)); }
+    /// The steps that follow come from this text, which stands on a level of brackets.
+    void Begin(Source source, unsigned level) {
+        m_source = source;
+        m_level = level;
+    }
+    Outcome Accept(const Step& step) override;
+    /// Carries out a step whose value is known.
+    Outcome Accept(const Step& step, const Operand& constant) {
+        m_operands.push_back(constant);
+        return Pay(step);
+    }
     /// The value of the last step.
-    const s_refptr<Symbol>& TopOperand() const { return m_operands.back(); }
-    s_refptr<Symbol> PopOperand() {
-        s_refptr<Symbol> operand = std::move(m_operands.back());
+    const Operand& TopOperand() const { return m_operands.back(); }
+    Operand PopOperand() {
+        Operand operand = std::move(m_operands.back());
         m_operands.pop_back();
         return operand;
     }
 
 private:
-    /// False when there is no value, as the step failed.
-    bool Push(s_refptr<Symbol>&& value) {
-        if (!value) return false;
+    /// Takes the step, and the levels of brackets around it, from the limits.
+    Outcome Pay(const Step& step) {
+        Limits& limits = m_evaluator.m_limits;
+        if (const Outcome outcome = limits.Spend(1, m_error); !outcome) return outcome;
+        if (m_level + step.level > limits.GetRemainingLevels()) return limits.AbandonTooDeep(m_error);
+        return Outcome::WentOn;
+    }
+    /// A null value is a failure.
+    Outcome Push(Operand&& value) {
+        if (!value) return m_evaluator.m_limits.OutcomeOf(false, m_error);
         m_operands.push_back(std::move(value));
-        return true;
+        return Outcome::WentOn;
     }
-    bool PushNamed(s_refptr<Symbol>&& value, const s_str& name) {
-        return value && Push(Symbol::Named(std::move(value), name));
+    Outcome PushNamed(Operand&& value, const s_str& name) {
+        if (!value || (value.GetFlatType() && name.IsEmpty())) return Push(std::move(value));
+        return Push(Symbol::Named(std::move(value).ToObject(), name));
     }
-    s_refptr<Symbol> Construct(const Step& step, const s_str& name, bool isLiteral);
-    s_refptr<Symbol> ReadName(const Step& step, const s_str& name);
-    s_refptr<Symbol> Call(const FunctionOverloads& functions, std::string_view name, std::size_t argumentCount);
+    bool ApplyFlat(const FlatCallable& callable, std::size_t operandCount);
+    Outcome ApplyUnary(const UnaryOverloads* overloads, std::string_view before, std::string_view after,
+                       const s_str& name);
+    Outcome ApplyBinary(const Step& step, const s_str& name);
+    Outcome Construct(const Step& step, const s_str& name, bool isLiteral);
+    Outcome ReadName(const Step& step, const s_str& name);
+    Outcome Call(const FunctionOverloads& functions, std::string_view name, std::size_t argumentCount);
+    s_str Signature(std::size_t first) const;
 
-    State& m_state;
-    std::vector<s_refptr<Symbol>>& m_operands;
+    Evaluator& m_evaluator;
+    std::vector<Operand>& m_operands;
     const std::size_t m_base;
     const s_str& m_name;
     s_str& m_error;
-    const s_bool m_allowNew;
-    const SharedText* m_text = nullptr;
+    const bool m_allowNew;
+    Source m_source;
+    unsigned m_level = 0;
 };
 
 /// Keeps the steps for later.
-class State::Recorder final : public StepSink {
+class Evaluator::Recorder final : public StepSink {
 public:
     explicit Recorder(Program& program) : m_program(program) {}
 
-    bool Take(const Step& step) override {
-        m_program.steps.push_back({step, nullptr});
+    Outcome Accept(const Step& step) override {
+        Step& kept = m_program.steps.emplace_back(Program::KeptStep{step, {}}).step;
         m_program.nesting = std::max(m_program.nesting, step.level);
-        if (step.kind == Step::Kind::TooDeep) m_program.isClipped = true;
-        if (step.kind == Step::Kind::Fault) m_program.steps.back().step.text = m_program.message = step.text;
-        return step.kind != Step::Kind::TooDeep && step.kind != Step::Kind::Fault;
+        if (kept.kind == Step::Kind::Fault) {
+            kept.text = m_program.message = step.text;
+            return Outcome::Failed;
+        }
+        if (kept.kind == Step::Kind::Name && m_program.variables) {
+            if (const auto found = m_program.variables->find(kept.text); found != m_program.variables->end()) {
+                kept.kind = Step::Kind::Variable;
+                kept.variable = &found->second;
+            }
+        }
+        return Outcome::WentOn;
     }
 
 private:
     Program& m_program;
 };
 
-bool State::Runner::Take(const Step& step) {
-    if (!m_state.Spend(1, m_error)) return false;
+Outcome Evaluator::Executor::Accept(const Step& step) {
+    if (const Outcome outcome = Pay(step); !outcome) return outcome;
     const s_str& name = step.isLast ? m_name : Nameless();
     switch (step.kind) {
-    case Step::Kind::Fault: return Push(Fail(m_error, step.text));
-    case Step::Kind::TooDeep: return Push(m_state.AbandonTooDeep(m_error));
-    case Step::Kind::Literal: return Push(Construct(step, name, true));
-    case Step::Kind::Construct: return Push(Construct(step, Nameless(), false));
-    case Step::Kind::Name: return Push(ReadName(step, name));
-    case Step::Kind::Call: return Push(Call(*step.functions, step.text, step.argumentCount));
-    case Step::Kind::LeftUnary:
-        return PushNamed(m_state.DispatchUnary(step.op->leftUnary, PopOperand(), {}, step.text, m_error), name);
-    case Step::Kind::RightUnary:
-        return PushNamed(m_state.DispatchUnary(step.op->rightUnary, PopOperand(), step.text, {}, m_error), name);
+    case Step::Kind::Fault: return Fail(m_error, step.text);
+    case Step::Kind::Literal: return Construct(step, name, true);
+    case Step::Kind::Construct: return Construct(step, Nameless(), false);
+    case Step::Kind::Name: return ReadName(step, name);
+    case Step::Kind::Variable: return Push({*step.variable->type, step.variable->read(step.variable->address)});
+    case Step::Kind::Call: return Call(*step.functions, step.text, step.argumentCount);
+    case Step::Kind::LeftUnary: return ApplyUnary(step.op->leftUnary, {}, step.text, name);
+    case Step::Kind::RightUnary: return ApplyUnary(step.op->rightUnary, step.text, {}, name);
     case Step::Kind::Index:
-    case Step::Kind::Binary: {
-        const s_refptr<Symbol> right = PopOperand();
-        const s_refptr<Symbol> left = PopOperand();
-        return PushNamed(step.op ? m_state.DispatchBinary(*step.op, left, right, m_error)
-                                 : m_state.ApplyBinaryOperator(step.text, left, right, m_error),
-                         name);
+    case Step::Kind::Binary: return ApplyBinary(step, name);
     }
-    }
-    return false;
+    return Outcome::Failed;
 }
 
-s_refptr<Symbol> State::Runner::Construct(const Step& step, const s_str& name, bool isLiteral) {
-    const struct Evaluated {
-        const SharedText*& innermost;
-        const SharedText* const outer;
-        Evaluated(const SharedText*& evaluated, const SharedText* text)
-            : innermost(evaluated), outer(std::exchange(evaluated, text)) {}
-        ~Evaluated() { innermost = outer; }
-    } evaluated(m_state.m_evaluated, m_text);
+/// Replaces the top operands, flat ones, by the result. False if there is no callable for flat values.
+bool Evaluator::Executor::ApplyFlat(const FlatCallable& callable, std::size_t operandCount) {
+    constexpr std::size_t Most = 4;
+    if (!callable || operandCount > Most) return false;
+    const FlatType& type = *callable.result;
+    const auto first = m_operands.end() - static_cast<std::ptrdiff_t>(operandCount);
+    std::array<Word, Most> words;
+    std::transform(first, m_operands.end(), words.begin(), [](const Operand& operand) { return operand.GetWord(); });
+    const Word result = callable.call(words.data());
+    m_operands.resize(m_operands.size() - operandCount);
+    m_operands.emplace_back(type, result);
+    return true;
+}
+
+Outcome Evaluator::Executor::ApplyUnary(const UnaryOverloads* overloads, std::string_view before,
+                                        std::string_view after, const s_str& name) {
+    Dispatcher& dispatcher = m_evaluator.m_dispatcher;
+    if (const FlatType* type = TopOperand().GetFlatType(); type && overloads && name.IsEmpty()) {
+        const UnaryOperator* callable = FindIn(*overloads, *type->name);
+        if (callable && ApplyFlat(dispatcher.Calling(*callable).flat, 1)) return Outcome::WentOn;
+    }
+    return PushNamed(dispatcher.ApplyUnary(overloads, PopOperand().ToObject(), before, after, m_error), name);
+}
+
+Outcome Evaluator::Executor::ApplyBinary(const Step& step, const s_str& name) {
+    Dispatcher& dispatcher = m_evaluator.m_dispatcher;
+    if (step.op && name.IsEmpty()) {
+        const FlatType* const left = m_operands[m_operands.size() - 2].GetFlatType();
+        const FlatType* const right = TopOperand().GetFlatType();
+        if (left && right) {
+            const BinaryOperator* callable = step.op->FindBinary(*left->name, *right->name);
+            if (callable && ApplyFlat(dispatcher.Calling(*callable).flat, 2)) return Outcome::WentOn;
+        }
+    }
+    const s_refptr<Symbol> right = PopOperand().ToObject();
+    const s_refptr<Symbol> left = PopOperand().ToObject();
+    return PushNamed(step.op ? dispatcher.ApplyBinary(*step.op, left, right, m_error)
+                             : dispatcher.ApplyBinary(step.text, left, right, m_error),
+                     name);
+}
+
+Outcome Evaluator::Executor::Construct(const Step& step, const s_str& name, bool isLiteral) {
+    const struct Inner {
+        Source& innermost;
+        const Source outer;
+        Inner(Source& current, Source source) : innermost(current), outer(std::exchange(current, source)) {}
+        ~Inner() { innermost = outer; }
+    } inner(m_evaluator.m_source, m_source);
     const Constructor& constructor = *step.constructor;
-    return (step.isConstant ? constructor : m_state.Calling(constructor))(m_state, name, step.text, isLiteral, m_error);
+    return Push((step.isConstant ? constructor : m_evaluator.m_dispatcher.Calling(constructor))(
+        m_evaluator.m_state, name, step.text, isLiteral, m_error));
 }
 
-s_refptr<Symbol> State::Runner::ReadName(const Step& step, const s_str& name) {
+Outcome Evaluator::Executor::ReadName(const Step& step, const s_str& name) {
     const std::string_view text = step.text;
-    if (s_refptr<Symbol> value = m_state.m_symbols.Read(text)) {
-        if (name.IsEmpty()) return value;
-        if (value->GetType() == Symbol::TypeName) Fail(m_error, "\tWarning : 'Symbol=Symbol' does nothing");
-        return Symbol::Named(std::move(value), name);
+    if (m_source.variables) {
+        if (const auto found = m_source.variables->find(text); found != m_source.variables->end())
+            return Push({*found->second.type, found->second.read(found->second.address)});
+    }
+    if (const Operand* value = m_evaluator.m_symbols.Read(text)) {
+        if (name.IsEmpty()) {
+            m_operands.push_back(*value);
+            return Outcome::WentOn;
+        }
+        s_refptr<Symbol> object = value->ToObject();
+        if (object->GetType() == Symbol::TypeName) AppendMessage(m_error, "\tWarning : 'Symbol=Symbol' does nothing");
+        return Push(Symbol::Named(std::move(object), name));
     }
     if (text == SymbolTable::LastResultName)
         return Fail(m_error, "\tError : Unable to parse expression '_', no operator found");
-    const Registry& registry = m_state.m_registry;
+    const Registry& registry = m_evaluator.m_language.GetRegistry();
     if (const FunctionOverloads* functions = FindIn(registry.functions, text)) return Call(*functions, text, 0);
     if (const Constructor* constructor = FindIn(registry.constructors, text))
-        return m_state.Calling(*constructor)(m_state, Nameless(), {}, false, m_error);
+        return Push(
+            m_evaluator.m_dispatcher.Calling(*constructor)(m_evaluator.m_state, Nameless(), {}, false, m_error));
     // Only a text that is nothing but a name makes a symbol, and never one that is to be given another: `a = b` needs a
     // `b`.
-    if (name.IsEmpty() && m_allowNew && step.isLast && step.level == 0) return make_refptr<Symbol>(text);
-    return FailUnknown(text, m_error);
+    if (name.IsEmpty() && m_allowNew && step.isLast && step.level == 0) return Push(make_refptr<Symbol>(text));
+    return Fail(m_error, "\tError : Unknown symbol '" + s_str(text) + "'");
 }
 
-s_refptr<Symbol> State::Runner::Call(const FunctionOverloads& functions, std::string_view name,
-                                     std::size_t argumentCount) {
-    Values arguments;
-    const auto first = m_operands.end() - static_cast<std::ptrdiff_t>(argumentCount);
-    for (auto operand = first; operand != m_operands.end(); ++operand) arguments.PushBack(std::move(*operand));
-    m_operands.erase(first, m_operands.end());
-    for (s_refptr<Symbol>& argument : arguments) {
-        argument = m_state.Follow(argument, m_error);
-        if (!argument) return nullptr;
+Outcome Evaluator::Executor::Call(const FunctionOverloads& functions, std::string_view name,
+                                  std::size_t argumentCount) {
+    const std::size_t first = m_operands.size() - argumentCount;
+    bool areFlat = true;
+    for (std::size_t i = first; i < m_operands.size(); ++i) {
+        if (m_operands[i].GetFlatType()) continue;
+        areFlat = false;
+        if (!As<Reference>(*m_operands[i].GetObject())) continue;
+        const s_refptr<Symbol> reference = m_operands[i].GetObject();
+        s_refptr<Symbol> value = Reference::Resolve(reference, m_error);
+        if (!value) return Push({});
+        m_operands[i] = std::move(value);
     }
-    const s_str signature = SignatureOf(arguments);
+    const s_str signature = Signature(first);
     const Function* function = FindIn(functions, signature);
     if (!function) return FailWithoutOverload(functions, name, signature, m_error);
+    m_evaluator.m_dispatcher.Calling(*function);
+    if (areFlat && ApplyFlat(function->flat, argumentCount)) return Outcome::WentOn;
+
+    Values arguments;
+    for (std::size_t i = first; i < m_operands.size(); ++i) arguments.PushBack(std::move(m_operands[i]).ToObject());
+    m_operands.resize(first);
     Values results;
-    if (!m_state.Calling(*function)(m_state, arguments, results, m_error)) return nullptr;
+    if (!(*function)(m_evaluator.m_state, arguments, results, m_error)) return Push({});
     if (results.Count() != 1)
         return Fail(m_error, "\tError : Multiple return values for function is not yet supported");
-    return std::move(results[0]);
+    return Push(std::move(results[0]));
 }
 
-s_refptr<Symbol> State::ParseSymbol(const s_str& name, std::string_view expression, s_str& error, s_bool allowNew) {
-    const Level level(*this);
-    return level ? EvaluateText(name, expression, error, allowNew) : AbandonTooDeep(error);
+/// The signature of the operands from there on, "(Scalar, Scalar)".
+s_str Evaluator::Executor::Signature(std::size_t first) const {
+    s_str signature = "(";
+    for (std::size_t i = first; i < m_operands.size(); ++i) {
+        const Operand& operand = m_operands[i];
+        if (i > first) signature += ", ";
+        signature +=
+            operand.GetFlatType() ? *operand.GetFlatType()->name : Reference::TypeOfResolved(*operand.GetObject());
+    }
+    signature += ")";
+    return signature;
 }
 
-s_refptr<Symbol> State::EvaluateText(const s_str& name, std::string_view expression, s_str& error, s_bool allowNew) {
-    BindVocabulary();
-    Runner runner(*this, name, error, allowNew); // a text that is evaluated once needs no program
-    runner.SetText(m_evaluated);                 // of which this one may be a part
-    const bool isComplete = Compile(expression, GetRoom(), m_registry, m_vocabulary, m_compilerMemory, runner);
-    return isComplete ? runner.PopOperand() : nullptr;
+s_refptr<Symbol> Evaluator::Evaluate(const s_str& name, std::string_view expression, s_str& error, bool allowNew) {
+    if (m_language.IsTesting()) return FailTesting(error);
+    m_language.Bind();
+    Executor executor(*this, name, error, allowNew); // a text that is evaluated once needs no program
+    executor.Begin(m_source, 0);                     // of which it may be a part
+    if (!Parse(expression, m_limits.GetDeepestNesting(), m_language, m_memory, executor)) return nullptr;
+    return executor.PopOperand().ToObject();
 }
 
-s_bool State::WriteText(const Symbol& value, s_str& text, s_str& error) {
-    return TextWriter(this, text, error).Write(value);
+s_refptr<Symbol> Evaluator::Evaluate(Expression& expression, s_str& error) {
+    if (m_language.IsTesting()) return FailTesting(error);
+    const std::uint64_t impureCalls = m_dispatcher.GetImpureCalls();
+    Executor executor(*this, Nameless(), error, false);
+    const bool isText = !expression.GetOperation() && !expression.knownFailure.changes;
+    const Outcome outcome = isText ? RunText(expression, 0, executor) : RunParts(expression, executor, error);
+    if (outcome) return executor.PopOperand().ToObject();
+    if (m_dispatcher.GetImpureCalls() == impureCalls && !outcome.IsAbandoned()) {
+        if (expression.program) m_limits.Reach(expression.program->nesting);
+        expression.knownFailure = {m_dispatcher.GetChanges(), m_limits.GetReached()};
+    }
+    return nullptr;
 }
 
-/// Runs the program of a text that stands so many levels of brackets deep. Inlined, as evaluation recurses through it:
-/// chains of references are as fast as their calls are few.
-[[gnu::always_inline]] inline bool State::RunText(Expression& expression, unsigned level, Runner& runner) {
+Operand Evaluator::EvaluateFormula(Expression& expression, s_str& error) {
+    if (m_language.IsTesting()) return s_refptr<Symbol>(FailTesting(error));
+    Executor executor(*this, Nameless(), error, false);
+    return RunText(expression, 0, executor) ? executor.PopOperand() : Operand();
+}
+
+/// Runs the program of a text that stands on a level of brackets.
+Outcome Evaluator::RunText(Expression& expression, unsigned level, Executor& executor) {
     const Program* const kept = expression.program.Get();
     const bool isUsable =
-        kept && kept->generation == m_generation && !kept->isClipped && kept->nesting <= GetRoom() - level;
-    if (!isUsable) CompileProgram(expression, GetRoom() - level);
+        kept && kept->generation == m_language.GetGeneration() && kept->deepest == m_limits.GetDeepestNesting();
+    if (!isUsable) ParseProgram(expression);
 
     Program& program = *expression.program;
     const struct Running {
@@ -228,33 +320,30 @@ s_bool State::WriteText(const Symbol& value, s_str& text, s_str& error) {
         explicit Running(unsigned& counted) : runs(counted) { ++runs; }
         ~Running() { --runs; }
     } running(program.runs);
-    runner.SetText(&expression.GetSharedText());
+    executor.Begin({&expression.GetSharedText(), program.variables}, level);
+    if (program.references > m_limits.GetRemainingLevels()) {
+        Step tooDeep;
+        tooDeep.level = program.references;
+        return executor.Accept(tooDeep);
+    }
     for (auto& [step, constant] : program.steps) {
-        const bool goesOn = constant ? runner.TakeConstant(constant) : runner.Take(step);
-        if (!goesOn) return false;
-        if (step.isConstant && !constant) constant = runner.TopOperand();
+        const Outcome outcome = constant ? executor.Accept(step, constant) : executor.Accept(step);
+        if (!outcome) return outcome;
+        if (step.isConstant && !constant) {
+            const Operand& value = executor.TopOperand();
+            constant = value.GetObject() && value.GetObject()->GetName().IsEmpty()
+                           ? Operand::Nameless(value.GetObject())
+                           : value;
+        }
     }
-    return true;
+    return Outcome::WentOn;
 }
 
-/// Evaluates the expression of a reference. A failure is remembered until something changes: otherwise each operation
-/// added to a kept one would evaluate all of it again.
-s_refptr<Symbol> State::Evaluate(Expression& expression, s_str& error) {
-    const std::uint64_t impureCalls = m_impureCalls;
-    Runner runner(*this, Nameless(), error, false);
-    const bool isText = !expression.GetOperation() && !expression.knownFailure.changes;
-    if (isText ? RunText(expression, 0, runner) : RunParts(expression, runner, error)) return runner.PopOperand();
-    if (m_impureCalls == impureCalls && !IsAbandoned(error)) {
-        if (expression.program) Reach(m_depth + expression.program->nesting);
-        expression.knownFailure = {GetChanges(), m_deepestReached - m_depth};
-    }
-    return nullptr;
-}
-
-/// Runs an operation as its text would run: the left operand, the right one, the operator. No recursion, as operations
-/// nest without bound; the levels of their brackets count as those of a text.
-bool State::RunParts(Expression& expression, Runner& runner, s_str& error) {
-    expression.Update(m_operatorsVersion);
+/// Runs an operation as its text would run: the left operand, the right one, the operator. Does not recurse, as
+/// operations nest without limit; their brackets count as levels, as those of a text do.
+Outcome Evaluator::RunParts(Expression& expression, Executor& executor, s_str& error) {
+    m_language.Bind();
+    expression.Update(m_language.GetOperatorsVersion());
     struct Part {
         Expression* expression; ///< null for an operator
         unsigned level;
@@ -268,21 +357,18 @@ bool State::RunParts(Expression& expression, Runner& runner, s_str& error) {
             Step step;
             step.kind = Step::Kind::Binary;
             step.text = *op;
-            step.op = m_vocabulary.GetOperators().Find(*op);
-            step.level = level;
-            if (!runner.Take(step)) return false;
+            step.op = m_language.GetOperators().Find(*op);
+            executor.Begin({}, level);
+            if (const Outcome outcome = executor.Accept(step); !outcome) return outcome;
             continue;
         }
-        Reach(m_depth + level);
-        if (level > GetRoom()) {
-            AbandonTooDeep(error);
-            return false;
-        }
+        m_limits.Reach(level);
+        if (level > m_limits.GetRemainingLevels()) return m_limits.AbandonTooDeep(error);
         const auto& [changes, depth] = part->knownFailure;
-        if (changes == GetChanges() && level + depth <= GetRoom()) {
-            Reach(m_depth + level + depth);
-            Spend(1, error);
-            return false; // without a message: nobody would see it
+        if (changes == m_dispatcher.GetChanges() && level + depth <= m_limits.GetRemainingLevels()) {
+            m_limits.Reach(level + depth);
+            const Outcome outcome = m_limits.Spend(1, error);
+            return outcome ? Outcome::Failed : outcome; // without a message: nobody would see it
         }
         if (const Expression::Operation* operation = part->GetOperation()) {
             const Expression::Operand& left = operation->left;
@@ -290,80 +376,43 @@ bool State::RunParts(Expression& expression, Runner& runner, s_str& error) {
             parts.push_back({nullptr, level, &operation->op});
             parts.push_back({right.expression.Get(), level + right.isBracketed, nullptr});
             parts.push_back({left.expression.Get(), level + left.isBracketed, nullptr});
-        } else if (const bool isRun = RunText(*part, level, runner);
-                   Reach(m_depth + level + part->program->nesting), !isRun) {
-            return false;
+        } else {
+            const Outcome outcome = RunText(*part, level, executor);
+            m_limits.Reach(level + part->program->nesting);
+            if (!outcome) return outcome;
         }
     }
     expression.knownFailure = {};
-    return true;
+    return Outcome::WentOn;
 }
 
-/// Makes the program of a text, for the registries as they are now and so many levels of room.
-void State::CompileProgram(Expression& expression, unsigned room) {
+/// Makes the program of a text, for the language as it is now.
+void Evaluator::ParseProgram(Expression& expression) {
     const s_refptr<Program> program = make_refptr<Program>();
-    BindVocabulary();
-    Recorder recorder(*program);
-    const std::string_view text = expression.GetSharedText().view;
-    if (CountMarkers(text) > GetRoom()) {
-        Step tooDeep;
-        tooDeep.kind = Step::Kind::TooDeep;
-        recorder.Take(tooDeep);
-    } else {
-        Compile(text, room, m_registry, m_vocabulary, m_compilerMemory, recorder);
-    }
-    program->generation = m_generation;
     s_refptr<Program> running = expression.program; // what is under way must last
+    if (running) program->variables = running->variables;
     while (running && running->runs == 0) running = running->before;
     program->before = std::move(running);
+
+    m_language.Bind();
+    const std::string_view text = expression.GetSharedText().view;
+    program->generation = m_language.GetGeneration();
+    program->deepest = m_limits.GetDeepestNesting();
+    program->references = CountReferences(text);
+    if (program->references <= program->deepest) {
+        Recorder recorder(*program);
+        (void)Parse(text, program->deepest, m_language, m_memory, recorder); // a fault is one of the steps
+    }
     expression.program = program;
 }
 
-SharedText State::ShareText(std::string_view text) const {
+SharedText Evaluator::ShareText(std::string_view text) const {
     // A small part would keep all of the text alive.
-    if (m_evaluated && PairedText{m_evaluated->view}.Contains(text) &&
-        text.size() >= m_evaluated->whole->View().size() / 2)
-        return {m_evaluated->whole, text};
+    const SharedText* const source = m_source.text;
+    if (source && Contains(source->view, text) && text.size() >= source->whole->View().size() / 2)
+        return {source->whole, text};
     const s_refptr<const s_str> copy = make_refptr<s_str>(text);
     return {copy, *copy};
-}
-
-#if defined(NDEBUG) && defined(__OPTIMIZE__)
-const std::size_t State::StackPerLevel = s_pools_keep ? 2304 : 8192; // more with the address sanitizer
-#else
-const std::size_t State::StackPerLevel = 8192;
-#endif
-
-unsigned State::GetRoom() const {
-    const unsigned deepest = OutermostDepth + m_deepestNesting;
-    return m_depth < deepest ? deepest - m_depth : 0;
-}
-
-s_bool State::HasRoomFor(std::string_view text) const { return NestingOf(text) < GetRoom(); }
-
-s_bool State::Spend(std::uint64_t steps, s_str& error) {
-    if (m_stepsLeft == Unlimited) return true;
-    if (!m_isOutOfSteps && steps <= m_stepsLeft) {
-        m_stepsLeft -= steps;
-        return true;
-    }
-    m_stepsLeft = 0;
-    m_isOutOfSteps = true;
-    return Abandon(error, OutOfStepsMessage);
-}
-
-Failure State::Abandon(s_str& error, std::string_view message) {
-    Fail(error, message);
-    m_abandonment = {&error, error.View().size()};
-    return {};
-}
-
-Failure State::AbandonCircle(const Expression& expression, s_str& error) {
-    return Abandon(error, "\tError : Circular reference in expression '" + expression.GetText() + "'");
-}
-
-Failure State::AbandonTooDeep(s_str& error) {
-    return Abandon(error, "\tError : Nested more than " + s_str(s_uint(m_deepestNesting)) + " levels deep");
 }
 
 } // namespace Quarn

@@ -3,8 +3,8 @@
 #include <memory>
 #include <vector>
 
-#include "quarn/interpreter/compiler.h"
-#include "quarn/types/symbol.h"
+#include "quarn/interpreter/operand.h"
+#include "quarn/interpreter/parser.h"
 
 namespace Quarn {
 
@@ -14,19 +14,29 @@ struct SharedText {
     std::string_view view;
 };
 
-/// The steps of a text, kept. They point into the text, into the registries, and into the vocabulary.
+/// A plain C++ variable that a name stands for in the expression of a formula. Not owned.
+struct BoundVariable {
+    const FlatType* type;
+    const void* address;
+    Word (*read)(const void* address);
+};
+using BoundVariables = std::map<s_str, BoundVariable, s_text_order>;
+
+/// The steps of a text, kept. They point into the text, the registries, the operators, and the bound variables.
 struct Program {
     struct KeptStep {
         Step step;
-        s_refptr<Symbol> constant; ///< its value, once that is known to be always the same
+        Operand constant; ///< its value, once that is known to be always the same
     };
     std::vector<KeptStep> steps;
-    s_str message;            ///< of the fault that ends them
-    unsigned generation = 0;  ///< of the registries it was compiled for
-    unsigned nesting = 0;     ///< the levels of brackets that they come from
-    bool isClipped = false;   ///< ends in a `TooDeep` that a shallower place would not need
-    unsigned runs = 0;        ///< how many are under way
-    s_refptr<Program> before; ///< a program that this one replaced while it was running
+    s_str message;                             ///< of the fault that ends them
+    const BoundVariables* variables = nullptr; ///< owned by the formula; null for the expression of a reference
+    unsigned generation = 0;                   ///< of the language that it was parsed in; 0 while it is empty
+    unsigned deepest = 0;                      ///< the levels that were parsed
+    unsigned nesting = 0;                      ///< the levels of brackets that its steps come from
+    unsigned references = 0;                   ///< how many levels of references it evaluates for certain
+    unsigned runs = 0;                         ///< how many are under way
+    s_refptr<Program> before;                  ///< a program that this one replaced while it was running
 };
 
 /// What a reference evaluates: a text, or an operation on two other expressions. An operation means the text
@@ -87,7 +97,7 @@ public:
 
     s_refptr<Program> program; ///< of a text; null while it is not compiled
     KnownFailure knownFailure;
-    bool isInUse = false; ///< under evaluation: to meet it again is a circle
+    bool isInUse = false; ///< being evaluated: to meet it again is a circle
 
 private:
     SharedText m_text;

@@ -1,4 +1,4 @@
-#include "quarn/interpreter/state.h"
+#include "quarn/interpreter/help.h"
 
 namespace Quarn {
 
@@ -80,12 +80,10 @@ constexpr Line Lines[] = {
 
 } // namespace
 
-s_str State::GetHelp() {
+s_str HelpText() {
     s_str help;
     for (const auto& [indent, text] : Lines) (help += indent) += text;
     return help;
 }
-
-void State::PrintHelp() { Print(GetHelp()); }
 
 } // namespace Quarn

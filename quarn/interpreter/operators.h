@@ -3,6 +3,8 @@
 #include <array>
 #include <vector>
 
+#include "quarn/interpreter/brackets.h"
+#include "quarn/interpreter/outcome.h"
 #include "quarn/interpreter/registry.h"
 
 namespace Quarn {
@@ -18,9 +20,9 @@ struct Operator {
     /// Points to what the registry holds now.
     void Bind(const Registry& registry);
 
-    /// The callable for operands of these types, or null. The types are the names that the types themselves hold, for
-    /// as long as the program runs: the last ones found are known again by their addresses. Entries of the registry are
-    /// never removed, so that it stays valid.
+    /// The callable for operands of these types, or null. The types must be the names that the types themselves hold,
+    /// which last as long as the program: the last pair found is cached by address. Entries of the registry are never
+    /// removed, so it stays valid.
     const BinaryOperator* FindBinary(const s_str& left, const s_str& right) const;
 
 private:
@@ -29,7 +31,7 @@ private:
     mutable const BinaryOperator* m_recentBinary = nullptr;
 };
 
-/// The operators of the priority table, found by the characters that stand at a position.
+/// The operators that can be written, found by the characters that stand at a position.
 class Operators {
 public:
     Operators() { m_starts.fill(None); }
@@ -50,6 +52,7 @@ public:
         return FindFrom(text);
     }
 
+    /// Points to what the registry holds now.
     void Bind(const Registry& registry);
 
     /// The number of characters in the longest one.
@@ -67,5 +70,31 @@ private:
     std::array<Position, 256> m_starts; ///< where the operators begin that start with a byte
     std::size_t m_longest = 0;
 };
+
+/// Separates operands.
+struct OperatorSeparators {
+    const Operators& operators;
+
+    std::size_t Match(std::string_view text, std::size_t position) const {
+        const Operator* const op = operators.Match(text, position);
+        return op ? op->text.View().size() : 0;
+    }
+};
+
+/// A part of a text at its top bracket level: an operator, or what stands between two of them.
+struct Piece {
+    std::string_view text;
+    const Operator* op = nullptr; ///< null unless the piece is exactly an operator
+};
+
+/// Cuts off the next piece, see `Brackets::Next`.
+inline bool NextPiece(Brackets& brackets, Cut& cut, const Operators& operators, Piece& piece) {
+    const std::size_t begin = cut.position;
+    if (!brackets.Next(cut, OperatorSeparators{operators}, piece.text)) return false;
+    // "[]" is an operator that no separator ever is: it gets here as a pair of brackets.
+    piece.op = cut.isSeparator ? operators.Match(cut.text, begin) : operators.Find(piece.text);
+    if (cut.isSeparator) piece.text = piece.op->text; // of which the end of the text may have cut off something
+    return true;
+}
 
 } // namespace Quarn

@@ -7,14 +7,35 @@
 #include "quarn/core/s_ctnr.h"
 #include "quarn/core/s_refptr.h"
 #include "quarn/core/s_str.h"
+#include "quarn/interpreter/flat.h"
 
 namespace Quarn {
 
 class State;
 class Symbol;
 
-/// Every registry is ordered by the bytes of its keys, so that lists of candidates come out in that order.
-template <class Value> using Table = std::map<s_str, Value, s_text_order>;
+/// A map whose entries can be added and replaced, but not removed. It is ordered by the bytes of its keys, so that lists
+/// of candidates come out in that order.
+template <class Value> class Table : std::map<s_str, Value, s_text_order> {
+    using Map = std::map<s_str, Value, s_text_order>;
+
+public:
+    using typename Map::const_iterator;
+    using typename Map::value_type;
+
+    Table() = default;
+    Table(const Table&) = delete;
+    Table& operator=(const Table&) = delete;
+
+    using Map::operator[];
+    using Map::at;
+    using Map::contains;
+    using Map::empty;
+    using Map::size;
+    const_iterator find(std::string_view key) const { return Map::find(key); }
+    const_iterator begin() const { return Map::begin(); }
+    const_iterator end() const { return Map::end(); }
+};
 
 /// The entry under the key, or null.
 template <class Value> const Value* FindIn(const Table<Value>& table, std::string_view key) {
@@ -22,25 +43,59 @@ template <class Value> const Value* FindIn(const Table<Value>& table, std::strin
     return found == table.end() ? nullptr : &found->second;
 }
 
-// Values are handed out without a name, as new objects or as shared ones; a null pointer (or false) is a failure whose
-// message was appended to `error`. Callables get the values whose types they were looked up for: references have been
-// followed before. An entry must not be replaced while it runs.
+template <class Signature> class Registered;
 
-/// A callable that may be registered as pure: what it returns depends on nothing but its operands and on what it
-/// evaluates in the state, and it changes nothing. An evaluation that failed need not be repeated then.
-template <class Signature> struct Registered : std::function<Signature> {
-    using std::function<Signature>::function;
+/// A callable in a registry. It may be replaced while it runs: the call then ends with the old one.
+template <class Result, class... Arguments> class Registered<Result(Arguments...)> {
+    using Callable = std::function<Result(Arguments...)>;
+
+public:
+    Registered() = default;
+    template <class Function>
+    requires std::is_constructible_v<Callable, Function> Registered(Function function)
+        : m_callable(make_refptr<Callable>(std::move(function))) {}
+
+    /// Throws std::bad_function_call when there is none.
+    Result operator()(Arguments... arguments) const {
+        const s_refptr<const Callable> callable = m_callable;
+        if (!callable) throw std::bad_function_call();
+        return (*callable)(std::forward<Arguments>(arguments)...);
+    }
+
+    /// What it returns depends on nothing but its operands and on what it evaluates in the state, and it changes
+    /// nothing. Then an evaluation that failed need not be repeated until something changes.
     bool isPure = false;
+    /// The same for flat values, where there is such a thing.
+    FlatCallable flat;
+
+private:
+    s_refptr<const Callable> m_callable;
 };
 
-using TypeFactory = std::function<s_refptr<Symbol>(const s_str& name)>;
+// What a callable may do
+//
+// - It gets the values whose types it was looked up for; references have been followed. It must not change them.
+// - It returns a new value or one that others hold as well, without a name. A named result shows its name, and a
+//   statement that is nothing but its call defines it.
+// - It fails by a message appended to `error` and a null pointer (or false). What else it does to the text stays.
+// - It may evaluate, carry out statements, define and erase symbols, and register entries in the state; what it
+//   registers counts from then on. Nesting counts. Only operators cannot be replaced meanwhile: that fails.
+// - It may throw. The exception passes through; the statement changes nothing.
+// - It must not destroy the state.
+
+/// Makes a value of the type without any text, for the statement `name:Type`. The name may be empty.
+using TypeFactory = Registered<s_refptr<Symbol>(const s_str& name)>;
 using UnaryOperator = Registered<s_refptr<Symbol>(State&, const s_refptr<Symbol>& operand, s_str& error)>;
 using BinaryOperator =
     Registered<s_refptr<Symbol>(State&, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right, s_str& error)>;
-/// Looks at the text only; it must not use a state.
-using LiteralTest = std::function<s_bool(std::string_view text)>;
-/// `isLiteral`: the text is a whole literal, as a literal test accepted it, and not what stands between the
-/// parentheses of `Type(text)` or `name:Type(text)`.
+/// Whether a text is a literal of the type. Asked for every operand that is neither in brackets nor a name that begins
+/// with a letter: the whole text between two operators, without blanks at its ends. Tests come before symbols, so a
+/// literal hides a symbol of the same text (`2` is a number, whatever is called so). Exactly one test may accept. A test
+/// looks at the text only: while it runs nothing can be evaluated in the state.
+using LiteralTest = Registered<s_bool(std::string_view text)>;
+/// Makes a value from a text: with `isLiteral` a whole literal that the test has accepted, else what stands between the
+/// brackets of `Type(text)` or `name:Type(text)`, blanks included, which may be empty. The value gets the name, which is
+/// empty but for the last step of an assignment or a definition.
 using Constructor =
     Registered<s_refptr<Symbol>(State&, const s_str& name, std::string_view text, s_bool isLiteral, s_str& error)>;
 /// Appends what it returns to `results`; the engine expects exactly one value.
@@ -57,7 +112,8 @@ template <class Entry, class Function> Entry Pure(Function function) {
 using UnaryOverloads = Table<UnaryOperator>;          ///< by operand type
 using BinaryOverloads = Table<Table<BinaryOperator>>; ///< by left type, then right type
 using FunctionOverloads = Table<Function>;            ///< by signature, "(Scalar, Scalar)"
-using OperatorPriorities = Table<s_uint>;             ///< a larger number binds more tightly
+/// A larger number binds more tightly.
+using OperatorPriorities = std::map<s_str, s_uint, s_text_order>;
 
 /// Everything that an expression can mean. Types fill it by assignment, `binaryOperators["+"]["Scalar"]["Scalar"] = f`;
 /// a later entry replaces an earlier one under the same keys.
@@ -66,7 +122,6 @@ struct Registry {
     Table<BinaryOverloads> binaryOperators;
     Table<UnaryOverloads> leftUnaryOperators;  ///< written `operand operator`
     Table<UnaryOverloads> rightUnaryOperators; ///< written `operator operand`
-    OperatorPriorities priorities;             ///< set through State::SetOperatorPriorities only
     Table<LiteralTest> literalTests;
     /// The types whose literals depend on nothing but their text: a reference reads each of them once.
     std::set<s_str, s_text_order> constantLiterals;

@@ -15,21 +15,22 @@ namespace Quarn {
 
 namespace {
 
-constexpr std::string_view Brackets = "()<>[]";
+bool HoldsRoundBracket(std::string_view text) { return text.find('(') != std::string_view::npos; }
 
 class Rewriting {
 public:
-    /// The partners of all brackets are found once: they may stand around each other by the thousand.
-    Rewriting(std::string_view text, const Operators& operators) : m_text{text}, m_operators(operators) {
-        if (text.find_first_of(Brackets) != std::string_view::npos) FindPartners(text, m_partners);
-    }
+    Rewriting(std::string_view text, const Operators& operators)
+        : m_text(text), m_operators(operators), m_brackets(text, m_memory) {}
 
-    template <class Take> const char* Cut(std::string_view part, const Take& take) const {
-        return CutAtOperators(
-            part, [&](std::size_t i) { return m_text.FindPartnerIn(part, i, m_partners); }, m_operators, take);
-    }
+    Outcome Rewrite(s_str& output, s_str& error);
 
-    s_bool Rewrite(s_str& output, s_str& error) const;
+    /// The pieces of a part of the text: how many, and the first one. Fails if a bracket has no partner in it.
+    struct Pieces {
+        const char* fault;
+        std::size_t count = 0;
+        Piece first = {};
+    };
+    Pieces CountPieces(std::string_view part);
 
 private:
     struct EndMatch {
@@ -38,28 +39,34 @@ private:
     };
 
     EndMatch MatchAtEnd(std::string_view operand) const;
-    s_bool RewriteOperand(std::string_view operand, s_str& output, s_str& error) const;
+    Outcome RewriteOperand(std::string_view operand, s_str& output, s_str& error);
     std::string_view PeelPlainEnds(std::string_view operand) const;
 
-    const PairedText m_text;
+    const std::string_view m_text;
     const Operators& m_operators;
-    std::vector<std::size_t> m_partners;
+    Brackets::Memory m_memory;
+    Brackets m_brackets;
 };
 
-bool HoldsRoundBracket(std::string_view text) { return text.find('(') != std::string_view::npos; }
-
-s_bool Rewriting::Rewrite(s_str& output, s_str& error) const {
-    if (const char* fault = Cut(m_text.text, [](const Piece&) { return true; })) return Fail(error, fault);
-    bool goesOn = true;
-    Cut(m_text.text, [&](const Piece& piece) {
-        if (piece.op) output += piece.text;
-        else goesOn = static_cast<bool>(RewriteOperand(piece.text, output, error));
-        return goesOn;
-    });
-    return goesOn;
+Rewriting::Pieces Rewriting::CountPieces(std::string_view part) {
+    Pieces pieces{m_brackets.FindFault(part, OperatorSeparators{m_operators})};
+    Cut cut(part);
+    for (Piece piece; !pieces.fault && NextPiece(m_brackets, cut, m_operators, piece);)
+        if (++pieces.count == 1) pieces.first = piece;
+    return pieces;
 }
 
-s_bool Rewriting::RewriteOperand(std::string_view operand, s_str& output, s_str& error) const {
+Outcome Rewriting::Rewrite(s_str& output, s_str& error) {
+    if (const char* fault = m_brackets.FindFault(m_text, OperatorSeparators{m_operators})) return Fail(error, fault);
+    Cut cut(m_text);
+    for (Piece piece; NextPiece(m_brackets, cut, m_operators, piece);) {
+        if (piece.op) output += piece.text;
+        else if (const Outcome outcome = RewriteOperand(piece.text, output, error); !outcome) return outcome;
+    }
+    return Outcome::WentOn;
+}
+
+Outcome Rewriting::RewriteOperand(std::string_view operand, s_str& output, s_str& error) {
     // Without what follows, the operand may end in the beginning of an operator, which then counts as the whole one.
     // The part before that may do so again.
     std::vector<const Operator*> ends;
@@ -74,14 +81,14 @@ s_bool Rewriting::RewriteOperand(std::string_view operand, s_str& output, s_str&
         operand = PeelPlainEnds(operand);
         const std::string_view trimmed = s_str::Trimmed(operand);
         const std::string_view peeled = trimmed.substr(1, trimmed.size() - 2);
-        std::size_t count = 0;
-        if (const char* fault = Cut(peeled, [&](const Piece&) { return ++count > 0; })) return Fail(error, fault);
-        if (count != 1) break;
+        const Pieces pieces = CountPieces(peeled);
+        if (pieces.fault) return Fail(error, pieces.fault);
+        if (pieces.count != 1) break;
         operand = peeled;
     }
     output += operand;
     for (; !ends.empty(); ends.pop_back()) output += ends.back()->text;
-    return true;
+    return Outcome::WentOn;
 }
 
 /// The operator whose first characters end the operand; the leftmost if there are several.
@@ -118,23 +125,18 @@ bool HasBalancedRoundBrackets(std::string_view text) {
 
 } // namespace
 
-s_bool RewriteOperation(std::string_view text, const Operators& operators, s_str& output, s_str& error) {
+Outcome RewriteOperation(std::string_view text, const Operators& operators, s_str& output, s_str& error) {
     return Rewriting(text, operators).Rewrite(output, error);
 }
 
 Expression::Shape ShapeOf(std::string_view text, const Operators& operators) {
     using enum Expression::Shape;
     if (!HasBalancedRoundBrackets(text)) return Irregular;
-    std::size_t count = 0;
-    bool isOperator = false;
-    const char* fault = Rewriting(text, operators).Cut(text, [&](const Piece& piece) {
-        isOperator = piece.op != nullptr;
-        return ++count > 0;
-    });
-    if (fault) return Irregular;
-    if (count != 1) return Bracketed;
+    const Rewriting::Pieces pieces = Rewriting(text, operators).CountPieces(text);
+    if (pieces.fault) return Irregular;
+    if (pieces.count != 1) return Bracketed;
     // Blanks matter too: evaluated by itself the text loses them, and may end in the beginning of an operator then.
-    return isOperator || HoldsRoundBracket(text) || s_str::Trimmed(text) != text ? Irregular : Plain;
+    return pieces.first.op || HoldsRoundBracket(text) || s_str::Trimmed(text) != text ? Irregular : Plain;
 }
 
 } // namespace Quarn

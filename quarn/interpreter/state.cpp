@@ -1,15 +1,14 @@
 #include "quarn/interpreter/state.h"
 
-#include <algorithm>
-#include <iostream>
-
+#include "quarn/interpreter/help.h"
+#include "quarn/interpreter/interpreter.h"
+#include "quarn/interpreter/text_writer.h"
 #include "quarn/types/reference.h"
 #include "quarn/types/scalar.h"
-#include "quarn/types/symbol.h"
 
 namespace Quarn {
 
-State::State() : m_input(&std::cin), m_output(&std::cout) {
+State::State() : m_interpreter(std::make_unique<Interpreter>(*this)) {
     SetOperatorPriorities({{"[]", 5}, {"!", 4}, {"^", 3}, {"*", 2}, {"/", 2}, {"%", 2}, {"+", 1}, {"-", 1}});
     Symbol::Register(*this);
     Reference::Register(*this);
@@ -19,57 +18,175 @@ State::State() : m_input(&std::cin), m_output(&std::cout) {
 
 State::~State() = default;
 
+void State::ParseLine(std::string_view line) { m_interpreter->statements.ParseLine(line); }
+
+void State::SetInteractive(s_bool interactive) {
+    m_interpreter->statements.SetInteractive(static_cast<bool>(interactive));
+}
+
 void State::SetStreams(std::istream& input, std::ostream& output) {
-    m_input = &input;
-    m_output = &output;
+    m_interpreter->statements.SetStreams(input, output);
 }
 
-void State::SetLastResult(s_refptr<Symbol> value) {
-    if (!value) value = MakeEmptyReference();
-    m_symbols.SetLastResult(std::move(value));
+void State::PrintHelp() { m_interpreter->statements.Print(HelpText()); }
+
+void State::PrintOutOfMemory() { m_interpreter->statements.Print("\tError : Out of memory\n"); }
+
+const State::SymbolMap& State::GetSymbols() const { return m_interpreter->symbols.GetMap(); }
+
+s_refptr<Symbol> State::Get(std::string_view name) const {
+    const s_refptr<Symbol>* const value = m_interpreter->symbols.Find(name);
+    return value ? *value : nullptr;
 }
 
-s_refptr<Symbol> State::MakeEmptyReference() { return make_refptr<Reference>("", "", *this); }
+Result<s_refptr<Symbol>> State::Set(std::string_view name, s_refptr<Symbol> value) {
+    s_str error;
+    if (!m_interpreter->statements.CheckAssignable(name, error)) return Result<s_refptr<Symbol>>::Error(error);
+    if (!value) return Result<s_refptr<Symbol>>::Error("\tError : No value for the symbol '" + s_str(name) + "'");
+    s_refptr<Symbol> named = Symbol::Named(std::move(value), name);
+    m_interpreter->symbols.Exchange(name, named);
+    return named;
+}
+
+bool State::Erase(std::string_view name) {
+    const bool isThere = name != SymbolTable::LastResultName && m_interpreter->symbols.Find(name);
+    if (isThere) m_interpreter->symbols.Erase(name);
+    return isThere;
+}
+
+void State::SetLastResult(s_refptr<Symbol> value) { m_interpreter->statements.SetLastResult(std::move(value)); }
 
 s_bool State::CheckSymbolName(std::string_view name, s_str& error) const {
-    if (name == SymbolTable::LastResultName)
-        return Fail(error, "\tError : Reference to last result '_' is not assignable");
-    if (!std::ranges::all_of(name, IsNameCharacter))
-        return Fail(error, "\tError : Only alphanumeric names are allowed for symbols, in '" + s_str(name) + "'");
-    return true;
+    return m_interpreter->statements.CheckSymbolName(name, error);
 }
 
-Registry& State::EditRegistry() {
-    ++m_generation;
-    return m_registry;
+Result<s_refptr<Symbol>> State::Evaluate(std::string_view expression) {
+    s_str error;
+    s_refptr<Symbol> value = ParseSymbol("", expression, error, false);
+    return value ? Result(std::move(value)) : Result<s_refptr<Symbol>>::Error(std::move(error));
 }
+
+s_refptr<Symbol> State::ParseSymbol(const s_str& name, std::string_view expression, s_str& error, s_bool allowNew) {
+    const Limits::Level level(GetLimits());
+    if (!level) return GetLimits().AbandonTooDeep(error);
+    return m_interpreter->evaluator.Evaluate(name, expression, error, static_cast<bool>(allowNew));
+}
+
+Result<s_refptr<Symbol>> State::EvaluateAndResolve(std::string_view expression) {
+    const Limits::Level level(GetLimits()); // one budget for both
+    const Result<s_refptr<Symbol>> value = Evaluate(expression);
+    return value ? Resolve(*value) : value;
+}
+
+Result<s_refptr<Symbol>> State::Resolve(const s_refptr<Symbol>& value) {
+    const Limits::Level level(GetLimits());
+    s_str error;
+    s_refptr<Symbol> resolved = Reference::Resolve(value, error);
+    return resolved ? Result(std::move(resolved)) : Result<s_refptr<Symbol>>::Error(std::move(error));
+}
+
+Result<s_str> State::TextOf(const Symbol& value) {
+    const Limits::Level level(GetLimits());
+    s_str text;
+    s_str error;
+    const Outcome outcome = TextWriter(&GetLimits(), text, error).Write(value);
+    return outcome ? Result(std::move(text)) : Result<s_str>::Error(std::move(error));
+}
+
+namespace {
+
+/// Separators that a matcher finds.
+struct MatchedSeparators {
+    const State::Matcher& matcher;
+    const s_str& text;
+    s_str& matched;
+
+    std::size_t Match(std::string_view, std::size_t position) const {
+        return matcher(position, text, matched) ? matched.View().size() : 0;
+    }
+};
+
+} // namespace
+
+s_bool State::SplitExpression(s_ctnr<s_str>& pieces, const s_str& text, const Matcher& matcher, s_str& error,
+                              s_bool keepSeparators) const {
+    s_str matched;
+    const MatchedSeparators separators{matcher, text, matched};
+    Brackets brackets(text, m_interpreter->evaluator.GetBrackets());
+    Cut cut(text);
+    for (std::string_view piece; brackets.Next(cut, separators, piece);) {
+        if (!cut.isSeparator) {
+            pieces.PushBack(piece);
+        } else if (keepSeparators) {
+            separators.Match(text, static_cast<std::size_t>(piece.data() - text.View().data()));
+            pieces.PushBack(matched);
+        }
+    }
+    const char* const fault = brackets.FindFault(text, separators);
+    return fault ? Fail(error, fault) : Outcome(Outcome::WentOn);
+}
+
+s_bool State::SplitOperators(s_ctnr<s_str>& pieces, const s_str& text, s_str& error) const {
+    return SplitExpression(
+        pieces, text,
+        [this](std::size_t position, const s_str& wholeText, s_str& matchedText) {
+            return MatchOperator(position, wholeText, matchedText);
+        },
+        error, true);
+}
+
+s_bool State::MatchOperator(std::size_t position, const s_str& wholeText, s_str& matchedText) const {
+    if (position >= wholeText.View().size()) return false;
+    const Operator* op = m_interpreter->language.GetOperators().Match(wholeText, position);
+    if (op) matchedText = op->text;
+    return op != nullptr;
+}
+
+bool State::SplitArguments(std::vector<std::string_view>& arguments, std::string_view text, s_str& error) const {
+    Brackets brackets(text, m_interpreter->evaluator.GetBrackets());
+    Cut cut(text);
+    for (std::string_view piece; brackets.Next(cut, Commas(), piece);)
+        if (!cut.isSeparator) arguments.push_back(piece);
+    const char* const fault = brackets.FindFault(text, Commas());
+    if (fault) AppendMessage(error, fault);
+    return !fault;
+}
+
+s_refptr<Symbol> State::ApplyBinaryOperator(std::string_view op, const s_refptr<Symbol>& left,
+                                            const s_refptr<Symbol>& right, s_str& error) {
+    if (const Outcome outcome = GetLimits().Spend(1, error); !outcome) return outcome;
+    return m_interpreter->dispatcher.ApplyBinary(op, left, right, error);
+}
+
+s_refptr<Symbol> State::ApplyLeftUnaryOperator(std::string_view op, const s_refptr<Symbol>& operand, s_str& error) {
+    if (const Outcome outcome = GetLimits().Spend(1, error); !outcome) return outcome;
+    return m_interpreter->dispatcher.ApplyUnary(FindIn(GetRegistry().leftUnaryOperators, op), operand, {}, op, error);
+}
+
+s_refptr<Symbol> State::ApplyRightUnaryOperator(std::string_view op, const s_refptr<Symbol>& operand, s_str& error) {
+    if (const Outcome outcome = GetLimits().Spend(1, error); !outcome) return outcome;
+    return m_interpreter->dispatcher.ApplyUnary(FindIn(GetRegistry().rightUnaryOperators, op), operand, op, {}, error);
+}
+
+const Registry& State::GetRegistry() const { return m_interpreter->language.GetRegistry(); }
+
+Registry& State::EditRegistry() { return m_interpreter->language.EditRegistry(); }
 
 void State::RegisterFunction(const s_str& name, const s_str& signature, Function function) {
     EditRegistry().functions[name][signature] = std::move(function);
 }
 
-/// Brackets are counted wherever they stand in a text. An angle or square one that ends an operator is harmless outside
-/// of brackets of its kind.
-static bool BreaksBrackets(std::string_view op) {
-    const auto bracket = op.find_first_of("()<>[]");
-    return bracket < op.size() && (bracket == 0 || bracket + 1 < op.size() || op.ends_with('(') || op.ends_with(')'));
+const OperatorPriorities& State::GetOperatorPriorities() const { return m_interpreter->language.GetPriorities(); }
+
+s_uint State::GetOperatorPriority(std::string_view op) const {
+    const auto found = GetOperatorPriorities().find(op);
+    return found == GetOperatorPriorities().end() ? s_uint::NaN : found->second;
 }
 
 s_bool State::SetOperatorPriorities(const OperatorPriorities& priorities, s_str& error) {
-    if (m_depth > 0) return Fail(error, "\tError : Operators cannot be replaced while an expression is evaluated");
-    std::string_view before;
-    for (const auto& [op, priority] : priorities) { // in ascending order: what begins with another follows it
-        if (op.IsEmpty()) return Fail(error, "\tError : An operator needs a text");
-        if (BreaksBrackets(op) && op != "[]") return Fail(error, "\tError : Operator '" + op + "' contains a bracket");
-        if (!before.empty() && op.StartsWith(before))
-            return Fail(error,
-                        "\tError : Operator '" + op + "' begins with operator '" + before + "' and can never be found");
-        before = op;
-    }
-    EditRegistry().priorities = priorities;
-    m_vocabulary = Vocabulary(m_registry);
-    ++m_operatorsVersion;
-    return true;
+    if (!GetLimits().IsIdle())
+        return Fail(error, "\tError : Operators cannot be replaced while an expression is evaluated");
+    return m_interpreter->language.SetPriorities(priorities, error);
 }
 
 s_bool State::SetOperatorPriorities(const OperatorPriorities& priorities) {
@@ -77,15 +194,6 @@ s_bool State::SetOperatorPriorities(const OperatorPriorities& priorities) {
     return SetOperatorPriorities(priorities, unseen);
 }
 
-s_uint State::GetOperatorPriority(std::string_view op) const {
-    const auto found = m_registry.priorities.find(op);
-    return found == m_registry.priorities.end() ? s_uint::NaN : found->second;
-}
-
-void State::BindVocabulary() {
-    if (m_boundGeneration == m_generation) return;
-    m_vocabulary.Bind(m_registry);
-    m_boundGeneration = m_generation;
-}
+Limits& State::GetLimits() { return m_interpreter->limits; }
 
 } // namespace Quarn

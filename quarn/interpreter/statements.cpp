@@ -10,22 +10,24 @@
 //   ?name  ?                 shows a symbol, or the help
 //   expression               shows its value; a single new name becomes a symbol
 // The signs are the first "=", the first ":" and the first "&" of the statement. Names lose the blanks around them,
-// but not behind "~" and "?".
+// but not after "~" and "?".
 //
 // Each statement is a transaction. All that may fail or throw comes first, the report included, then what it changes,
-// then the report is printed. Only the text of a new symbol must be made with the symbol in place, and `Undo` takes it
-// back if that fails.
+// then the report is printed. Only the text of a new symbol must be made with the symbol in place, and `Rollback` takes
+// it back if that fails.
+
+#include "quarn/interpreter/statements.h"
 
 #include <algorithm>
-#include <istream>
+#include <iostream>
 #include <new>
-#include <ostream>
 #include <stdexcept>
 #include <string>
 
-#include "quarn/interpreter/state.h"
+#include "quarn/interpreter/help.h"
+#include "quarn/interpreter/names.h"
+#include "quarn/interpreter/text_writer.h"
 #include "quarn/types/reference.h"
-#include "quarn/types/symbol.h"
 
 namespace Quarn {
 
@@ -48,36 +50,31 @@ struct TypeText {
     bool isTerminated = true;
 };
 
-void AppendLine(s_str& report, std::string_view line) { (report += line) += '\n'; }
-
 TypeText ReadTypeText(std::string_view text) {
     const auto open = text.find('(');
     if (open == std::string_view::npos) return {text, {}};
-    std::size_t depth = 1;
-    auto close = open + 1;
-    for (; close < text.size(); ++close) {
-        if (text[close] == '(') ++depth;
-        else if (text[close] == ')' && --depth == 0) break;
-    }
-    return {Trimmed(text.substr(0, open)), text.substr(open + 1, close - open - 1), depth == 0};
+    const auto close = Brackets::SearchPartner(text, open);
+    return {Trimmed(text.substr(0, open)), text.substr(open + 1, close - open - 1), close != Brackets::None};
 }
+
+void AppendLine(s_str& report, std::string_view line) { (report += line) += '\n'; }
 
 } // namespace
 
-/// Puts a symbol into the table, and the one before it back (or none) unless it is kept.
-class State::Undo {
+/// Gives a symbol a value, and takes that back unless it is kept.
+class Statements::Rollback {
 public:
-    Undo(SymbolTable& symbols, std::string_view name, const s_refptr<Symbol>& value)
+    Rollback(SymbolTable& symbols, std::string_view name, const s_refptr<Symbol>& value)
         : m_symbols(symbols), m_name(name), m_value(value), m_before(symbols.Exchange(name, value)) {}
-    ~Undo() {
+    ~Rollback() {
         // What was evaluated meanwhile may have carried out statements of its own: what they stored stays.
         const s_refptr<Symbol>* const symbol = m_isKept ? nullptr : m_symbols.Find(m_name);
         if (!symbol || *symbol != m_value) return;
         if (m_before) m_symbols.Exchange(m_name, std::move(m_before));
         else m_symbols.Erase(m_name);
     }
-    Undo(const Undo&) = delete;
-    Undo& operator=(const Undo&) = delete;
+    Rollback(const Rollback&) = delete;
+    Rollback& operator=(const Rollback&) = delete;
 
     /// The symbol has the value from here on, whatever was stored meanwhile.
     void Keep() {
@@ -94,11 +91,44 @@ private:
     bool m_isKept = false;
 };
 
-void State::ParseLine(std::string_view line) {
+Statements::Statements(State& state, Limits& limits, Language& language, SymbolTable& symbols, Evaluator& evaluator)
+    : m_state(state), m_limits(limits), m_language(language), m_symbols(symbols), m_evaluator(evaluator),
+      m_input(&std::cin), m_output(&std::cout) {}
+
+void Statements::SetLastResult(s_refptr<Symbol> value) {
+    if (!value) value = MakeEmptyReference();
+    m_symbols.SetLastResult(std::move(value));
+}
+
+s_refptr<Symbol> Statements::MakeEmptyReference() { return make_refptr<Reference>("", "", m_state); }
+
+bool Statements::CheckSymbolName(std::string_view name, s_str& error) const {
+    if (name == SymbolTable::LastResultName) {
+        AppendMessage(error, "\tError : Reference to last result '_' is not assignable");
+        return false;
+    }
+    if (!std::ranges::all_of(name, IsNameCharacter)) {
+        AppendMessage(error, "\tError : Only alphanumeric names are allowed for symbols, in '" + s_str(name) + "'");
+        return false;
+    }
+    return true;
+}
+
+bool Statements::CheckAssignable(std::string_view name, s_str& error) const {
+    if (!CheckSymbolName(name, error)) return false;
+    const Registry& registry = m_language.GetRegistry();
+    const char* const kind = registry.functions.contains(name)      ? "function"
+                             : registry.constructors.contains(name) ? "constructor"
+                                                                    : nullptr;
+    if (!kind) return true;
+    AppendMessage(error, "\tError : Cannot assign a value to the " + s_str(kind) + " '" + name + "'");
+    return false;
+}
+
+void Statements::ParseLine(std::string_view line) {
     while (!line.empty()) {
         const std::string_view statement = CutStatement(line);
         if (statement.empty() || statement.starts_with("//")) continue;
-        if (m_depth == 0) RefillSteps();
         s_str report = std::move(m_reportBuffer);
         report.Clear();
         bool isComplete = false;
@@ -109,19 +139,17 @@ void State::ParseLine(std::string_view line) {
         } catch (const std::length_error&) { // a container larger than any memory
         }
         if (isComplete) Print(report);
-        else PrintOutOfMemory();
+        else Print("\tError : Out of memory\n");
         constexpr std::size_t MostKept = 4096; // more than the text of anything but a large vector
         if (report.View().size() <= MostKept) m_reportBuffer = std::move(report);
     }
 }
 
-void State::ParseStatement(std::string_view statement, s_str& report) {
-    const Level level(*this);
-    if (!level) {
-        AbandonTooDeep(report);
-        report += '\n';
-        return;
-    }
+void Statements::ParseStatement(std::string_view statement, s_str& report) {
+    const Limits::Level level(m_limits);
+    s_str error;
+    const Outcome outcome = level ? m_limits.CheckStopped(error) : m_limits.AbandonTooDeep(error);
+    if (!outcome) return AppendLine(report, error);
     constexpr auto npos = std::string_view::npos;
     const auto equals = statement.find('=');
     const auto standsBeforeEquals = [&](char sign) { // the first of these signs
@@ -140,54 +168,51 @@ void State::ParseStatement(std::string_view statement, s_str& report) {
     ShowExpression(statement, report);
 }
 
-void State::AssignReference(std::string_view name, std::string_view expression, s_str& report) {
+void Statements::AssignReference(std::string_view name, std::string_view expression, s_str& report) {
     s_str error;
     if (!CheckSymbolName(name, error)) return AppendLine(report, error);
-    const s_refptr<Symbol> reference = make_refptr<Reference>(name, expression, *this);
+    const s_refptr<Symbol> reference = make_refptr<Reference>(name, expression, m_state);
     Define(name, reference, reference->GetRealType(), report);
 }
 
-void State::Assign(std::string_view name, std::string_view expression, s_str& report) {
+void Statements::Assign(std::string_view name, std::string_view expression, s_str& report) {
     s_str error;
-    if (!CheckSymbolName(name, error)) return AppendLine(report, error);
-    if (m_registry.functions.contains(name))
-        return AppendLine(report, "\tError : Cannot assign a value to the function '" + s_str(name) + "'");
-    if (m_registry.constructors.contains(name))
-        return AppendLine(report, "\tError : Cannot assign a value to the constructor '" + s_str(name) + "'");
-    const s_refptr<Symbol> value = EvaluateText(name, expression, error, false);
+    if (!CheckAssignable(name, error)) return AppendLine(report, error);
+    const s_refptr<Symbol> value = m_evaluator.Evaluate(name, expression, error, false);
     if (!error.IsEmpty()) AppendLine(report, error); // a warning comes with a value
     if (value) Define(name, value, value->GetRealType(), report);
 }
 
-void State::DefineSymbol(std::string_view name, std::string_view type, s_str& report) {
+void Statements::DefineSymbol(std::string_view name, std::string_view type, s_str& report) {
     s_str error;
     if (!CheckSymbolName(name, error)) return AppendLine(report, error);
     const TypeText text = ReadTypeText(type);
     if (!text.isTerminated) return AppendLine(report, "\tError : Unterminated '('");
-    const auto factory = m_registry.types.find(text.type);
-    if (factory == m_registry.types.end()) return AppendLine(report, "\tError : Unknown type '" + s_str(type) + "'");
+    const Registry& registry = m_language.GetRegistry();
+    const auto factory = registry.types.find(text.type);
+    if (factory == registry.types.end()) return AppendLine(report, "\tError : Unknown type '" + s_str(type) + "'");
 
-    const Constructor* constructor = FindIn(m_registry.constructors, text.type);
+    const Constructor* constructor = FindIn(registry.constructors, text.type);
     const bool isDefault = text.arguments.empty() || !constructor;
     const s_refptr<Symbol> value =
-        isDefault ? factory->second(name) : Calling(*constructor)(*this, name, text.arguments, false, error);
+        isDefault ? factory->second(name) : m_evaluator.Construct(*constructor, name, text.arguments, error);
     if (!value) return AppendLine(report, error);
     Define(name, value, factory->first, report);
 }
 
-void State::Erase(std::string_view name, s_str& report) {
+void Statements::Erase(std::string_view name, s_str& report) {
     const s_refptr<Symbol>* const symbol = m_symbols.Find(name);
     if (!symbol) return AppendLine(report, "\tError : Unknown symbol '" + s_str(name) + "'");
     const s_refptr<Symbol> value = *symbol;
     const s_str& type = value->GetType();
-    if (ReportOutOfSteps(report)) return;
+    if (s_str error; !m_limits.CheckStopped(error)) return AppendLine(report, error);
     AppendLine(report, "\t" + type + " '" + name + "' erased");
     s_refptr<Symbol> empty = MakeEmptyReference();
     m_symbols.Erase(name);
     SetLastResult(std::move(empty));
 }
 
-void State::EraseAll(s_str& report) {
+void Statements::EraseAll(s_str& report) {
     bool isWanted = true;
     if (m_isInteractive) {
         Print("\tWarning : This command will erase all symbols.\n"
@@ -205,10 +230,10 @@ void State::EraseAll(s_str& report) {
     SetLastResult(std::move(empty));
 }
 
-void State::Inspect(std::string_view name, s_str& report) {
+void Statements::Inspect(std::string_view name, s_str& report) {
     s_refptr<Symbol> empty = MakeEmptyReference();
     if (name.empty()) {
-        report += GetHelp();
+        report += HelpText();
     } else if (const s_refptr<Symbol>* symbol = m_symbols.Find(name); !symbol) {
         AppendLine(report, "\t'" + s_str(name) + "' is undefined");
     } else {
@@ -218,9 +243,9 @@ void State::Inspect(std::string_view name, s_str& report) {
     SetLastResult(std::move(empty));
 }
 
-void State::ShowExpression(std::string_view expression, s_str& report) {
+void Statements::ShowExpression(std::string_view expression, s_str& report) {
     s_str error;
-    const s_refptr<Symbol> value = EvaluateText("", expression, error, true);
+    const s_refptr<Symbol> value = m_evaluator.Evaluate("", expression, error, true);
     if (!value) return AppendLine(report, error);
     const s_str& name = value->GetName();
     if (!name.IsEmpty() && !m_symbols.Find(name)) {
@@ -231,37 +256,29 @@ void State::ShowExpression(std::string_view expression, s_str& report) {
 }
 
 /// Stores the value, which becomes the last result too, and reports it as one of the type.
-void State::Define(std::string_view name, const s_refptr<Symbol>& value, std::string_view type, s_str& report) {
-    Undo undo(m_symbols, name, value);
+void Statements::Define(std::string_view name, const s_refptr<Symbol>& value, std::string_view type, s_str& report) {
+    Rollback rollback(m_symbols, name, value);
     if (!ReportValue("\tDefining ", type, *value, report)) return;
-    undo.Keep();
+    rollback.Keep();
     SetLastResult(value);
 }
 
 /// Appends the line that shows a value, or why it cannot be shown; false then.
-s_bool State::ReportValue(std::string_view action, std::string_view type, const Symbol& value, s_str& report) {
+bool Statements::ReportValue(std::string_view action, std::string_view type, const Symbol& value, s_str& report) {
     const std::size_t begin = report.View().size();
     s_str error;
     ((report += action) += type) += " : ";
-    if (WriteText(value, report, error) && !m_isOutOfSteps) {
-        report += '\n';
-        return true;
+    Outcome outcome = TextWriter(&m_limits, report, error).Write(value);
+    if (m_limits.IsStopped()) {
+        error.Clear(); // whatever it says, it is a consequence of that
+        outcome = m_limits.CheckStopped(error);
     }
-    report.Truncate(begin);
-    if (!ReportOutOfSteps(report)) AppendLine(report, error);
-    return false;
+    if (!outcome) report.Truncate(begin);
+    AppendLine(report, outcome ? "" : error.View());
+    return static_cast<bool>(outcome);
 }
 
-/// Whether the steps are used up. What is known of a reference then may be wrong, and is not shown.
-s_bool State::ReportOutOfSteps(s_str& report) const {
-    if (m_isOutOfSteps) AppendLine(report, OutOfStepsMessage);
-    return m_isOutOfSteps;
-}
-
-void State::PrintOutOfMemory() { Print("\tError : Out of memory\n"); }
-
-/// Writes to the output. What is to be printed meanwhile, by a stream that carries out statements, waits until then.
-void State::Print(std::string_view report) {
+void Statements::Print(std::string_view report) {
     if (m_isPrinting) {
         m_waitingReports += report;
         return;

@@ -15,7 +15,7 @@ inline SymbolTable::Recent* SymbolTable::FindRecent(std::string_view name) {
     if (recent.symbol && recent.symbol->first == name) return &recent;
     const auto found = m_map.find(name);
     if (found == m_map.end()) return nullptr;
-    recent = {&*found, nullptr};
+    recent = {&*found, {}};
     return &recent;
 }
 
@@ -24,11 +24,11 @@ const s_refptr<Symbol>* SymbolTable::Find(std::string_view name) {
     return recent ? &recent->symbol->second : nullptr;
 }
 
-s_refptr<Symbol> SymbolTable::Read(std::string_view name) {
+const Operand* SymbolTable::Read(std::string_view name) {
     Recent* const recent = FindRecent(name);
     if (!recent) return nullptr;
-    if (!recent->nameless) recent->nameless = Symbol::Named(recent->symbol->second, "");
-    return recent->nameless;
+    if (!recent->nameless) recent->nameless = Operand::Nameless(recent->symbol->second);
+    return &recent->nameless;
 }
 
 s_refptr<Symbol> SymbolTable::Exchange(std::string_view name, s_refptr<Symbol> value) {
@@ -38,7 +38,7 @@ s_refptr<Symbol> SymbolTable::Exchange(std::string_view name, s_refptr<Symbol> v
         m_map.emplace(name, std::move(value));
         return nullptr;
     }
-    recent->nameless = nullptr;
+    recent->nameless = {};
     return std::exchange(recent->symbol->second, std::move(value));
 }
 

@@ -2,8 +2,10 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
+#include <map>
 
-#include "quarn/interpreter/registry.h"
+#include "quarn/interpreter/operand.h"
 
 namespace Quarn {
 
@@ -11,7 +13,7 @@ namespace Quarn {
 /// found again without a search.
 class SymbolTable {
 public:
-    using Map = Table<s_refptr<Symbol>>;
+    using Map = std::map<s_str, s_refptr<Symbol>, s_text_order>;
     static constexpr std::string_view LastResultName = "_";
 
     SymbolTable();
@@ -25,9 +27,9 @@ public:
 
     /// The value of the symbol, null when there is none. The pointer is good until the symbol is erased.
     const s_refptr<Symbol>* Find(std::string_view name);
-    /// The value without its name, as operands have it: a copy, shared by all who read the symbol before it changes.
-    /// Null when there is none.
-    s_refptr<Symbol> Read(std::string_view name);
+    /// The value without its name, as operands have it: shared by all who read the symbol before it changes. Null when
+    /// there is none. The pointer is good until the next look-up.
+    const Operand* Read(std::string_view name);
 
     /// Gives the symbol the value, which makes it if there is none. Returns what it held before, null if there was
     /// none.
@@ -42,19 +44,11 @@ public:
 private:
     struct Recent {
         Map::value_type* symbol = nullptr;
-        s_refptr<Symbol> nameless; ///< what `Read` returns, once it was asked for
+        Operand nameless; ///< what `Read` returns, once that was asked for
     };
-    static constexpr std::size_t SlotCount = 256; ///< a few times the names in use at a time; eight kilobytes
+    static constexpr std::size_t SlotCount = 256; ///< a few times the names in use at a time; twelve kilobytes
 
-    /// Names in a row, like x1 to x50, go to slots of their own.
-    static constexpr std::size_t SlotOf(std::string_view name) {
-        if (name.empty()) return 0;
-        const auto code = [&](std::size_t position) -> std::size_t {
-            return static_cast<unsigned char>(name[position]);
-        };
-        const std::size_t last = name.size() - 1;
-        return (code(0) * 31 + code(last / 2) * 10 + code(last) + last * 7) % SlotCount;
-    }
+    static std::size_t SlotOf(std::string_view name) { return std::hash<std::string_view>()(name) % SlotCount; }
 
     /// The slot of the symbol, which is in it afterwards; null when there is none.
     Recent* FindRecent(std::string_view name);

@@ -1,43 +1,49 @@
 #include "quarn/interpreter/text_writer.h"
 
 #include "quarn/interpreter/expression.h"
+#include "quarn/types/symbol.h"
 
 namespace Quarn {
 
-s_str TextWriter::TextOf(const Symbol& value, State* state) {
+s_str TextWriter::TextOf(const Symbol& value, Limits* limits) {
     s_str text;
     s_str error;
-    return TextWriter(state, text, error).Write(value) ? text : error;
+    return TextWriter(limits, text, error).Write(value) ? text : error;
 }
 
-s_bool TextWriter::Write(const Symbol& value) {
+Outcome TextWriter::Write(const Symbol& value) {
     m_size += m_limit.perValue;
     return value.WriteTo(*this);
 }
 
-s_bool TextWriter::Append(std::string_view text) {
-    if (!Count(text.size())) return false;
-    m_text += text;
-    return true;
+Outcome TextWriter::Append(std::string_view text) {
+    const Outcome outcome = Count(text.size());
+    if (outcome) m_text += text;
+    return outcome;
 }
 
-s_bool TextWriter::Append(const Expression& expression) {
-    if (!Count(expression.GetLength()) || !Spend(expression.GetLength())) return false;
-    expression.AppendTo(m_text);
-    return true;
+Outcome TextWriter::Append(const Expression& expression) {
+    Outcome outcome = Count(expression.GetLength());
+    if (outcome) outcome = Spend(expression.GetLength());
+    if (outcome) expression.AppendTo(m_text);
+    return outcome;
 }
 
-s_bool TextWriter::AppendName(const s_str& name) { return name.IsEmpty() || (Append(name) && Append(" = ")); }
+Outcome TextWriter::AppendName(const s_str& name) {
+    if (name.IsEmpty()) return Outcome::WentOn;
+    const Outcome outcome = Append(name);
+    return outcome ? Append(" = ") : outcome;
+}
 
-s_bool TextWriter::Count(std::size_t size) {
+Outcome TextWriter::Count(std::size_t size) {
     m_size += size;
-    if (m_size <= m_limit.size) return true;
-    return m_state ? m_state->Abandon(m_error, m_limit.message) : Fail(m_error, m_limit.message);
+    if (m_size <= m_limit.size) return Outcome::WentOn;
+    return m_limits ? m_limits->Abandon(m_error, m_limit.message) : Fail(m_error, m_limit.message);
 }
 
-TextWriter::Result::Result(TextWriter& writer, const Expression& expression, State& state)
+TextWriter::Result::Result(TextWriter& writer, const Expression& expression, Limits& limits)
     : m_writer(writer), m_expression(expression), m_isNested(writer.m_isNested), m_outer(writer.m_innermost) {
-    if (!writer.m_state) writer.m_state = &state;
+    if (!writer.m_limits) writer.m_limits = &limits;
     if (m_isNested) writer.m_innermost = this;
 }
 

@@ -1,15 +1,16 @@
 #pragma once
 
-#include "quarn/interpreter/state.h"
+#include "quarn/interpreter/limits.h"
 
 namespace Quarn {
 
 class Expression;
+class State;
+class Symbol;
 
-/// Makes the text of a value. The language allows values whose texts have no end, or double with each reference, so
-/// this is where their growth ends: levels are counted here as everywhere, steps for each element, and the text has a
-/// largest size.
-class TextWriter {
+/// Makes the text of a value. The language allows values whose texts have no end, or double with each reference. Their
+/// growth ends here: levels are counted as everywhere, steps for each element, and the text has a largest size.
+class QUARN_API TextWriter {
 public:
     struct Limit {
         std::size_t size;     ///< of the text, in characters
@@ -23,35 +24,37 @@ public:
     /// doubles is stopped after a few seconds.
     static constexpr Limit Report{std::size_t{33} << 24, 8, "\tError : The text of the value is too long to be shown"};
 
-    /// Appends to the text. Without a state, levels are counted only behind references, and steps not at all.
-    TextWriter(State* state, s_str& text, s_str& error, const Limit& limit = Report)
-        : m_state(state), m_text(text), m_error(error), m_limit(limit) {}
+    /// Appends to the text. Without limits, levels and steps count only within references.
+    TextWriter(Limits* limits, s_str& text, s_str& error, const Limit& limit = Report)
+        : m_limits(limits), m_text(text), m_error(error), m_limit(limit) {}
 
     /// The text of a value by itself; the error message when it cannot be made.
-    static s_str TextOf(const Symbol& value, State* state);
+    static s_str TextOf(const Symbol& value, Limits* limits);
 
-    // Each returns false, with a message, when it failed. What was appended is worthless then.
+    // When one of these fails, what was appended is worthless.
 
-    s_bool Write(const Symbol& value);
-    s_bool Append(std::string_view text);
-    s_bool Append(const Expression& expression);
+    Outcome Write(const Symbol& value);
+    Outcome Append(std::string_view text);
+    Outcome Append(const Expression& expression);
     /// "name = " for a value that has a name.
-    s_bool AppendName(const s_str& name);
+    Outcome AppendName(const s_str& name);
     /// Writes what is nested in a value, by calling `write` one level deeper.
-    template <class WriteNested> s_bool Nest(const WriteNested& write) {
+    template <class WriteNested> Outcome Nest(const WriteNested& write) {
         m_isNested = true;
-        if (!m_state) return write();
-        const State::Level level(*m_state);
-        return level ? write() : s_bool(m_state->AbandonTooDeep(m_error));
+        if (!m_limits) return write();
+        const Limits::Level level(*m_limits);
+        return level ? write() : m_limits->AbandonTooDeep(m_error);
     }
-    s_bool Spend(std::size_t steps) { return m_state ? m_state->Spend(steps, m_error) : s_bool(true); }
+    Outcome Spend(std::size_t steps) { return m_limits ? m_limits->Spend(steps, m_error) : Outcome(Outcome::WentOn); }
+    /// Fails if the budget was exceeded, perhaps in an evaluation that kept quiet about it.
+    Outcome CheckStopped() { return m_limits ? m_limits->CheckStopped(m_error) : Outcome(Outcome::WentOn); }
 
     /// The result of an expression, for as long as it is written. To meet the expression again within it is a circle.
     /// The reference that is to be written itself does not count: its result reads as that value reads by itself.
     class Result {
     public:
-        /// The state of the expression counts from here on, if there was none.
-        Result(TextWriter& writer, const Expression& expression, State& state);
+        /// These limits count from here on, if there were none.
+        Result(TextWriter& writer, const Expression& expression, Limits& limits);
         ~Result() {
             if (m_isNested) m_writer.m_innermost = m_outer;
         }
@@ -67,9 +70,9 @@ public:
     };
 
 private:
-    s_bool Count(std::size_t size);
+    Outcome Count(std::size_t size);
 
-    State* m_state;
+    Limits* m_limits;
     s_str& m_text;
     s_str& m_error;
     const Limit& m_limit;

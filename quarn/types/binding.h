@@ -4,28 +4,23 @@
 #include <functional>
 #include <tuple>
 #include <type_traits>
-#include <typeinfo>
 
-#include "quarn/types/symbol.h"
+#include "quarn/interpreter/conversion.h"
+#include "quarn/interpreter/state.h"
+#include "quarn/types/value.h"
 
 namespace Quarn {
 
-/// How a C++ type stands for values: the value class, what is read from one, and the making of one.
-template <class T> struct Operand {
-    using Class = T;
-    static const T& Read(const T& value) { return value; }
-};
-
-/// Registers plain C++ callables as operators and functions. The types of the operands, their number and the signature
-/// are read off the callable; wrapping and unwrapping of values happens here, once.
+/// Registers plain C++ callables as operators, functions and constructors. The types of the operands, their number and
+/// the signature are read off the callable; wrapping and unwrapping of values happens here, once.
 ///
 ///     Binding binding(state);
 ///     binding.Binary("/", [](double a, double b) { return a / b; });
 ///     binding.Function("abs", [](double a) { return std::fabs(a); });
 ///     binding.Binary("+", [](State& state, const Vector& a, const Vector& b, s_str& error) -> s_refptr<Symbol> ...);
 ///
-/// A parameter is a value class by const reference, or a C++ type that an `Operand` is specialised for (double is, in
-/// types/scalar.h). A `State&` may
+/// A parameter is a value class by const reference, or a type with a `Conversion` (double has one). With promotion, a
+/// callable is registered for every combination of operands of which at least one is of the class itself. A `State&` may
 /// come first and an `s_str& error` last; a callable that takes the error text may fail, and returns a pointer.
 class Binding {
 public:
@@ -36,11 +31,13 @@ public:
     template <class Callable> void Binary(const s_str& op, Callable callable) {
         using Shape = ShapeOf<Callable>;
         static_assert(Shape::Count == 2);
-        const auto types = Shape::TypeNames();
-        Register(m_registry.binaryOperators[op][types[0]][types[1]],
-                 [callable](State& state, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right, s_str& error) {
-                     return Shape::Call(callable, state, std::array{left.Get(), right.Get()}, error);
-                 });
+        Shape::ForEachOverload([&](const auto& types) {
+            Register<Shape>(
+                m_registry.binaryOperators[op][types[0]][types[1]], callable, types,
+                [callable](State& state, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right, s_str& error) {
+                    return Shape::Call(callable, state, std::array{left.Get(), right.Get()}, error);
+                });
+        });
     }
 
     /// An operator written before its operand.
@@ -48,7 +45,7 @@ public:
         RegisterUnary(m_registry.rightUnaryOperators[op], std::move(callable));
     }
 
-    /// An operator written behind its operand.
+    /// An operator written after its operand.
     template <class Callable> void LeftUnary(const s_str& op, Callable callable) {
         RegisterUnary(m_registry.leftUnaryOperators[op], std::move(callable));
     }
@@ -56,67 +53,119 @@ public:
     /// A function of any number of arguments and one result.
     template <class Callable> void Function(const s_str& name, Callable callable) {
         using Shape = ShapeOf<Callable>;
-        Register(m_registry.functions[name][Shape::Signature()],
-                 [callable](State& state, const s_ctnr<s_refptr<Symbol>>& arguments, s_ctnr<s_refptr<Symbol>>& results,
-                            s_str& error) -> s_bool {
-                     std::array<const Symbol*, Shape::Count> operands{};
-                     for (std::size_t i = 0; i < operands.size(); ++i) operands[i] = arguments[i].Get();
-                     s_refptr<Symbol> result = Shape::Call(callable, state, operands, error);
-                     if (!result) return false;
-                     results.PushBack(std::move(result));
-                     return true;
-                 });
+        Shape::ForEachOverload([&](const auto& types) {
+            Register<Shape>(m_registry.functions[name][SignatureOf(types)], callable, types,
+                            [callable](State& state, const s_ctnr<s_refptr<Symbol>>& arguments,
+                                       s_ctnr<s_refptr<Symbol>>& results, s_str& error) -> s_bool {
+                                s_refptr<Symbol> result = CallWith<Shape>(callable, state, arguments, error);
+                                if (!result) return false;
+                                results.PushBack(std::move(result));
+                                return true;
+                            });
+        });
+    }
+
+    /// A value class with its literals and its constructor. `read` tells the plain type for the text of a literal, or
+    /// none (as a std::optional); `construct` makes it from the arguments of `Type(a, b)`, which are expressions.
+    template <class Plain, class Read, class Construct> void Type(Read read, Construct construct) {
+        using Class = typename Conversion<Plain>::Class;
+        using Shape = ShapeOf<Construct>;
+        const s_str& type = TypeNameOf<Class>();
+        m_registry.types[type] = [](const s_str& name) {
+            return Symbol::Named(Conversion<Plain>::Make(Plain()), name);
+        };
+        m_registry.literalTests[type] = [read](std::string_view text) { return read(text).has_value(); };
+        m_registry.constantLiterals.insert(type);
+        m_registry.constructors[type] = [read, construct](State& state, const s_str& name, std::string_view text,
+                                                          s_bool isLiteral, s_str& error) -> s_refptr<Symbol> {
+            s_refptr<Symbol> value =
+                isLiteral ? Conversion<Plain>::Make(*read(text)) : ConstructFrom<Shape>(construct, state, text, error);
+            return value ? Symbol::Named(std::move(value), name) : nullptr;
+        };
     }
 
 private:
-    template <class Entry, class Wrapped> void Register(Entry& entry, Wrapped function) {
-        entry = std::move(function);
+    template <class Shape, class Callable, class Entry, class Types, class Wrapped>
+    void Register(Entry& entry, const Callable&, const Types& types, Wrapped wrapped) {
+        entry = std::move(wrapped);
         entry.isPure = m_arePure;
+        if (types == Shape::TypeNames()) entry.flat = Shape::template Flat<Callable>();
     }
 
     template <class Callable> void RegisterUnary(UnaryOverloads& overloads, Callable callable) {
         using Shape = ShapeOf<Callable>;
         static_assert(Shape::Count == 1);
-        Register(overloads[Shape::TypeNames()[0]],
-                 [callable](State& state, const s_refptr<Symbol>& operand, s_str& error) {
-                     return Shape::Call(callable, state, std::array{operand.Get()}, error);
-                 });
+        const auto types = Shape::TypeNames();
+        Register<Shape>(overloads[types[0]], callable, types,
+                        [callable](State& state, const s_refptr<Symbol>& operand, s_str& error) {
+                            return Shape::Call(callable, state, std::array{operand.Get()}, error);
+                        });
+    }
+
+    template <class Types> static s_str SignatureOf(const Types& types) {
+        s_str signature;
+        for (const s_str& type : types) signature += (signature.IsEmpty() ? "" : ", ") + type;
+        return "(" + signature + ")";
+    }
+
+    template <class Shape, class Callable, class Arguments>
+    static s_refptr<Symbol> CallWith(const Callable& callable, State& state, const Arguments& arguments, s_str& error) {
+        std::array<const Symbol*, Shape::Count> operands{};
+        for (std::size_t i = 0; i < operands.size(); ++i) operands[i] = arguments[i].Get();
+        return Shape::Call(callable, state, operands, error);
+    }
+
+    template <class Shape, class Callable>
+    static s_refptr<Symbol> ConstructFrom(const Callable& callable, State& state, std::string_view text, s_str& error) {
+        std::vector<std::string_view> texts;
+        if (!state.SplitArguments(texts, text, error)) return nullptr;
+        std::vector<s_refptr<Symbol>> arguments;
+        std::vector<s_str> types;
+        for (const std::string_view argument : texts) {
+            const s_refptr<Symbol> value = state.ParseSymbol("", argument, error, false);
+            if (!value) return nullptr;
+            const Result<s_refptr<Symbol>> resolved = state.Resolve(value);
+            if (!resolved) return Fail(error, resolved.GetError());
+            arguments.push_back(*resolved);
+            types.push_back((*resolved)->GetType());
+        }
+        if (!std::ranges::equal(types, Shape::TypeNames()))
+            return Fail(error, "\tError : No constructor for the arguments " + SignatureOf(types));
+        return CallWith<Shape>(callable, state, arguments, error);
     }
 
     /// What the parameters of a callable tell about its operands.
     template <class Function> struct ShapeOfFunction;
-    template <class Result, class... Parameters> struct ShapeOfFunction<std::function<Result(Parameters...)>> {
+    template <class Returned, class... Parameters> struct ShapeOfFunction<std::function<Returned(Parameters...)>> {
     private:
         using All = std::tuple<Parameters..., void>; // never empty
 
         static constexpr bool TakesState = std::is_same_v<std::tuple_element_t<0, All>, State&>;
         static constexpr bool TakesError = (std::is_same_v<Parameters, s_str&> || ...);
 
-        template <std::size_t I> using Parameter =
-            Operand<std::remove_cvref_t<std::tuple_element_t<I + (TakesState ? 1 : 0), All>>>;
-        template <std::size_t I> using Class = typename Parameter<I>::Class;
+        template <std::size_t I> using Plain = std::remove_cvref_t<std::tuple_element_t<I + (TakesState ? 1 : 0), All>>;
+        template <std::size_t I> using Class = typename Conversion<Plain<I>>::Class;
 
     public:
         static constexpr std::size_t Count = sizeof...(Parameters) - (TakesState ? 1 : 0) - (TakesError ? 1 : 0);
+        using Types = std::array<s_str, Count>;
 
-        static auto TypeNames() {
-            return []<std::size_t... I>(std::index_sequence<I...>) {
-                return std::array<s_str, Count>{Class<I>::TypeName...};
-            }
+        static Types TypeNames() {
+            return []<std::size_t... I>(std::index_sequence<I...>) { return Types{Class<I>::TypeName...}; }
             (std::make_index_sequence<Count>());
         }
 
-        static s_str Signature() {
-            s_str types;
-            for (const s_str& type : TypeNames()) types += (types.IsEmpty() ? "" : ", ") + type;
-            return "(" + types + ")";
+        /// Calls `take` with the types of the operands for each combination that promotion allows.
+        template <class Take> static void ForEachOverload(const Take& take) {
+            Types types;
+            AddOverloads<0>(types, Count == 0, take);
         }
 
         template <class Callable, class Operands>
         static s_refptr<Symbol> Call(const Callable& callable, State& state, const Operands& operands, s_str& error) {
             return [&]<std::size_t... I>(std::index_sequence<I...>)->s_refptr<Symbol> {
-                if (!(Is<Class<I>>(*operands[I]) && ...))
-                    return Fail(error, "\tError : An operand is not what the name of its type says");
+                if (!(CanRead<I>(*operands[I]) && ...))
+                    return Fail(error, "\tError : An operand's class does not match its type name");
                 const auto invoke = [&](auto&&... first) {
                     if constexpr (TakesError) return callable(first..., Read<I>(*operands[I])..., error);
                     else return callable(first..., Read<I>(*operands[I])...);
@@ -127,19 +176,76 @@ private:
             (std::make_index_sequence<Count>());
         }
 
+        /// The callable for flat values, if it has no state of its own and takes and returns nothing else.
+        template <class Callable> static FlatCallable Flat() {
+            if constexpr (TakesState || TakesError || !std::is_empty_v<Callable> ||
+                          !std::is_default_constructible_v<Callable>) {
+                return {};
+            } else {
+                return []<std::size_t... I>(std::index_sequence<I...>)->FlatCallable {
+                    if constexpr (IsFlat<Returned> && (IsFlat<Plain<I>> && ...)) {
+                        const auto call = [](const Word* operands) {
+                            (void)operands; // there may be none
+                            return ToWord<Returned>(Callable()(FromWord<Plain<I>>(operands[I])...));
+                        };
+                        return {call, &FlatTypeOf<typename Conversion<Returned>::Class>()};
+                    } else {
+                        return {};
+                    }
+                }
+                (std::make_index_sequence<Count>());
+            }
+        }
+
     private:
-        /// The registry finds callables by the names that values give for their types; this is the cast, checked. The
-        /// class itself is by far the most frequent case, and the cheapest to see.
-        template <class T> static bool Is(const Symbol& value) {
-            return typeid(value) == typeid(T) || dynamic_cast<const T*>(&value);
+        template <class T> static constexpr bool IsFlat = [] {
+            if constexpr (requires { typename Conversion<T>::Class::Flat; })
+                return std::is_same_v<typename Conversion<T>::Class::Flat, T>;
+            else return false;
+        }();
+
+        template <class Converted> struct Promoted { using Classes = std::tuple<>; };
+        template <class Converted>
+        requires requires { typename Converted::PromotedFrom; }
+        struct Promoted<Converted> {
+            using Classes = typename Converted::PromotedFrom;
+        };
+        template <std::size_t I> using PromotedFrom = typename Promoted<Conversion<Plain<I>>>::Classes;
+
+        template <std::size_t I, class Take> static void AddOverloads(Types& types, bool hasOwn, const Take& take) {
+            if constexpr (I == Count) {
+                if (hasOwn) take(types);
+            } else {
+                types[I] = Class<I>::TypeName;
+                AddOverloads<I + 1>(types, true, take);
+                [&]<class... Other>(std::type_identity<std::tuple<Other...>>) {
+                    ((types[I] = Other::TypeName, AddOverloads<I + 1>(types, hasOwn, take)), ...);
+                }(std::type_identity<PromotedFrom<I>>());
+            }
+        }
+
+        // The registry finds callables by the names that values give for their types; these are the casts, checked.
+
+        template <std::size_t I> static bool CanRead(const Symbol& value) {
+            return [&]<class... Other>(std::type_identity<std::tuple<Other...>>) {
+                return As<Class<I>>(value) || (As<Other>(value) || ...);
+            }(std::type_identity<PromotedFrom<I>>());
         }
 
         template <std::size_t I> static decltype(auto) Read(const Symbol& value) {
-            return Parameter<I>::Read(static_cast<const Class<I>&>(value));
+            return ReadAs<I>(value, std::type_identity<PromotedFrom<I>>());
+        }
+        template <std::size_t I> static decltype(auto) ReadAs(const Symbol& value, std::type_identity<std::tuple<>>) {
+            return Conversion<Plain<I>>::Read(static_cast<const Class<I>&>(value));
+        }
+        template <std::size_t I, class First, class... Others>
+        static Plain<I> ReadAs(const Symbol& value, std::type_identity<std::tuple<First, Others...>>) {
+            if (const First* other = As<First>(value)) return Conversion<Plain<I>>::Read(*other);
+            return ReadAs<I>(value, std::type_identity<std::tuple<Others...>>());
         }
 
         static s_refptr<Symbol> Wrap(s_refptr<Symbol> value) { return value; }
-        template <class T> static s_refptr<Symbol> Wrap(T value) { return Operand<T>::Make(value); }
+        template <class T> static s_refptr<Symbol> Wrap(T value) { return Conversion<T>::Make(value); }
     };
     template <class Callable> using ShapeOf = ShapeOfFunction<decltype(std::function(std::declval<Callable>()))>;
 

@@ -1,5 +1,6 @@
 #include "quarn/types/reference.h"
 
+#include "quarn/interpreter/interpreter.h"
 #include "quarn/interpreter/text_writer.h"
 
 namespace Quarn {
@@ -7,6 +8,24 @@ namespace Quarn {
 namespace {
 
 constexpr const char* EmptyText = "null";
+
+/// Marks an expression as in use, unless another use of it has done so.
+class InUse {
+public:
+    explicit InUse(Expression& expression)
+        : m_expression(expression), m_isFirst(!std::exchange(expression.isInUse, true)) {}
+    ~InUse() {
+        if (m_isFirst) m_expression.isInUse = false;
+    }
+    InUse(const InUse&) = delete;
+    InUse& operator=(const InUse&) = delete;
+
+    bool IsFirst() const { return m_isFirst; }
+
+private:
+    Expression& m_expression;
+    const bool m_isFirst;
+};
 
 } // namespace
 
@@ -24,38 +43,72 @@ void Reference::Register(State& state) {
 }
 
 Reference::Reference(const s_str& name, std::string_view expression, State& state)
-    : Symbol(name), m_expression(make_refptr<Expression>(state.ShareText(expression))), m_state(&state) {}
+    : Value(name), m_expression(make_refptr<Expression>(Interpreter::Of(state).evaluator.ShareText(expression))),
+      m_state(&state) {}
 
 Reference::Reference(s_refptr<Expression> expression, State& state)
     : m_expression(std::move(expression)), m_state(&state) {}
 
-s_str Reference::ToString() const { return TextWriter::TextOf(*this, m_state); }
+Reference::Reference(const Reference&) = default;
+Reference::~Reference() = default;
 
-s_bool Reference::WriteTo(TextWriter& writer) const {
+s_refptr<Symbol> Reference::Resolve(const s_refptr<Symbol>& value, s_str& error) {
+    const Reference* const reference = As<Reference>(*value);
+    if (!reference) return value;
+    s_refptr<Symbol> resolved;
+    const Outcome outcome = reference->Follow(resolved, error);
+    if (outcome) return resolved;
+    return outcome.IsAbandoned() ? nullptr : value;
+}
+
+Outcome Reference::Follow(s_refptr<Symbol>& value, s_str& error) const {
+    if (m_expression->GetLength() == 0) return Outcome::Failed;
+    Interpreter& interpreter = Interpreter::Of(*m_state);
+    Limits& limits = interpreter.limits;
+    const Limits::Level level(limits);
+    const InUse use(*m_expression); // until the value is followed, so that a circle of references is noticed
+    s_str reason;
+    {
+        Limits::PrivateError failure(limits);
+        if (!level) (void)limits.AbandonTooDeep(failure.text);
+        else if (!use.IsFirst()) (void)interpreter.dispatcher.AbandonCircle(*m_expression, failure.text);
+        else value = interpreter.evaluator.Evaluate(*m_expression, failure.text);
+        if (!value) {
+            if (!limits.OutcomeOf(false, failure.text).IsAbandoned()) return Outcome::Failed;
+            reason = std::move(failure.text);
+        }
+    }
+    if (!value) return limits.Abandon(error, reason);
+    value = Resolve(value, error);
+    return value ? Outcome::WentOn : Outcome::Abandoned;
+}
+
+s_refptr<Symbol> Reference::Evaluate() const {
+    s_refptr<Symbol> value;
+    Limits::PrivateError unseen(Interpreter::Of(*m_state).limits);
+    return Follow(value, unseen.text) ? value : nullptr;
+}
+
+s_str Reference::ToString() const { return TextWriter::TextOf(*this, &m_state->GetLimits()); }
+
+Outcome Reference::WriteTo(TextWriter& writer) const {
     if (m_expression->GetLength() == 0) return writer.Append(EmptyText); // without its name
-    if (!writer.AppendName(GetName())) return false;
-    const TextWriter::Result result(writer, *m_expression, *m_state);
+    if (const Outcome outcome = writer.AppendName(GetName()); !outcome) return outcome;
+    const TextWriter::Result result(writer, *m_expression, m_state->GetLimits());
     const s_refptr<Symbol> value = result.IsCircle() ? nullptr : Evaluate();
-    if (!writer.Spend(0)) return false;
+    if (const Outcome outcome = writer.CheckStopped(); !outcome) return outcome;
     if (!value) return writer.Append(*m_expression);
-    if (const Reference* last = From(*value)) return writer.Append(*last->GetUnevaluatedExpression());
+    if (const Reference* last = As<Reference>(*value)) return writer.Append(*last->GetUnevaluatedExpression());
     return writer.Nest([&] { return writer.Write(*value); });
 }
 
 const s_str& Reference::GetType() const {
     const s_refptr<Symbol> value = Evaluate();
-    return value ? TypeOfFollowed(*value) : TypeNameOf<Reference>();
+    return value ? TypeOfResolved(*value) : TypeNameOf<Reference>();
 }
-
-s_refptr<Symbol> Reference::Evaluate() const { return Use(*this).Follow(); }
 
 s_refptr<Expression> Reference::GetUnevaluatedExpression() const {
     return m_expression->GetLength() == 0 ? make_refptr<Expression>(EmptyText) : m_expression;
-}
-
-s_refptr<Symbol> Reference::Use::Follow() const {
-    s_str unseen;
-    return m_value ? m_state.Follow(m_value, unseen) : nullptr;
 }
 
 } // namespace Quarn

@@ -6,8 +6,9 @@
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
-#include <optional>
 
+#include "quarn/interpreter/names.h"
+#include "quarn/interpreter/state.h"
 #include "quarn/interpreter/text_writer.h"
 
 namespace Quarn {
@@ -53,8 +54,50 @@ double OutOfRange(std::string_view text) {
     return sign * (isLarge ? std::numeric_limits<double>::infinity() : 0.0);
 }
 
-/// The text as a number, correctly rounded, in decimal or exponent form; the empty text is 0.
-std::optional<double> ToNumber(std::string_view text) {
+s_refptr<Symbol> FromText(State&, const s_str& name, std::string_view text, s_bool, s_str& error) {
+    const std::optional<double> value = Scalar::Read(text);
+    if (!value) return Fail(error, "\tError : '" + s_str(text) + "' is not a number");
+    return make_refptr<Scalar>(name, *value);
+}
+
+s_refptr<Symbol> Remainder(double a, double b, s_str& error) {
+    const auto fits = [](double value) {
+        const double whole = std::trunc(value);
+        return whole >= std::numeric_limits<std::int32_t>::min() && whole <= std::numeric_limits<std::int32_t>::max();
+    };
+    if (!fits(a) || !fits(b)) return Fail(error, "\tError : The operands of '%' must fit into 32-bit integers");
+    const auto divisor = static_cast<std::int64_t>(b);
+    if (divisor == 0) return Fail(error, "\tError : The right operand of '%' must not be 0");
+    return Conversion<double>::Make(static_cast<double>(static_cast<std::int64_t>(a) % divisor));
+}
+
+/// Defined as f(a) = 1 where |a - 1| < 0.1, and else round(a) * f(a - 1). Where that ends it is the factorial of the
+/// nearest integer: a whole number of steps down leads to where a - 1 differs from 0 by less than 0.1. It never ends
+/// for other operands, 0 among them, which the definition does not treat as a special case; nor for numbers so large
+/// that a step down arrives at one from which the next step changes nothing.
+s_refptr<Symbol> Factorial(double a, s_str& error) {
+    const double nearest = std::round(a);
+    constexpr double Largest = 9007199254740994.0; // 2^53 + 2: one step leads to 2^53, from where on all are exact
+    const bool ends = nearest >= 1 && std::fabs(a - nearest) < 0.1 && a <= Largest;
+    if (!ends) return Fail(error, "\tError : The factorial of '" + s_str(a) + "' is not defined");
+    double product = 1;
+    for (double factor = 2; factor <= nearest && !std::isinf(product); ++factor) product *= factor;
+    return Conversion<double>::Make(product);
+}
+
+/// The runtime's generator, unseeded, so that every run draws the same numbers; of a wider one the upper bits.
+double Random(double a, double b) {
+    constexpr int Largest = 32767;
+    constexpr int Width = RAND_MAX / (Largest + 1) + 1; // of the numbers drawn that count as one; 1 where all fit
+    if (!std::isfinite(a) || !std::isfinite(b)) return 0;
+    if (a > b) return a;
+    const int drawn = std::rand() / Width;
+    return a + drawn / static_cast<double>(Largest) * (b - a);
+}
+
+} // namespace
+
+std::optional<double> Scalar::Read(std::string_view text) {
     text = s_str::Trimmed(text);
     if (text.empty()) return 0;
     if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
@@ -73,51 +116,9 @@ std::optional<double> ToNumber(std::string_view text) {
     return result.ec == std::errc::result_out_of_range ? OutOfRange(text) : value;
 }
 
-s_refptr<Symbol> FromText(State&, const s_str& name, std::string_view text, s_bool, s_str& error) {
-    const std::optional<double> value = ToNumber(text);
-    if (!value) return Fail(error, "\tError : '" + s_str(text) + "' is not a number");
-    return make_refptr<Scalar>(name, *value);
-}
-
-s_refptr<Symbol> Remainder(double a, double b, s_str& error) {
-    const auto fits = [](double value) {
-        const double whole = std::trunc(value);
-        return whole >= std::numeric_limits<std::int32_t>::min() && whole <= std::numeric_limits<std::int32_t>::max();
-    };
-    if (!fits(a) || !fits(b)) return Fail(error, "\tError : The operands of '%' must fit into 32-bit integers");
-    const auto divisor = static_cast<std::int64_t>(b);
-    if (divisor == 0) return Fail(error, "\tError : The right operand of '%' must not be 0");
-    return Operand<double>::Make(static_cast<double>(static_cast<std::int64_t>(a) % divisor));
-}
-
-/// Defined as f(a) = 1 where |a - 1| < 0.1, and else round(a) * f(a - 1). Where that ends it is the factorial of the
-/// nearest integer: a whole number of steps down leads to where a - 1 differs from 0 by less than 0.1. It never ends
-/// for other operands, 0 among them, which the definition does not treat as a special case; nor for numbers so large
-/// that a step down arrives at one from which the next step changes nothing.
-s_refptr<Symbol> Factorial(double a, s_str& error) {
-    const double nearest = std::round(a);
-    constexpr double Largest = 9007199254740994.0; // 2^53 + 2: one step leads to 2^53, from where on all are exact
-    const bool ends = nearest >= 1 && std::fabs(a - nearest) < 0.1 && a <= Largest;
-    if (!ends) return Fail(error, "\tError : The factorial of '" + s_str(a) + "' is not defined");
-    double product = 1;
-    for (double factor = 2; factor <= nearest && !std::isinf(product); ++factor) product *= factor;
-    return Operand<double>::Make(product);
-}
-
-/// The runtime's generator, unseeded, so that every run draws the same numbers; of a wider one the upper bits.
-double Random(double a, double b) {
-    constexpr int Largest = 32767;
-    constexpr int Width = RAND_MAX / (Largest + 1) + 1; // of the numbers drawn that count as one; 1 where all fit
-    if (!std::isfinite(a) || !std::isfinite(b)) return 0;
-    if (a > b) return a;
-    const int drawn = std::rand() / Width;
-    return a + drawn / static_cast<double>(Largest) * (b - a);
-}
-
-} // namespace
-
-s_bool Scalar::WriteTo(TextWriter& writer) const {
-    return writer.AppendName(GetName()) && writer.Append(PlainText(m_value));
+Outcome Scalar::WriteTo(TextWriter& writer) const {
+    const Outcome outcome = writer.AppendName(GetName());
+    return outcome ? writer.Append(PlainText(m_value)) : outcome;
 }
 
 void Scalar::Register(State& state) {

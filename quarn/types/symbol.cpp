@@ -1,5 +1,6 @@
 #include "quarn/types/symbol.h"
 
+#include "quarn/interpreter/state.h"
 #include "quarn/interpreter/text_writer.h"
 
 namespace Quarn {
@@ -8,6 +9,8 @@ void Symbol::Register(State& state) {
     state.EditRegistry().types[TypeNameOf<Symbol>()] = [](const s_str& name) { return make_refptr<Symbol>(name); };
 }
 
-s_bool Symbol::WriteTo(TextWriter& writer) const { return writer.Append(ToString()); }
+Outcome Symbol::WriteTo(TextWriter& writer) const { return writer.Append(ToString()); }
+
+const FlatType* Symbol::GetFlat(Word&) const { return nullptr; }
 
 } // namespace Quarn

@@ -1,21 +1,27 @@
 #pragma once
 
-#include "quarn/interpreter/state.h"
+#include <typeinfo>
+
+#include "quarn/core/api.h"
+#include "quarn/interpreter/flat.h"
+#include "quarn/interpreter/outcome.h"
 
 namespace Quarn {
 
+class State;
 class TextWriter;
 
-/// The name of a type, as one text for the whole process: types are told apart by its address. Made by the first use,
-/// so that a state may be global, whatever is initialised before it.
-template <class Type> const s_str& TypeNameOf() {
+/// The name of a type, one text for the whole process: types are told apart by its address. Made by the first use, so
+/// that a state may be global, whatever is initialised before it.
+template <class Type> QUARN_API const s_str& TypeNameOf() {
     static const s_str name = Type::TypeName;
     return name;
 }
 
-/// The root of all values, and itself the abstract type without a value. Values are made on the heap, shared through
-/// `s_refptr<Symbol>`, and not changed once they are built: who wants one under another name asks for it (`Named`).
-class Symbol {
+/// The root of all values, and itself the abstract type without a value. Types derive from `Value` (types/value.h).
+/// Values are made on the heap, shared through `s_refptr<Symbol>`, and not changed once they are built; `Named` gives a
+/// value under another name.
+class QUARN_API Symbol {
 public:
     static constexpr std::string_view TypeName = "Symbol";
 
@@ -39,7 +45,9 @@ public:
     virtual s_refptr<Symbol> Clone() const { return s_refptr<Symbol>(new Symbol(*this)); }
     /// Writes the display text. A type that holds other values overrides this to have them written by the writer, which
     /// bounds their text, and gives `ToString` by `TextWriter::TextOf`.
-    virtual s_bool WriteTo(TextWriter& writer) const;
+    virtual Outcome WriteTo(TextWriter& writer) const;
+    /// The value without its name as a word, and the type of that; null when it is no flat value.
+    virtual const FlatType* GetFlat(Word& word) const;
 
     /// The name as the user wrote it; empty for a temporary result.
     const s_str& GetName() const { return m_name; }
@@ -71,5 +79,16 @@ private:
     s_str m_name;
     s_str m_text;
 };
+
+/// The value as an object of a final class, or null: the one way to cast a value. Type information is compared by
+/// address, as this is asked for every operand: a class must be known to one module only, or exported from it.
+template <class T> const T* As(const Symbol& value) {
+    static_assert(std::is_final_v<T> || std::is_same_v<T, Symbol>);
+#ifdef _WIN32 // where each module has type information of its own
+    return typeid(value) == typeid(T) ? static_cast<const T*>(&value) : nullptr;
+#else
+    return &typeid(value) == &typeid(T) ? static_cast<const T*>(&value) : nullptr;
+#endif
+}
 
 } // namespace Quarn

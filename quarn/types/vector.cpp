@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "quarn/interpreter/state.h"
 #include "quarn/interpreter/text_writer.h"
 #include "quarn/types/reference.h"
 #include "quarn/types/scalar.h"
@@ -11,27 +12,24 @@ namespace Quarn {
 
 namespace {
 
-const Vector* AsVector(const Symbol& value) {
-    return typeid(value) == typeid(Vector) ? static_cast<const Vector*>(&value) : nullptr;
-}
-
 /// The vector of these elements, unless it is too large or nests too deeply.
 [[gnu::noinline]] s_refptr<Symbol> Build(State& state, const s_str& name, Vector::Elements elements, s_str& error) {
     s_refptr<Vector> vector = make_refptr<Vector>(name, std::move(elements));
-    if (vector->GetNesting() > state.GetDeepestNesting()) return state.AbandonTooDeep(error);
+    Limits& limits = state.GetLimits();
+    if (vector->GetNesting() > limits.GetDeepestNesting()) return limits.AbandonTooDeep(error);
     if (vector->GetSize() > Vector::LargestSize) {
-        return state.Abandon(error, "\tError : Vectors of more than " + s_str(s_uint(Vector::LargestSize)) +
-                                        " numbers are not supported");
+        return limits.Abandon(error, "\tError : Vectors of more than " + s_str(s_uint(Vector::LargestSize)) +
+                                         " numbers are not supported");
     }
-    if (!state.Spend(vector->GetSize(), error)) return nullptr;
+    if (const Outcome outcome = limits.Spend(vector->GetSize(), error); !outcome) return outcome;
     return vector;
 }
 
 /// The vector of `count` elements that `makeElement(i)` gives, null when one of them fails.
 template <class MakeElement>
 s_refptr<Symbol> BuildFrom(State& state, std::size_t count, s_str& error, const MakeElement& makeElement) {
-    const State::Level level(state);
-    if (!level) return state.AbandonTooDeep(error);
+    const Limits::Level level(state.GetLimits());
+    if (!level) return state.GetLimits().AbandonTooDeep(error);
     Vector::Elements elements;
     elements.Reserve(count);
     for (std::size_t i = 0; i < count; ++i) {
@@ -44,12 +42,12 @@ s_refptr<Symbol> BuildFrom(State& state, std::size_t count, s_str& error, const 
 
 // Messages are put together by functions of their own: what calls them stands on the stack for every level of nesting.
 
-[[gnu::noinline]] Failure FailWithLengths(const char* verb, s_uint left, s_uint right, s_str& error) {
+[[gnu::noinline]] Outcome FailWithLengths(const char* verb, s_uint left, s_uint right, s_str& error) {
     return Fail(error, "\tError : Cannot " + s_str(verb) + " two Vectors of different length (" + s_str(left) +
                            " and " + s_str(right) + ")");
 }
 
-[[gnu::noinline]] Failure FailNonHomogeneous(s_str& error, const s_str& first, const s_str& second) {
+[[gnu::noinline]] Outcome FailNonHomogeneous(s_str& error, const s_str& first, const s_str& second) {
     return Fail(error, "\tError : Non-homogeneous Vectors are not allowed.\n\t        Trying to mix " + first +
                            " with " + second);
 }
@@ -121,26 +119,25 @@ s_refptr<Symbol> Index(const Vector& v, const Scalar& index, s_str& error) {
 }
 
 /// Whether the value takes part in what a vector's elements have in common, which is the type of the first that does.
-[[gnu::noinline]] s_bool TakeElement(const Symbol& element, s_str& elementType, s_str& error) {
+[[gnu::noinline]] Outcome TakeElement(const Symbol& element, s_str& elementType, s_str& error) {
     const s_str type = element.GetFullType();
-    if (type == Reference::TypeName) return true;
+    if (type == Reference::TypeName) return Outcome::WentOn;
     if (!elementType.IsEmpty() && type != elementType) return FailNonHomogeneous(error, elementType, type);
     elementType = type;
-    return true;
+    return Outcome::WentOn;
 }
 
 /// References take no part in that: what they lead to is compared when the type of the others is known. So a vector of
 /// references only is always refused, its type stays unknown. Pinned by the transcript "vectors".
-[[gnu::noinline]] s_bool CheckReferences(State& state, const Vector::Elements& elements, const s_str& elementType,
-                                         s_str& error) {
+[[gnu::noinline]] Outcome CheckReferences(const Vector::Elements& elements, const s_str& elementType, s_str& error) {
     for (const s_refptr<Symbol>& element : elements) {
-        if (!Reference::From(*element)) continue;
-        const s_refptr<Symbol> value = state.Follow(element, error);
-        if (!value) return false;
-        const s_str& type = Reference::TypeOfFollowed(*value);
+        if (!As<Reference>(*element)) continue;
+        const s_refptr<Symbol> value = Reference::Resolve(element, error);
+        if (!value) return Outcome::Failed;
+        const s_str& type = Reference::TypeOfResolved(*value);
         if (type != elementType) return FailNonHomogeneous(error, elementType, type);
     }
-    return true;
+    return Outcome::WentOn;
 }
 
 } // namespace
@@ -175,18 +172,18 @@ s_refptr<Symbol> Vector::CreateFrom(State& state, const s_str& name, std::string
     Elements elements;
     elements.Reserve(elementTexts.size());
     for (const std::string_view elementText : elementTexts) {
-        if (!state.HasRoomFor(elementText)) return state.AbandonTooDeep(error);
+        if (!state.GetLimits().HasRoomFor(elementText)) return state.GetLimits().AbandonTooDeep(error);
         s_refptr<Symbol> element = state.ParseSymbol(nameless, elementText, error, false);
         if (!element || !TakeElement(*element, elementType, error)) return nullptr;
         elements.PushBack(std::move(element));
     }
-    if (!CheckReferences(state, elements, elementType, error)) return nullptr;
+    if (!CheckReferences(elements, elementType, error)) return nullptr;
     return Build(state, name, std::move(elements), error);
 }
 
-Vector::Vector(const s_str& name, Elements elements) : Symbol(name) {
+Vector::Vector(const s_str& name, Elements elements) : Value(name) {
     for (const s_refptr<Symbol>& element : elements) {
-        const Vector* const vector = AsVector(*element);
+        const Vector* const vector = As<Vector>(*element);
         m_size += vector ? vector->m_size : 1;
         if (vector) m_nesting = std::max(m_nesting, vector->m_nesting + 1);
     }
@@ -195,15 +192,17 @@ Vector::Vector(const s_str& name, Elements elements) : Symbol(name) {
 
 s_str Vector::ToString() const { return TextWriter::TextOf(*this, nullptr); }
 
-s_bool Vector::WriteTo(TextWriter& writer) const {
-    return writer.Nest([&]() -> s_bool {
-        if (!writer.Spend(m_elements->Count()) || !writer.AppendName(GetName()) || !writer.Append("<")) return false;
-        bool isFirst = true;
+Outcome Vector::WriteTo(TextWriter& writer) const {
+    return writer.Nest([&] {
+        Outcome outcome = writer.Spend(m_elements->Count());
+        if (outcome) outcome = writer.AppendName(GetName());
+        std::string_view before = "<";
         for (const s_refptr<Symbol>& element : *m_elements) {
-            if (!std::exchange(isFirst, false) && !writer.Append(", ")) return false;
-            if (!writer.Write(*element)) return false;
+            if (outcome) outcome = writer.Append(std::exchange(before, ", "));
+            if (outcome) outcome = writer.Write(*element);
+            if (!outcome) return outcome;
         }
-        return writer.Append(">");
+        return outcome ? writer.Append(m_elements->IsEmpty() ? "<>" : ">") : outcome;
     });
 }
 

@@ -2,13 +2,14 @@
 
 #include <vector>
 
-#include "quarn/types/binding.h"
+#include "quarn/core/s_ctnr.h"
+#include "quarn/types/value.h"
 
 namespace Quarn {
 
 /// A list of fixed length whose elements have one full type: numbers, or vectors of one length. It knows nothing of
 /// their arithmetic; every operation on elements goes through the dispatch of the state.
-class Vector final : public Symbol {
+class QUARN_API Vector final : public Value<Vector> {
 public:
     static constexpr std::string_view TypeName = "Vector";
 
@@ -28,11 +29,9 @@ public:
     explicit Vector(const s_str& name, Elements elements = {});
 
     s_str ToString() const override;
-    const s_str& GetType() const override { return TypeNameOf<Vector>(); }
     /// "3-Vector" for three elements.
     s_str GetFullType() const override;
-    s_refptr<Symbol> Clone() const override { return s_refptr<Symbol>(new Vector(*this)); }
-    s_bool WriteTo(TextWriter& writer) const override;
+    Outcome WriteTo(TextWriter& writer) const override;
 
     const Elements& GetElements() const { return *m_elements; }
     /// How many elements it has at all depths, vectors themselves not counted.
@@ -41,8 +40,6 @@ public:
     unsigned GetNesting() const { return m_nesting; }
 
 private:
-    Vector(const Vector&) = default;
-
     s_refptr<const Elements> m_elements; ///< never changed, so that copies share it
     std::size_t m_size = 0;
     unsigned m_nesting = 1;

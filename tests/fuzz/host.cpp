@@ -14,8 +14,7 @@
 
 #include "../failing_allocation.h"
 #include "../slow_evaluator.h"
-#include "quarn/types/scalar.h"
-#include "quarn/types/vector.h"
+#include <quarn/quarn.h>
 
 namespace {
 
@@ -133,7 +132,7 @@ public:
         AllocationsLeft = ~std::size_t{0};
         m_stream.interrupted = nullptr;
         m_output.clear();
-        m_state.SetStepBudget(State::Unlimited);
+        m_state.GetLimits().SetStepBudget(Limits::Unlimited);
         m_state.ParseLine("sound = abs(3)");
         Require(m_stream.lastText() == "\tDefining Scalar : 3\n", "a simple statement fails");
     }
@@ -151,7 +150,7 @@ private:
         s_str error;
         m_state.SetOperatorPriorities(priorities, error); // refused when one begins with another
         Binding bind(m_state, true);
-        for (const auto& [op, priority] : m_state.GetRegistry().priorities) {
+        for (const auto& [op, priority] : m_state.GetOperatorPriorities()) {
             if (choices.Below(2)) bind.Binary(op, [](double a, double b) { return a * 2 - b; });
             if (choices.Below(3) == 0) bind.RightUnary(op, [](double a) { return a + 1; });
             if (choices.Below(3) == 0) bind.LeftUnary(op, [](double a) { return a - 1; });
@@ -186,7 +185,7 @@ constexpr std::size_t ShortInput = 120;
 void PlayAsHost(Choices choices) {
     const bool isLimited = choices.Below(4) != 0;
     const std::uint64_t budget = std::uint64_t{1} << choices.Below(15);
-    const unsigned nesting = choices.Below(2) ? State::DeepestNesting : choices.Below(20);
+    const unsigned nesting = choices.Below(2) ? Limits::DeepestNesting : choices.Below(20);
     const bool isInterrupted = choices.Below(4) == 0;
     const std::size_t allocations = choices.Below(3) ? ~std::size_t{0} : choices.Below(256) * 4;
     Host first(choices, nullptr, false);
@@ -194,8 +193,8 @@ void PlayAsHost(Choices choices) {
     for (Host* host : {&first, &second}) {
         host->RegisterCallables();
         State& state = host->GetState();
-        state.SetDeepestNesting(nesting);
-        if (isLimited || choices.Rest().size() > ShortInput) state.SetStepBudget(budget);
+        state.GetLimits().SetDeepestNesting(nesting);
+        if (isLimited || choices.Rest().size() > ShortInput) state.GetLimits().SetStepBudget(budget);
         if (isInterrupted) host->GetStream().interrupted = &state;
     }
     AllocationsLeft = allocations;
@@ -203,8 +202,8 @@ void PlayAsHost(Choices choices) {
         if (line.starts_with('@')) first.Play(line.substr(1));
         else second.Play(line);
     });
-    first.GetState().SetDeepestNesting(State::DeepestNesting);
-    second.GetState().SetDeepestNesting(State::DeepestNesting);
+    first.GetState().GetLimits().SetDeepestNesting(Limits::DeepestNesting);
+    second.GetState().GetLimits().SetDeepestNesting(Limits::DeepestNesting);
     first.CheckThatItWorks();
     second.CheckThatItWorks();
 }
@@ -217,15 +216,15 @@ void Compare(Choices choices) {
     constexpr std::uint64_t Budget = 20'000;
     ForEachLine(choices.Rest(), [&](std::string_view line) {
         if (line.find("rand") != line.npos) return;
-        state.SetStepBudget(Budget);
+        state.GetLimits().SetStepBudget(Budget);
         host.Play(line);
         if (line.find_first_of(";=:~?") != line.npos) return;
         s_str fastError;
         s_str slowError;
-        state.SetStepBudget(Budget);
+        state.GetLimits().SetStepBudget(Budget);
         const s_refptr<Symbol> fast = state.ParseSymbol("", line, fastError, false);
         const std::string fastOutcome = OutcomeOf(state, fast, fastError);
-        state.SetStepBudget(Budget);
+        state.GetLimits().SetStepBudget(Budget);
         const s_refptr<Symbol> slowValue = slow.ParseSymbol("", s_str(line), slowError, false);
         const std::string slowOutcome = OutcomeOf(state, slowValue, slowError);
         // The slow one spends its steps otherwise.

@@ -4,7 +4,9 @@
 #include <cstdlib>
 #include <sstream>
 
-#include "quarn/types/vector.h"
+#include <quarn/quarn.h>
+
+#include "quarn/interpreter/names.h"
 
 namespace {
 
@@ -27,7 +29,7 @@ void PlayAnything(std::string_view script) {
     Vector::Register(state);
     state.SetStreams(input, output);
     state.SetInteractive(true);
-    state.SetStepBudget(StepBudget);
+    state.GetLimits().SetStepBudget(StepBudget);
     while (!script.empty()) {
         const std::size_t end = std::min(script.find('\n'), script.size());
         state.ParseLine(script.substr(0, end));

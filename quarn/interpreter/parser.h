@@ -1,10 +1,6 @@
 #pragma once
 
-#include <string_view>
-#include <vector>
-
-#include "quarn/interpreter/scanner.h"
-#include "quarn/interpreter/vocabulary.h"
+#include "quarn/interpreter/language.h"
 
 namespace Quarn {
 
@@ -13,13 +9,13 @@ namespace Quarn {
 struct Step {
     enum class Kind : unsigned char {
         Fault,      ///< fails with the message `text`
-        TooDeep,    ///< fails: nested deeper than there is room for
         Literal,    ///< `constructor` reads the literal `text`
         Construct,  ///< `constructor` reads the argument text `text`
         Name,       ///< the symbol, function or constructor called `text`
+        Variable,   ///< the plain C++ variable bound to the name `text`; no text means one, see `Formula`
         Call,       ///< `functions`, called `text`, applied to the top `argumentCount` operands
         Binary,     ///< `op` applied to the top two operands
-        LeftUnary,  ///< `op`, written behind its operand
+        LeftUnary,  ///< `op`, written after its operand
         RightUnary, ///< `op`, written before its operand
         Index,      ///< "[]" applied to the top two operands
     };
@@ -33,38 +29,43 @@ struct Step {
         const Constructor* constructor = nullptr;
         const FunctionOverloads* functions;
         const Operator* op;
+        const struct BoundVariable* variable;
     };
 };
 
-/// Takes the steps of an expression as they are found, in the order of evaluation. The texts of faults last for the
+/// Receives the steps of an expression as they are found, in the order of evaluation. The texts of faults last for the
 /// call only, all others as long as the expression.
 class StepSink {
 public:
-    /// False to end it: no more steps are wanted. After a `Fault` or a `TooDeep` none are.
-    virtual bool Take(const Step& step) = 0;
+    /// Anything but `WentOn` ends the parsing. After a fault nothing follows.
+    virtual Outcome Accept(const Step& step) = 0;
 
 protected:
     ~StepSink() = default;
 };
 
-/// The working memory of compilation, kept between expressions. Both lists are stacks: who takes a step may compile an
+/// The working memory of parsing, kept between expressions. Its lists are stacks, as the receiver of a step may parse an
 /// expression of its own.
-struct CompilerMemory {
+struct ParserMemory {
     /// An operator whose right operand is not complete yet.
     struct WaitingOperator {
         const Operator* op;
         bool hasLeftOperand;
     };
+    /// A text within brackets, or around them, that is not complete yet.
+    struct Open;
+
+    ParserMemory();
+    ~ParserMemory();
+
     std::vector<WaitingOperator> waiting;
-    std::vector<std::size_t> partners; ///< of brackets, see `FindPartners`
-    /// The text under compilation whose partners were found last. A part of it, such as an element of a vector that is
-    /// compiled meanwhile, needs none of its own.
-    PairedText paired = {};
+    std::vector<Open> open;
+    Brackets::Memory brackets;
 };
 
-/// Gives the steps of the expression `text` to the sink; false when that ended it. `room` is how many levels of
-/// brackets the text may open; what lies deeper becomes a `TooDeep`. Takes time linear in the text.
-bool Compile(std::string_view text, unsigned room, const Registry& registry, const Vocabulary& vocabulary,
-             CompilerMemory& memory, StepSink& sink);
+/// Gives the steps of the expression `text` to the sink, and returns what ended that. Brackets that stand deeper than
+/// `deepest` levels are not parsed: a fault on their level stands for them. Takes time linear in the text and does not
+/// recurse.
+Outcome Parse(std::string_view text, unsigned deepest, const Language& language, ParserMemory& memory, StepSink& sink);
 
 } // namespace Quarn

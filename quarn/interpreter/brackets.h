@@ -1,0 +1,141 @@
+#pragma once
+
+#include <array>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace Quarn {
+
+/// What a character is to the scanner: no bracket, or one of round, angle and square, which are the kinds 0, 1 and 2.
+/// A single byte, as every character is looked at.
+class Bracket {
+public:
+    static constexpr unsigned KindCount = 3;
+
+    constexpr explicit Bracket(char character) : m_code(Codes[static_cast<unsigned char>(character)]) {}
+
+    constexpr bool IsNone() const { return m_code == 0; }
+    constexpr bool IsOpening() const { return m_code % 2 == 1; }
+    constexpr bool IsClosing() const { return !IsNone() && !IsOpening(); }
+    /// Of a bracket only.
+    constexpr unsigned GetKind() const { return (m_code - 1u) / 2; }
+    /// The message on a bracket without a partner.
+    const char* GetFault() const;
+
+private:
+    /// The position in this text, from 1 on; 0 for all other characters.
+    static constexpr std::array<unsigned char, 256> Codes = [] {
+        std::array<unsigned char, 256> codes{};
+        unsigned char code = 0;
+        for (const char character : std::string_view("()<>[]")) codes[static_cast<unsigned char>(character)] = ++code;
+        return codes;
+    }();
+
+    unsigned char m_code;
+};
+
+/// A text that is being cut into pieces, from the left.
+struct Cut {
+    std::string_view text;
+    std::size_t position = 0; ///< where the rest begins
+    bool isSeparator = false; ///< whether the last piece is one
+
+    explicit Cut(std::string_view whole) : text(whole) {}
+};
+
+/// The brackets of a text and of all its parts: which ones are partners, whether one has none, and the cutting of a text
+/// at its top bracket level. A bracket's partner closes it; only brackets of its own kind count, and all others between
+/// the two are plain text.
+///
+/// The partners of the whole text are found in one pass, when the first one is asked for. So a level of nesting costs
+/// what stands in it and not what it encloses.
+class Brackets {
+public:
+    static constexpr std::size_t None = std::string_view::npos;
+
+    /// The partners of several texts, one parsed within another.
+    struct Memory {
+        std::vector<std::size_t> partners; ///< a stack; at the position of an opening bracket
+        Brackets* innermost = nullptr;
+    };
+
+    /// A part of the innermost text of the memory, in place, shares the partners that are known there. Brackets must be
+    /// destroyed in reverse order; the text must outlive them.
+    Brackets(std::string_view text, Memory& memory);
+    ~Brackets();
+    Brackets(const Brackets&) = delete;
+    Brackets& operator=(const Brackets&) = delete;
+
+    /// The partner of the opening bracket at the position of a part of the text; `None` when it is not in the part.
+    std::size_t FindPartner(std::string_view part, std::size_t position);
+    /// The message on the first bracket of a part that has no partner there; null when all have one. Brackets within
+    /// separators do not count, and none starts with one. Separators have a `Match(text, position)` that gives the length of the separator that
+    /// starts at the position, or 0.
+    template <class Separators> const char* FindFault(std::string_view part, const Separators& separators) {
+        const char* fault = nullptr;
+        for (std::size_t end = 0; end < part.size() && !fault;) {
+            const std::size_t length = Match(part, end, separators);
+            end = length > 0 ? end + length : FindSeparator(part, end, separators, fault);
+        }
+        return fault;
+    }
+    /// Cuts off the next piece: a separator, or all that stands before the next one. False at the end, or at a bracket
+    /// without a partner.
+    template <class Separators> bool Next(Cut& cut, const Separators& separators, std::string_view& piece) {
+        const std::size_t begin = cut.position;
+        if (begin >= cut.text.size()) return false;
+        const char* fault = nullptr;
+        const std::size_t length = Match(cut.text, begin, separators);
+        cut.isSeparator = length > 0;
+        cut.position = length > 0 ? begin + length : FindSeparator(cut.text, begin, separators, fault);
+        piece = cut.text.substr(begin, cut.position - begin);
+        return !fault;
+    }
+
+    /// How many brackets, of whatever kind, stand open at once where the text nests most deeply.
+    static std::size_t NestingOf(std::string_view text);
+    /// The partner of the opening bracket at the position, found by a search; `None` when there is none.
+    static std::size_t SearchPartner(std::string_view text, std::size_t position);
+
+private:
+    template <class Separators>
+    static std::size_t Match(std::string_view text, std::size_t position, const Separators& separators) {
+        return Bracket(text[position]).IsNone() ? separators.Match(text, position) : 0;
+    }
+
+    /// Where the next separator starts, or the text ends, from a position where none starts.
+    template <class Separators>
+    std::size_t FindSeparator(std::string_view text, std::size_t i, const Separators& separators, const char*& fault) {
+        do {
+            const Bracket bracket(text[i]);
+            if (bracket.IsNone()) {
+                ++i;
+                continue;
+            }
+            const std::size_t partner = bracket.IsOpening() ? FindPartner(text, i) : None;
+            if (partner == None) {
+                fault = bracket.GetFault();
+                return text.size();
+            }
+            i = partner + 1;
+        } while (i < text.size() && Match(text, i, separators) == 0);
+        return i;
+    }
+
+    bool Contains(std::string_view part) const;
+    void FindPartners();
+
+    const std::string_view m_text;
+    Memory& m_memory;
+    const std::size_t m_begin; ///< of the partners in the memory
+    Brackets* const m_outer;
+    Brackets* m_found; ///< whose partners serve this text; null while they are not known
+};
+
+/// Separates arguments.
+struct Commas {
+    std::size_t Match(std::string_view text, std::size_t position) const { return text[position] == ',' ? 1 : 0; }
+};
+
+} // namespace Quarn

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <tuple>
+
+#include "quarn/interpreter/result.h"
+#include "quarn/types/symbol.h"
+
+namespace Quarn {
+
+/// How values convert to a C++ type and back. By default a value class stands for itself. A value type specialises this
+/// for a plain type that its values are made from, as `Scalar` does for double:
+///
+///     template <> struct Conversion<Plain> {
+///         using Class = ValueClass;                        // the values that a Plain is read from
+///         static Plain Read(const ValueClass& value);
+///         static s_refptr<Symbol> Make(const Plain& plain);
+///     };
+///
+/// If other values count as the type as well, a number as a complex one, `using PromotedFrom = std::tuple<Scalar>;` and
+/// a `Read` for each of them say so.
+template <class T> struct Conversion {
+    using Class = T;
+    static const T& Read(const T& value) { return value; }
+};
+
+/// The value as a C++ type, or why it is none.
+template <class T> Result<T> ConvertTo(const Symbol& value) {
+    using Class = typename Conversion<T>::Class;
+    if (const Class* object = As<Class>(value)) return T(Conversion<T>::Read(*object));
+    return Result<T>::Error("\tError : The value is a " + s_str(value.GetType()) + ", not a " + Class::TypeName);
+}
+
+} // namespace Quarn

@@ -1,0 +1,203 @@
+#include "quarn/interpreter/dispatcher.h"
+
+#include "quarn/interpreter/rewriting.h"
+#include "quarn/interpreter/text_writer.h"
+#include "quarn/types/reference.h"
+
+namespace Quarn {
+
+namespace {
+
+/// A kept operation grows with each use of an undefined symbol and doubles in `x = x + x`: without a limit, thirty such
+/// statements fill the memory. Reading a text of this length takes a few hundredths of a second.
+constexpr TextWriter::Limit KeptExpression{std::size_t{1} << 20, 0,
+                                           "\tError : Expression longer than 1048576 characters"};
+
+} // namespace
+
+/// An operand as it was passed, and what its references led to.
+struct Dispatcher::ResolvedOperand {
+    const Symbol& operand;
+    const Symbol& value;
+
+    const s_str& Type() const { return Reference::TypeOfResolved(value); }
+
+    /// In messages and kept operations a named operand contributes nothing. Sub-expressions have no names, so this meets
+    /// only values that a function named itself; their text would begin with "name = ", which is no expression. Pinned
+    /// by "NamedOperandsContributeNothing".
+    bool HasText() const { return static_cast<bool>(operand.GetName().IsEmpty()); }
+};
+
+/// An operation on the values of references that is being carried out. If it meets itself again on the same references,
+/// and nothing has changed, that is a circle: a vector leads into itself.
+class Dispatcher::OngoingOperation {
+public:
+    /// The overloads stand for the operator. An operand that is no reference is like any other; null for none.
+    OngoingOperation(Dispatcher& dispatcher, const void* overloads, const Symbol* left, const Symbol* right)
+        : m_dispatcher(dispatcher), m_overloads(overloads), m_left(left), m_right(right),
+          m_changes(dispatcher.GetChanges()), m_outer(std::exchange(dispatcher.m_innermost, this)) {}
+    ~OngoingOperation() { m_dispatcher.m_innermost = m_outer; }
+    OngoingOperation(const OngoingOperation&) = delete;
+    OngoingOperation& operator=(const OngoingOperation&) = delete;
+
+    /// The expression that is met again; null when there is none.
+    const Expression* FindCircle() const { return m_outer ? FindCircleInOuter() : nullptr; }
+
+private:
+    static const Expression* ExpressionIn(const Symbol* operand) {
+        const Reference* const reference = operand ? As<Reference>(*operand) : nullptr;
+        return reference ? reference->GetExpression().Get() : nullptr;
+    }
+    static bool IsSame(const Expression* a, const Expression* b) { return a == b || (a && b && a->IsSameAs(*b)); }
+
+    [[gnu::noinline]] const Expression* FindCircleInOuter() const {
+        const Expression* const left = ExpressionIn(m_left);
+        const Expression* const right = ExpressionIn(m_right);
+        for (const OngoingOperation* outer = m_outer; outer; outer = outer->m_outer) {
+            if (m_overloads == outer->m_overloads && m_changes == outer->m_changes &&
+                IsSame(left, ExpressionIn(outer->m_left)) && IsSame(right, ExpressionIn(outer->m_right)))
+                return left ? left : right;
+        }
+        return nullptr;
+    }
+
+    Dispatcher& m_dispatcher;
+    const void* m_overloads;
+    const Symbol* m_left;
+    const Symbol* m_right;
+    const std::uint64_t m_changes;
+    const OngoingOperation* const m_outer;
+};
+
+s_refptr<Symbol> Dispatcher::ApplyBinary(const Operator& op, const s_refptr<Symbol>& left,
+                                         const s_refptr<Symbol>& right, s_str& error) {
+    if (As<Reference>(*left) || As<Reference>(*right)) return ApplyToReferences(op, left, right, error);
+    if (const BinaryOperator* callable = op.FindBinary(left->GetType(), right->GetType()))
+        return Calling(*callable)(m_state, left, right, error);
+    return FailWithoutMatch({*left, *left}, op.text, right, error);
+}
+
+s_refptr<Symbol> Dispatcher::ApplyBinary(std::string_view op, const s_refptr<Symbol>& left,
+                                         const s_refptr<Symbol>& right, s_str& error) {
+    m_language.Bind();
+    if (const Operator* known = m_language.GetOperators().Find(op)) return ApplyBinary(*known, left, right, error);
+    Operator unlisted;
+    unlisted.text = op;
+    unlisted.Bind(m_language.GetRegistry());
+    return ApplyBinary(unlisted, left, right, error);
+}
+
+s_refptr<Symbol> Dispatcher::ApplyToReferences(const Operator& op, const s_refptr<Symbol>& left,
+                                               const s_refptr<Symbol>& right, s_str& error) {
+    const s_refptr<Symbol> leftValue = Reference::Resolve(left, error);
+    if (!leftValue) return nullptr;
+    const bool isKept = op.binary && As<Reference>(*leftValue);
+    if (As<Reference>(*right)) {
+        // It is evaluated only if an operation of this kind is possible at all, or is to be kept.
+        if (!isKept && !(op.binary && FindIn(*op.binary, leftValue->GetType())))
+            return FailWithoutMatch({*left, *leftValue}, op.text, right, error);
+    }
+    const s_refptr<Symbol> rightValue = Reference::Resolve(right, error);
+    if (!rightValue) return nullptr;
+    if (isKept || As<Reference>(*rightValue))
+        return KeepOperation({*left, *leftValue}, op.text, {*right, *rightValue}, error);
+    const BinaryOperator* callable = op.FindBinary(leftValue->GetType(), rightValue->GetType());
+    if (!callable) return FailWithoutMatch({*left, *leftValue}, op.text, right, error);
+    const OngoingOperation operation(*this, op.binary, left.Get(), right.Get());
+    if (const Expression* circle = operation.FindCircle()) return AbandonCircle(*circle, error);
+    return Calling(*callable)(m_state, leftValue, rightValue, error);
+}
+
+s_refptr<Symbol> Dispatcher::ApplyUnary(const UnaryOverloads* overloads, const s_refptr<Symbol>& operand,
+                                        std::string_view before, std::string_view after, s_str& error) {
+    const s_refptr<Symbol> value = Reference::Resolve(operand, error);
+    if (!value) return nullptr;
+    const UnaryOperator* callable = overloads ? FindIn(*overloads, Reference::TypeOfResolved(*value)) : nullptr;
+    if (!callable) return FailWithoutMatch({*operand, *value}, before, after, error);
+    if (!As<Reference>(*operand)) return Calling(*callable)(m_state, value, error);
+    const OngoingOperation operation(*this, overloads, nullptr, operand.Get());
+    if (const Expression* circle = operation.FindCircle()) return AbandonCircle(*circle, error);
+    return Calling(*callable)(m_state, value, error);
+}
+
+Outcome Dispatcher::AbandonCircle(const Expression& expression, s_str& error) {
+    return m_limits.Abandon(error, "\tError : Circular reference in expression '" + expression.GetText() + "'");
+}
+
+Outcome Dispatcher::WriteText(const ResolvedOperand& operand, s_str& text, s_str& error) {
+    if (!operand.HasText()) return Outcome::WentOn;
+    TextWriter writer(&m_limits, text, error);
+    const Reference* const reference = As<Reference>(operand.value);
+    return reference ? writer.Append(*reference->GetUnevaluatedExpression()) : writer.Write(operand.value);
+}
+
+Outcome Dispatcher::FailWithoutMatch(const ResolvedOperand& left, std::string_view op,
+                                     const s_refptr<Symbol>& rightOperand, s_str& error) {
+    // A circle is no fault of its own any more here: it shows as the reference that it is.
+    const s_refptr<Symbol> value = [&] {
+        Limits::PrivateError unseen(m_limits);
+        return Reference::Resolve(rightOperand, unseen.text);
+    }();
+    const ResolvedOperand right{*rightOperand, value ? *value : *rightOperand};
+    s_str message =
+        "\tError : No match for operator '" + left.Type() + " " + op + " " + right.Type() + "' in :\n\t        \t";
+    if (const Outcome outcome = WriteText(left, message, error); !outcome) return outcome;
+    (((message += " ") += op) += " ");
+    if (const Outcome outcome = WriteText(right, message, error); !outcome) return outcome;
+    return Fail(error, message);
+}
+
+Outcome Dispatcher::FailWithoutMatch(const ResolvedOperand& operand, std::string_view before, std::string_view after,
+                                     s_str& error) {
+    s_str text;
+    if (const Outcome outcome = WriteText(operand, text, error); !outcome) return outcome;
+    const auto written = [&](const s_str& what) {
+        return before.empty() ? what + " " + after : s_str(before) + " " + what;
+    };
+    return Fail(error,
+                "\tError : No match for operator '" + written(operand.Type()) + "' in :\n\t        \t" + written(text));
+}
+
+/// What an operand contributes to an operation that is kept; null on failure.
+s_refptr<Expression> Dispatcher::ExpressionOf(const ResolvedOperand& operand, s_str& error) {
+    if (!operand.HasText()) return make_refptr<Expression>("");
+    if (const Reference* reference = As<Reference>(operand.value)) {
+        s_refptr<Expression> expression = reference->GetUnevaluatedExpression();
+        expression->Update(m_language.GetOperatorsVersion());
+        return expression;
+    }
+    s_str text;
+    if (!TextWriter(&m_limits, text, error, KeptExpression).Write(operand.value)) return nullptr;
+    return make_refptr<Expression>(text);
+}
+
+/// The operation as a reference. Its text is put together only where the operands do not tell how it reads, so it costs
+/// what is added, however long the operands are.
+s_refptr<Symbol> Dispatcher::KeepOperation(const ResolvedOperand& left, std::string_view op,
+                                           const ResolvedOperand& right, s_str& error) {
+    const s_refptr<Expression> leftExpression = ExpressionOf(left, error);
+    const s_refptr<Expression> rightExpression = leftExpression ? ExpressionOf(right, error) : nullptr;
+    if (!rightExpression) return nullptr;
+    const std::size_t length = leftExpression->GetLength() + op.size() + rightExpression->GetLength() + 4;
+    if (length > KeptExpression.size) return m_limits.Abandon(error, KeptExpression.message);
+
+    using enum Expression::Shape;
+    const Operators& operators = m_language.GetOperators();
+    const unsigned version = m_language.GetOperatorsVersion();
+    const auto leftShape = leftExpression->GetShape(operators, version);
+    const auto rightShape = rightExpression->GetShape(operators, version);
+    const bool isWritten = operators.Find(op) && op != "[]";
+    if (isWritten && leftShape != Irregular && rightShape != Irregular) {
+        return make_refptr<Reference>(
+            make_refptr<Expression>(Expression::Operation{
+                {leftExpression, leftShape == Bracketed}, op, {rightExpression, rightShape == Bracketed}, version}),
+            m_state);
+    }
+    if (const Outcome outcome = m_limits.Spend(length, error); !outcome) return outcome;
+    s_str rewritten;
+    const s_str text = "(" + leftExpression->GetText() + ")" + op + "(" + rightExpression->GetText() + ")";
+    if (const Outcome outcome = RewriteOperation(text, operators, rewritten, error); !outcome) return outcome;
+    return make_refptr<Reference>("", rewritten, m_state);
+}
+
+} // namespace Quarn

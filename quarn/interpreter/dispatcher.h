@@ -1,0 +1,63 @@
+#pragma once
+
+#include "quarn/interpreter/expression.h"
+#include "quarn/interpreter/limits.h"
+#include "quarn/interpreter/symbol_table.h"
+
+namespace Quarn {
+
+/// Finds the callable for an operator and the types of its operands, and calls it. An operation on a reference that
+/// cannot be evaluated yet is kept as a new reference.
+class Dispatcher {
+public:
+    Dispatcher(State& state, Limits& limits, Language& language, const SymbolTable& symbols)
+        : m_state(state), m_limits(limits), m_language(language), m_symbols(symbols) {}
+
+    // Each returns null on failure.
+
+    s_refptr<Symbol> ApplyBinary(const Operator& op, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right,
+                                 s_str& error);
+    /// Also for an operator that is registered but cannot be written.
+    s_refptr<Symbol> ApplyBinary(std::string_view op, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right,
+                                 s_str& error);
+    /// The text of the operator stands in `before` or in `after`; the other one is empty.
+    s_refptr<Symbol> ApplyUnary(const UnaryOverloads* overloads, const s_refptr<Symbol>& operand,
+                                std::string_view before, std::string_view after, s_str& error);
+
+    /// Notes that a registered callable is about to be called.
+    template <class Entry> const Entry& Calling(const Entry& callable) {
+        if (!callable.isPure) ++m_impureCalls;
+        return callable;
+    }
+    std::uint64_t GetImpureCalls() const { return m_impureCalls; }
+    /// How often anything has changed that an evaluation depends on.
+    std::uint64_t GetChanges() const { return m_symbols.GetChanges() + m_language.GetGeneration(); }
+
+    /// Fails because the expression leads to itself.
+    Outcome AbandonCircle(const Expression& expression, s_str& error);
+
+private:
+    class OngoingOperation;
+    struct ResolvedOperand;
+
+    // What is rare is not inlined: the rest stands on the stack for every level of nesting.
+    s_refptr<Symbol> ApplyToReferences(const Operator& op, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right,
+                                       s_str& error);
+    [[gnu::noinline]] s_refptr<Symbol> KeepOperation(const ResolvedOperand& left, std::string_view op,
+                                                     const ResolvedOperand& right, s_str& error);
+    s_refptr<Expression> ExpressionOf(const ResolvedOperand& operand, s_str& error);
+    Outcome WriteText(const ResolvedOperand& operand, s_str& text, s_str& error);
+    [[gnu::noinline]] Outcome FailWithoutMatch(const ResolvedOperand& left, std::string_view op,
+                                               const s_refptr<Symbol>& rightOperand, s_str& error);
+    [[gnu::noinline]] Outcome FailWithoutMatch(const ResolvedOperand& operand, std::string_view before,
+                                               std::string_view after, s_str& error);
+
+    State& m_state;
+    Limits& m_limits;
+    Language& m_language;
+    const SymbolTable& m_symbols;
+    const OngoingOperation* m_innermost = nullptr;
+    std::uint64_t m_impureCalls = 0;
+};
+
+} // namespace Quarn

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "quarn/interpreter/dispatcher.h"
+
+namespace Quarn {
+
+/// Evaluates expressions: carries out their steps on a stack of operands. The first step that fails ends it.
+class Evaluator {
+public:
+    Evaluator(State& state, Limits& limits, Language& language, SymbolTable& symbols, Dispatcher& dispatcher)
+        : m_state(state), m_limits(limits), m_language(language), m_symbols(symbols), m_dispatcher(dispatcher) {}
+
+    /// Evaluates a text: `State::ParseSymbol`, but for the level.
+    s_refptr<Symbol> Evaluate(const s_str& name, std::string_view expression, s_str& error, bool allowNew);
+    /// Evaluates the expression of a reference. A failure is remembered until something changes: otherwise each operation
+    /// added to a kept one would evaluate all of it again.
+    s_refptr<Symbol> Evaluate(Expression& expression, s_str& error);
+    /// Evaluates the expression of a formula, a text.
+    Operand EvaluateFormula(Expression& expression, s_str& error);
+
+    /// The value of `name:Type(text)`.
+    s_refptr<Symbol> Construct(const Constructor& constructor, const s_str& name, std::string_view text, s_str& error) {
+        return m_dispatcher.Calling(constructor)(m_state, name, text, false, error);
+    }
+    /// The text for an expression: it shares the memory of the one that is being evaluated when it is a large part of it.
+    SharedText ShareText(std::string_view text) const;
+    /// The brackets of the texts that are being parsed.
+    Brackets::Memory& GetBrackets() { return m_memory.brackets; }
+
+private:
+    class Executor;
+    class Recorder;
+
+    /// The text that a constructor gets a part of, and the variables that it may name.
+    struct Source {
+        const SharedText* text = nullptr; ///< null for a line
+        const BoundVariables* variables = nullptr;
+    };
+
+    Outcome RunText(Expression& expression, unsigned level, Executor& executor);
+    Outcome RunParts(Expression& expression, Executor& executor, s_str& error);
+    void ParseProgram(Expression& expression);
+
+    State& m_state;
+    Limits& m_limits;
+    Language& m_language;
+    SymbolTable& m_symbols;
+    Dispatcher& m_dispatcher;
+    ParserMemory m_memory;
+    std::vector<Operand> m_operands; ///< a stack, of all evaluations under way
+    Source m_source;                 ///< of the innermost constructor
+};
+
+} // namespace Quarn

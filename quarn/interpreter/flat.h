@@ -1,0 +1,47 @@
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+#include "quarn/core/s_refptr.h"
+#include "quarn/core/s_str.h"
+
+namespace Quarn {
+
+class Symbol;
+
+// Flat values. The value of some types fits into a machine word: a number does. While such a value has no name, the
+// engine keeps the word and makes an object only where somebody needs one. It knows of the type no more than this.
+
+using Word = std::uint64_t;
+
+/// A type whose values can be flat. One object for each type; it must outlive all states.
+struct FlatType {
+    const s_str* name;                   ///< of the type, as its objects have it
+    s_refptr<Symbol> (*make)(Word word); ///< a nameless object with the value
+};
+
+/// The word that holds a plain C++ value, and back.
+template <class T> Word ToWord(const T& value) {
+    static_assert(std::is_trivially_copyable_v<T> && sizeof(T) <= sizeof(Word));
+    Word word = 0;
+    std::memcpy(&word, &value, sizeof(T));
+    return word;
+}
+template <class T> T FromWord(Word word) {
+    T value;
+    std::memcpy(&value, &word, sizeof(T));
+    return value;
+}
+
+/// A callable of flat values only. It can neither fail nor see a state.
+struct FlatCallable {
+    Word (*call)(const Word* operands) = nullptr; ///< null for none
+    const FlatType* result = nullptr;             ///< the type of what it returns
+
+    explicit operator bool() const { return call != nullptr; }
+};
+
+} // namespace Quarn

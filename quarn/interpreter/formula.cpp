@@ -1,0 +1,53 @@
+#include "quarn/interpreter/formula.h"
+
+#include "quarn/interpreter/interpreter.h"
+#include "quarn/types/reference.h"
+
+namespace Quarn {
+
+struct FormulaParts {
+    s_refptr<Expression> expression;
+    BoundVariables variables;
+};
+
+Formula::Formula(State& state, std::string_view expression)
+    : m_state(&state), m_parts(std::make_unique<FormulaParts>()) {
+    m_parts->expression = make_refptr<Expression>(expression);
+    m_parts->expression->program = make_refptr<Program>();
+    m_parts->expression->program->variables = &m_parts->variables;
+}
+
+Formula::~Formula() = default;
+Formula::Formula(Formula&&) noexcept = default;
+Formula& Formula::operator=(Formula&&) noexcept = default;
+
+s_bool Formula::Bind(std::string_view name, const FlatType& type, const void* variable, Word (*read)(const void*)) {
+    s_str unseen;
+    if (name.empty() || !m_state->CheckSymbolName(name, unseen)) return false;
+    m_parts->variables.insert_or_assign(name, BoundVariable{&type, variable, read});
+    m_parts->expression->program->generation = 0; // it knows the name as a symbol
+    return true;
+}
+
+Result<s_refptr<Symbol>> Formula::Evaluate() { return Value(*this, false).ToResult(); }
+
+Formula::Value::Value(Formula& formula, bool isResolved) {
+    Interpreter& interpreter = Interpreter::Of(*formula.m_state);
+    const Limits::Level level(interpreter.limits);
+    if (!level) {
+        (void)interpreter.limits.AbandonTooDeep(error);
+        return;
+    }
+    const Operand operand = interpreter.evaluator.EvaluateFormula(*formula.m_parts->expression, error);
+    type = operand.GetFlatType();
+    word = operand.GetWord();
+    if (const s_refptr<Symbol>& value = operand.GetObject())
+        object = isResolved ? Reference::Resolve(value, error) : value;
+}
+
+Result<s_refptr<Symbol>> Formula::Value::ToResult() const {
+    if (type) return type->make(word);
+    return object ? Result(object) : Result<s_refptr<Symbol>>::Error(error);
+}
+
+} // namespace Quarn

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "quarn/interpreter/state.h"
+#include "quarn/types/value.h"
+
+namespace Quarn {
+
+class Expression;
+struct FormulaParts;
+
+/// An expression that is parsed once and evaluated often.
+///
+///     double x = 0;
+///     Quarn::Formula formula(state, "a*x+b");
+///     formula.Bind("x", x);
+///     for (x = 0; x < 10; ++x) Draw(x, *formula.Evaluate<double>());
+///
+/// It evaluates what its text would evaluate to: symbols have the values they have by then, and what is registered
+/// later counts. Faults of the text show when it is evaluated. Every evaluation has the limits of the state anew.
+class QUARN_API Formula {
+public:
+    /// The state is not owned and must outlive the formula.
+    Formula(State& state, std::string_view expression);
+    ~Formula();
+    Formula(Formula&&) noexcept;
+    Formula& operator=(Formula&&) noexcept;
+
+    /// Lets a name stand for a variable of the host, of a plain type whose values can be flat (double can). The name
+    /// hides a symbol, function or constructor of the same name in the text of this formula, but not in references. The
+    /// variable is not owned. Fails for a name that no symbol may have; a later variable replaces an earlier one.
+    template <class T> s_bool Bind(std::string_view name, const T& variable) {
+        using Class = typename Conversion<T>::Class;
+        static_assert(std::is_same_v<typename Class::Flat, T>);
+        return Bind(name, FlatTypeOf<Class>(), &variable,
+                    [](const void* address) { return ToWord(*static_cast<const T*>(address)); });
+    }
+    template <class T> s_bool Bind(std::string_view name, const T&& temporary) = delete;
+
+    /// The value, without a name.
+    Result<s_refptr<Symbol>> Evaluate();
+    /// The value as a plain C++ type; references are evaluated. A flat value takes no object: this is the fast way.
+    template <class T> Result<T> Evaluate() {
+        using Class = typename Conversion<T>::Class;
+        const Value value(*this, true);
+        if constexpr (requires { typename Class::Flat; }) {
+            if (value.type == &FlatTypeOf<Class>()) return FromWord<T>(value.word);
+        }
+        const Result<s_refptr<Symbol>> object = value.ToResult();
+        return object ? ConvertTo<T>(**object) : Result<T>::Error(object.GetError());
+    }
+
+private:
+    s_bool Bind(std::string_view name, const FlatType& type, const void* variable, Word (*read)(const void*));
+
+    /// What an evaluation gave: a flat value, an object, or an error.
+    struct QUARN_API Value {
+        Value(Formula& formula, bool isResolved);
+        Result<s_refptr<Symbol>> ToResult() const;
+
+        const FlatType* type = nullptr; ///< of a flat value
+        Word word = 0;
+        s_refptr<Symbol> object;
+        s_str error;
+    };
+
+    State* m_state;
+    std::unique_ptr<FormulaParts> m_parts;
+};
+
+} // namespace Quarn

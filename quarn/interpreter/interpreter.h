@@ -1,0 +1,24 @@
+#pragma once
+
+#include "quarn/interpreter/state.h"
+#include "quarn/interpreter/statements.h"
+
+namespace Quarn {
+
+/// What stands behind a `State`. Each part knows only those above it here.
+struct Interpreter {
+    explicit Interpreter(State& state)
+        : dispatcher(state, limits, language, symbols), evaluator(state, limits, language, symbols, dispatcher),
+          statements(state, limits, language, symbols, evaluator) {}
+
+    static Interpreter& Of(State& state) { return *state.m_interpreter; }
+
+    Limits limits;
+    Language language;
+    SymbolTable symbols;
+    Dispatcher dispatcher;
+    Evaluator evaluator;
+    Statements statements;
+};
+
+} // namespace Quarn

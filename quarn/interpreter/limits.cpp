@@ -1,0 +1,69 @@
+#include "quarn/interpreter/limits.h"
+
+#include <algorithm>
+
+#include "quarn/interpreter/brackets.h"
+
+namespace Quarn {
+
+namespace {
+
+constexpr const char* TooManySteps = "\tError : Too many steps, the statement was stopped";
+constexpr const char* TooMuchTime = "\tError : Too much time, the statement was stopped";
+constexpr const char* Cancelled = "\tError : Cancelled, the statement was stopped";
+
+} // namespace
+
+#if defined(NDEBUG) && defined(__OPTIMIZE__)
+const std::size_t Limits::StackPerLevel = s_pools_keep ? 2304 : 8192; // more with the address sanitizer
+#else
+const std::size_t Limits::StackPerLevel = 8192;
+#endif
+
+void Limits::SetDeepestNesting(unsigned levels) {
+    m_deepestNesting = std::min(levels, std::numeric_limits<unsigned>::max() - OutermostDepth);
+}
+
+void Limits::SetStackSize(std::size_t bytes) {
+    SetDeepestNesting(static_cast<unsigned>(std::min<std::size_t>(bytes / StackPerLevel, DeepestNesting)));
+}
+
+bool Limits::HasRoomFor(std::string_view text) const { return Brackets::NestingOf(text) < GetRemainingLevels(); }
+
+void Limits::Begin() {
+    m_deepestReached = OutermostDepth;
+    m_stepsToCheck = 0;
+    m_stepsBeyond = m_stepBudget;
+    m_stopped = m_isCancelled && *m_isCancelled ? Cancelled : nullptr;
+    if (m_timeLimit) m_deadline = std::chrono::steady_clock::now() + *m_timeLimit;
+}
+
+Outcome Limits::SpendSlowly(std::uint64_t steps, s_str& error) {
+    if (m_stepsBeyond != Unlimited) m_stepsBeyond += m_stepsToCheck;
+    m_stepsToCheck = 0;
+    if (!m_stopped) {
+        if (steps > m_stepsBeyond) m_stopped = TooManySteps;
+        else if (m_isCancelled && *m_isCancelled) m_stopped = Cancelled;
+        else if (m_timeLimit && std::chrono::steady_clock::now() >= m_deadline) m_stopped = TooMuchTime;
+    }
+    if (m_stopped) return Abandon(error, m_stopped);
+    if (m_stepsBeyond == Unlimited) {
+        m_stepsToCheck = StepsBetweenChecks;
+        return Outcome::WentOn;
+    }
+    m_stepsToCheck = std::min(m_stepsBeyond -= steps, StepsBetweenChecks);
+    m_stepsBeyond -= m_stepsToCheck;
+    return Outcome::WentOn;
+}
+
+Outcome Limits::Abandon(s_str& error, std::string_view message) {
+    AppendMessage(error, message);
+    m_abandonment = {&error, error.View().size()};
+    return Outcome::Abandoned;
+}
+
+Outcome Limits::AbandonTooDeep(s_str& error) {
+    return Abandon(error, "\tError : Nested more than " + s_str(s_uint(m_deepestNesting)) + " levels deep");
+}
+
+} // namespace Quarn

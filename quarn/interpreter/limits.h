@@ -1,0 +1,147 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <limits>
+#include <optional>
+
+#include "quarn/core/api.h"
+#include "quarn/interpreter/outcome.h"
+
+namespace Quarn {
+
+/// What a state may spend on a statement or an evaluation: levels of nesting, steps, and time. It holds for each one
+/// anew, printing and erasing included; what is evaluated within another evaluation shares its budget. Whatever exceeds a
+/// limit fails with an error and changes nothing.
+///
+/// Only the cancellation may be touched by another thread.
+class QUARN_API Limits {
+    /// Marks the failure that was abandoned last: its message ends this error text.
+    struct Abandonment {
+        const s_str* error = nullptr;
+        std::size_t end = 0; ///< the size of the text with its message
+    };
+
+public:
+    /// How deeply texts may nest at first: brackets, calls, indexings, vectors, references, statements within
+    /// statements, and values within values. Everything that recurses counts (`Level`).
+    static constexpr unsigned DeepestNesting = 1000;
+    /// An upper bound, in bytes, for the stack that one level takes in this build of the library. Measured with nested
+    /// vector literals, the deepest kind; see docs/design.md.
+    static const std::size_t StackPerLevel;
+    /// No step limit.
+    static constexpr std::uint64_t Unlimited = std::numeric_limits<std::uint64_t>::max();
+
+    // --- For hosts. Changes count from the next statement or evaluation on.
+
+    /// How many steps a statement may take: operands, operators, elements of a vector that is built or shown, characters
+    /// of an expression that is shown.
+    void SetStepBudget(std::uint64_t steps) { m_stepBudget = steps; }
+    /// How long a statement may take. Checked every thousand steps or so. None means no limit.
+    void SetTimeLimit(std::optional<std::chrono::nanoseconds> time) { m_timeLimit = time; }
+    /// While the flag is true every statement and evaluation fails, the one under way included. Any thread, and a signal
+    /// handler, may set it. Not owned; null for none.
+    void SetCancellation(const std::atomic<bool>* isCancelled) { m_isCancelled = isCancelled; }
+    /// How deeply texts may nest. Every thread that uses the state needs `StackPerLevel` bytes of stack for each level:
+    /// 2.2 MiB for the 1000 levels of a release build. Give a smaller thread a smaller limit, or tell its stack.
+    void SetDeepestNesting(unsigned levels);
+    unsigned GetDeepestNesting() const { return m_deepestNesting; }
+    /// Limits the nesting to what a stack of so many bytes has room for. It must be what is left when the state is used.
+    void SetStackSize(std::size_t bytes);
+
+    // --- For values whose work recurses or grows
+
+    /// One level of nesting, for as long as it lives; false when it is too deep. The outermost one starts the budget.
+    class Level {
+    public:
+        explicit Level(Limits& limits) : m_limits(limits) {
+            if (++m_limits.m_depth > m_limits.m_deepestReached) m_limits.m_deepestReached = m_limits.m_depth;
+            if (m_limits.m_depth == OutermostDepth) m_limits.Begin();
+        }
+        ~Level() { --m_limits.m_depth; }
+        Level(const Level&) = delete;
+        Level& operator=(const Level&) = delete;
+        explicit operator bool() const { return m_limits.m_depth <= OutermostDepth + m_limits.m_deepestNesting; }
+
+    private:
+        Limits& m_limits;
+    };
+    /// Whether the text can be evaluated without nesting too deeply, as far as its brackets tell. Rejects hopeless texts
+    /// early.
+    bool HasRoomFor(std::string_view text) const;
+    /// Takes steps from the budget. Fails when it is used up, when the time is over, or when cancelled.
+    Outcome Spend(std::uint64_t steps, s_str& error) {
+        if (steps > m_stepsToCheck) return SpendSlowly(steps, error);
+        m_stepsToCheck -= steps;
+        return Outcome::WentOn;
+    }
+    /// Fails in a way that a reference passes on. It takes any other failure for "not defined yet", and an operation on
+    /// it is kept, which for a circle or a limit would fail again, or grow. A failure counts as abandoned as long as its
+    /// message is the last one of this error text.
+    Outcome Abandon(s_str& error, std::string_view message);
+    Outcome AbandonTooDeep(s_str& error);
+
+    // --- For the engine
+
+    /// How many more levels there are.
+    unsigned GetRemainingLevels() const {
+        const unsigned deepest = OutermostDepth + m_deepestNesting;
+        return m_depth < deepest ? deepest - m_depth : 0;
+    }
+    bool IsIdle() const { return m_depth == 0; }
+    /// Fails if the budget was exceeded. What is known of a reference then may be wrong, and must not be shown.
+    Outcome CheckStopped(s_str& error) { return m_stopped ? Abandon(error, m_stopped) : Outcome(Outcome::WentOn); }
+    bool IsStopped() const { return m_stopped != nullptr; }
+    /// The outcome of an operation that appends to the error text when it fails.
+    Outcome OutcomeOf(bool succeeded, const s_str& error) const {
+        if (succeeded) return Outcome::WentOn;
+        return m_abandonment.error == &error && m_abandonment.end == error.View().size() ? Outcome::Abandoned
+                                                                                         : Outcome::Failed;
+    }
+
+    /// Needed around the use of an error text that nobody else sees: abandonments of other texts hold again afterwards.
+    class PrivateError {
+    public:
+        explicit PrivateError(Limits& limits) : m_limits(limits), m_outer(std::exchange(limits.m_abandonment, {})) {}
+        ~PrivateError() { m_limits.m_abandonment = m_outer; }
+        PrivateError(const PrivateError&) = delete;
+        PrivateError& operator=(const PrivateError&) = delete;
+
+        s_str text;
+
+    private:
+        Limits& m_limits;
+        const Abandonment m_outer;
+    };
+
+    /// The deepest level reached since the outermost one began, counted from the present one.
+    unsigned GetReached() const { return m_deepestReached - m_depth; }
+    /// Counts levels that take no recursion as reached.
+    void Reach(unsigned levels) {
+        if (m_depth + levels > m_deepestReached) m_deepestReached = m_depth + levels;
+    }
+
+private:
+    static constexpr unsigned OutermostDepth = 1;
+    static constexpr std::uint64_t StepsBetweenChecks = 1024; ///< some microseconds
+
+    void Begin();
+    Outcome SpendSlowly(std::uint64_t steps, s_str& error);
+
+    unsigned m_depth = 0;
+    unsigned m_deepestReached = 0; ///< since the outermost level began
+    unsigned m_deepestNesting = DeepestNesting;
+
+    std::uint64_t m_stepsToCheck = 0; ///< may be taken before the rest is looked at
+    std::uint64_t m_stepsBeyond = Unlimited;
+    const char* m_stopped = nullptr; ///< the message, once the budget was exceeded
+    Abandonment m_abandonment;
+
+    std::uint64_t m_stepBudget = Unlimited;
+    std::optional<std::chrono::nanoseconds> m_timeLimit;
+    std::chrono::steady_clock::time_point m_deadline;
+    const std::atomic<bool>* m_isCancelled = nullptr;
+};
+
+} // namespace Quarn

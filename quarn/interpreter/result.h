@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cassert>
+#include <optional>
+#include <utility>
+
+#include "quarn/core/s_str.h"
+
+namespace Quarn {
+
+/// A value, or the text of the error that it was not to be had for.
+template <class T> class Result {
+public:
+    Result(T value) : m_value(std::move(value)) {}
+    static Result Error(s_str error) {
+        Result result;
+        result.m_error = std::move(error);
+        return result;
+    }
+
+    explicit operator bool() const { return m_value.has_value(); }
+    /// Only if there is one.
+    const T& operator*() const {
+        assert(m_value);
+        return *m_value;
+    }
+    const T* operator->() const { return &**this; }
+    /// One message a line, each with its tab; empty for a value. A callable may fail without a message.
+    const s_str& GetError() const { return m_error; }
+
+private:
+    Result() = default;
+
+    std::optional<T> m_value;
+    s_str m_error;
+};
+
+} // namespace Quarn

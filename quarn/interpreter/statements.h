@@ -1,0 +1,58 @@
+#pragma once
+
+#include <iosfwd>
+
+#include "quarn/interpreter/evaluator.h"
+
+namespace Quarn {
+
+/// Carries out statements, and prints what each reports when it is done.
+class Statements {
+public:
+    Statements(State& state, Limits& limits, Language& language, SymbolTable& symbols, Evaluator& evaluator);
+
+    void SetInteractive(bool isInteractive) { m_isInteractive = isInteractive; }
+    void SetStreams(std::istream& input, std::ostream& output) {
+        m_input = &input;
+        m_output = &output;
+    }
+
+    void ParseLine(std::string_view line);
+    void SetLastResult(s_refptr<Symbol> value);
+    bool CheckSymbolName(std::string_view name, s_str& error) const;
+    /// The same for a name that a value is to be stored under: functions and constructors keep their names.
+    bool CheckAssignable(std::string_view name, s_str& error) const;
+    /// Writes to the output. What a stream prints that carries out statements while it is written to waits until then.
+    void Print(std::string_view report);
+
+private:
+    class Rollback;
+
+    // Each appends what it reports.
+    void ParseStatement(std::string_view statement, s_str& report);
+    void AssignReference(std::string_view name, std::string_view expression, s_str& report);
+    void Assign(std::string_view name, std::string_view expression, s_str& report);
+    void DefineSymbol(std::string_view name, std::string_view type, s_str& report);
+    void Erase(std::string_view name, s_str& report);
+    void EraseAll(s_str& report);
+    void Inspect(std::string_view name, s_str& report);
+    void ShowExpression(std::string_view expression, s_str& report);
+    void Define(std::string_view name, const s_refptr<Symbol>& value, std::string_view type, s_str& report);
+    bool ReportValue(std::string_view action, std::string_view type, const Symbol& value, s_str& report);
+    s_refptr<Symbol> MakeEmptyReference();
+
+    State& m_state;
+    Limits& m_limits;
+    Language& m_language;
+    SymbolTable& m_symbols;
+    Evaluator& m_evaluator;
+
+    bool m_isInteractive = false;
+    std::istream* m_input;
+    std::ostream* m_output;
+    s_str m_reportBuffer; ///< memory for the next report
+    s_str m_waitingReports;
+    bool m_isPrinting = false;
+};
+
+} // namespace Quarn

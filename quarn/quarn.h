@@ -1,0 +1,13 @@
+#pragma once
+
+// All that a program needs that embeds the calculator. docs/embedding.md shows how.
+
+#include "quarn/interpreter/formula.h"
+#include "quarn/interpreter/limits.h"
+#include "quarn/interpreter/state.h"
+#include "quarn/interpreter/text_writer.h"
+#include "quarn/types/binding.h"
+#include "quarn/types/reference.h"
+#include "quarn/types/scalar.h"
+#include "quarn/types/vector.h"
+#include "quarn/version.h"

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "quarn/types/symbol.h"
+
+namespace Quarn {
+
+/// The base of every value type. It supplies what all of them do alike, so that a type needs only its name, a constructor
+/// for a value without a name, and its text:
+///
+///     class Length final : public Quarn::Value<Length> {
+///     public:
+///         static constexpr std::string_view TypeName = "Length";
+///         explicit Length(double metres) : m_metres(metres) {}
+///         Quarn::s_str ToString() const override { return WithName(Quarn::s_str(m_metres) + "m"); }
+///     private:
+///         double m_metres;
+///     };
+///
+/// A type whose value fits into a word may have `using Flat = ...` and `Flat GetFlatValue() const`, and a constructor
+/// from a `Flat`: then the engine makes no objects for values without a name.
+template <class Derived> class Value : public Symbol {
+public:
+    s_str ToString() const override = 0;
+    const s_str& GetType() const override { return TypeNameOf<Derived>(); }
+    s_refptr<Symbol> Clone() const final {
+        static_assert(std::is_final_v<Derived>);
+        return s_refptr<Symbol>(new Derived(static_cast<const Derived&>(*this)));
+    }
+    const FlatType* GetFlat(Word& word) const final;
+
+protected:
+    Value() = default;
+    explicit Value(const s_str& name) { SetName(name); }
+};
+
+/// The type of the flat values of a class.
+template <class Class> QUARN_API const FlatType& FlatTypeOf() {
+    static const FlatType type{&TypeNameOf<Class>(), [](Word word) -> s_refptr<Symbol> {
+                                   return make_refptr<Class>(FromWord<typename Class::Flat>(word));
+                               }};
+    return type;
+}
+
+template <class Derived> const FlatType* Value<Derived>::GetFlat(Word& word) const {
+    if constexpr (requires { typename Derived::Flat; }) {
+        word = ToWord<typename Derived::Flat>(static_cast<const Derived&>(*this).GetFlatValue());
+        return &FlatTypeOf<Derived>();
+    } else {
+        return nullptr;
+    }
+}
+
+} // namespace Quarn
