@@ -38,6 +38,18 @@ bool Contains(std::string_view whole, std::string_view part) {
     return isAtMost(whole.data(), part.data()) && isAtMost(part.data() + part.size(), whole.data() + whole.size());
 }
 
+/// Marks a program as running.
+class Running {
+public:
+    explicit Running(Program& program) : m_program(program) { ++m_program.runs; }
+    ~Running() { --m_program.runs; }
+    Running(const Running&) = delete;
+    Running& operator=(const Running&) = delete;
+
+private:
+    Program& m_program;
+};
+
 } // namespace
 
 /// Carries out steps, on a part of its own of the stack of operands.
@@ -61,14 +73,17 @@ public:
         m_source = source;
         m_level = level;
     }
-    Outcome Accept(const Step& step) override;
-    /// Carries out a step whose value is known.
-    Outcome Accept(const Step& step, const Operand& constant) {
-        m_operands.push_back(constant);
-        return Pay(step);
+    Outcome Accept(const Step& step) override {
+        const Outcome outcome = Pay(step);
+        return outcome ? Execute(step) : outcome;
     }
-    /// The value of the last step.
-    const Operand& TopOperand() const { return m_operands.back(); }
+    /// Carries out a step of a program, whose value may be known.
+    Outcome Accept(Program::KeptStep& kept) {
+        const Outcome outcome = Pay(kept.step);
+        if (!outcome || !HasValue(kept)) return outcome ? ExecuteKept(kept) : outcome;
+        m_operands.push_back(kept.value);
+        return Outcome::WentOn;
+    }
     Operand PopOperand() {
         Operand operand = std::move(m_operands.back());
         m_operands.pop_back();
@@ -76,6 +91,7 @@ public:
     }
 
 private:
+    const Operand& TopOperand() const { return m_operands.back(); }
     /// Takes the step, and the levels of brackets around it, from the limits.
     Outcome Pay(const Step& step) {
         Limits& limits = m_evaluator.m_limits;
@@ -93,13 +109,21 @@ private:
         if (!value || (value.GetFlatType() && name.IsEmpty())) return Push(std::move(value));
         return Push(Symbol::Named(std::move(value).ToObject(), name));
     }
+    bool HasValue(const Program::KeptStep& kept) const {
+        return kept.value && (kept.step.isConstant || kept.changes == m_evaluator.m_symbols.GetChanges());
+    }
+    // What is rare is not inlined: what is frequent is small, and so is the stack that a level takes.
+    [[gnu::noinline]] Outcome ExecuteKept(Program::KeptStep& kept);
+    Outcome Execute(const Step& step);
     bool ApplyFlat(const FlatCallable& callable, std::size_t operandCount);
-    Outcome ApplyUnary(const UnaryOverloads* overloads, std::string_view before, std::string_view after,
-                       const s_str& name);
+    [[gnu::noinline]] Outcome ApplyUnary(const UnaryOverloads* overloads, std::string_view before,
+                                         std::string_view after, const s_str& name);
     Outcome ApplyBinary(const Step& step, const s_str& name);
-    Outcome Construct(const Step& step, const s_str& name, bool isLiteral);
-    Outcome ReadName(const Step& step, const s_str& name);
-    Outcome Call(const FunctionOverloads& functions, std::string_view name, std::size_t argumentCount);
+    [[gnu::noinline]] Outcome ApplyToObjects(const Step& step, const s_str& name);
+    [[gnu::noinline]] Outcome Construct(const Step& step, const s_str& name, bool isLiteral);
+    [[gnu::noinline]] Outcome ReadName(const Step& step, const s_str& name);
+    [[gnu::noinline]] Outcome Call(const FunctionOverloads& functions, std::string_view name,
+                                   std::size_t argumentCount);
     s_str Signature(std::size_t first) const;
 
     Evaluator& m_evaluator;
@@ -118,7 +142,7 @@ public:
     explicit Recorder(Program& program) : m_program(program) {}
 
     Outcome Accept(const Step& step) override {
-        Step& kept = m_program.steps.emplace_back(Program::KeptStep{step, {}}).step;
+        Step& kept = m_program.steps.emplace_back(Program::KeptStep{step, {}, 0}).step;
         m_program.nesting = std::max(m_program.nesting, step.level);
         if (kept.kind == Step::Kind::Fault) {
             kept.text = m_program.message = step.text;
@@ -137,8 +161,7 @@ private:
     Program& m_program;
 };
 
-Outcome Evaluator::Executor::Accept(const Step& step) {
-    if (const Outcome outcome = Pay(step); !outcome) return outcome;
+Outcome Evaluator::Executor::Execute(const Step& step) {
     const s_str& name = step.isLast ? m_name : Nameless();
     switch (step.kind) {
     case Step::Kind::Fault: return Fail(m_error, step.text);
@@ -155,17 +178,34 @@ Outcome Evaluator::Executor::Accept(const Step& step) {
     return Outcome::Failed;
 }
 
+Outcome Evaluator::Executor::ExecuteKept(Program::KeptStep& kept) {
+    SymbolTable& symbols = m_evaluator.m_symbols;
+    const Operand* const value = kept.step.kind == Step::Kind::Name ? symbols.Read(kept.step.text) : nullptr;
+    if (value && value->GetFlatType()) { // any other would be kept alive
+        kept.value = *value;
+        kept.changes = symbols.GetChanges();
+        m_operands.push_back(kept.value);
+        return Outcome::WentOn;
+    }
+    const Outcome outcome = Execute(kept.step);
+    if (outcome && kept.step.isConstant) {
+        const s_refptr<Symbol>& object = TopOperand().GetObject();
+        kept.value = object && object->GetName().IsEmpty() ? Operand::Nameless(object) : TopOperand();
+    }
+    return outcome;
+}
+
 /// Replaces the top operands, flat ones, by the result. False if there is no callable for flat values.
 bool Evaluator::Executor::ApplyFlat(const FlatCallable& callable, std::size_t operandCount) {
     constexpr std::size_t Most = 4;
     if (!callable || operandCount > Most) return false;
     const FlatType& type = *callable.result;
-    const auto first = m_operands.end() - static_cast<std::ptrdiff_t>(operandCount);
     std::array<Word, Most> words;
-    std::transform(first, m_operands.end(), words.begin(), [](const Operand& operand) { return operand.GetWord(); });
-    const Word result = callable.call(words.data());
-    m_operands.resize(m_operands.size() - operandCount);
-    m_operands.emplace_back(type, result);
+    for (std::size_t i = operandCount; i > 0; --i) {
+        words[i - 1] = TopOperand().GetWord();
+        m_operands.pop_back();
+    }
+    m_operands.emplace_back(type, callable.call(words.data()));
     return true;
 }
 
@@ -189,6 +229,11 @@ Outcome Evaluator::Executor::ApplyBinary(const Step& step, const s_str& name) {
             if (callable && ApplyFlat(dispatcher.Calling(*callable).flat, 2)) return Outcome::WentOn;
         }
     }
+    return ApplyToObjects(step, name);
+}
+
+Outcome Evaluator::Executor::ApplyToObjects(const Step& step, const s_str& name) {
+    Dispatcher& dispatcher = m_evaluator.m_dispatcher;
     const s_refptr<Symbol> right = PopOperand().ToObject();
     const s_refptr<Symbol> left = PopOperand().ToObject();
     return PushNamed(step.op ? dispatcher.ApplyBinary(*step.op, left, right, m_error)
@@ -303,8 +348,22 @@ s_refptr<Symbol> Evaluator::Evaluate(Expression& expression, s_str& error) {
 
 Operand Evaluator::EvaluateFormula(Expression& expression, s_str& error) {
     if (m_language.IsTesting()) return s_refptr<Symbol>(FailTesting(error));
+    // Evaluated twice without a change between, it is worth a translation.
+    const std::uint64_t changes = m_dispatcher.GetChanges();
+    Program& known = *expression.program;
+    if (known.flatChanges == changes && known.nesting <= m_limits.GetRemainingLevels() &&
+        m_limits.SpendQuickly(known.flat.GetStepCount())) {
+        const Running running(known);
+        m_dispatcher.AddImpureCalls(known.flat.GetImpureCalls());
+        return {known.flat.GetResultType(), known.flat.Run()};
+    }
     Executor executor(*this, Nameless(), error, false);
-    return RunText(expression, 0, executor) ? executor.PopOperand() : Operand();
+    if (!RunText(expression, 0, executor)) return {};
+    Program& program = *expression.program;
+    if (std::exchange(program.lastChanges, changes) == changes && changes == m_dispatcher.GetChanges() &&
+        program.runs == 0)
+        program.flatChanges = program.flat.Translate(program) ? changes : 0;
+    return executor.PopOperand();
 }
 
 /// Runs the program of a text that stands on a level of brackets.
@@ -315,27 +374,15 @@ Outcome Evaluator::RunText(Expression& expression, unsigned level, Executor& exe
     if (!isUsable) ParseProgram(expression);
 
     Program& program = *expression.program;
-    const struct Running {
-        unsigned& runs;
-        explicit Running(unsigned& counted) : runs(counted) { ++runs; }
-        ~Running() { --runs; }
-    } running(program.runs);
+    const Running running(program);
     executor.Begin({&expression.GetSharedText(), program.variables}, level);
     if (program.references > m_limits.GetRemainingLevels()) {
         Step tooDeep;
         tooDeep.level = program.references;
         return executor.Accept(tooDeep);
     }
-    for (auto& [step, constant] : program.steps) {
-        const Outcome outcome = constant ? executor.Accept(step, constant) : executor.Accept(step);
-        if (!outcome) return outcome;
-        if (step.isConstant && !constant) {
-            const Operand& value = executor.TopOperand();
-            constant = value.GetObject() && value.GetObject()->GetName().IsEmpty()
-                           ? Operand::Nameless(value.GetObject())
-                           : value;
-        }
-    }
+    for (Program::KeptStep& step : program.steps)
+        if (const Outcome outcome = executor.Accept(step); !outcome) return outcome;
     return Outcome::WentOn;
 }
 

@@ -3,6 +3,7 @@
 #include <memory>
 #include <vector>
 
+#include "quarn/interpreter/flat_program.h"
 #include "quarn/interpreter/operand.h"
 #include "quarn/interpreter/parser.h"
 
@@ -26,7 +27,8 @@ using BoundVariables = std::map<s_str, BoundVariable, s_text_order>;
 struct Program {
     struct KeptStep {
         Step step;
-        Operand constant; ///< its value, once that is known to be always the same
+        Operand value;             ///< once that is known: of a constant, or of a symbol with a flat value
+        std::uint64_t changes = 0; ///< of the symbols for which that value of a symbol holds
     };
     std::vector<KeptStep> steps;
     s_str message;                             ///< of the fault that ends them
@@ -36,6 +38,9 @@ struct Program {
     unsigned nesting = 0;                      ///< the levels of brackets that its steps come from
     unsigned references = 0;                   ///< how many levels of references it evaluates for certain
     unsigned runs = 0;                         ///< how many are under way
+    FlatProgram flat;                          ///< of a formula, see `Evaluator::EvaluateFormula`
+    std::uint64_t flatChanges = 0;             ///< of the state for which `flat` holds
+    std::uint64_t lastChanges = 0;             ///< of the state when the formula was evaluated last
     s_refptr<Program> before;                  ///< a program that this one replaced while it was running
 };
 

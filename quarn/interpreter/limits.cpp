@@ -32,10 +32,17 @@ bool Limits::HasRoomFor(std::string_view text) const { return Brackets::NestingO
 
 void Limits::Begin() {
     m_deepestReached = OutermostDepth;
-    m_stepsToCheck = 0;
-    m_stepsBeyond = m_stepBudget;
     m_stopped = m_isCancelled && *m_isCancelled ? Cancelled : nullptr;
     if (m_timeLimit) m_deadline = std::chrono::steady_clock::now() + *m_timeLimit;
+    m_stepsToCheck = 0;
+    m_stepsBeyond = m_stepBudget;
+    if (!m_stopped) TakePortion();
+}
+
+/// Lets some of the steps be taken without checks.
+void Limits::TakePortion() {
+    m_stepsToCheck = std::min(m_stepsBeyond, StepsBetweenChecks);
+    if (m_stepsBeyond != Unlimited) m_stepsBeyond -= m_stepsToCheck;
 }
 
 Outcome Limits::SpendSlowly(std::uint64_t steps, s_str& error) {
@@ -47,12 +54,8 @@ Outcome Limits::SpendSlowly(std::uint64_t steps, s_str& error) {
         else if (m_timeLimit && std::chrono::steady_clock::now() >= m_deadline) m_stopped = TooMuchTime;
     }
     if (m_stopped) return Abandon(error, m_stopped);
-    if (m_stepsBeyond == Unlimited) {
-        m_stepsToCheck = StepsBetweenChecks;
-        return Outcome::WentOn;
-    }
-    m_stepsToCheck = std::min(m_stepsBeyond -= steps, StepsBetweenChecks);
-    m_stepsBeyond -= m_stepsToCheck;
+    if (m_stepsBeyond != Unlimited) m_stepsBeyond -= steps;
+    TakePortion();
     return Outcome::WentOn;
 }
 

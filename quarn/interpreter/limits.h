@@ -72,9 +72,7 @@ public:
     bool HasRoomFor(std::string_view text) const;
     /// Takes steps from the budget. Fails when it is used up, when the time is over, or when cancelled.
     Outcome Spend(std::uint64_t steps, s_str& error) {
-        if (steps > m_stepsToCheck) return SpendSlowly(steps, error);
-        m_stepsToCheck -= steps;
-        return Outcome::WentOn;
+        return SpendQuickly(steps) ? Outcome(Outcome::WentOn) : SpendSlowly(steps, error);
     }
     /// Fails in a way that a reference passes on. It takes any other failure for "not defined yet", and an operation on
     /// it is kept, which for a circle or a limit would fail again, or grow. A failure counts as abandoned as long as its
@@ -88,6 +86,12 @@ public:
     unsigned GetRemainingLevels() const {
         const unsigned deepest = OutermostDepth + m_deepestNesting;
         return m_depth < deepest ? deepest - m_depth : 0;
+    }
+    /// Takes steps if nothing needs to be checked for them.
+    bool SpendQuickly(std::uint64_t steps) {
+        if (steps > m_stepsToCheck) return false;
+        m_stepsToCheck -= steps;
+        return true;
     }
     bool IsIdle() const { return m_depth == 0; }
     /// Fails if the budget was exceeded. What is known of a reference then may be wrong, and must not be shown.
@@ -127,6 +131,7 @@ private:
     static constexpr std::uint64_t StepsBetweenChecks = 1024; ///< some microseconds
 
     void Begin();
+    void TakePortion();
     Outcome SpendSlowly(std::uint64_t steps, s_str& error);
 
     unsigned m_depth = 0;

@@ -11,8 +11,7 @@ void Operator::Bind(const Registry& registry) {
     rightUnary = FindIn(registry.rightUnaryOperators, text);
 }
 
-const BinaryOperator* Operator::FindBinary(const s_str& left, const s_str& right) const {
-    if (&left == m_recentLeft && &right == m_recentRight) return m_recentBinary;
+const BinaryOperator* Operator::SearchBinary(const s_str& left, const s_str& right) const {
     const auto* const byRightType = binary ? FindIn(*binary, left) : nullptr;
     const BinaryOperator* const callable = byRightType ? FindIn(*byRightType, right) : nullptr;
     if (callable) {

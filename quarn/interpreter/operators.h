@@ -23,9 +23,13 @@ struct Operator {
     /// The callable for operands of these types, or null. The types must be the names that the types themselves hold,
     /// which last as long as the program: the last pair found is cached by address. Entries of the registry are never
     /// removed, so it stays valid.
-    const BinaryOperator* FindBinary(const s_str& left, const s_str& right) const;
+    const BinaryOperator* FindBinary(const s_str& left, const s_str& right) const {
+        return &left == m_recentLeft && &right == m_recentRight ? m_recentBinary : SearchBinary(left, right);
+    }
 
 private:
+    const BinaryOperator* SearchBinary(const s_str& left, const s_str& right) const;
+
     mutable const s_str* m_recentLeft = nullptr;
     mutable const s_str* m_recentRight = nullptr;
     mutable const BinaryOperator* m_recentBinary = nullptr;
