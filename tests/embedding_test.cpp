@@ -13,13 +13,11 @@ namespace {
 using namespace Quarn;
 
 /// A length in metres, written `5m`.
-class Length final : public Symbol {
+class Length final : public Value<Length> {
 public:
     static constexpr std::string_view TypeName = "Length";
-    explicit Length(const s_str& name, double value = 0) : Symbol(name), metres(value) {}
+    explicit Length(const s_str& name, double value = 0) : Value(name), metres(value) {}
     s_str ToString() const override { return WithName(s_str(metres) + "m"); }
-    const s_str& GetType() const override { return TypeNameOf<Length>(); }
-    s_refptr<Symbol> Clone() const override { return s_refptr<Symbol>(new Length(*this)); }
     const double metres;
 };
 
@@ -88,6 +86,11 @@ TEST_F(Embedding, LiteralsAreReadAgainUnlessTheirTypeSaysThatTheyAreConstant) {
     EXPECT_NE(Play("r*1"), Play("r*1"));
     state.EditRegistry().constantLiterals.insert("Tick");
     EXPECT_EQ(Play("r*1"), Play("r*1"));
+
+    state.EditRegistry().literalTests["Tick"] = [this](std::string_view text) {
+        return text == "#" && state.Evaluate("1+1").GetError() != "\tError : A literal test must not evaluate anything";
+    };
+    EXPECT_EQ(Play("#"), "\tError : Unable to parse expression '#', no operator found\n");
 }
 
 TEST_F(Embedding, AmbiguousLiteralsNameTheirTypes) {
@@ -231,6 +234,12 @@ TEST_F(Embedding, LiteralsOfAnyLengthAreRead) {
 }
 
 TEST_F(Embedding, WhatRunsOutlivesWhatReplacesIt) {
+    Binding(state).Function("once", [text = std::string(100, '1')](State& owner) {
+        Binding(owner).Function("once", [] { return 2.0; });
+        return static_cast<double>(text.size());
+    });
+    EXPECT_EQ(Play("once+once"), "\tScalar : 102\n");
+
     bool isOuter = true;
     Binding(state).Function("f", [&](State& owner) {
         if (!std::exchange(isOuter, false)) return 1.0;
@@ -325,6 +334,70 @@ TEST_F(Embedding, TheLibraryPrintsNothingByItself) {
     EXPECT_FALSE(state.ParseSymbol("n", "fresh", error, true));
     EXPECT_EQ(output.str(), "");
     EXPECT_EQ(state.GetSymbols().size(), 1u);
+}
+
+TEST_F(Embedding, SymbolsAreSetAndReadWithoutText) {
+    EXPECT_EQ((*state.Set("x", 2.5))->ToString().Get(), "x = 2.5");
+    const s_refptr<Symbol> shared = make_refptr<Length>("", 3);
+    EXPECT_TRUE(state.Set("y", shared) && state.Set("z", shared));
+    EXPECT_EQ(Play("x;y+z;?z"), "\tScalar : 2.5\n\tLength : 6m\n\tLength : z = 3m\n");
+    Play("r &= 2*x; u &= nothing");
+    EXPECT_EQ(*state.Get<double>("r"), 5);
+    EXPECT_EQ(state.Get<double>("u").GetError().Get(), "\tError : The value is a Reference, not a Scalar");
+    EXPECT_EQ(state.Evaluate<double>("y").GetError().Get(), "\tError : The value is a Length, not a Scalar");
+    EXPECT_EQ(state.Set("_", 1.0).GetError().Get(), "\tError : Reference to last result '_' is not assignable");
+    EXPECT_FALSE(state.Set("Length", 1.0));
+    EXPECT_FALSE(state.Set("x", nullptr));
+    EXPECT_FALSE(state.Erase("_"));
+    EXPECT_TRUE(state.Erase("x"));
+    EXPECT_FALSE(state.Erase("x"));
+    EXPECT_EQ(state.Get("x"), s_refptr<Symbol>());
+}
+
+TEST_F(Embedding, FormulasFollowWhatTheyDependOn) {
+    double a = 2;
+    Formula formula(state, "2*a+b");
+    EXPECT_TRUE(formula.Bind("a", a));
+    EXPECT_FALSE(formula.Bind("not a name", a));
+    EXPECT_EQ(formula.Evaluate<double>().GetError().Get(), "\tError : Unknown symbol 'b'");
+    state.Set("a", 100.0); // hidden by the variable
+    const auto expect = [&](const char* text) {
+        for (int i = 0; i < 4; ++i) { // as objects, and then as words
+            const auto value = formula.Evaluate();
+            EXPECT_EQ(value ? state.TextOf(**value)->Get() : value.GetError().Get(), text);
+        }
+    };
+    Play("b = 1");
+    expect("5");
+    a = 3;
+    expect("7");
+    Play("b = 5m");
+    expect("\tError : No match for operator 'Scalar + Length' in :\n\t        \t6 + 5m");
+    Play("b &= c");
+    expect("6+c");
+    Play("c = 4");
+    expect("10");
+    Binding(state).Binary("*", [](double x, double y) { return x * y + 100; });
+    expect("110");
+    state.GetLimits().SetStepBudget(5);
+    Play("b = 1");
+    expect("107");
+    state.GetLimits().SetStepBudget(4);
+    expect("\tError : Too many steps, the statement was stopped");
+    state.GetLimits().SetStepBudget(Limits::Unlimited);
+
+    formula = Formula(state, "max(<a, 1>[0], a)+r*<a>");
+    formula.Bind("a", a);
+    Play("r &= a"); // the symbol
+    expect("\tError : No match for operator 'Scalar + Vector' in :\n\t        \t3 + <400>");
+}
+
+TEST_F(Embedding, ImpureCallablesAreCalledByEveryEvaluation) {
+    static double calls;
+    calls = 0;
+    Binding(state).Function("calls", [] { return ++calls; });
+    Formula formula(state, "calls+0");
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(*formula.Evaluate<double>(), i + 1);
 }
 
 TEST_F(Embedding, AStateMayBeGlobal) {

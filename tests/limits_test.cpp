@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <sstream>
+#include <thread>
 
 #include <quarn/quarn.h>
 
@@ -204,6 +206,42 @@ TEST_F(LimitsTest, WhatIsAddedToAKeptOperationCostsWhatIsAdded) {
     const std::uint64_t length = 5 * (std::uint64_t{1} << 14); // of the text, which is shown once
     EXPECT_LT(StepsOf(state, output, "x" + Repeat("+1", 900)), length + 10'000);
     EXPECT_LT(StepsOf(state, output, "k = <1, 2>*x" + Repeat("+y", 900)), length + 20'000);
+}
+
+TEST_F(LimitsTest, TimeAndCancellationStopWhatIsEndless) {
+    Limits& limits = state.GetLimits();
+    for (int i = 60; i > 0; --i) { // from the top down: what is not defined yet costs nothing
+        const std::string below = "r" + std::to_string(i - 1);
+        Play("r" + std::to_string(i) + " &= " + below + "+" + below);
+    }
+    Play("r0 = 1");
+    limits.SetTimeLimit(std::chrono::milliseconds(20));
+    for (const char* line : {"r60+1", "?r60", "~r60", "x = -r60"})
+        EXPECT_EQ(Play(line), "\tError : Too much time, the statement was stopped\n") << line;
+    limits.SetTimeLimit(std::nullopt);
+
+    std::atomic<bool> isCancelled = false;
+    limits.SetCancellation(&isCancelled);
+    std::thread other([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        isCancelled = true;
+    });
+    const char* const cancelled = "\tError : Cancelled, the statement was stopped\n";
+    EXPECT_EQ(Play("r60+1"), cancelled);
+    other.join();
+    EXPECT_EQ(Play("x = 1; ~"), std::string(cancelled) + cancelled);
+    isCancelled = false;
+    EXPECT_EQ(Play("?x; 1+1"), "\t'x' is undefined\n\tScalar : 2\n");
+}
+
+TEST_F(LimitsTest, NestingFitsTheStackThatThereIs) {
+    constexpr std::size_t Stack = 400 * 1024;
+    state.GetLimits().SetStackSize(Stack);
+    const unsigned deepest = state.GetLimits().GetDeepestNesting();
+    EXPECT_LE(deepest * Limits::StackPerLevel, Stack);
+    EXPECT_GT(deepest, 40u);
+    EXPECT_EQ(Play(Repeat("<", 300) + "1" + Repeat(">", 300)),
+              "\tError : Nested more than " + std::to_string(deepest) + " levels deep\n");
 }
 
 TEST_F(LimitsTest, VectorsGrowOnlySoDeepAndSoLarge) {

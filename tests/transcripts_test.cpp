@@ -88,7 +88,8 @@ TEST_P(Scripts, PrintTheSameAnswers) {
 
 std::vector<std::filesystem::path> FilesIn(const char* folder) {
     std::vector<std::filesystem::path> files;
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) files.push_back(entry.path());
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        if (entry.is_regular_file()) files.push_back(entry.path());
     std::sort(files.begin(), files.end());
     return files;
 }

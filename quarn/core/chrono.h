@@ -1,11 +1,12 @@
 #pragma once
 
+#include "quarn/core/api.h"
 #include "quarn/core/profiler.h"
 
 namespace Quarn {
 
 /// A scoped stopwatch that reports what it measured to a profiler.
-class Chrono {
+class QUARN_API Chrono {
 public:
     inline static const s_str ClassName = "Chrono";
 

@@ -2,17 +2,18 @@
 
 #include <fstream>
 
+#include "quarn/core/api.h"
 #include "quarn/core/s_str.h"
 
 namespace Quarn {
 
 /// Reads up to the next line end, which is consumed. Leaves the line unchanged if the input has already ended or
 /// failed. If a line does not fit in memory, clears `line`, skips to the end of that line and throws std::bad_alloc.
-void ReadLine(std::istream& input, std::string& line);
+QUARN_API void ReadLine(std::istream& input, std::string& line);
 
 /// A text file that can indent the lines it writes. A file that could not be opened reads and writes nothing; check
 /// `IsOpen`.
-class File {
+class QUARN_API File {
 public:
     inline static const s_str ClassName = "File";
 

@@ -2,11 +2,13 @@
 
 #include <utility>
 
+#include "quarn/core/api.h"
+
 namespace Quarn {
 
 /// A process-wide service: `class T : public Manager<T>`. The first `Get` creates it; `Delete` destroys it, and the
 /// next `Get` creates a new one. Not thread-safe.
-template <class T> class Manager {
+template <class T> class QUARN_API Manager {
 public:
     static T& Get() {
         if (!s_instance) s_instance = new T;

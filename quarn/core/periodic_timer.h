@@ -2,11 +2,12 @@
 
 #include <cstdint>
 
+#include "quarn/core/api.h"
 #include "quarn/core/timer.h"
 
 namespace Quarn {
 
-class PeriodicTimer : public Timer {
+class QUARN_API PeriodicTimer : public Timer {
 public:
     inline static const s_str ClassName = "PeriodicTimer";
 

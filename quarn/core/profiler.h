@@ -2,12 +2,13 @@
 
 #include <vector>
 
+#include "quarn/core/api.h"
 #include "quarn/core/s_str.h"
 
 namespace Quarn {
 
 /// The statistics of one named piece of work.
-class Profiler {
+class QUARN_API Profiler {
 public:
     inline static const s_str ClassName = "Profiler";
 

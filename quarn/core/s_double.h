@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "quarn/core/api.h"
 #include "quarn/core/s_uint.h"
 
 namespace Quarn {
@@ -44,18 +45,18 @@ private:
 
 /// Formats like C's "%.15g": at most 15 significant digits, no trailing zeros, an exponent only where needed. Any
 /// decimal number of up to 15 digits survives a round trip through a double.
-s_number_text PlainText(s_double value);
+QUARN_API s_number_text PlainText(s_double value);
 
 /// `decimals` digits after the point, at least `integerDigits` before it; no point if there are no decimals.
 ///
 /// The rounded fraction never carries: 0.999 with two decimals is "0.100". Reports are compared across versions, so the
 /// form must not change. Pinned by "FixedFormKeepsItsFractionFromCarrying".
-std::string FixedText(double value, s_uint integerDigits, s_uint decimals);
+QUARN_API std::string FixedText(double value, s_uint integerDigits, s_uint decimals);
 
 /// `digits` significant digits, and one more below 1: 0.5 with four digits is "0.050000".
 ///
 /// Below 1 the first significant digit counts as a zero too, so there is always one zero too many. Fractions do not
 /// carry either (1.9999 is "1.1000"). Both must stay for the same reason. Pinned by "SignificantFormKeepsItsExtraZero".
-std::string SignificantText(double value, s_uint digits);
+QUARN_API std::string SignificantText(double value, s_uint digits);
 
 } // namespace Quarn

@@ -5,6 +5,8 @@
 #include <new>
 #include <utility>
 
+#include "quarn/core/api.h"
+
 namespace Quarn {
 
 // The address sanitizer cannot detect the use of a block that was returned to a pool.
@@ -20,7 +22,7 @@ inline constexpr bool s_pools_keep = true;
 /// without headers and reused when returned. Any thread may return a block that another took. A thread keeps a few
 /// thousand free blocks per size and shares the rest with all threads; when it ends, it shares them all. Memory
 /// therefore stays close to the peak use. None is returned to the system.
-class s_pool {
+class QUARN_API s_pool {
 public:
     /// Throws std::bad_alloc.
     template <std::size_t Size> static void* Take() {

@@ -2,6 +2,7 @@
 
 #include <map>
 
+#include "quarn/core/api.h"
 #include "quarn/core/manager.h"
 #include "quarn/core/profiler.h"
 #include "quarn/core/s_refptr.h"
@@ -10,7 +11,7 @@
 namespace Quarn {
 
 /// The only source of time, and the owner of all profiling data. The application supplies the time through a callback.
-class TimeManager : public Manager<TimeManager> {
+class QUARN_API TimeManager : public Manager<TimeManager> {
 public:
     inline static const s_str ClassName = "TimeManager";
 

@@ -1,11 +1,12 @@
 #pragma once
 
+#include "quarn/core/api.h"
 #include "quarn/core/s_str.h"
 
 namespace Quarn {
 
 /// A stopwatch on the `TimeManager`'s time, in seconds. A clock that goes backward counts as standing still.
-class Timer {
+class QUARN_API Timer {
 public:
     inline static const s_str ClassName = "Timer";
 
@@ -28,6 +29,6 @@ private:
 };
 
 /// The seconds between two times; 0 if the clock went backward or the difference is NaN.
-double Span(double from, double to);
+QUARN_API double Span(double from, double to);
 
 } // namespace Quarn

@@ -1,12 +1,13 @@
 #pragma once
 
+#include "quarn/core/api.h"
 #include "quarn/core/manager.h"
 #include "quarn/core/s_str.h"
 
 namespace Quarn {
 
 /// Routes every log line to the one sink that the application chose.
-class UtilsManager : public Manager<UtilsManager> {
+class QUARN_API UtilsManager : public Manager<UtilsManager> {
 public:
     inline static const s_str ClassName = "UtilsManager";
 

@@ -187,6 +187,7 @@ Outcome Evaluator::Executor::ExecuteKept(Program::KeptStep& kept) {
         m_operands.push_back(kept.value);
         return Outcome::WentOn;
     }
+    kept.value = {};
     const Outcome outcome = Execute(kept.step);
     if (outcome && kept.step.isConstant) {
         const s_refptr<Symbol>& object = TopOperand().GetObject();

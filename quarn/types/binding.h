@@ -129,8 +129,9 @@ private:
             arguments.push_back(*resolved);
             types.push_back((*resolved)->GetType());
         }
-        if (!std::ranges::equal(types, Shape::TypeNames()))
-            return Fail(error, "\tError : No constructor for the arguments " + SignatureOf(types));
+        const s_str signature = SignatureOf(types);
+        if (signature != SignatureOf(Shape::TypeNames()))
+            return Fail(error, "\tError : No constructor for the arguments " + signature);
         return CallWith<Shape>(callable, state, arguments, error);
     }
 

@@ -167,8 +167,8 @@ private:
 std::string OutcomeOf(State& state, const s_refptr<Symbol>& value, const s_str& error) {
     if (!value) return error.Get();
     s_str text = error + "|" + value->GetRealType() + "|" + value->GetType() + "|" + value->GetName() + "|";
-    s_str unseen;
-    return state.WriteText(*value, text, unseen) ? text.Get() : unseen.Get();
+    const Result<s_str> shown = state.TextOf(*value);
+    return shown ? (text + *shown).Get() : shown.GetError().Get();
 }
 
 template <class Take> void ForEachLine(std::string_view script, const Take& take) {
@@ -234,6 +234,13 @@ void Compare(Choices choices) {
             std::fprintf(stderr, "%s\nfast: %s\nslow: %s\n", std::string(line).c_str(), fastOutcome.c_str(),
                          slowOutcome.c_str());
         Require(fastOutcome == slowOutcome, "fast and slow evaluation differ");
+        Formula formula(state, line);
+        for (int i = 0; i < 3; ++i) { // as objects, and then as words
+            const Result<s_refptr<Symbol>> value = formula.Evaluate();
+            const std::string outcome = OutcomeOf(state, value ? *value : nullptr, value.GetError());
+            Require(outcome == fastOutcome || outcome.find("Too many steps") != outcome.npos,
+                    "a formula and its text differ");
+        }
     });
 }
 
