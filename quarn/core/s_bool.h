@@ -2,7 +2,10 @@
 
 namespace Quarn {
 
-/// The result of every yes/no operation. It works as a condition but does not convert to a number.
+/// A truth value. It tests in a condition and never turns into a number by accident.
+///
+/// Texts, counts, files, time, registered callables, and the operations of `State` that go with them give and take it.
+/// Everything else uses bool.
 template <class T> class s_bool_t {
 public:
     constexpr s_bool_t() = default;

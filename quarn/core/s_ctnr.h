@@ -48,7 +48,7 @@ public:
 
     /// The number of elements; infinity if it does not fit.
     s_uint Size() const { return s_uint(Count()); }
-    s_bool IsEmpty() const { return Count() == 0; }
+    bool IsEmpty() const { return Count() == 0; }
     const T& operator[](std::size_t position) const { return Get(position); }
     T& operator[](std::size_t position) { return Get(position); }
 

@@ -38,10 +38,10 @@ char* WriteFixed(char* text, double number) {
     const auto firstDigits = [&](int point) {
         return RoundedProduct(number, Powers[static_cast<std::size_t>(PlainDigits - point)]);
     };
-    // The number of digits before the point; negative counts zeros after it. It is estimated from the binary exponent:
-    // 1233 / 4096 is slightly less than log10(2), so the estimate is right or one too low. It is also one too low if
-    // rounding adds a digit.
-    int point = ((std::ilogb(number) * 1233) >> 12) + 1;
+    // The number of digits before the point; negative counts zeros after it. Rounding may add one.
+    static constexpr std::array Bounds{1e-3, 1e-2, 1e-1, 1e0, 1e1,  1e2,  1e3,  1e4,  1e5,
+                                       1e6,  1e7,  1e8,  1e9, 1e10, 1e11, 1e12, 1e13, 1e14};
+    int point = static_cast<int>(std::upper_bound(Bounds.begin(), Bounds.end(), number) - Bounds.begin()) - 3;
     std::int64_t value = firstDigits(point);
     while (static_cast<double>(value) >= SmallestLonger) value = firstDigits(++point);
 

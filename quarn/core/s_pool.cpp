@@ -41,7 +41,7 @@ void s_pool::HandOver(std::size_t sizeClass) noexcept {
 }
 
 /// Takes a shared list, or cuts a new chunk; returns its first block.
-void* s_pool::TakeFromOthers(std::size_t sizeClass) {
+void* s_pool::AllocateFromOthers(std::size_t sizeClass) {
     Keeper::Attend();
     List& kept = s_kept[sizeClass];
     Shared::Get().Exclusively([&](auto& lists) {

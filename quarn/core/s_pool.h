@@ -25,15 +25,15 @@ inline constexpr bool s_pools_keep = true;
 class QUARN_API s_pool {
 public:
     /// Throws std::bad_alloc.
-    template <std::size_t Size> static void* Take() {
+    template <std::size_t Size> static void* Allocate() {
         if constexpr (!s_pools_keep) return ::operator new(Size);
         List& kept = s_kept[ClassOf<Size>];
-        if (!kept.first) return TakeFromOthers(ClassOf<Size>);
+        if (!kept.first) return AllocateFromOthers(ClassOf<Size>);
         ++kept.room;
         return std::exchange(kept.first, kept.first->next);
     }
 
-    template <std::size_t Size> static void GiveBack(void* memory) noexcept {
+    template <std::size_t Size> static void Free(void* memory) noexcept {
         if constexpr (!s_pools_keep) return ::operator delete(memory);
         List& kept = s_kept[ClassOf<Size>];
         Block* const block = new (memory) Block;
@@ -58,7 +58,7 @@ private:
     static constexpr std::ptrdiff_t MostKept = 4096;
     template <std::size_t Size> static constexpr std::size_t ClassOf = (Size + Step - 1) / Step - 1;
 
-    static void* TakeFromOthers(std::size_t sizeClass);
+    static void* AllocateFromOthers(std::size_t sizeClass);
     static void HandOver(std::size_t sizeClass) noexcept;
 
     static constinit thread_local std::array<List, ClassCount> s_kept;

@@ -19,8 +19,8 @@ struct s_count_cells {
     std::size_t strong = 1;
     std::size_t observers = 0;
 
-    static void* operator new(std::size_t) { return s_pool::Take<sizeof(s_count_cells)>(); }
-    static void operator delete(void* memory) { s_pool::GiveBack<sizeof(s_count_cells)>(memory); }
+    static void* operator new(std::size_t) { return s_pool::Allocate<sizeof(s_count_cells)>(); }
+    static void operator delete(void* memory) { s_pool::Free<sizeof(s_count_cells)>(memory); }
 
     /// Frees the cells that start at `strong`.
     static void Free(std::size_t* strong) { delete reinterpret_cast<s_count_cells*>(strong); }
@@ -94,7 +94,7 @@ public:
         return m_object;
     }
     explicit operator bool() const { return m_object != nullptr; }
-    s_bool IsUnique() const { return m_strong && *m_strong == 1; }
+    bool IsUnique() const { return m_strong && *m_strong == 1; }
     std::size_t GetCount() const { return m_strong ? *m_strong : 0; }
 
     template <class U> friend bool operator==(const s_refptr& a, const s_refptr<U>& b) { return a.Get() == b.Get(); }

@@ -97,8 +97,8 @@ public:
     void Update(unsigned operatorsVersion);
     Shape GetShape(const Operators& operators, unsigned operatorsVersion) const;
 
-    static void* operator new(std::size_t) { return s_pool::Take<sizeof(Expression)>(); }
-    static void operator delete(void* memory) { s_pool::GiveBack<sizeof(Expression)>(memory); }
+    static void* operator new(std::size_t) { return s_pool::Allocate<sizeof(Expression)>(); }
+    static void operator delete(void* memory) { s_pool::Free<sizeof(Expression)>(memory); }
 
     s_refptr<Program> program; ///< of a text; null while it is not compiled
     KnownFailure knownFailure;

@@ -21,7 +21,7 @@ Formula::~Formula() = default;
 Formula::Formula(Formula&&) noexcept = default;
 Formula& Formula::operator=(Formula&&) noexcept = default;
 
-s_bool Formula::Bind(std::string_view name, const FlatType& type, const void* variable, Word (*read)(const void*)) {
+bool Formula::Bind(std::string_view name, const FlatType& type, const void* variable, Word (*read)(const void*)) {
     s_str unseen;
     if (name.empty() || !m_state->CheckSymbolName(name, unseen)) return false;
     m_parts->variables.insert_or_assign(name, BoundVariable{&type, variable, read});

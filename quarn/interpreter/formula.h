@@ -28,13 +28,13 @@ public:
     /// Lets a name stand for a variable of the host, of a plain type whose values can be flat (double can). The name
     /// hides a symbol, function or constructor of the same name in the text of this formula, but not in references. The
     /// variable is not owned. Fails for a name that no symbol may have; a later variable replaces an earlier one.
-    template <class T> s_bool Bind(std::string_view name, const T& variable) {
+    template <class T> bool Bind(std::string_view name, const T& variable) {
         using Class = typename Conversion<T>::Class;
         static_assert(std::is_same_v<typename Class::Flat, T>);
         return Bind(name, FlatTypeOf<Class>(), &variable,
                     [](const void* address) { return ToWord(*static_cast<const T*>(address)); });
     }
-    template <class T> s_bool Bind(std::string_view name, const T&& temporary) = delete;
+    template <class T> bool Bind(std::string_view name, const T&& temporary) = delete;
 
     /// The value, without a name.
     Result<s_refptr<Symbol>> Evaluate();
@@ -50,7 +50,7 @@ public:
     }
 
 private:
-    s_bool Bind(std::string_view name, const FlatType& type, const void* variable, Word (*read)(const void*));
+    bool Bind(std::string_view name, const FlatType& type, const void* variable, Word (*read)(const void*));
 
     /// What an evaluation gave: a flat value, an object, or an error.
     struct QUARN_API Value {

@@ -183,13 +183,14 @@ s_uint State::GetOperatorPriority(std::string_view op) const {
     return found == GetOperatorPriorities().end() ? s_uint::NaN : found->second;
 }
 
-s_bool State::SetOperatorPriorities(const OperatorPriorities& priorities, s_str& error) {
-    if (!GetLimits().IsIdle())
-        return Fail(error, "\tError : Operators cannot be replaced while an expression is evaluated");
-    return m_interpreter->language.SetPriorities(priorities, error);
+bool State::SetOperatorPriorities(const OperatorPriorities& priorities, s_str& error) {
+    const Outcome outcome =
+        GetLimits().IsIdle() ? m_interpreter->language.SetPriorities(priorities, error)
+                             : Fail(error, "\tError : Operators cannot be replaced while an expression is evaluated");
+    return static_cast<bool>(outcome);
 }
 
-s_bool State::SetOperatorPriorities(const OperatorPriorities& priorities) {
+bool State::SetOperatorPriorities(const OperatorPriorities& priorities) {
     s_str unseen;
     return SetOperatorPriorities(priorities, unseen);
 }

@@ -133,8 +133,8 @@ public:
     /// Replaces all operators that can be written. False, with a message and nothing replaced, while an expression is
     /// evaluated, and for an operator that begins with another (it could never be found), is empty, or contains a
     /// bracket ("[]" and ones that end in an angle or square bracket excepted).
-    s_bool SetOperatorPriorities(const OperatorPriorities& priorities, s_str& error);
-    s_bool SetOperatorPriorities(const OperatorPriorities& priorities);
+    bool SetOperatorPriorities(const OperatorPriorities& priorities, s_str& error);
+    bool SetOperatorPriorities(const OperatorPriorities& priorities);
 
     // --- Limits: what a statement or an evaluation may take
 

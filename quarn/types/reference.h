@@ -40,8 +40,8 @@ public:
     /// What it shows when it cannot be evaluated: its expression, or "null" when that is empty.
     s_refptr<Expression> GetUnevaluatedExpression() const;
 
-    static void* operator new(std::size_t) { return s_pool::Take<sizeof(Reference)>(); }
-    static void operator delete(void* memory) { s_pool::GiveBack<sizeof(Reference)>(memory); }
+    static void* operator new(std::size_t) { return s_pool::Allocate<sizeof(Reference)>(); }
+    static void operator delete(void* memory) { s_pool::Free<sizeof(Reference)>(memory); }
 
 private:
     /// Evaluates it, and the references that it leads to. Fails without a message when it cannot be evaluated.

@@ -32,8 +32,8 @@ public:
     double GetFlatValue() const { return m_value; }
 
     // Every literal and every result is one.
-    static void* operator new(std::size_t) { return s_pool::Take<sizeof(Scalar)>(); }
-    static void operator delete(void* memory) { s_pool::GiveBack<sizeof(Scalar)>(memory); }
+    static void* operator new(std::size_t) { return s_pool::Allocate<sizeof(Scalar)>(); }
+    static void operator delete(void* memory) { s_pool::Free<sizeof(Scalar)>(memory); }
 
 private:
     double m_value;
