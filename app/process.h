@@ -6,8 +6,8 @@ namespace Quarn {
 /// printed. Call this before opening anything else.
 void OpenClosedDescriptors();
 
-/// The number of nesting levels that fit on the stack, at most `Limits::DeepestNesting`. Raises the stack limit first if
-/// it is too low and may be raised.
+/// The number of nesting levels that fit on the stack, at most `Limits::DeepestNesting`. Raises the stack limit first
+/// if it is too low and may be raised.
 unsigned FitNestingToStack();
 
 } // namespace Quarn

@@ -2,6 +2,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <functional>
 #include <istream>
 #include <ostream>
 #include <streambuf>
@@ -79,6 +80,65 @@ BENCHMARK_CAPTURE(Statement, vector, "<a, b, 1>+v");
 BENCHMARK_CAPTURE(Statement, index, "v[a]");
 BENCHMARK_CAPTURE(Statement, reference_use, "r+1");
 BENCHMARK_CAPTURE(Statement, error, "a+(");
+
+// `a*x+b` with a new x each time: as a formula, as a text, and as a tree of closures that does nothing else.
+
+void FormulaOfVariable(benchmark::State& run) {
+    Session session;
+    double x = 0;
+    Formula formula(session.state, "a*x+b");
+    formula.Bind("x", x);
+    for (auto _ : run) {
+        ++x;
+        benchmark::DoNotOptimize(*formula.Evaluate<double>());
+    }
+}
+BENCHMARK(FormulaOfVariable);
+
+void FormulaOfSymbol(benchmark::State& run) {
+    Session session;
+    double x = 0;
+    Formula formula(session.state, "a*x+b");
+    for (auto _ : run) {
+        session.state.Set("x", ++x);
+        benchmark::DoNotOptimize(*formula.Evaluate<double>());
+    }
+}
+BENCHMARK(FormulaOfSymbol);
+
+void FormulaAsText(benchmark::State& run) {
+    Session session;
+    double x = 0;
+    for (auto _ : run) {
+        session.state.Set("x", ++x);
+        benchmark::DoNotOptimize(*session.state.Evaluate<double>("a*x+b"));
+    }
+}
+BENCHMARK(FormulaAsText);
+
+using Closure = std::function<double()>;
+
+Closure Read(const double& variable) {
+    return [&variable] { return variable; };
+}
+Closure Product(Closure a, Closure b) {
+    return [a, b] { return a() * b(); };
+}
+Closure Sum(Closure a, Closure b) {
+    return [a, b] { return a() + b(); };
+}
+
+void FormulaAsClosures(benchmark::State& run) {
+    const double a = 3;
+    const double b = 0.7;
+    double x = 0;
+    const Closure formula = Sum(Product(Read(a), Read(x)), Read(b));
+    for (auto _ : run) {
+        ++x;
+        benchmark::DoNotOptimize(formula());
+    }
+}
+BENCHMARK(FormulaAsClosures);
 
 void FlatExpression(benchmark::State& run) {
     Session session;

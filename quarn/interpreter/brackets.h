@@ -44,9 +44,9 @@ struct Cut {
     explicit Cut(std::string_view whole) : text(whole) {}
 };
 
-/// The brackets of a text and of all its parts: which ones are partners, whether one has none, and the cutting of a text
-/// at its top bracket level. A bracket's partner closes it; only brackets of its own kind count, and all others between
-/// the two are plain text.
+/// The brackets of a text and of all its parts: which ones are partners, whether one has none, and the cutting of a
+/// text at its top bracket level. A bracket's partner closes it; only brackets of its own kind count, and all others
+/// between the two are plain text.
 ///
 /// The partners of the whole text are found in one pass, when the first one is asked for. So a level of nesting costs
 /// what stands in it and not what it encloses.
@@ -70,8 +70,8 @@ public:
     /// The partner of the opening bracket at the position of a part of the text; `None` when it is not in the part.
     std::size_t FindPartner(std::string_view part, std::size_t position);
     /// The message on the first bracket of a part that has no partner there; null when all have one. Brackets within
-    /// separators do not count, and none starts with one. Separators have a `Match(text, position)` that gives the length of the separator that
-    /// starts at the position, or 0.
+    /// separators do not count, and none starts with one. Separators have a `Match(text, position)` that gives the
+    /// length of the separator that starts at the position, or 0.
     template <class Separators> const char* FindFault(std::string_view part, const Separators& separators) {
         const char* fault = nullptr;
         for (std::size_t end = 0; end < part.size() && !fault;) {

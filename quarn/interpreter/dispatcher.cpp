@@ -22,9 +22,9 @@ struct Dispatcher::ResolvedOperand {
 
     const s_str& Type() const { return Reference::TypeOfResolved(value); }
 
-    /// In messages and kept operations a named operand contributes nothing. Sub-expressions have no names, so this meets
-    /// only values that a function named itself; their text would begin with "name = ", which is no expression. Pinned
-    /// by "NamedOperandsContributeNothing".
+    /// In messages and kept operations a named operand contributes nothing. Sub-expressions have no names, so this
+    /// meets only values that a function named itself; their text would begin with "name = ", which is no expression.
+    /// Pinned by "NamedOperandsContributeNothing".
     bool HasText() const { return static_cast<bool>(operand.GetName().IsEmpty()); }
 };
 

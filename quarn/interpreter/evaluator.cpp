@@ -25,8 +25,8 @@ Outcome FailWithoutOverload(const FunctionOverloads& functions, std::string_view
 
 Outcome FailTesting(s_str& error) { return Fail(error, "\tError : A literal test must not evaluate anything"); }
 
-/// The number of nested references in a text of the form "&&...&name"; 0 for any other. Each is evaluated on its own and
-/// parses the rest of the text: a million of them are refused before that.
+/// The number of nested references in a text of the form "&&...&name"; 0 for any other. Each is evaluated on its own
+/// and parses the rest of the text: a million of them are refused before that.
 unsigned CountReferences(std::string_view text) {
     const auto name = std::min(text.find_first_not_of("& "), text.size());
     if (!std::ranges::all_of(text.substr(name), IsNameCharacter)) return 0;

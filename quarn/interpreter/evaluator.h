@@ -12,8 +12,8 @@ public:
 
     /// Evaluates a text: `State::ParseSymbol`, but for the level.
     s_refptr<Symbol> Evaluate(const s_str& name, std::string_view expression, s_str& error, bool allowNew);
-    /// Evaluates the expression of a reference. A failure is remembered until something changes: otherwise each operation
-    /// added to a kept one would evaluate all of it again.
+    /// Evaluates the expression of a reference. A failure is remembered until something changes: otherwise each
+    /// operation added to a kept one would evaluate all of it again.
     s_refptr<Symbol> Evaluate(Expression& expression, s_str& error);
     /// Evaluates the expression of a formula, a text.
     Operand EvaluateFormula(Expression& expression, s_str& error);
@@ -22,7 +22,8 @@ public:
     s_refptr<Symbol> Construct(const Constructor& constructor, const s_str& name, std::string_view text, s_str& error) {
         return m_dispatcher.Calling(constructor)(m_state, name, text, false, error);
     }
-    /// The text for an expression: it shares the memory of the one that is being evaluated when it is a large part of it.
+    /// The text for an expression: it shares the memory of the one that is being evaluated when it is a large part of
+    /// it.
     SharedText ShareText(std::string_view text) const;
     /// The brackets of the texts that are being parsed.
     Brackets::Memory& GetBrackets() { return m_memory.brackets; }

@@ -4,8 +4,8 @@ namespace Quarn {
 
 namespace {
 
-/// Brackets are counted wherever they stand in a text. Only an angle or square one at the end of an operator is harmless,
-/// outside of brackets of its kind.
+/// Brackets are counted wherever they stand in a text. Only an angle or square one at the end of an operator is
+/// harmless, outside of brackets of its kind.
 bool BreaksBrackets(std::string_view op) {
     const auto bracket = op.find_first_of("()<>[]");
     return bracket < op.size() && (bracket == 0 || bracket + 1 < op.size() || op.ends_with('(') || op.ends_with(')'));

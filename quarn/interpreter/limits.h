@@ -12,8 +12,8 @@
 namespace Quarn {
 
 /// What a state may spend on a statement or an evaluation: levels of nesting, steps, and time. It holds for each one
-/// anew, printing and erasing included; what is evaluated within another evaluation shares its budget. Whatever exceeds a
-/// limit fails with an error and changes nothing.
+/// anew, printing and erasing included; what is evaluated within another evaluation shares its budget. Whatever exceeds
+/// a limit fails with an error and changes nothing.
 ///
 /// Only the cancellation may be touched by another thread.
 class QUARN_API Limits {
@@ -35,19 +35,20 @@ public:
 
     // --- For hosts. Changes count from the next statement or evaluation on.
 
-    /// How many steps a statement may take: operands, operators, elements of a vector that is built or shown, characters
-    /// of an expression that is shown.
+    /// How many steps a statement may take: operands, operators, elements of a vector that is built or shown,
+    /// characters of an expression that is shown.
     void SetStepBudget(std::uint64_t steps) { m_stepBudget = steps; }
     /// How long a statement may take. Checked every thousand steps or so. None means no limit.
     void SetTimeLimit(std::optional<std::chrono::nanoseconds> time) { m_timeLimit = time; }
-    /// While the flag is true every statement and evaluation fails, the one under way included. Any thread, and a signal
-    /// handler, may set it. Not owned; null for none.
+    /// While the flag is true every statement and evaluation fails, the one under way included. Any thread, and a
+    /// signal handler, may set it. Not owned; null for none.
     void SetCancellation(const std::atomic<bool>* isCancelled) { m_isCancelled = isCancelled; }
     /// How deeply texts may nest. Every thread that uses the state needs `StackPerLevel` bytes of stack for each level:
     /// 2.2 MiB for the 1000 levels of a release build. Give a smaller thread a smaller limit, or tell its stack.
     void SetDeepestNesting(unsigned levels);
     unsigned GetDeepestNesting() const { return m_deepestNesting; }
-    /// Limits the nesting to what a stack of so many bytes has room for. It must be what is left when the state is used.
+    /// Limits the nesting to what a stack of so many bytes has room for. It must be what is left when the state is
+    /// used.
     void SetStackSize(std::size_t bytes);
 
     // --- For values whose work recurses or grows
@@ -67,16 +68,16 @@ public:
     private:
         Limits& m_limits;
     };
-    /// Whether the text can be evaluated without nesting too deeply, as far as its brackets tell. Rejects hopeless texts
-    /// early.
+    /// Whether the text can be evaluated without nesting too deeply, as far as its brackets tell. Rejects hopeless
+    /// texts early.
     bool HasRoomFor(std::string_view text) const;
     /// Takes steps from the budget. Fails when it is used up, when the time is over, or when cancelled.
     Outcome Spend(std::uint64_t steps, s_str& error) {
         return SpendQuickly(steps) ? Outcome(Outcome::WentOn) : SpendSlowly(steps, error);
     }
     /// Fails in a way that a reference passes on. It takes any other failure for "not defined yet", and an operation on
-    /// it is kept, which for a circle or a limit would fail again, or grow. A failure counts as abandoned as long as its
-    /// message is the last one of this error text.
+    /// it is kept, which for a circle or a limit would fail again, or grow. A failure counts as abandoned as long as
+    /// its message is the last one of this error text.
     Outcome Abandon(s_str& error, std::string_view message);
     Outcome AbandonTooDeep(s_str& error);
 

@@ -6,8 +6,8 @@
 namespace Quarn {
 
 /// What became of a piece of work. A failure has appended its message to the error text that was passed in; whoever
-/// sees one returns it and adds nothing. It converts to the null pointer or the false that operations with a fixed shape
-/// return.
+/// sees one returns it and adds nothing. It converts to the null pointer or the false that operations with a fixed
+/// shape return.
 class [[nodiscard]] Outcome {
 public:
     enum Kind : unsigned char {

@@ -24,7 +24,8 @@
 // text ends. Then it is applied to what has been found since (perhaps nothing) and to what stood on its left when it
 // came. So a text is read once, whatever the priorities. A blank side has nothing on it. Steps are given out as soon as
 // they are found. A fault of the text is a step too, so it is reported in the order of evaluation, and only when
-// evaluation reaches it. Brackets are checked first: before anything of a text is evaluated, each must have its partner.
+// evaluation reaches it. Brackets are checked first: before anything of a text is evaluated, each must have its
+// partner.
 //
 // Operators are recognised once, in the whole text. With operators of several characters a side may end in the
 // beginning of one, which is no operator there.

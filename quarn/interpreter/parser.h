@@ -44,8 +44,8 @@ protected:
     ~StepSink() = default;
 };
 
-/// The working memory of parsing, kept between expressions. Its lists are stacks, as the receiver of a step may parse an
-/// expression of its own.
+/// The working memory of parsing, kept between expressions. Its lists are stacks, as the receiver of a step may parse
+/// an expression of its own.
 struct ParserMemory {
     /// An operator whose right operand is not complete yet.
     struct WaitingOperator {

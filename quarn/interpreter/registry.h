@@ -14,8 +14,8 @@ namespace Quarn {
 class State;
 class Symbol;
 
-/// A map whose entries can be added and replaced, but not removed. It is ordered by the bytes of its keys, so that lists
-/// of candidates come out in that order.
+/// A map whose entries can be added and replaced, but not removed. It is ordered by the bytes of its keys, so that
+/// lists of candidates come out in that order.
 template <class Value> class Table : std::map<s_str, Value, s_text_order> {
     using Map = std::map<s_str, Value, s_text_order>;
 
@@ -90,12 +90,12 @@ using BinaryOperator =
     Registered<s_refptr<Symbol>(State&, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right, s_str& error)>;
 /// Whether a text is a literal of the type. Asked for every operand that is neither in brackets nor a name that begins
 /// with a letter: the whole text between two operators, without blanks at its ends. Tests come before symbols, so a
-/// literal hides a symbol of the same text (`2` is a number, whatever is called so). Exactly one test may accept. A test
-/// looks at the text only: while it runs nothing can be evaluated in the state.
+/// literal hides a symbol of the same text (`2` is a number, whatever is called so). Exactly one test may accept. A
+/// test looks at the text only: while it runs nothing can be evaluated in the state.
 using LiteralTest = Registered<s_bool(std::string_view text)>;
 /// Makes a value from a text: with `isLiteral` a whole literal that the test has accepted, else what stands between the
-/// brackets of `Type(text)` or `name:Type(text)`, blanks included, which may be empty. The value gets the name, which is
-/// empty but for the last step of an assignment or a definition.
+/// brackets of `Type(text)` or `name:Type(text)`, blanks included, which may be empty. The value gets the name, which
+/// is empty but for the last step of an assignment or a definition.
 using Constructor =
     Registered<s_refptr<Symbol>(State&, const s_str& name, std::string_view text, s_bool isLiteral, s_str& error)>;
 /// Appends what it returns to `results`; the engine expects exactly one value.

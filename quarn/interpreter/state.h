@@ -35,10 +35,10 @@ public:
 
     // --- Statements
 
-    /// Carries out every statement of the line and prints what each reports. A statement either does all that it prints,
-    /// or prints why not and changes nothing. It is done before it is reported: what the output stream throws passes
-    /// through, and the rest of the line is not carried out. A stream that calls this while it is written to gets the
-    /// reports of that line after the one at hand.
+    /// Carries out every statement of the line and prints what each reports. A statement either does all that it
+    /// prints, or prints why not and changes nothing. It is done before it is reported: what the output stream throws
+    /// passes through, and the rest of the line is not carried out. A stream that calls this while it is written to
+    /// gets the reports of that line after the one at hand.
     void ParseLine(std::string_view line);
     /// Whether somebody can be asked before all symbols are erased. False at first.
     void SetInteractive(s_bool interactive);
@@ -56,9 +56,9 @@ public:
     const SymbolMap& GetSymbols() const;
     /// The value of a symbol, null when there is none.
     s_refptr<Symbol> Get(std::string_view name) const;
-    /// Gives a symbol the value, under the symbol's name. Fails, and changes nothing, when the name has other characters
-    /// than letters and digits, or belongs to a function or a constructor. A name that a literal test accepts, such as
-    /// "2", is stored but hidden by the literal.
+    /// Gives a symbol the value, under the symbol's name. Fails, and changes nothing, when the name has other
+    /// characters than letters and digits, or belongs to a function or a constructor. A name that a literal test
+    /// accepts, such as "2", is stored but hidden by the literal.
     Result<s_refptr<Symbol>> Set(std::string_view name, s_refptr<Symbol> value);
     /// False when there is none.
     bool Erase(std::string_view name);

@@ -20,8 +20,8 @@ namespace Quarn {
 ///     binding.Binary("+", [](State& state, const Vector& a, const Vector& b, s_str& error) -> s_refptr<Symbol> ...);
 ///
 /// A parameter is a value class by const reference, or a type with a `Conversion` (double has one). With promotion, a
-/// callable is registered for every combination of operands of which at least one is of the class itself. A `State&` may
-/// come first and an `s_str& error` last; a callable that takes the error text may fail, and returns a pointer.
+/// callable is registered for every combination of operands of which at least one is of the class itself. A `State&`
+/// may come first and an `s_str& error` last; a callable that takes the error text may fail, and returns a pointer.
 class Binding {
 public:
     /// With `arePure` the callables are registered as pure, see `Registered`.

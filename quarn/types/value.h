@@ -4,8 +4,8 @@
 
 namespace Quarn {
 
-/// The base of every value type. It supplies what all of them do alike, so that a type needs only its name, a constructor
-/// for a value without a name, and its text:
+/// The base of every value type. It supplies what all of them do alike, so that a type needs only its name, a
+/// constructor for a value without a name, and its text:
 ///
 ///     class Length final : public Quarn::Value<Length> {
 ///     public:
