@@ -69,7 +69,8 @@ def statements(count, kind):
     return Work("%d short statements%s" % (count, kind), "bc", last, {
         "orbel": "\n".join(plain),
         "bc": "scale = 15\n" + "\n".join(shown(lambda n, e: "%s = %s\n%s" % (n, e, n), str)),
-        "awk": awk(["CONVFMT = OFMT = \"%.15g\""] + shown(lambda n, e: "print %s = %s" % (n, e), lambda e: "print (%s)" % e)),
+        "awk": awk(["CONVFMT = OFMT = \"%.15g\""] +
+                   shown(lambda n, e: "print %s = %s" % (n, e), lambda e: "print (%s)" % e)),
         "lua": "sqrt = math.sqrt\n" + lua,
         "python3": "from math import sqrt\n" + python.replace("^", "**"),
     })
@@ -203,9 +204,10 @@ def draw(runner, rounds, quick, path):
     for size in sizes:
         for program, seconds in runner.measure(flat(size), rounds).items():
             points[program].append((size, seconds))
-    script = ["set terminal svg size 720,440 font 'sans,12' background 'white'", "set output '%s'" % path, "set logscale xy",
-              "set format x '10^{%T}'", "set key left top", "set xlabel 'terms of one flat expression'",
-              "set ylabel 'processor time of the whole process, s'", "set grid"]
+    script = ["set terminal svg size 720,440 font 'sans,12' background 'white'", "set output '%s'" % path,
+              "set logscale xy", "set format x '10^{%T}'", "set key left top",
+              "set xlabel 'terms of one flat expression'", "set ylabel 'processor time of the whole process, s'",
+              "set grid"]
     drawn = [program for program in runner.programs if points[program]]
     script += ["plot " + ", ".join("'-' with linespoints lw 2 title '%s'" % program for program in drawn)]
     for program in drawn:

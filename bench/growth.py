@@ -92,7 +92,8 @@ def main():
             failed = failed or exponent > wanted + 0.3
             # a small script says nothing about memory
             memory = "%.0f" % (max(0, peak - floor) / size) if size > 50_000 else "-"
-            print("| %s | %d KB | %.2f s | %.2f | %d | %s |" % (name, size // 1000, times[-1], exponent, wanted, memory))
+            print("| %s | %d KB | %.2f s | %.2f | %d | %s |" %
+                  (name, size // 1000, times[-1], exponent, wanted, memory))
     sys.exit(1 if failed else 0)
 
 

@@ -1,4 +1,4 @@
-// What the fuzzer found interesting, played again.
+// Replays what the fuzzer found interesting.
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// Depth, circles and sizes: what a user may paste must not knock the program over.
+// Depth, circles and sizes: nothing that a user may paste must bring the program down.
 
 #include <gtest/gtest.h>
 
@@ -45,7 +45,7 @@ TEST_F(LimitsTest, LongFlatExpressionsNeedNoDepth) {
     EXPECT_EQ(Play("(" + Repeat("-", 100'000) + "1)"), "\tError : Operator '-' is missing its operands\n");
 }
 
-/// Something that nests `opening ... middle ... closing`, one level each time.
+/// A text that nests: each level adds `opening` before the middle and `closing` after it.
 struct Nest {
     const char* name;
     const char* before;
@@ -88,7 +88,7 @@ TEST_F(LimitsTest, WhatIsKeptMayHaveBracketsWithoutEnd) {
     Play("u &= " + Repeat("x", 300'000) + "y(1)z" + Repeat(" x", 200'000)); // and so is each character around them
     EXPECT_EQ(Play("w = u+1"), "\tError : Unterminated '('\n");
 
-    // Cut off from what follows, each "m" would be the beginning of an operator.
+    // Cut off from what follows, each "m" would count as the beginning of an operator.
     state.SetOperatorPriorities({{"+", 1}, {"mod", 2}});
     const std::string many = Repeat("m", 40'000);
     Play("r &= x)" + many + "+(y");
@@ -113,7 +113,7 @@ TEST_F(LimitsTest, ChainsOfReferencesCountAsLevels) {
     EXPECT_EQ(Play(link(deepest) + "+0"), "\tScalar : " + std::to_string(deepest + 1) + "\n");
     EXPECT_EQ(Play(link(deepest + 1) + "+0"), TooDeep);
     EXPECT_EQ(Play("abs(" + link(deepest + 1) + ")"), TooDeep);
-    // Shown, it is what it is: a reference, with its own expression.
+    // Inspecting it shows the reference with its own expression.
     EXPECT_EQ(Play("?" + link(deepest + 2)), "\tReference : " + link(deepest + 2) + " = " + link(deepest + 1) + "+1\n");
 }
 
@@ -166,7 +166,7 @@ TEST_F(LimitsTest, TooDeepIsSeenFromBracketsAlone) {
     EXPECT_EQ(Play("1+(v+v)"), "\tError : Nested more than 900 levels deep\n");
 }
 
-/// The steps that a line takes: the smallest budget that does.
+/// The number of steps that a line takes: the smallest budget that suffices.
 std::uint64_t StepsOf(State& state, std::ostringstream& output, const std::string& line) {
     std::uint64_t enough = 1;
     std::uint64_t tooFew = 0;
@@ -210,7 +210,7 @@ TEST_F(LimitsTest, WhatIsAddedToAKeptOperationCostsWhatIsAdded) {
 
 TEST_F(LimitsTest, TimeAndCancellationStopWhatIsEndless) {
     Limits& limits = state.GetLimits();
-    for (int i = 60; i > 0; --i) { // from the top down: what is not defined yet costs nothing
+    for (int i = 60; i > 0; --i) { // from the top down: undefined names cost nothing
         const std::string below = "r" + std::to_string(i - 1);
         Play("r" + std::to_string(i) + " &= " + below + "+" + below);
     }
@@ -271,7 +271,7 @@ TEST_F(LimitsTest, KeptOperationsGrowOnlySoLong) {
 
 TEST_F(LimitsTest, StepBudgetsStopWhatIsLegalButEndless) {
     const char* const stopped = "\tError : Too many steps, the statement was stopped\n";
-    // From the top down: what is not defined yet costs nothing.
+    // From the top down: undefined names cost nothing.
     for (int i = 60; i > 0; --i) {
         const std::string below = "r" + std::to_string(i - 1);
         Play("r" + std::to_string(i) + " &= " + below + "+" + below);

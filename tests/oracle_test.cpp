@@ -20,7 +20,7 @@ class Generator {
 public:
     std::string Expression() {
         std::string text = Nested(3);
-        // A broken one in three: characters lost, doubled or put in anywhere.
+        // One in three is broken: characters are deleted, doubled or inserted anywhere.
         while (Below(3) == 0 && !text.empty()) {
             const std::size_t position = Below(text.size());
             switch (Below(3)) {
@@ -96,12 +96,12 @@ TEST(Oracle, FastAndSlowEvaluationAreTheSameLanguage) {
         ASSERT_EQ(Outcome(fastValue, fastError), Outcome(slowValue, slowError)) << text;
         successes += fastValue ? 1 : 0;
     }
-    // Both kinds must be there for the comparison to mean something.
+    // The comparison needs enough of both kinds to mean something.
     EXPECT_GT(successes, 15'000);
     EXPECT_LT(successes, 50'000);
 }
 
-/// Texts of references that stay references, as operands of operators of one letter and of several.
+/// Texts of references that stay references, as operands of operators of one character and of several.
 TEST(Oracle, OperationsAreKeptAsTheirRewrittenTexts) {
     std::mt19937 random(21);
     const auto below = [&](std::size_t bound) { return random() % bound; };
@@ -153,7 +153,7 @@ TEST(Oracle, OperationsAreKeptAsTheirRewrittenTexts) {
             }
         }
         if (!isKept()) continue;
-        // What was kept in place of the text is the same expression, also when its names are defined.
+        // The kept expression means the same as its text, even when its names are defined.
         for (auto name = text.begin(); name != text.end();) {
             const auto end = std::find_if_not(name, text.end(), IsLetter);
             if (end != name) state.ParseLine(std::string(name, end) + " = " + std::to_string(end - name));

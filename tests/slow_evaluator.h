@@ -3,8 +3,8 @@
 #include "quarn/interpreter/state.h"
 #include "quarn/types/reference.h"
 
-/// The language as its rules read: texts are cut, joined and cut again, nothing is kept. It shares the registries, the
-/// symbols and the dispatch of a state, and is there to be compared with what the state makes of the same text.
+/// The language exactly as its rules say: texts are cut, joined and cut again, and nothing is cached. It shares the
+/// registries, the symbols and the dispatch of a state, to be compared with the evaluation by that state.
 class SlowEvaluator {
 public:
     explicit SlowEvaluator(Quarn::State& state) : m_state(state) {}
@@ -12,7 +12,7 @@ public:
     Quarn::s_refptr<Quarn::Symbol> ParseSymbol(const Quarn::s_str& name, Quarn::s_str expression, Quarn::s_str& error,
                                                bool allowNew);
 
-    /// The rewriting of a kept operation.
+    /// Rewrites an operation to be kept.
     bool Rewrite(const Quarn::s_str& input, Quarn::s_str& output, Quarn::s_str& error) const;
 
 private:

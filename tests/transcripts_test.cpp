@@ -1,6 +1,6 @@
-// Plays the transcripts: each shows a session as it stands on the screen, the line after the prompt and then its
-// answer. Lines that begin with "#" are comments. Every transcript is typed at the program, and run as a script too
-// unless the program asks a question in it.
+// Plays the transcripts. Each shows a session as it appears on the screen: a line after the prompt, then its answer.
+// Lines that begin with "#" are comments. Every transcript is typed into the program, and also run as a script unless
+// the program asks a question in it.
 
 #include <gtest/gtest.h>
 
@@ -46,7 +46,7 @@ std::string Lines(const std::vector<std::string>& lines) {
     return text;
 }
 
-/// The output with what was typed put in behind the prompts and questions, as a terminal shows it.
+/// The output as a terminal shows it, with the typed text after the prompts and questions.
 std::string ScreenOf(std::string_view output, const std::vector<std::string>& inputs) {
     std::string screen;
     auto input = inputs.begin();

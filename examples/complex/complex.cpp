@@ -1,9 +1,10 @@
 // Complex numbers for the calculator: literals like `3i`, arithmetic with numbers on either side, and functions.
-//
-//     complex "z = 3+4i" "abs(z)"     carries out each argument as a line
+// It carries out the lines that it reads.
 
 #include <complex>
+#include <iostream>
 #include <optional>
+#include <string>
 #include <tuple>
 
 #include <quarn/quarn.h>
@@ -64,9 +65,9 @@ static void RegisterComplex(Quarn::State& state) {
     bind.Function("sqrt", [](const Number& a) { return std::sqrt(a); });
 }
 
-int main(int argumentCount, char** arguments) {
+int main() {
     Quarn::State state;
     Quarn::Vector::Register(state);
     RegisterComplex(state);
-    for (int i = 1; i < argumentCount; ++i) state.ParseLine(arguments[i]);
+    for (std::string line; std::getline(std::cin, line);) state.ParseLine(line);
 }

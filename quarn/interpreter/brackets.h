@@ -7,8 +7,8 @@
 
 namespace Quarn {
 
-/// What a character is to the scanner: no bracket, or one of round, angle and square, which are the kinds 0, 1 and 2.
-/// A single byte, as every character is looked at.
+/// What a character is to the scanner: no bracket, or a round, angle or square one (kinds 0, 1 and 2). One byte,
+/// because every character is looked at.
 class Bracket {
 public:
     static constexpr unsigned KindCount = 3;
@@ -18,13 +18,13 @@ public:
     constexpr bool IsNone() const { return m_code == 0; }
     constexpr bool IsOpening() const { return m_code % 2 == 1; }
     constexpr bool IsClosing() const { return !IsNone() && !IsOpening(); }
-    /// Of a bracket only.
+    /// For brackets only.
     constexpr unsigned GetKind() const { return (m_code - 1u) / 2; }
     /// The message on a bracket without a partner.
     const char* GetFault() const;
 
 private:
-    /// The position in this text, from 1 on; 0 for all other characters.
+    /// The 1-based position in this text; 0 for all other characters.
     static constexpr std::array<unsigned char, 256> Codes = [] {
         std::array<unsigned char, 256> codes{};
         unsigned char code = 0;
@@ -44,33 +44,32 @@ struct Cut {
     explicit Cut(std::string_view whole) : text(whole) {}
 };
 
-/// The brackets of a text and of all its parts: which ones are partners, whether one has none, and the cutting of a
-/// text at its top bracket level. A bracket's partner closes it; only brackets of its own kind count, and all others
-/// between the two are plain text.
+/// The brackets of a text and of its parts: finds partners and brackets without one, and cuts a text at its top bracket
+/// level. The partner of a bracket closes it; between the two only brackets of the same kind count.
 ///
-/// The partners of the whole text are found in one pass, when the first one is asked for. So a level of nesting costs
-/// what stands in it and not what it encloses.
+/// The first query finds all partners in one pass. So a level of nesting costs its own length, without what it
+/// encloses.
 class Brackets {
 public:
     static constexpr std::size_t None = std::string_view::npos;
 
     /// The partners of several texts, one parsed within another.
     struct Memory {
-        std::vector<std::size_t> partners; ///< a stack; at the position of an opening bracket
+        std::vector<std::size_t> partners; ///< a stack; at the position of an opening bracket, that of its partner
         Brackets* innermost = nullptr;
     };
 
-    /// A part of the innermost text of the memory, in place, shares the partners that are known there. Brackets must be
+    /// A text that is a view into the innermost text of the memory shares the partners found there. Brackets must be
     /// destroyed in reverse order; the text must outlive them.
     Brackets(std::string_view text, Memory& memory);
     ~Brackets();
     Brackets(const Brackets&) = delete;
     Brackets& operator=(const Brackets&) = delete;
 
-    /// The partner of the opening bracket at the position of a part of the text; `None` when it is not in the part.
+    /// The partner of the opening bracket at a position of the part; `None` if it is not in the part.
     std::size_t FindPartner(std::string_view part, std::size_t position);
-    /// The message on the first bracket of a part that has no partner there; null when all have one. Brackets within
-    /// separators do not count, and none starts with one. Separators have a `Match(text, position)` that gives the
+    /// The message on the first top-level bracket of the part without a partner there; null if all have one. Brackets
+    /// within separators do not count, and no separator starts with one. `separators.Match(text, position)` gives the
     /// length of the separator that starts at the position, or 0.
     template <class Separators> const char* FindFault(std::string_view part, const Separators& separators) {
         const char* fault = nullptr;
@@ -80,7 +79,7 @@ public:
         }
         return fault;
     }
-    /// Cuts off the next piece: a separator, or all that stands before the next one. False at the end, or at a bracket
+    /// Cuts off the next piece: a separator, or everything before the next one. False at the end, or at a bracket
     /// without a partner.
     template <class Separators> bool Next(Cut& cut, const Separators& separators, std::string_view& piece) {
         const std::size_t begin = cut.position;
@@ -93,9 +92,9 @@ public:
         return !fault;
     }
 
-    /// How many brackets, of whatever kind, stand open at once where the text nests most deeply.
+    /// The largest number of brackets, of any kind, that are open at once.
     static std::size_t NestingOf(std::string_view text);
-    /// The partner of the opening bracket at the position, found by a search; `None` when there is none.
+    /// The partner of the opening bracket at the position, found by a search; `None` if there is none.
     static std::size_t SearchPartner(std::string_view text, std::size_t position);
 
 private:
@@ -104,7 +103,7 @@ private:
         return Bracket(text[position]).IsNone() ? separators.Match(text, position) : 0;
     }
 
-    /// Where the next separator starts, or the text ends, from a position where none starts.
+    /// Where the next separator starts or the text ends. No separator may start at `i`.
     template <class Separators>
     std::size_t FindSeparator(std::string_view text, std::size_t i, const Separators& separators, const char*& fault) {
         do {
@@ -128,9 +127,9 @@ private:
 
     const std::string_view m_text;
     Memory& m_memory;
-    const std::size_t m_begin; ///< of the partners in the memory
+    const std::size_t m_begin; ///< where its partners start in the memory
     Brackets* const m_outer;
-    Brackets* m_found; ///< whose partners serve this text; null while they are not known
+    Brackets* m_found; ///< the owner of the partners used; null until they are found
 };
 
 /// Separates arguments.

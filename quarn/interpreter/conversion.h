@@ -8,7 +8,7 @@
 namespace Quarn {
 
 /// How values convert to a C++ type and back. By default a value class stands for itself. A value type specialises this
-/// for a plain type that its values are made from, as `Scalar` does for double:
+/// for the plain type that its values are made from, as `Scalar` does for double:
 ///
 ///     template <> struct Conversion<Plain> {
 ///         using Class = ValueClass;                        // the values that a Plain is read from
@@ -16,14 +16,14 @@ namespace Quarn {
 ///         static s_refptr<Symbol> Make(const Plain& plain);
 ///     };
 ///
-/// If other values count as the type as well, a number as a complex one, `using PromotedFrom = std::tuple<Scalar>;` and
-/// a `Read` for each of them say so.
+/// To let a `Binding` accept other values as operands too (a number as a complex one), add
+/// `using PromotedFrom = std::tuple<Scalar>;` and a `Read` for each of them.
 template <class T> struct Conversion {
     using Class = T;
     static const T& Read(const T& value) { return value; }
 };
 
-/// The value as a C++ type, or why it is none.
+/// The value as a C++ type, or an error if it is of another class.
 template <class T> Result<T> ConvertTo(const Symbol& value) {
     using Class = typename Conversion<T>::Class;
     if (const Class* object = As<Class>(value)) return T(Conversion<T>::Read(*object));

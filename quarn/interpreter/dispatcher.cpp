@@ -15,24 +15,24 @@ constexpr TextWriter::Limit KeptExpression{std::size_t{1} << 20, 0,
 
 } // namespace
 
-/// An operand as it was passed, and what its references led to.
+/// An operand as it was passed, and the value that its references led to.
 struct Dispatcher::ResolvedOperand {
     const Symbol& operand;
     const Symbol& value;
 
     const s_str& Type() const { return Reference::TypeOfResolved(value); }
 
-    /// In messages and kept operations a named operand contributes nothing. Sub-expressions have no names, so this
-    /// meets only values that a function named itself; their text would begin with "name = ", which is no expression.
+    /// A named operand contributes nothing to messages and kept operations. Sub-expressions have no names, so this
+    /// affects only values that a function named itself; their text would begin with "name = ", which is no expression.
     /// Pinned by "NamedOperandsContributeNothing".
     bool HasText() const { return static_cast<bool>(operand.GetName().IsEmpty()); }
 };
 
-/// An operation on the values of references that is being carried out. If it meets itself again on the same references,
-/// and nothing has changed, that is a circle: a vector leads into itself.
+/// An ongoing operation on the values of references. If it meets itself again on the same references, and nothing has
+/// changed, that is a circle: a vector leads to itself.
 class Dispatcher::OngoingOperation {
 public:
-    /// The overloads stand for the operator. An operand that is no reference is like any other; null for none.
+    /// The overloads identify the operator. All operands that are not references count as the same; null for none.
     OngoingOperation(Dispatcher& dispatcher, const void* overloads, const Symbol* left, const Symbol* right)
         : m_dispatcher(dispatcher), m_overloads(overloads), m_left(left), m_right(right),
           m_changes(dispatcher.GetChanges()), m_outer(std::exchange(dispatcher.m_innermost, this)) {}
@@ -40,7 +40,7 @@ public:
     OngoingOperation(const OngoingOperation&) = delete;
     OngoingOperation& operator=(const OngoingOperation&) = delete;
 
-    /// The expression that is met again; null when there is none.
+    /// The expression that was met again; null if there is none.
     const Expression* FindCircle() const { return m_outer ? FindCircleInOuter() : nullptr; }
 
 private:
@@ -93,7 +93,7 @@ s_refptr<Symbol> Dispatcher::ApplyToReferences(const Operator& op, const s_refpt
     if (!leftValue) return nullptr;
     const bool isKept = op.binary && As<Reference>(*leftValue);
     if (As<Reference>(*right)) {
-        // It is evaluated only if an operation of this kind is possible at all, or is to be kept.
+        // Evaluated only if the operator has an overload for the left type, or if the operation is kept.
         if (!isKept && !(op.binary && FindIn(*op.binary, leftValue->GetType())))
             return FailWithoutMatch({*left, *leftValue}, op.text, right, error);
     }
@@ -133,7 +133,7 @@ Outcome Dispatcher::WriteText(const ResolvedOperand& operand, s_str& text, s_str
 
 Outcome Dispatcher::FailWithoutMatch(const ResolvedOperand& left, std::string_view op,
                                      const s_refptr<Symbol>& rightOperand, s_str& error) {
-    // A circle is no fault of its own any more here: it shows as the reference that it is.
+    // A circle is not reported here: it shows as the reference that it is.
     const s_refptr<Symbol> value = [&] {
         Limits::PrivateError unseen(m_limits);
         return Reference::Resolve(rightOperand, unseen.text);
@@ -158,7 +158,7 @@ Outcome Dispatcher::FailWithoutMatch(const ResolvedOperand& operand, std::string
                 "\tError : No match for operator '" + written(operand.Type()) + "' in :\n\t        \t" + written(text));
 }
 
-/// What an operand contributes to an operation that is kept; null on failure.
+/// What an operand contributes to a kept operation; null on failure.
 s_refptr<Expression> Dispatcher::ExpressionOf(const ResolvedOperand& operand, s_str& error) {
     if (!operand.HasText()) return make_refptr<Expression>("");
     if (const Reference* reference = As<Reference>(operand.value)) {
@@ -171,8 +171,8 @@ s_refptr<Expression> Dispatcher::ExpressionOf(const ResolvedOperand& operand, s_
     return make_refptr<Expression>(text);
 }
 
-/// The operation as a reference. Its text is put together only where the operands do not tell how it reads, so it costs
-/// what is added, however long the operands are.
+/// The operation as a reference. Its text is built only if the shapes of the operands do not tell how it reads, so the
+/// cost is that of what is added, however long the operands are.
 s_refptr<Symbol> Dispatcher::KeepOperation(const ResolvedOperand& left, std::string_view op,
                                            const ResolvedOperand& right, s_str& error) {
     const s_refptr<Expression> leftExpression = ExpressionOf(left, error);

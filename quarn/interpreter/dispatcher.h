@@ -6,8 +6,8 @@
 
 namespace Quarn {
 
-/// Finds the callable for an operator and the types of its operands, and calls it. An operation on a reference that
-/// cannot be evaluated yet is kept as a new reference.
+/// Finds the callable for an operator and its operand types, and calls it. An operation on a reference that cannot be
+/// evaluated yet is kept as a new reference.
 class Dispatcher {
 public:
     Dispatcher(State& state, Limits& limits, Language& language, const SymbolTable& symbols)
@@ -20,18 +20,18 @@ public:
     /// Also for an operator that is registered but cannot be written.
     s_refptr<Symbol> ApplyBinary(std::string_view op, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right,
                                  s_str& error);
-    /// The text of the operator stands in `before` or in `after`; the other one is empty.
+    /// The text of the operator is in `before` or in `after`; the other one is empty.
     s_refptr<Symbol> ApplyUnary(const UnaryOverloads* overloads, const s_refptr<Symbol>& operand,
                                 std::string_view before, std::string_view after, s_str& error);
 
-    /// Notes that a registered callable is about to be called.
+    /// Records that a registered callable is about to be called.
     template <class Entry> const Entry& Calling(const Entry& callable) {
         if (!callable.isPure) ++m_impureCalls;
         return callable;
     }
     void AddImpureCalls(unsigned count) { m_impureCalls += count; }
     std::uint64_t GetImpureCalls() const { return m_impureCalls; }
-    /// How often anything has changed that an evaluation depends on.
+    /// Counts the changes of everything that an evaluation depends on.
     std::uint64_t GetChanges() const { return m_symbols.GetChanges() + m_language.GetGeneration(); }
 
     /// Fails because the expression leads to itself.
@@ -41,7 +41,7 @@ private:
     class OngoingOperation;
     struct ResolvedOperand;
 
-    // What is rare is not inlined: the rest stands on the stack for every level of nesting.
+    // Rare cases are not inlined: the other functions take stack for every level of nesting.
     s_refptr<Symbol> ApplyToReferences(const Operator& op, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right,
                                        s_str& error);
     [[gnu::noinline]] s_refptr<Symbol> KeepOperation(const ResolvedOperand& left, std::string_view op,

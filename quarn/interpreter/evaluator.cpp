@@ -26,7 +26,7 @@ Outcome FailWithoutOverload(const FunctionOverloads& functions, std::string_view
 Outcome FailTesting(s_str& error) { return Fail(error, "\tError : A literal test must not evaluate anything"); }
 
 /// The number of nested references in a text of the form "&&...&name"; 0 for any other. Each is evaluated on its own
-/// and parses the rest of the text: a million of them are refused before that.
+/// and parses the rest of the text, so too many are refused beforehand.
 unsigned CountReferences(std::string_view text) {
     const auto name = std::min(text.find_first_not_of("& "), text.size());
     if (!std::ranges::all_of(text.substr(name), IsNameCharacter)) return 0;
@@ -38,7 +38,6 @@ bool Contains(std::string_view whole, std::string_view part) {
     return isAtMost(whole.data(), part.data()) && isAtMost(part.data() + part.size(), whole.data() + whole.size());
 }
 
-/// Marks a program as running.
 class Running {
 public:
     explicit Running(Program& program) : m_program(program) { ++m_program.runs; }
@@ -52,7 +51,7 @@ private:
 
 } // namespace
 
-/// Carries out steps, on a part of its own of the stack of operands.
+/// Carries out steps on its own part of the stack of operands.
 class Evaluator::Executor final : public StepSink {
     using Values = s_ctnr_t<s_refptr<Symbol>, std::vector<s_refptr<Symbol>>>;
 
@@ -68,7 +67,7 @@ public:
         if (m_base == 0 && m_operands.capacity() > MostKept) std::vector<Operand>().swap(m_operands);
     }
 
-    /// The steps that follow come from this text, which stands on a level of brackets.
+    /// The next steps come from this text, which is at this level of brackets.
     void Begin(Source source, unsigned level) {
         m_source = source;
         m_level = level;
@@ -77,7 +76,7 @@ public:
         const Outcome outcome = Pay(step);
         return outcome ? Execute(step) : outcome;
     }
-    /// Carries out a step of a program, whose value may be known.
+    /// Carries out a step of a program; its value may be known.
     Outcome Accept(Program::KeptStep& kept) {
         const Outcome outcome = Pay(kept.step);
         if (!outcome || !HasValue(kept)) return outcome ? ExecuteKept(kept) : outcome;
@@ -92,7 +91,7 @@ public:
 
 private:
     const Operand& TopOperand() const { return m_operands.back(); }
-    /// Takes the step, and the levels of brackets around it, from the limits.
+    /// Charges the step and the levels of brackets around it to the limits.
     Outcome Pay(const Step& step) {
         Limits& limits = m_evaluator.m_limits;
         if (const Outcome outcome = limits.Spend(1, m_error); !outcome) return outcome;
@@ -112,7 +111,7 @@ private:
     bool HasValue(const Program::KeptStep& kept) const {
         return kept.value && (kept.step.isConstant || kept.changes == m_evaluator.m_symbols.GetChanges());
     }
-    // What is rare is not inlined: what is frequent is small, and so is the stack that a level takes.
+    // Rare cases are not inlined, to keep the frequent ones, and the stack that a level takes, small.
     [[gnu::noinline]] Outcome ExecuteKept(Program::KeptStep& kept);
     Outcome Execute(const Step& step);
     bool ApplyFlat(const FlatCallable& callable, std::size_t operandCount);
@@ -136,7 +135,7 @@ private:
     unsigned m_level = 0;
 };
 
-/// Keeps the steps for later.
+/// Stores the steps in a program.
 class Evaluator::Recorder final : public StepSink {
 public:
     explicit Recorder(Program& program) : m_program(program) {}
@@ -181,7 +180,7 @@ Outcome Evaluator::Executor::Execute(const Step& step) {
 Outcome Evaluator::Executor::ExecuteKept(Program::KeptStep& kept) {
     SymbolTable& symbols = m_evaluator.m_symbols;
     const Operand* const value = kept.step.kind == Step::Kind::Name ? symbols.Read(kept.step.text) : nullptr;
-    if (value && value->GetFlatType()) { // any other would be kept alive
+    if (value && value->GetFlatType()) { // any other value would be kept alive
         kept.value = *value;
         kept.changes = symbols.GetChanges();
         m_operands.push_back(kept.value);
@@ -196,7 +195,7 @@ Outcome Evaluator::Executor::ExecuteKept(Program::KeptStep& kept) {
     return outcome;
 }
 
-/// Replaces the top operands, flat ones, by the result. False if there is no callable for flat values.
+/// Replaces the top operands, which are flat, with the result. False if there is no callable for flat values.
 bool Evaluator::Executor::ApplyFlat(const FlatCallable& callable, std::size_t operandCount) {
     constexpr std::size_t Most = 4;
     if (!callable || operandCount > Most) return false;
@@ -276,8 +275,7 @@ Outcome Evaluator::Executor::ReadName(const Step& step, const s_str& name) {
     if (const Constructor* constructor = FindIn(registry.constructors, text))
         return Push(
             m_evaluator.m_dispatcher.Calling(*constructor)(m_evaluator.m_state, Nameless(), {}, false, m_error));
-    // Only a text that is nothing but a name makes a symbol, and never one that is to be given another: `a = b` needs a
-    // `b`.
+    // Only a text that is a single name makes a new symbol, and only if it gets no other name: `a = b` needs a `b`.
     if (name.IsEmpty() && m_allowNew && step.isLast && step.level == 0) return Push(make_refptr<Symbol>(text));
     return Fail(m_error, "\tError : Unknown symbol '" + s_str(text) + "'");
 }
@@ -311,7 +309,7 @@ Outcome Evaluator::Executor::Call(const FunctionOverloads& functions, std::strin
     return Push(std::move(results[0]));
 }
 
-/// The signature of the operands from there on, "(Scalar, Scalar)".
+/// The signature of the operands from `first` on, "(Scalar, Scalar)".
 s_str Evaluator::Executor::Signature(std::size_t first) const {
     s_str signature = "(";
     for (std::size_t i = first; i < m_operands.size(); ++i) {
@@ -328,7 +326,7 @@ s_refptr<Symbol> Evaluator::Evaluate(const s_str& name, std::string_view express
     if (m_language.IsTesting()) return FailTesting(error);
     m_language.Bind();
     Executor executor(*this, name, error, allowNew); // a text that is evaluated once needs no program
-    executor.Begin(m_source, 0);                     // of which it may be a part
+    executor.Begin(m_source, 0);                     // it may be a part of this text
     if (!Parse(expression, m_limits.GetDeepestNesting(), m_language, m_memory, executor)) return nullptr;
     return executor.PopOperand().ToObject();
 }
@@ -349,7 +347,6 @@ s_refptr<Symbol> Evaluator::Evaluate(Expression& expression, s_str& error) {
 
 Operand Evaluator::EvaluateFormula(Expression& expression, s_str& error) {
     if (m_language.IsTesting()) return s_refptr<Symbol>(FailTesting(error));
-    // Evaluated twice without a change between, it is worth a translation.
     const std::uint64_t changes = m_dispatcher.GetChanges();
     Program& known = *expression.program;
     if (known.flatChanges == changes && known.nesting <= m_limits.GetRemainingLevels() &&
@@ -361,13 +358,14 @@ Operand Evaluator::EvaluateFormula(Expression& expression, s_str& error) {
     Executor executor(*this, Nameless(), error, false);
     if (!RunText(expression, 0, executor)) return {};
     Program& program = *expression.program;
+    // A formula that is evaluated twice without a change in between is worth a translation.
     if (std::exchange(program.lastChanges, changes) == changes && changes == m_dispatcher.GetChanges() &&
         program.runs == 0)
         program.flatChanges = program.flat.Translate(program) ? changes : 0;
     return executor.PopOperand();
 }
 
-/// Runs the program of a text that stands on a level of brackets.
+/// Runs the program of a text at a level of brackets.
 Outcome Evaluator::RunText(Expression& expression, unsigned level, Executor& executor) {
     const Program* const kept = expression.program.Get();
     const bool isUsable =
@@ -387,8 +385,9 @@ Outcome Evaluator::RunText(Expression& expression, unsigned level, Executor& exe
     return Outcome::WentOn;
 }
 
-/// Runs an operation as its text would run: the left operand, the right one, the operator. Does not recurse, as
-/// operations nest without limit; their brackets count as levels, as those of a text do.
+/// Runs an operation as its text would run: left operand, right operand, operator. Also for a text that has failed
+/// before. Does not recurse, because operations nest without limit; their brackets count as levels, like those of a
+/// text.
 Outcome Evaluator::RunParts(Expression& expression, Executor& executor, s_str& error) {
     m_language.Bind();
     expression.Update(m_language.GetOperatorsVersion());
@@ -397,7 +396,7 @@ Outcome Evaluator::RunParts(Expression& expression, Executor& executor, s_str& e
         unsigned level;
         const s_str* op;
     };
-    std::vector<Part> parts{{&expression, 0, nullptr}}; // the last one is the next
+    std::vector<Part> parts{{&expression, 0, nullptr}}; // the last one runs next
     while (!parts.empty()) {
         const auto [part, level, op] = parts.back();
         parts.pop_back();
@@ -434,10 +433,10 @@ Outcome Evaluator::RunParts(Expression& expression, Executor& executor, s_str& e
     return Outcome::WentOn;
 }
 
-/// Makes the program of a text, for the language as it is now.
+/// Parses a text into a program, for the current language.
 void Evaluator::ParseProgram(Expression& expression) {
     const s_refptr<Program> program = make_refptr<Program>();
-    s_refptr<Program> running = expression.program; // what is under way must last
+    s_refptr<Program> running = expression.program; // a running program must survive
     if (running) program->variables = running->variables;
     while (running && running->runs == 0) running = running->before;
     program->before = std::move(running);

@@ -46,7 +46,7 @@ void Expression::AppendTo(s_str& text) const {
             text += part.expression ? part.expression->m_text.view : part.text;
             continue;
         }
-        const auto push = [&](const Operand& operand) { // from the right, as the last part is the next one
+        const auto push = [&](const Operand& operand) { // in reverse, because the last part is taken first
             if (operand.isBracketed) parts.push_back({nullptr, ")"});
             parts.push_back({operand.expression.Get(), {}});
             if (operand.isBracketed) parts.push_back({nullptr, "("});

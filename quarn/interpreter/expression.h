@@ -9,7 +9,7 @@
 
 namespace Quarn {
 
-/// A text, or a part of one, that all who use it share.
+/// A text, or a part of one, shared by all its users.
 struct SharedText {
     s_refptr<const s_str> whole; ///< keeps it alive
     std::string_view view;
@@ -23,59 +23,59 @@ struct BoundVariable {
 };
 using BoundVariables = std::map<s_str, BoundVariable, s_text_order>;
 
-/// The steps of a text, kept. They point into the text, the registries, the operators, and the bound variables.
+/// The parsed steps of a text. They point into the text, the registries, the operators, and the bound variables.
 struct Program {
     struct KeptStep {
         Step step;
-        Operand value;             ///< once that is known: of a constant, or of a symbol with a flat value
-        std::uint64_t changes = 0; ///< of the symbols for which that value of a symbol holds
+        Operand value;             ///< if known: of a constant, or of a symbol with a flat value
+        std::uint64_t changes = 0; ///< the `SymbolTable::GetChanges` for which a symbol's value holds
     };
     std::vector<KeptStep> steps;
     s_str message;                             ///< of the fault that ends them
     const BoundVariables* variables = nullptr; ///< owned by the formula; null for the expression of a reference
-    unsigned generation = 0;                   ///< of the language that it was parsed in; 0 while it is empty
-    unsigned deepest = 0;                      ///< the levels that were parsed
-    unsigned nesting = 0;                      ///< the levels of brackets that its steps come from
-    unsigned references = 0;                   ///< how many levels of references it evaluates for certain
-    unsigned runs = 0;                         ///< how many are under way
+    unsigned generation = 0;                   ///< of the language that it was parsed in; 0 if it must be parsed
+    unsigned deepest = 0;                      ///< the nesting limit that it was parsed with
+    unsigned nesting = 0;                      ///< the deepest level of brackets among its steps
+    unsigned references = 0;                   ///< how many levels of references it certainly evaluates
+    unsigned runs = 0;                         ///< how many evaluations of it are under way
     FlatProgram flat;                          ///< of a formula, see `Evaluator::EvaluateFormula`
-    std::uint64_t flatChanges = 0;             ///< of the state for which `flat` holds
-    std::uint64_t lastChanges = 0;             ///< of the state when the formula was evaluated last
+    std::uint64_t flatChanges = 0;             ///< the `Dispatcher::GetChanges` for which `flat` holds; 0 for none
+    std::uint64_t lastChanges = 0;             ///< the `Dispatcher::GetChanges` of the last evaluation
     s_refptr<Program> before;                  ///< a program that this one replaced while it was running
 };
 
-/// What a reference evaluates: a text, or an operation on two other expressions. An operation means the text
-/// `left op right`, which is put together only when it is shown. All copies of a reference share one expression.
+/// What a reference or a formula evaluates: a text, or an operation on two other expressions. An operation means the
+/// text `left op right`, which is built only when needed. All copies of a reference share one expression.
 class Expression {
 public:
     struct Operand {
         s_refptr<Expression> expression;
-        bool isBracketed; ///< its text stands in round brackets
+        bool isBracketed; ///< written in round brackets
     };
     struct Operation {
         Operand left;
         s_str op;
         Operand right;
-        unsigned operatorsVersion;           ///< of the operators under which its text is this operation
+        unsigned operatorsVersion;           ///< of the operators under which its text means this operation
         std::size_t length = 0;              ///< of the text
-        s_refptr<Expression> next = nullptr; ///< in the list of those that are being destroyed
+        s_refptr<Expression> next = nullptr; ///< in the list of operations being destroyed
     };
-    /// How a text behaves as an operand of an operation that is kept.
+    /// How a text behaves as an operand of a kept operation.
     enum class Shape : unsigned char {
-        Plain,     ///< stands there as it is
+        Plain,     ///< appears as it is
         Bracketed, ///< keeps the brackets around it
-        Irregular, ///< only the rewriting of the whole operation can tell
+        Irregular, ///< only rewriting the whole operation can tell
     };
-    /// An evaluation that failed without a call of anything impure: it fails again until something changes.
+    /// An evaluation that failed without calling anything impure: it fails again until something changes.
     struct KnownFailure {
-        std::uint64_t changes = 0; ///< of the state when it failed, see State::GetChanges; 0 for none
-        unsigned depth = 0;        ///< the levels that it took
+        std::uint64_t changes = 0; ///< the `Dispatcher::GetChanges` when it failed; 0 for none
+        unsigned depth = 0;        ///< the levels of nesting that it took
     };
 
     explicit Expression(SharedText text) : m_text(std::move(text)) {}
     explicit Expression(std::string_view text);
     explicit Expression(Operation operation);
-    /// Does not recurse, since operations nest without bound.
+    /// Does not recurse, since operations nest without limit.
     ~Expression();
     Expression(const Expression&) = delete;
     Expression& operator=(const Expression&) = delete;
@@ -91,7 +91,7 @@ public:
 
     /// Null for a text.
     const Operation* GetOperation() const { return m_operation.get(); }
-    /// Of a text only.
+    /// For a text only.
     const SharedText& GetSharedText() const { return m_text; }
     /// Turns an operation into its text if the operators have changed since it was made.
     void Update(unsigned operatorsVersion);
@@ -102,7 +102,7 @@ public:
 
     s_refptr<Program> program; ///< of a text; null while it is not compiled
     KnownFailure knownFailure;
-    bool isInUse = false; ///< being evaluated: to meet it again is a circle
+    bool isInUse = false; ///< being evaluated: meeting it again is a circle
 
 private:
     SharedText m_text;

@@ -12,15 +12,15 @@ namespace Quarn {
 
 class Symbol;
 
-// Flat values. The value of some types fits into a machine word: a number does. While such a value has no name, the
-// engine keeps the word and makes an object only where somebody needs one. It knows of the type no more than this.
+// Flat values. The values of some types fit into a machine word, as numbers do. While such a value has no name, the
+// engine keeps the word and makes an object only where one is needed. This is all it knows of the type.
 
 using Word = std::uint64_t;
 
-/// A type whose values can be flat. One object for each type; it must outlive all states.
+/// A type whose values can be flat. There is one object for each type; it must outlive all states.
 struct FlatType {
-    const s_str* name;                   ///< of the type, as its objects have it
-    s_refptr<Symbol> (*make)(Word word); ///< a nameless object with the value
+    const s_str* name;                   ///< of the type, the object that `Symbol::GetType` returns
+    s_refptr<Symbol> (*make)(Word word); ///< makes a nameless object with the value
 };
 
 /// The word that holds a plain C++ value, and back.
@@ -36,10 +36,10 @@ template <class T> T FromWord(Word word) {
     return value;
 }
 
-/// A callable of flat values only. It can neither fail nor see a state.
+/// A callable for flat values only. It can neither fail nor see a state.
 struct FlatCallable {
     Word (*call)(const Word* operands) = nullptr; ///< null for none
-    const FlatType* result = nullptr;             ///< the type of what it returns
+    const FlatType* result = nullptr;             ///< the type of its result
 
     explicit operator bool() const { return call != nullptr; }
 };

@@ -8,7 +8,8 @@ namespace {
 
 using FlatTypes = std::vector<const FlatType*>;
 
-/// The callable that the step applies to operands of the types, or none.
+/// Passes the callable that the step applies to operands of the types, and their number, to `take`. False if there is
+/// none.
 template <class Take> bool WithCallable(const Step& step, const FlatTypes& types, const Take& take) {
     const auto typeAt = [&](std::size_t fromTop) -> const s_str& { return *types[types.size() - fromTop]->name; };
     const auto unary = [&](const UnaryOverloads* overloads) {

@@ -9,17 +9,17 @@ namespace Quarn {
 
 struct Program;
 
-/// A program in which every operand is flat: it works on words, and needs no look-ups and no objects. It is made from a
+/// A program in which every operand is flat: it works on words, without look-ups or objects. It is translated from a
 /// program that has run, and holds until a symbol or a registry changes.
 class FlatProgram {
 public:
-    /// Translates the program. False if it needs an object, or more operands at once than there is room for.
+    /// Translates the program. False if it needs an object, or more than `MostOperands` operands at once.
     bool Translate(const Program& program);
     Word Run() const;
 
     const FlatType& GetResultType() const { return *m_result; }
     std::size_t GetStepCount() const { return m_steps.size(); }
-    /// Of callables that are not registered as pure.
+    /// The number of calls to callables that are not registered as pure.
     unsigned GetImpureCalls() const { return m_impureCalls; }
 
 private:

@@ -25,7 +25,7 @@ bool Formula::Bind(std::string_view name, const FlatType& type, const void* vari
     s_str unseen;
     if (name.empty() || !m_state->CheckSymbolName(name, unseen)) return false;
     m_parts->variables.insert_or_assign(name, BoundVariable{&type, variable, read});
-    m_parts->expression->program->generation = 0; // it knows the name as a symbol
+    m_parts->expression->program->generation = 0; // an earlier parse took the name for a symbol
     return true;
 }
 

@@ -15,8 +15,8 @@ struct FormulaParts;
 ///     formula.Bind("x", x);
 ///     for (x = 0; x < 10; ++x) Draw(x, *formula.Evaluate<double>());
 ///
-/// It evaluates what its text would evaluate to: symbols have the values they have by then, and what is registered
-/// later counts. Faults of the text show when it is evaluated. Every evaluation has the limits of the state anew.
+/// It evaluates to what its text would: symbols have their current values, and later registrations count. Faults of the
+/// text show when it is evaluated. Every evaluation starts with the full limits of the state.
 class QUARN_API Formula {
 public:
     /// The state is not owned and must outlive the formula.
@@ -25,9 +25,9 @@ public:
     Formula(Formula&&) noexcept;
     Formula& operator=(Formula&&) noexcept;
 
-    /// Lets a name stand for a variable of the host, of a plain type whose values can be flat (double can). The name
-    /// hides a symbol, function or constructor of the same name in the text of this formula, but not in references. The
-    /// variable is not owned. Fails for a name that no symbol may have; a later variable replaces an earlier one.
+    /// Lets a name stand for a variable of the host, of a plain type whose values can be flat (double can). In the text
+    /// of this formula, but not in references, the name hides a symbol, function or constructor. The variable is not
+    /// owned. A later variable replaces an earlier one. Fails for a name that no symbol may have.
     template <class T> bool Bind(std::string_view name, const T& variable) {
         using Class = typename Conversion<T>::Class;
         static_assert(std::is_same_v<typename Class::Flat, T>);
@@ -38,7 +38,7 @@ public:
 
     /// The value, without a name.
     Result<s_refptr<Symbol>> Evaluate();
-    /// The value as a plain C++ type; references are evaluated. A flat value takes no object: this is the fast way.
+    /// The value as a plain C++ type; references are evaluated. This is the fast way: a flat value needs no object.
     template <class T> Result<T> Evaluate() {
         using Class = typename Conversion<T>::Class;
         const Value value(*this, true);
@@ -52,7 +52,7 @@ public:
 private:
     bool Bind(std::string_view name, const FlatType& type, const void* variable, Word (*read)(const void*));
 
-    /// What an evaluation gave: a flat value, an object, or an error.
+    /// The result of an evaluation: a flat value, an object, or an error.
     struct QUARN_API Value {
         Value(Formula& formula, bool isResolved);
         Result<s_refptr<Symbol>> ToResult() const;

@@ -12,9 +12,9 @@ struct Line {
     std::string_view text;
 };
 
-/// It names some of the built-in types and operators, whatever is registered; it offers `vector[]index`, which the
-/// grammar refuses; and it leaves words as they were first written ("substraction"). People know it by heart. Pinned by
-/// the transcript "inspecting".
+/// The text names some of the built-in types and operators, whatever is registered. It offers `vector[]index`, which
+/// the grammar refuses, and it keeps misspellings ("substraction"): people know it by heart. Pinned by the transcript
+/// "inspecting".
 constexpr Line Lines[] = {
     {"", "\tHelp :\n"},
     {"", "------------------------------\n\n"},

@@ -5,7 +5,7 @@
 
 namespace Quarn {
 
-/// What stands behind a `State`. Each part knows only those above it here.
+/// The parts of a `State`. Each uses only those above it.
 struct Interpreter {
     explicit Interpreter(State& state)
         : dispatcher(state, limits, language, symbols), evaluator(state, limits, language, symbols, dispatcher),

@@ -4,8 +4,8 @@ namespace Quarn {
 
 namespace {
 
-/// Brackets are counted wherever they stand in a text. Only an angle or square one at the end of an operator is
-/// harmless, outside of brackets of its kind.
+/// Brackets count everywhere in a text. An operator may only end in an angle or square one, which is harmless outside
+/// brackets of its kind.
 bool BreaksBrackets(std::string_view op) {
     const auto bracket = op.find_first_of("()<>[]");
     return bracket < op.size() && (bracket == 0 || bracket + 1 < op.size() || op.ends_with('(') || op.ends_with(')'));
@@ -15,7 +15,7 @@ bool BreaksBrackets(std::string_view op) {
 
 Outcome Language::SetPriorities(const OperatorPriorities& priorities, s_str& error) {
     std::string_view before;
-    for (const auto& [op, priority] : priorities) { // in ascending order: what begins with another follows it
+    for (const auto& [op, priority] : priorities) { // in ascending order, so an operator comes after its prefix
         if (op.IsEmpty()) return Fail(error, "\tError : An operator needs a text");
         if (BreaksBrackets(op) && op != "[]") return Fail(error, "\tError : Operator '" + op + "' contains a bracket");
         if (!before.empty() && op.StartsWith(before))

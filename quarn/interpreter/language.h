@@ -12,7 +12,7 @@ struct Literal {
     bool isConstant;                ///< depends on nothing but its text
 };
 
-/// What texts mean: the registries and the operators, and both in the form in which the parser uses them.
+/// What texts mean: the registries and the operators, and both in the form that the parser uses.
 class Language {
 public:
     const Registry& GetRegistry() const { return m_registry; }
@@ -21,16 +21,16 @@ public:
         ++m_generation;
         return m_registry;
     }
-    /// How often the registries or the operators may have changed.
+    /// Counts the possible changes of the registries and the operators.
     unsigned GetGeneration() const { return m_generation; }
 
     const OperatorPriorities& GetPriorities() const { return m_priorities; }
-    /// Replaces the operators, or fails. What was parsed before must be parsed again.
+    /// Replaces the operators, or fails. Everything parsed before must be parsed again.
     Outcome SetPriorities(const OperatorPriorities& priorities, s_str& error);
-    /// How often the operators were replaced.
+    /// Counts the replacements of the operators.
     unsigned GetOperatorsVersion() const { return m_operatorsVersion; }
 
-    /// Looks up in the registries what parsing uses.
+    /// Looks up what parsing needs in the registries.
     void Bind() {
         if (m_boundGeneration != m_generation && !m_isTesting) BindAll();
     }
@@ -38,9 +38,9 @@ public:
     /// In ascending order of the types.
     const std::vector<Literal>& GetLiterals() const { return m_literals; }
 
-    /// Asks the test of a literal.
+    /// Runs the test of a literal.
     bool IsLiteral(const Literal& literal, std::string_view text) const;
-    /// Whether a test is being asked. Nothing may be parsed meanwhile.
+    /// Whether a literal test is running. Nothing may be parsed meanwhile.
     bool IsTesting() const { return m_isTesting; }
 
 private:

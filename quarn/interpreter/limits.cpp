@@ -39,7 +39,7 @@ void Limits::Begin() {
     if (!m_stopped) TakePortion();
 }
 
-/// Lets some of the steps be taken without checks.
+/// Allows some of the steps without checks.
 void Limits::TakePortion() {
     m_stepsToCheck = std::min(m_stepsBeyond, StepsBetweenChecks);
     if (m_stepsBeyond != Unlimited) m_stepsBeyond -= m_stepsToCheck;

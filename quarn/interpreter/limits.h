@@ -11,49 +11,49 @@
 
 namespace Quarn {
 
-/// What a state may spend on a statement or an evaluation: levels of nesting, steps, and time. It holds for each one
-/// anew, printing and erasing included; what is evaluated within another evaluation shares its budget. Whatever exceeds
-/// a limit fails with an error and changes nothing.
+/// What a state may spend on a statement or an evaluation: levels of nesting, steps, and time. Each one starts anew,
+/// printing and erasing included; an evaluation within another shares its budget. Whatever exceeds a limit fails with
+/// an error and changes nothing.
 ///
-/// Only the cancellation may be touched by another thread.
+/// Other threads may only set the cancellation flag.
 class QUARN_API Limits {
-    /// Marks the failure that was abandoned last: its message ends this error text.
+    /// The last failure that was abandoned: its message ends this error text.
     struct Abandonment {
         const s_str* error = nullptr;
         std::size_t end = 0; ///< the size of the text with its message
     };
 
 public:
-    /// How deeply texts may nest at first: brackets, calls, indexings, vectors, references, statements within
+    /// How deeply texts may nest by default: brackets, calls, indexings, vectors, references, statements within
     /// statements, and values within values. Everything that recurses counts (`Level`).
     static constexpr unsigned DeepestNesting = 1000;
     /// An upper bound, in bytes, for the stack that one level takes in this build of the library. Measured with nested
-    /// vector literals, the deepest kind; see docs/design.md.
+    /// vector literals, which take the most; see docs/design.md.
     static const std::size_t StackPerLevel;
     /// No step limit.
     static constexpr std::uint64_t Unlimited = std::numeric_limits<std::uint64_t>::max();
 
-    // --- For hosts. Changes count from the next statement or evaluation on.
+    // --- For hosts. Changes take effect with the next statement or evaluation.
 
     /// How many steps a statement may take: operands, operators, elements of a vector that is built or shown,
-    /// characters of an expression that is shown.
+    /// characters of an expression that is shown or rewritten.
     void SetStepBudget(std::uint64_t steps) { m_stepBudget = steps; }
     /// How long a statement may take. Checked every thousand steps or so. None means no limit.
     void SetTimeLimit(std::optional<std::chrono::nanoseconds> time) { m_timeLimit = time; }
-    /// While the flag is true every statement and evaluation fails, the one under way included. Any thread, and a
-    /// signal handler, may set it. Not owned; null for none.
+    /// While the flag is true every statement and evaluation fails, including the one under way. Any thread, and a
+    /// signal handler, may set the flag. Not owned; null for none.
     void SetCancellation(const std::atomic<bool>* isCancelled) { m_isCancelled = isCancelled; }
     /// How deeply texts may nest. Every thread that uses the state needs `StackPerLevel` bytes of stack for each level:
-    /// 2.2 MiB for the 1000 levels of a release build. Give a smaller thread a smaller limit, or tell its stack.
+    /// 2.2 MiB for the 1000 levels of a release build. For a smaller stack, set a smaller limit or use `SetStackSize`.
     void SetDeepestNesting(unsigned levels);
     unsigned GetDeepestNesting() const { return m_deepestNesting; }
-    /// Limits the nesting to what a stack of so many bytes has room for. It must be what is left when the state is
-    /// used.
+    /// Limits the nesting to what a stack of this size has room for, at most `DeepestNesting` levels. Pass the size
+    /// that is left when the state is used.
     void SetStackSize(std::size_t bytes);
 
     // --- For values whose work recurses or grows
 
-    /// One level of nesting, for as long as it lives; false when it is too deep. The outermost one starts the budget.
+    /// One level of nesting while it exists; false if it is too deep. The outermost one starts the budget.
     class Level {
     public:
         explicit Level(Limits& limits) : m_limits(limits) {
@@ -68,34 +68,34 @@ public:
     private:
         Limits& m_limits;
     };
-    /// Whether the text can be evaluated without nesting too deeply, as far as its brackets tell. Rejects hopeless
-    /// texts early.
+    /// Whether the text can be evaluated without nesting too deeply, judging by its brackets. Rejects hopeless texts
+    /// early.
     bool HasRoomFor(std::string_view text) const;
-    /// Takes steps from the budget. Fails when it is used up, when the time is over, or when cancelled.
+    /// Takes steps from the budget. Fails if it is used up, if the time is over, or if cancelled.
     Outcome Spend(std::uint64_t steps, s_str& error) {
         return SpendQuickly(steps) ? Outcome(Outcome::WentOn) : SpendSlowly(steps, error);
     }
-    /// Fails in a way that a reference passes on. It takes any other failure for "not defined yet", and an operation on
-    /// it is kept, which for a circle or a limit would fail again, or grow. A failure counts as abandoned as long as
-    /// its message is the last one of this error text.
+    /// Fails in a way that references pass on. A reference takes any other failure for "not defined yet" and keeps
+    /// operations on it; after a circle or a limit these would fail again, or grow. A failure counts as abandoned as
+    /// long as its message is the last one of this error text.
     Outcome Abandon(s_str& error, std::string_view message);
     Outcome AbandonTooDeep(s_str& error);
 
     // --- For the engine
 
-    /// How many more levels there are.
+    /// How many more levels may nest.
     unsigned GetRemainingLevels() const {
         const unsigned deepest = OutermostDepth + m_deepestNesting;
         return m_depth < deepest ? deepest - m_depth : 0;
     }
-    /// Takes steps if nothing needs to be checked for them.
+    /// Takes steps if nothing needs to be checked.
     bool SpendQuickly(std::uint64_t steps) {
         if (steps > m_stepsToCheck) return false;
         m_stepsToCheck -= steps;
         return true;
     }
     bool IsIdle() const { return m_depth == 0; }
-    /// Fails if the budget was exceeded. What is known of a reference then may be wrong, and must not be shown.
+    /// Fails if the statement was stopped. Results of references may be wrong then and must not be shown.
     Outcome CheckStopped(s_str& error) { return m_stopped ? Abandon(error, m_stopped) : Outcome(Outcome::WentOn); }
     bool IsStopped() const { return m_stopped != nullptr; }
     /// The outcome of an operation that appends to the error text when it fails.
@@ -105,7 +105,7 @@ public:
                                                                                          : Outcome::Failed;
     }
 
-    /// Needed around the use of an error text that nobody else sees: abandonments of other texts hold again afterwards.
+    /// Needed for every error text that nobody else sees: it restores the abandonments of other texts afterwards.
     class PrivateError {
     public:
         explicit PrivateError(Limits& limits) : m_limits(limits), m_outer(std::exchange(limits.m_abandonment, {})) {}
@@ -120,9 +120,9 @@ public:
         const Abandonment m_outer;
     };
 
-    /// The deepest level reached since the outermost one began, counted from the present one.
+    /// The deepest level reached since the outermost one began, counted from the current one.
     unsigned GetReached() const { return m_deepestReached - m_depth; }
-    /// Counts levels that take no recursion as reached.
+    /// Counts levels that do not recurse as reached.
     void Reach(unsigned levels) {
         if (m_depth + levels > m_deepestReached) m_deepestReached = m_depth + levels;
     }
@@ -139,9 +139,9 @@ private:
     unsigned m_deepestReached = 0; ///< since the outermost level began
     unsigned m_deepestNesting = DeepestNesting;
 
-    std::uint64_t m_stepsToCheck = 0; ///< may be taken before the rest is looked at
+    std::uint64_t m_stepsToCheck = 0; ///< left before the next check
     std::uint64_t m_stepsBeyond = Unlimited;
-    const char* m_stopped = nullptr; ///< the message, once the budget was exceeded
+    const char* m_stopped = nullptr; ///< the message, once the statement was stopped
     Abandonment m_abandonment;
 
     std::uint64_t m_stepBudget = Unlimited;

@@ -2,12 +2,11 @@
 
 namespace Quarn {
 
-// Letters and digits are ASCII's, whatever the locale.
+// Letters and digits are those of ASCII, whatever the locale.
 
 constexpr bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 constexpr bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
-/// A character that the name of a symbol may have.
 constexpr bool IsNameCharacter(char c) { return IsLetter(c) || IsDigit(c); }
 
 } // namespace Quarn

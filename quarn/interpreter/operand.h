@@ -5,7 +5,7 @@
 
 namespace Quarn {
 
-/// A value on its way through an expression: an object, or a flat value. Null when there is none.
+/// A value during evaluation: an object, or a flat value. Null if there is none.
 class Operand {
 public:
     Operand() = default;
@@ -26,7 +26,7 @@ public:
     Word GetWord() const { return m_word; }
     /// Null for a flat value.
     const s_refptr<Symbol>& GetObject() const { return m_object; }
-    /// The object of either kind, made for a flat value.
+    /// The value as an object, which is made for a flat value.
     s_refptr<Symbol> ToObject() && { return m_type ? m_type->make(m_word) : std::move(m_object); }
     s_refptr<Symbol> ToObject() const& { return m_type ? m_type->make(m_word) : m_object; }
 

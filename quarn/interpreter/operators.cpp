@@ -39,7 +39,7 @@ bool Operators::StartsWith(Position position, char character) const {
 
 const Operator* Operators::MatchLong(std::string_view rest) const {
     for (Position i = m_starts[static_cast<unsigned char>(rest.front())]; StartsWith(i, rest.front()); ++i) {
-        // A key that runs past the end of the text is accepted: with operators of one character that never shows.
+        // An operator that the end of the text cuts off is accepted; with operators of one character that never shows.
         // Pinned by "OperatorsOfSeveralCharacters".
         const std::string_view text = m_operators[i].text;
         const std::size_t compared = std::min(text.size(), rest.size());

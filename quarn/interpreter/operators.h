@@ -9,7 +9,7 @@
 
 namespace Quarn {
 
-/// An operator with what is registered for it.
+/// An operator and what is registered for it.
 struct Operator {
     s_str text;
     unsigned priority = 0;
@@ -20,9 +20,9 @@ struct Operator {
     /// Points to what the registry holds now.
     void Bind(const Registry& registry);
 
-    /// The callable for operands of these types, or null. The types must be the names that the types themselves hold,
-    /// which last as long as the program: the last pair found is cached by address. Entries of the registry are never
-    /// removed, so it stays valid.
+    /// The callable for operands of these types, or null. Pass the names that the types themselves hold, which last as
+    /// long as the program: the last pair found is cached by address. The cache stays valid because entries of the
+    /// registry are never removed.
     const BinaryOperator* FindBinary(const s_str& left, const s_str& right) const {
         return &left == m_recentLeft && &right == m_recentRight ? m_recentBinary : SearchBinary(left, right);
     }
@@ -35,16 +35,16 @@ private:
     mutable const BinaryOperator* m_recentBinary = nullptr;
 };
 
-/// The operators that can be written, found by the characters that stand at a position.
+/// The operators that can be written, found by the characters at a position.
 class Operators {
 public:
     Operators() { m_starts.fill(None); }
     explicit Operators(const OperatorPriorities& priorities);
 
-    /// The first operator, in ascending order of the texts, whose characters agree with those of the text from the
-    /// position on as far as both go; null when there is none.
+    /// The first operator, in ascending order of the texts, that agrees with the text from the position on as far as
+    /// both go; null if there is none.
     const Operator* Match(std::string_view text, std::size_t position) const {
-        // Nearly every character starts no operator, or one that is nothing but that character.
+        // Nearly every character starts no operator, or one of a single character.
         const Position start = m_starts[static_cast<unsigned char>(text[position])];
         if (start == None) return nullptr;
         return m_operators[start].text.View().size() == 1 ? &m_operators[start] : MatchLong(text.substr(position));
@@ -71,7 +71,7 @@ private:
     bool StartsWith(Position position, char character) const;
 
     std::vector<Operator> m_operators;  ///< in ascending order
-    std::array<Position, 256> m_starts; ///< where the operators begin that start with a byte
+    std::array<Position, 256> m_starts; ///< where the operators that start with a byte begin
     std::size_t m_longest = 0;
 };
 
@@ -85,7 +85,7 @@ struct OperatorSeparators {
     }
 };
 
-/// A part of a text at its top bracket level: an operator, or what stands between two of them.
+/// A part of a text at its top bracket level: an operator, or the text between two of them.
 struct Piece {
     std::string_view text;
     const Operator* op = nullptr; ///< null unless the piece is exactly an operator
@@ -95,9 +95,9 @@ struct Piece {
 inline bool NextPiece(Brackets& brackets, Cut& cut, const Operators& operators, Piece& piece) {
     const std::size_t begin = cut.position;
     if (!brackets.Next(cut, OperatorSeparators{operators}, piece.text)) return false;
-    // "[]" is an operator that no separator ever is: it gets here as a pair of brackets.
+    // "[]" is never a separator: it arrives here as a pair of brackets.
     piece.op = cut.isSeparator ? operators.Match(cut.text, begin) : operators.Find(piece.text);
-    if (cut.isSeparator) piece.text = piece.op->text; // of which the end of the text may have cut off something
+    if (cut.isSeparator) piece.text = piece.op->text; // the whole operator, even if the text ends within it
     return true;
 }
 

@@ -5,15 +5,14 @@
 
 namespace Quarn {
 
-/// What became of a piece of work. A failure has appended its message to the error text that was passed in; whoever
-/// sees one returns it and adds nothing. It converts to the null pointer or the false that operations with a fixed
-/// shape return.
+/// The outcome of an operation. A failed one has appended its message to the error text that was passed in; the caller
+/// returns the outcome and adds nothing. It converts to null or false, for operations with a fixed return type.
 class [[nodiscard]] Outcome {
 public:
     enum Kind : unsigned char {
         WentOn,
         Failed,
-        Abandoned, ///< a circle or a limit, as the message says: a reference passes it on, see `Limits::Abandon`
+        Abandoned, ///< a circle or a limit, as the message says: references pass it on, see `Limits::Abandon`
     };
 
     constexpr Outcome(Kind kind) : m_kind(kind) {}
@@ -28,13 +27,12 @@ private:
     Kind m_kind;
 };
 
-/// Appends a message, on a line of its own. Not inlined: nearly every function can fail, and it rarely happens.
+/// Appends a message on a line of its own. Not inlined: nearly every function can fail, but rarely does.
 [[gnu::noinline]] inline void AppendMessage(s_str& error, std::string_view message) {
     if (!error.IsEmpty()) error += '\n';
     error += message;
 }
 
-/// Fails with a message.
 [[gnu::noinline]] inline Outcome Fail(s_str& error, std::string_view message) {
     AppendMessage(error, message);
     return Outcome::Failed;

@@ -1,11 +1,11 @@
 // The grammar of expressions.
 //
-// A text, trimmed of ' ', is cut at its top bracket level into operators and what stands between them.
+// A text, trimmed of ' ', is cut at its top bracket level into operators and the pieces between them.
 //
-// Several pieces: of the operators of the lowest priority the last one in the text is applied last, to all that stands
-// left of it and all that stands right of it, each a text by the same rules. So binary operators of one priority group
-// to the left, and a leading sign takes everything after it that binds more tightly. With nothing on one side the
-// operator is unary: `op operand` is right-unary, `operand op` is left-unary, nothing on both sides is an error.
+// Several pieces: of the operators with the lowest priority, the last one in the text is applied last, to everything on
+// its left and everything on its right, each a text by the same rules. So binary operators of one priority group to the
+// left, and a leading sign takes everything after it that binds more tightly. With nothing on one side the operator is
+// unary: `op operand` is right-unary, `operand op` is left-unary; nothing on both sides is an error.
 //
 // A single piece is the first of these that applies:
 //   operator         an error, it has no operands
@@ -14,21 +14,20 @@
 //                    arguments, else a constructor, else new or unknown
 //   literal          what exactly one literal test accepts
 //   digits or _      a name as above that no literal test accepted, or the last result
-//   object [ index ] up to the first "[", and from there to the first "]"; the rest of the piece is not looked at, nor
-//                    is this form when the piece holds a "(", so `v[sqrt(4)]` is a call of `v[sqrt`
-//   name ( a, b )    from the first "(" to its partner; the rest of the piece is not looked at. A function of values,
-//                    or a constructor, which gets the text between the parentheses
+//   object [ index ] from the first "[" to the first "]", in this order; the rest of the piece is ignored. Not for a
+//                    piece with a "(", so `v[sqrt(4)]` is a call of `v[sqrt`
+//   name ( a, b )    from the first "(" to its partner; the rest of the piece is ignored. A function of values, or a
+//                    constructor, which gets the text between the parentheses
 // and an error otherwise.
 //
 // Read from the left, an operator waits for its right side until an operator comes that binds no more tightly, or the
-// text ends. Then it is applied to what has been found since (perhaps nothing) and to what stood on its left when it
-// came. So a text is read once, whatever the priorities. A blank side has nothing on it. Steps are given out as soon as
-// they are found. A fault of the text is a step too, so it is reported in the order of evaluation, and only when
-// evaluation reaches it. Brackets are checked first: before anything of a text is evaluated, each must have its
-// partner.
+// text ends. Then it is applied to what was found since (perhaps nothing) and to what stood on its left. So a text is
+// read once, whatever the priorities. A blank side counts as nothing. Steps are passed on as soon as they are found. A
+// fault of the text is a step too, so it is reported in the order of evaluation, and only when evaluation reaches it.
+// Brackets are checked first: nothing of a text is evaluated unless each bracket at its top level has its partner.
 //
 // Operators are recognised once, in the whole text. With operators of several characters a side may end in the
-// beginning of one, which is no operator there.
+// beginning of one, which does not count as an operator there.
 
 #include "quarn/interpreter/parser.h"
 
@@ -44,10 +43,10 @@ std::string_view Trimmed(std::string_view text) { return s_str::Trimmed(text); }
 
 bool IsName(std::string_view text) { return std::ranges::all_of(text, IsNameCharacter); }
 
-/// Where in the expression a text stands.
+/// Where a text is in the expression.
 struct Place {
     unsigned level = 0; ///< of brackets around it
-    bool isLast = true; ///< what it gives is the value of the expression
+    bool isLast = true; ///< gives the value of the expression
 
     Place Inner() const { return {level + 1, false}; }
     Place Bracketed() const { return {level + 1, isLast}; }
@@ -59,15 +58,15 @@ struct Place {
 struct ParserMemory::Open {
     enum class Kind : unsigned char {
         Text,      ///< operators and operands
-        Index,     ///< what stands between the square brackets, the object being open above it
+        Index,     ///< the text between the square brackets; the object is open above it
         Arguments, ///< of a call
     };
     Kind kind;
     bool hasOperand = false; ///< since the last operator of a text
     Place place;
     Cut rest;
-    std::size_t waiting = 0;                      ///< where the operators begin that wait in a text
-    std::string_view name = {};                   ///< of the function
+    std::size_t waiting = 0;                      ///< where the waiting operators of a text begin
+    std::string_view name = {};                   ///< of the called function
     const FunctionOverloads* functions = nullptr; ///< of that name
     unsigned argumentCount = 0;
 };
@@ -152,7 +151,7 @@ Outcome Parser::Continue() {
     return Outcome::Failed;
 }
 
-/// Goes on until a piece opens something, or to the end of the text.
+/// Continues until a piece opens something, or to the end of the text.
 Outcome Parser::ContinueText() {
     const std::size_t depth = m_memory.open.size();
     while (m_memory.open.size() == depth) {
@@ -181,7 +180,7 @@ Outcome Parser::ContinueText() {
     return Outcome::WentOn;
 }
 
-/// Applies the operator that came last of those that wait in a text.
+/// Applies the last of the operators that wait in a text.
 Outcome Parser::ApplyWaiting(Open& text, Place place) {
     const auto [op, hasLeftOperand] = m_memory.waiting.back();
     m_memory.waiting.pop_back();

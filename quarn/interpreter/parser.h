@@ -5,14 +5,14 @@
 namespace Quarn {
 
 /// One step of the evaluation of an expression. Steps work on a stack of operands: a leaf pushes a value, an operator
-/// or a call replaces its operands by its result.
+/// or a call replaces its operands with its result.
 struct Step {
     enum class Kind : unsigned char {
         Fault,      ///< fails with the message `text`
         Literal,    ///< `constructor` reads the literal `text`
         Construct,  ///< `constructor` reads the argument text `text`
         Name,       ///< the symbol, function or constructor called `text`
-        Variable,   ///< the plain C++ variable bound to the name `text`; no text means one, see `Formula`
+        Variable,   ///< the plain C++ variable bound to the name `text`; made by a formula, never by the parser
         Call,       ///< `functions`, called `text`, applied to the top `argumentCount` operands
         Binary,     ///< `op` applied to the top two operands
         LeftUnary,  ///< `op`, written after its operand
@@ -33,26 +33,26 @@ struct Step {
     };
 };
 
-/// Receives the steps of an expression as they are found, in the order of evaluation. The texts of faults last for the
-/// call only, all others as long as the expression.
+/// Receives the steps of an expression as they are found, in the order of evaluation. The text of a fault is valid
+/// during the call only, any other text as long as the expression.
 class StepSink {
 public:
-    /// Anything but `WentOn` ends the parsing. After a fault nothing follows.
+    /// Anything but `WentOn` ends the parsing. Nothing follows a fault.
     virtual Outcome Accept(const Step& step) = 0;
 
 protected:
     ~StepSink() = default;
 };
 
-/// The working memory of parsing, kept between expressions. Its lists are stacks, as the receiver of a step may parse
-/// an expression of its own.
+/// The working memory of parsing, kept between expressions. Its lists are stacks, because the receiver of a step may
+/// parse another expression.
 struct ParserMemory {
     /// An operator whose right operand is not complete yet.
     struct WaitingOperator {
         const Operator* op;
         bool hasLeftOperand;
     };
-    /// A text within brackets, or around them, that is not complete yet.
+    /// A text, an indexing or a call that is not complete yet.
     struct Open;
 
     ParserMemory();
@@ -63,9 +63,9 @@ struct ParserMemory {
     Brackets::Memory brackets;
 };
 
-/// Gives the steps of the expression `text` to the sink, and returns what ended that. Brackets that stand deeper than
-/// `deepest` levels are not parsed: a fault on their level stands for them. Takes time linear in the text and does not
-/// recurse.
+/// Passes the steps of the expression `text` to the sink, and returns the last outcome. Brackets nested more than
+/// `deepest` levels deep are not parsed: a fault on their level takes their place. Takes time linear in the text and
+/// does not recurse.
 Outcome Parse(std::string_view text, unsigned deepest, const Language& language, ParserMemory& memory, StepSink& sink);
 
 } // namespace Quarn

@@ -14,8 +14,8 @@ namespace Quarn {
 class State;
 class Symbol;
 
-/// A map whose entries can be added and replaced, but not removed. It is ordered by the bytes of its keys, so that
-/// lists of candidates come out in that order.
+/// A map whose entries can be added and replaced, but not removed. It is ordered by the bytes of its keys, which is
+/// also the order of lists of candidates.
 template <class Value> class Table : std::map<s_str, Value, s_text_order> {
     using Map = std::map<s_str, Value, s_text_order>;
 
@@ -45,7 +45,7 @@ template <class Value> const Value* FindIn(const Table<Value>& table, std::strin
 
 template <class Signature> class Registered;
 
-/// A callable in a registry. It may be replaced while it runs: the call then ends with the old one.
+/// A callable in a registry. If it is replaced while it runs, the call finishes with the old one.
 template <class Result, class... Arguments> class Registered<Result(Arguments...)> {
     using Callable = std::function<Result(Arguments...)>;
 
@@ -55,17 +55,17 @@ public:
     requires std::is_constructible_v<Callable, Function> Registered(Function function)
         : m_callable(make_refptr<Callable>(std::move(function))) {}
 
-    /// Throws std::bad_function_call when there is none.
+    /// Throws std::bad_function_call if there is none.
     Result operator()(Arguments... arguments) const {
         const s_refptr<const Callable> callable = m_callable;
         if (!callable) throw std::bad_function_call();
         return (*callable)(std::forward<Arguments>(arguments)...);
     }
 
-    /// What it returns depends on nothing but its operands and on what it evaluates in the state, and it changes
-    /// nothing. Then an evaluation that failed need not be repeated until something changes.
+    /// The result depends only on the operands and on what the callable evaluates in the state, and the callable
+    /// changes nothing. So an evaluation that failed need not be repeated until something changes.
     bool isPure = false;
-    /// The same for flat values, where there is such a thing.
+    /// The same callable for flat values, if it has such a form.
     FlatCallable flat;
 
 private:
@@ -74,35 +74,34 @@ private:
 
 // What a callable may do
 //
-// - It gets the values whose types it was looked up for; references have been followed. It must not change them.
-// - It returns a new value or one that others hold as well, without a name. A named result shows its name, and a
-//   statement that is nothing but its call defines it.
-// - It fails by a message appended to `error` and a null pointer (or false). What else it does to the text stays.
-// - It may evaluate, carry out statements, define and erase symbols, and register entries in the state; what it
-//   registers counts from then on. Nesting counts. Only operators cannot be replaced meanwhile: that fails.
+// - It gets values of the types it was looked up for; references have been followed. It must not change them.
+// - It returns a value without a name, which may be new or shared. If a result has a name, it is shown with the name,
+//   and a statement that is nothing but the call defines it.
+// - It fails by appending a message to `error` and returning null (or false). Its other changes to the text stay.
+// - It may evaluate, carry out statements, define and erase symbols, and register entries in the state; these count
+//   from then on. Nesting counts. Only operators cannot be replaced meanwhile: that fails.
 // - It may throw. The exception passes through; the statement changes nothing.
 // - It must not destroy the state.
 
-/// Makes a value of the type without any text, for the statement `name:Type`. The name may be empty.
+/// Makes the default value of the type, for the statement `name:Type`. The name may be empty.
 using TypeFactory = Registered<s_refptr<Symbol>(const s_str& name)>;
 using UnaryOperator = Registered<s_refptr<Symbol>(State&, const s_refptr<Symbol>& operand, s_str& error)>;
 using BinaryOperator =
     Registered<s_refptr<Symbol>(State&, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right, s_str& error)>;
-/// Whether a text is a literal of the type. Asked for every operand that is neither in brackets nor a name that begins
-/// with a letter: the whole text between two operators, without blanks at its ends. Tests come before symbols, so a
-/// literal hides a symbol of the same text (`2` is a number, whatever is called so). Exactly one test may accept. A
-/// test looks at the text only: while it runs nothing can be evaluated in the state.
+/// Whether a text is a literal of the type. Asked for every operand that is neither in brackets nor a name beginning
+/// with a letter; the text is the whole operand, without blanks at its ends. Tests come before symbols, so a literal
+/// hides a symbol with the same text (`2` is always a number). Exactly one test may accept. A test may only look at the
+/// text: while it runs, nothing can be evaluated in the state.
 using LiteralTest = Registered<s_bool(std::string_view text)>;
-/// Makes a value from a text: with `isLiteral` a whole literal that the test has accepted, else what stands between the
-/// brackets of `Type(text)` or `name:Type(text)`, blanks included, which may be empty. The value gets the name, which
-/// is empty but for the last step of an assignment or a definition.
+/// Makes a value from a text. With `isLiteral` the text is a whole literal that the test has accepted; otherwise it is
+/// what stands between the brackets of `Type(text)` or `name:Type(text)`, blanks included, and may be empty. The value
+/// gets the name, which is empty except for a literal that is assigned and for `name:Type(text)`.
 using Constructor =
     Registered<s_refptr<Symbol>(State&, const s_str& name, std::string_view text, s_bool isLiteral, s_str& error)>;
-/// Appends what it returns to `results`; the engine expects exactly one value.
+/// Appends its result to `results`; the engine expects exactly one value.
 using Function = Registered<s_bool(State&, const s_ctnr<s_refptr<Symbol>>& arguments, s_ctnr<s_refptr<Symbol>>& results,
                                    s_str& error)>;
 
-/// The callable, registered as pure.
 template <class Entry, class Function> Entry Pure(Function function) {
     Entry entry(std::move(function));
     entry.isPure = true;
@@ -123,7 +122,7 @@ struct Registry {
     Table<UnaryOverloads> leftUnaryOperators;  ///< written `operand operator`
     Table<UnaryOverloads> rightUnaryOperators; ///< written `operator operand`
     Table<LiteralTest> literalTests;
-    /// The types whose literals depend on nothing but their text: a reference reads each of them once.
+    /// The types whose literals depend on nothing but their text: references and formulas read each of them once.
     std::set<s_str, s_text_order> constantLiterals;
     Table<Constructor> constructors;
     Table<FunctionOverloads> functions;

@@ -8,7 +8,7 @@
 
 namespace Quarn {
 
-/// A value, or the text of the error that it was not to be had for.
+/// A value, or the text of the error that prevented it.
 template <class T> class Result {
 public:
     Result(T value) : m_value(std::move(value)) {}
@@ -19,7 +19,7 @@ public:
     }
 
     explicit operator bool() const { return m_value.has_value(); }
-    /// Only if there is one.
+    /// Only if there is a value.
     const T& operator*() const {
         assert(m_value);
         return *m_value;

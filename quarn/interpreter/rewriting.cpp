@@ -1,11 +1,11 @@
-// The rewriting of an operation that is kept: `(x)+(1)` becomes `x+1`, `(a+b)*(2)` becomes `(a+b)*2`.
+// Rewrites an operation to be kept: `(x)+(1)` becomes `x+1`, `(a+b)*(2)` becomes `(a+b)*2`.
 //
-// The text is cut at its operators. Of each operand between them, brackets around a single operand are peeled off, in
-// turn; brackets around an operation are kept, whatever the priorities.
+// The text is cut at its operators. Brackets around a single operand are peeled off, one pair after the other; brackets
+// around an operation are kept, whatever the priorities.
 //
-// An operand that is not bracketed itself but holds a round bracket loses its first and last character too, so that
-// `(f(x))+(1)` fails on `(x`, and the operation with it. It stays so: to keep such an operand would be a different
-// language. Pinned by the transcript "references".
+// An operand that is not bracketed itself but contains a round bracket also loses its first and last character. So
+// `(f(x))+(1)` fails on `(x`, and the operation with it. To keep such an operand would change the language. Pinned by
+// the transcript "references".
 
 #include "quarn/interpreter/rewriting.h"
 
@@ -24,7 +24,7 @@ public:
 
     Outcome Rewrite(s_str& output, s_str& error);
 
-    /// The pieces of a part of the text: how many, and the first one. Fails if a bracket has no partner in it.
+    /// The number of pieces of a part of the text, and the first one. Fails if a bracket has no partner in the part.
     struct Pieces {
         const char* fault;
         std::size_t count = 0;
@@ -67,8 +67,8 @@ Outcome Rewriting::Rewrite(s_str& output, s_str& error) {
 }
 
 Outcome Rewriting::RewriteOperand(std::string_view operand, s_str& output, s_str& error) {
-    // Without what follows, the operand may end in the beginning of an operator, which then counts as the whole one.
-    // The part before that may do so again.
+    // Cut off from what follows, the operand may end in the beginning of an operator, which then counts as a whole one.
+    // So may the part before it.
     std::vector<const Operator*> ends;
     const std::size_t firstBracket = operand.find('(');
     while (firstBracket < operand.size()) {
@@ -102,8 +102,8 @@ Rewriting::EndMatch Rewriting::MatchAtEnd(std::string_view operand) const {
     return match;
 }
 
-/// Peels off what can be peeled without a look at the rest: with a character at each end that is no bracket, a single
-/// operand stays one. One by one, each of these would cost a cut of all the rest.
+/// Peels off what can be peeled without looking at the rest: with a character at each end that is no bracket, a single
+/// operand stays one. Otherwise each of these would cost a cut of all the rest.
 std::string_view Rewriting::PeelPlainEnds(std::string_view operand) const {
     for (;;) {
         const std::string_view trimmed = s_str::Trimmed(operand);
@@ -135,7 +135,7 @@ Expression::Shape ShapeOf(std::string_view text, const Operators& operators) {
     const Rewriting::Pieces pieces = Rewriting(text, operators).CountPieces(text);
     if (pieces.fault) return Irregular;
     if (pieces.count != 1) return Bracketed;
-    // Blanks matter too: evaluated by itself the text loses them, and may end in the beginning of an operator then.
+    // Blanks matter too: evaluated by itself the text loses them, and may then end in the beginning of an operator.
     return pieces.first.op || HoldsRoundBracket(text) || s_str::Trimmed(text) != text ? Irregular : Plain;
 }
 

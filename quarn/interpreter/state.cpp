@@ -41,6 +41,7 @@ s_refptr<Symbol> State::Get(std::string_view name) const {
 
 Result<s_refptr<Symbol>> State::Set(std::string_view name, s_refptr<Symbol> value) {
     s_str error;
+    if (name.empty()) return Result<s_refptr<Symbol>>::Error("\tError : A symbol needs a name");
     if (!m_interpreter->statements.CheckAssignable(name, error)) return Result<s_refptr<Symbol>>::Error(error);
     if (!value) return Result<s_refptr<Symbol>>::Error("\tError : No value for the symbol '" + s_str(name) + "'");
     s_refptr<Symbol> named = Symbol::Named(std::move(value), name);
@@ -95,7 +96,7 @@ Result<s_str> State::TextOf(const Symbol& value) {
 
 namespace {
 
-/// Separators that a matcher finds.
+/// Separators found by a matcher.
 struct MatchedSeparators {
     const State::Matcher& matcher;
     const s_str& text;

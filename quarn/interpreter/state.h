@@ -21,9 +21,9 @@ struct Interpreter;
 ///     Quarn::Vector::Register(state); // Symbol, Reference and Scalar are there already
 ///     state.ParseLine("x = 2*<1, 2, 3>");
 ///
-/// A fault of the input is not an exception. An operation that takes an error text appends a message to it and returns
-/// null or false; the others return a `Result`. Exceptions come from the memory, from registered callables, and from
-/// streams; a statement that one interrupts leaves the symbols as they were.
+/// Faults of the input do not throw. An operation that takes an error text appends a message to it and returns null or
+/// false; the others return a `Result`. Exceptions come from memory allocation, registered callables, and streams; a
+/// statement interrupted by one leaves the symbols as they were.
 ///
 /// One thread at a time may use a state and its values. No value may outlive the state that made it.
 class QUARN_API State {
@@ -35,17 +35,17 @@ public:
 
     // --- Statements
 
-    /// Carries out every statement of the line and prints what each reports. A statement either does all that it
-    /// prints, or prints why not and changes nothing. It is done before it is reported: what the output stream throws
-    /// passes through, and the rest of the line is not carried out. A stream that calls this while it is written to
-    /// gets the reports of that line after the one at hand.
+    /// Carries out every statement of the line and prints its report. A statement either does everything it reports, or
+    /// reports why not and changes nothing. It is complete before it is reported: if the output stream throws, the
+    /// exception passes through and the rest of the line is not carried out. If the stream calls this while it is
+    /// written to, those reports follow the current one.
     void ParseLine(std::string_view line);
-    /// Whether somebody can be asked before all symbols are erased. False at first.
+    /// Whether "~" asks before it erases all symbols. False at first.
     void SetInteractive(s_bool interactive);
     /// Where answers are read from and reports printed to; std::cin and std::cout at first. Not owned.
     void SetStreams(std::istream& input, std::ostream& output);
     void PrintHelp();
-    /// Reports, as a statement does, that a line does not fit into the memory.
+    /// Reports, as a statement does, that a line does not fit into memory.
     void PrintOutOfMemory();
 
     // --- Symbols
@@ -54,13 +54,13 @@ public:
 
     /// All symbols by name, the last result "_" included.
     const SymbolMap& GetSymbols() const;
-    /// The value of a symbol, null when there is none.
+    /// The value of a symbol; null if there is none.
     s_refptr<Symbol> Get(std::string_view name) const;
-    /// Gives a symbol the value, under the symbol's name. Fails, and changes nothing, when the name has other
-    /// characters than letters and digits, or belongs to a function or a constructor. A name that a literal test
-    /// accepts, such as "2", is stored but hidden by the literal.
+    /// Gives a symbol the value, under the name of the symbol. Fails, and changes nothing, if the value is null, or if
+    /// the name has characters other than letters and digits or belongs to a function or constructor. A name that a
+    /// literal test accepts, such as "2", is stored but hidden by the literal.
     Result<s_refptr<Symbol>> Set(std::string_view name, s_refptr<Symbol> value);
-    /// False when there is none.
+    /// False if there is none.
     bool Erase(std::string_view name);
     /// Stores the value as the last result, "_"; null stores an empty reference.
     void SetLastResult(s_refptr<Symbol> value);
@@ -71,16 +71,16 @@ public:
 
     /// Evaluates an expression.
     Result<s_refptr<Symbol>> Evaluate(std::string_view expression);
-    /// Evaluates an expression. The result gets the name. With `allowNew` and no name, a valid name that nothing is
-    /// known under becomes a new, valueless symbol instead of an error. Null on failure.
+    /// Evaluates an expression. The result gets the name. With `allowNew` and no name, an unknown valid name becomes a
+    /// new symbol without a value instead of an error. Null on failure.
     s_refptr<Symbol> ParseSymbol(const s_str& name, std::string_view expression, s_str& error, s_bool allowNew);
-    /// What the references of a value lead to: a value that is no reference, or the last reference on the way if that
-    /// cannot be evaluated. Each one is evaluated once.
+    /// Follows the references from a value: gives a value that is no reference, or the last reference on the way if
+    /// that cannot be evaluated. Each one is evaluated once.
     Result<s_refptr<Symbol>> Resolve(const s_refptr<Symbol>& value);
     /// The display text of a value.
     Result<s_str> TextOf(const Symbol& value);
 
-    // The same for plain C++ types, as `Conversion` has them: `state.Set("x", 2.5)`, `state.Evaluate<double>("2*x")`.
+    // The same for plain C++ types with a `Conversion`: `state.Set("x", 2.5)`, `state.Evaluate<double>("2*x")`.
     // References are evaluated.
 
     template <class T>
@@ -97,19 +97,20 @@ public:
         return Convert<T>(EvaluateAndResolve(expression));
     }
 
-    /// Answers whether a separator starts at the position of the text, and stores it.
+    /// Whether a separator starts at the position of the text; stores it in `matchedText`.
     using Matcher = std::function<s_bool(std::size_t position, const s_str& wholeText, s_str& matchedText)>;
-    /// Appends what stands between the separators at the top bracket level; the separators too, if asked for.
+    /// Appends the parts of the text between separators at the top bracket level; with `keepSeparators` the separators
+    /// too.
     s_bool SplitExpression(s_ctnr<s_str>& pieces, const s_str& text, const Matcher& matcher, s_str& error,
                            s_bool keepSeparators) const;
-    /// The same with operators as separators, and kept.
+    /// The same with operators as separators, which are kept.
     s_bool SplitOperators(s_ctnr<s_str>& pieces, const s_str& text, s_str& error) const;
     /// The matcher of operators.
     s_bool MatchOperator(std::size_t position, const s_str& wholeText, s_str& matchedText) const;
-    /// The same with commas as separators, not kept. The pieces are views of the text.
+    /// The same with commas as separators, which are not kept. The pieces are views of the text.
     bool SplitArguments(std::vector<std::string_view>& arguments, std::string_view text, s_str& error) const;
 
-    // --- Operators: finds the callable for the types of the operands, and calls it. Null on failure.
+    // --- Operators: each finds the callable for the types of the operands and calls it. Null on failure.
 
     s_refptr<Symbol> ApplyBinaryOperator(std::string_view op, const s_refptr<Symbol>& left,
                                          const s_refptr<Symbol>& right, s_str& error);
@@ -120,19 +121,18 @@ public:
 
     // --- Registration
 
-    /// What can be said: types, constructors, and functions with their signatures.
+    /// Everything an expression can mean: types, operators, literals, constructors and functions.
     const Registry& GetRegistry() const;
-    /// For adding entries; ask again for each batch, as references parse their expressions for the registries that they
-    /// find.
+    /// For adding entries. Call it again for each batch: only the call makes references parse their expressions anew.
     Registry& EditRegistry();
     void RegisterFunction(const s_str& name, const s_str& signature, Function function);
     /// The operators that can be written.
     const OperatorPriorities& GetOperatorPriorities() const;
-    /// Not-a-number for what is no operator.
+    /// Not-a-number if it is no operator.
     s_uint GetOperatorPriority(std::string_view op) const;
     /// Replaces all operators that can be written. False, with a message and nothing replaced, while an expression is
     /// evaluated, and for an operator that begins with another (it could never be found), is empty, or contains a
-    /// bracket ("[]" and ones that end in an angle or square bracket excepted).
+    /// bracket. "[]" may be an operator, and a longer one may end in an angle or square bracket.
     bool SetOperatorPriorities(const OperatorPriorities& priorities, s_str& error);
     bool SetOperatorPriorities(const OperatorPriorities& priorities);
 

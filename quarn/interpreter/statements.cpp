@@ -1,20 +1,20 @@
 // The grammar of statements.
 //
-// A line is cut at every ";". A statement without characters, or one that begins with "//", is skipped. Otherwise the
-// first of these that applies decides, whatever stands around it:
-//   name := ...              skipped without a word
+// A line is cut at every ";". A statement that is empty or begins with "//" is skipped. Otherwise the first of these
+// that applies decides, whatever surrounds it:
+//   name := ...              skipped without a message
 //   name &= expression       a reference to the expression, which is not evaluated now
 //   name = expression        the value of the expression
-//   name : Type              a default value, or Type(arguments) one made by the constructor of the type
+//   name : Type              a default value; Type(arguments) calls the constructor of the type
 //   ~name  ~                 erases a symbol, or all of them
 //   ?name  ?                 shows a symbol, or the help
 //   expression               shows its value; a single new name becomes a symbol
 // The signs are the first "=", the first ":" and the first "&" of the statement. Names lose the blanks around them,
 // but not after "~" and "?".
 //
-// Each statement is a transaction. All that may fail or throw comes first, the report included, then what it changes,
-// then the report is printed. Only the text of a new symbol must be made with the symbol in place, and `Rollback` takes
-// it back if that fails.
+// Each statement is a transaction. Everything that may fail or throw comes first, including the report, then the
+// changes, then the report is printed. Only the text of a new symbol must be made with the symbol in place; `Rollback`
+// undoes that on failure.
 
 #include "quarn/interpreter/statements.h"
 
@@ -35,7 +35,7 @@ namespace {
 
 std::string_view Trimmed(std::string_view text) { return s_str::Trimmed(text); }
 
-/// What follows the first ";" when the line was cut there.
+/// Cuts the first statement off the line, with its ";".
 std::string_view CutStatement(std::string_view& line) {
     const auto end = std::min(line.find(';'), line.size());
     const std::string_view statement = line.substr(0, end);
@@ -43,7 +43,7 @@ std::string_view CutStatement(std::string_view& line) {
     return statement;
 }
 
-/// "Type(arguments)", or "Type" without.
+/// "Type(arguments)", or "Type" alone.
 struct TypeText {
     std::string_view type;
     std::string_view arguments;
@@ -61,13 +61,13 @@ void AppendLine(s_str& report, std::string_view line) { (report += line) += '\n'
 
 } // namespace
 
-/// Gives a symbol a value, and takes that back unless it is kept.
+/// Gives a symbol a value, and undoes that unless it is kept.
 class Statements::Rollback {
 public:
     Rollback(SymbolTable& symbols, std::string_view name, const s_refptr<Symbol>& value)
         : m_symbols(symbols), m_name(name), m_value(value), m_before(symbols.Exchange(name, value)) {}
     ~Rollback() {
-        // What was evaluated meanwhile may have carried out statements of its own: what they stored stays.
+        // An evaluation in between may have carried out statements of its own: what they stored stays.
         const s_refptr<Symbol>* const symbol = m_isKept ? nullptr : m_symbols.Find(m_name);
         if (!symbol || *symbol != m_value) return;
         if (m_before) m_symbols.Exchange(m_name, std::move(m_before));
@@ -76,7 +76,7 @@ public:
     Rollback(const Rollback&) = delete;
     Rollback& operator=(const Rollback&) = delete;
 
-    /// The symbol has the value from here on, whatever was stored meanwhile.
+    /// The symbol has the value from here on, whatever was stored in between.
     void Keep() {
         const s_refptr<Symbol>* const symbol = m_symbols.Find(m_name);
         if (!symbol || *symbol != m_value) m_symbols.Exchange(m_name, m_value);
@@ -140,7 +140,7 @@ void Statements::ParseLine(std::string_view line) {
         }
         if (isComplete) Print(report);
         else Print("\tError : Out of memory\n");
-        constexpr std::size_t MostKept = 4096; // more than the text of anything but a large vector
+        constexpr std::size_t MostKept = 4096; // more than most reports take
         if (report.View().size() <= MostKept) m_reportBuffer = std::move(report);
     }
 }
@@ -152,7 +152,7 @@ void Statements::ParseStatement(std::string_view statement, s_str& report) {
     if (!outcome) return AppendLine(report, error);
     constexpr auto npos = std::string_view::npos;
     const auto equals = statement.find('=');
-    const auto standsBeforeEquals = [&](char sign) { // the first of these signs
+    const auto standsBeforeEquals = [&](char sign) { // and is the first such sign
         return equals != npos && equals > 0 && statement[equals - 1] == sign && statement.find(sign) == equals - 1;
     };
     if (standsBeforeEquals(':')) return; // `a := b` is refused in silence; pinned by the transcript "statements"
@@ -255,7 +255,7 @@ void Statements::ShowExpression(std::string_view expression, s_str& report) {
     if (ReportValue("\t", value->GetType(), *value, report)) SetLastResult(value);
 }
 
-/// Stores the value, which becomes the last result too, and reports it as one of the type.
+/// Stores the value in the symbol and as the last result, and reports it as one of the type.
 void Statements::Define(std::string_view name, const s_refptr<Symbol>& value, std::string_view type, s_str& report) {
     Rollback rollback(m_symbols, name, value);
     if (!ReportValue("\tDefining ", type, *value, report)) return;
@@ -263,14 +263,14 @@ void Statements::Define(std::string_view name, const s_refptr<Symbol>& value, st
     SetLastResult(value);
 }
 
-/// Appends the line that shows a value, or why it cannot be shown; false then.
+/// Appends the line that shows a value. If it cannot be shown, appends the reason and returns false.
 bool Statements::ReportValue(std::string_view action, std::string_view type, const Symbol& value, s_str& report) {
     const std::size_t begin = report.View().size();
     s_str error;
     ((report += action) += type) += " : ";
     Outcome outcome = TextWriter(&m_limits, report, error).Write(value);
     if (m_limits.IsStopped()) {
-        error.Clear(); // whatever it says, it is a consequence of that
+        error.Clear(); // its messages are only consequences of the stop
         outcome = m_limits.CheckStopped(error);
     }
     if (!outcome) report.Truncate(begin);
@@ -291,7 +291,7 @@ void Statements::Print(std::string_view report) {
     const auto printWaiting = [this] {
         while (!m_waitingReports.IsEmpty()) *m_output << std::exchange(m_waitingReports, {}).View();
     };
-    printWaiting(); // since the stream threw, perhaps
+    printWaiting(); // left over if the stream threw
     *m_output << report;
     printWaiting();
 }

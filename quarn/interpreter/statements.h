@@ -20,15 +20,16 @@ public:
     void ParseLine(std::string_view line);
     void SetLastResult(s_refptr<Symbol> value);
     bool CheckSymbolName(std::string_view name, s_str& error) const;
-    /// The same for a name that a value is to be stored under: functions and constructors keep their names.
+    /// The same for a name to be assigned: functions and constructors keep their names.
     bool CheckAssignable(std::string_view name, s_str& error) const;
-    /// Writes to the output. What a stream prints that carries out statements while it is written to waits until then.
+    /// Writes to the output. If the stream carries out statements while it is written to, their reports follow this
+    /// one.
     void Print(std::string_view report);
 
 private:
     class Rollback;
 
-    // Each appends what it reports.
+    // Each appends its report.
     void ParseStatement(std::string_view statement, s_str& report);
     void AssignReference(std::string_view name, std::string_view expression, s_str& report);
     void Assign(std::string_view name, std::string_view expression, s_str& report);
@@ -50,7 +51,7 @@ private:
     bool m_isInteractive = false;
     std::istream* m_input;
     std::ostream* m_output;
-    s_str m_reportBuffer; ///< memory for the next report
+    s_str m_reportBuffer; ///< its memory is reused for the next report
     s_str m_waitingReports;
     bool m_isPrinting = false;
 };

@@ -9,8 +9,7 @@
 
 namespace Quarn {
 
-/// The symbols by name, in order. There is always one called "_", the last result. Names that were looked up lately are
-/// found again without a search.
+/// The symbols by name, in order. There is always one called "_", the last result. Recently used names are cached.
 class SymbolTable {
 public:
     using Map = std::map<s_str, s_refptr<Symbol>, s_text_order>;
@@ -22,21 +21,20 @@ public:
     SymbolTable& operator=(const SymbolTable&) = delete;
 
     const Map& GetMap() const { return m_map; }
-    /// How often anything has changed.
+    /// Counts all changes.
     std::uint64_t GetChanges() const { return m_changes; }
 
-    /// The value of the symbol, null when there is none. The pointer is good until the symbol is erased.
+    /// The value of the symbol; null if there is none. The pointer is valid until the symbol is erased.
     const s_refptr<Symbol>* Find(std::string_view name);
-    /// The value without its name, as operands have it: shared by all who read the symbol before it changes. Null when
-    /// there is none. The pointer is good until the next look-up.
+    /// The value without its name, as operands have it, shared by all who read the symbol before it changes. Null if
+    /// there is none. The pointer is valid until the next look-up.
     const Operand* Read(std::string_view name);
 
-    /// Gives the symbol the value, which makes it if there is none. Returns what it held before, null if there was
-    /// none.
+    /// Gives the symbol the value, and creates it if there is none. Returns its previous value; null if there was none.
     s_refptr<Symbol> Exchange(std::string_view name, s_refptr<Symbol> value);
     /// The same for the last result; cannot fail.
     void SetLastResult(s_refptr<Symbol> value);
-    /// Nothing happens when there is none, nor to the last result.
+    /// Does nothing if there is none, or for the last result.
     void Erase(std::string_view name);
     /// All but the last result.
     void EraseAll();
@@ -44,13 +42,13 @@ public:
 private:
     struct Recent {
         Map::value_type* symbol = nullptr;
-        Operand nameless; ///< what `Read` returns, once that was asked for
+        Operand nameless; ///< what `Read` returns, once it was called
     };
     static constexpr std::size_t SlotCount = 256; ///< a few times the names in use at a time; twelve kilobytes
 
     static std::size_t SlotOf(std::string_view name) { return std::hash<std::string_view>()(name) % SlotCount; }
 
-    /// The slot of the symbol, which is in it afterwards; null when there is none.
+    /// The slot that caches the symbol from now on; null if there is none.
     Recent* FindRecent(std::string_view name);
 
     Map m_map;

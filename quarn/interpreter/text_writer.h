@@ -8,37 +8,37 @@ class Expression;
 class State;
 class Symbol;
 
-/// Makes the text of a value. The language allows values whose texts have no end, or double with each reference. Their
-/// growth ends here: levels are counted as everywhere, steps for each element, and the text has a largest size.
+/// Makes the text of a value. Values may have texts that are endless, or double with each reference. So levels count
+/// here as everywhere, each element takes a step, and the text has a largest size.
 class QUARN_API TextWriter {
 public:
     struct Limit {
         std::size_t size;     ///< of the text, in characters
-        std::size_t perValue; ///< what each value counts besides its characters
-        const char* message;  ///< of the failure when that is exceeded
+        std::size_t perValue; ///< added for each value besides its characters
+        const char* message;  ///< of the failure if the size is exceeded
     };
 
-    /// Of a report or a message. A flat vector of the largest size fits, whatever its numbers: the longest,
+    /// For reports and messages. A flat vector of the largest size fits, whatever its numbers: the longest,
     /// "-1.23456789012345e-308, ", count 32. A report takes this much memory, and up to as much again while it grows.
-    /// Each value counts extra, because writing it takes time, and behind a reference an evaluation; so a text that
+    /// Each value counts extra because writing it takes time, and for a reference also an evaluation; so a text that
     /// doubles is stopped after a few seconds.
     static constexpr Limit Report{std::size_t{33} << 24, 8, "\tError : The text of the value is too long to be shown"};
 
-    /// Appends to the text. Without limits, levels and steps count only within references.
+    /// Appends to the text. Without limits, levels and steps count only from the first reference on.
     TextWriter(Limits* limits, s_str& text, s_str& error, const Limit& limit = Report)
         : m_limits(limits), m_text(text), m_error(error), m_limit(limit) {}
 
-    /// The text of a value by itself; the error message when it cannot be made.
+    /// The text of a value by itself; the error message if it cannot be made.
     static s_str TextOf(const Symbol& value, Limits* limits);
 
-    // When one of these fails, what was appended is worthless.
+    // If one of these fails, the appended text is useless.
 
     Outcome Write(const Symbol& value);
     Outcome Append(std::string_view text);
     Outcome Append(const Expression& expression);
     /// "name = " for a value that has a name.
     Outcome AppendName(const s_str& name);
-    /// Writes what is nested in a value, by calling `write` one level deeper.
+    /// Calls `write`, one level deeper, for what is nested in a value.
     template <class WriteNested> Outcome Nest(const WriteNested& write) {
         m_isNested = true;
         if (!m_limits) return write();
@@ -46,14 +46,14 @@ public:
         return level ? write() : m_limits->AbandonTooDeep(m_error);
     }
     Outcome Spend(std::size_t steps) { return m_limits ? m_limits->Spend(steps, m_error) : Outcome(Outcome::WentOn); }
-    /// Fails if the budget was exceeded, perhaps in an evaluation that kept quiet about it.
+    /// Fails if the statement was stopped, even by an evaluation that did not report it.
     Outcome CheckStopped() { return m_limits ? m_limits->CheckStopped(m_error) : Outcome(Outcome::WentOn); }
 
-    /// The result of an expression, for as long as it is written. To meet the expression again within it is a circle.
-    /// The reference that is to be written itself does not count: its result reads as that value reads by itself.
+    /// The result of an expression while it is written. Meeting the expression again within it is a circle. The
+    /// outermost reference does not count: its result reads as that value reads by itself.
     class Result {
     public:
-        /// These limits count from here on, if there were none.
+        /// If there were no limits, these apply from here on.
         Result(TextWriter& writer, const Expression& expression, Limits& limits);
         ~Result() {
             if (m_isNested) m_writer.m_innermost = m_outer;
@@ -78,7 +78,7 @@ private:
     const Limit& m_limit;
     std::size_t m_size = 0;
     const Result* m_innermost = nullptr;
-    bool m_isNested = false; ///< writes what stands within another value
+    bool m_isNested = false; ///< writing what is nested in a value
 };
 
 } // namespace Quarn

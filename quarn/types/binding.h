@@ -11,8 +11,8 @@
 
 namespace Quarn {
 
-/// Registers plain C++ callables as operators, functions and constructors. The types of the operands, their number and
-/// the signature are read off the callable; wrapping and unwrapping of values happens here, once.
+/// Registers plain C++ callables as operators, functions and constructors. The number and types of the operands are
+/// deduced from the callable; values are wrapped and unwrapped here, once.
 ///
 ///     Binding binding(state);
 ///     binding.Binary("/", [](double a, double b) { return a / b; });
@@ -20,8 +20,9 @@ namespace Quarn {
 ///     binding.Binary("+", [](State& state, const Vector& a, const Vector& b, s_str& error) -> s_refptr<Symbol> ...);
 ///
 /// A parameter is a value class by const reference, or a type with a `Conversion` (double has one). With promotion, a
-/// callable is registered for every combination of operands of which at least one is of the class itself. A `State&`
-/// may come first and an `s_str& error` last; a callable that takes the error text may fail, and returns a pointer.
+/// binary operator or a function is registered for every combination of operands of which at least one is of the class
+/// itself. A `State&` may come first and an `s_str& error` last; a callable that takes the error text may fail, and
+/// returns a pointer.
 class Binding {
 public:
     /// With `arePure` the callables are registered as pure, see `Registered`.
@@ -65,8 +66,9 @@ public:
         });
     }
 
-    /// A value class with its literals and its constructor. `read` tells the plain type for the text of a literal, or
-    /// none (as a std::optional); `construct` makes it from the arguments of `Type(a, b)`, which are expressions.
+    /// A value class with its literals and its constructor. `read` gives the plain value of a literal as a
+    /// std::optional, which is empty for any other text; `construct` makes it from the arguments of `Type(a, b)`, which
+    /// are expressions.
     template <class Plain, class Read, class Construct> void Type(Read read, Construct construct) {
         using Class = typename Conversion<Plain>::Class;
         using Shape = ShapeOf<Construct>;
@@ -135,7 +137,7 @@ private:
         return CallWith<Shape>(callable, state, arguments, error);
     }
 
-    /// What the parameters of a callable tell about its operands.
+    /// The operands of a callable, deduced from its parameters.
     template <class Function> struct ShapeOfFunction;
     template <class Returned, class... Parameters> struct ShapeOfFunction<std::function<Returned(Parameters...)>> {
     private:
@@ -156,7 +158,7 @@ private:
             (std::make_index_sequence<Count>());
         }
 
-        /// Calls `take` with the types of the operands for each combination that promotion allows.
+        /// Calls `take` with the operand types of each combination that promotion allows.
         template <class Take> static void ForEachOverload(const Take& take) {
             Types types;
             AddOverloads<0>(types, Count == 0, take);
@@ -177,7 +179,7 @@ private:
             (std::make_index_sequence<Count>());
         }
 
-        /// The callable for flat values, if it has no state of its own and takes and returns nothing else.
+        /// The callable for flat values, if it has no state of its own and takes and returns only flat values.
         template <class Callable> static FlatCallable Flat() {
             if constexpr (TakesState || TakesError || !std::is_empty_v<Callable> ||
                           !std::is_default_constructible_v<Callable>) {
@@ -225,7 +227,7 @@ private:
             }
         }
 
-        // The registry finds callables by the names that values give for their types; these are the casts, checked.
+        // The registry finds callables by the type names that values give; these are the casts, checked.
 
         template <std::size_t I> static bool CanRead(const Symbol& value) {
             return [&]<class... Other>(std::type_identity<std::tuple<Other...>>) {

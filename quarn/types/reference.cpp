@@ -9,7 +9,7 @@ namespace {
 
 constexpr const char* EmptyText = "null";
 
-/// Marks an expression as in use, unless another use of it has done so.
+/// Marks an expression as in use, unless another use has already done so.
 class InUse {
 public:
     explicit InUse(Expression& expression)
@@ -66,7 +66,7 @@ Outcome Reference::Follow(s_refptr<Symbol>& value, s_str& error) const {
     Interpreter& interpreter = Interpreter::Of(*m_state);
     Limits& limits = interpreter.limits;
     const Limits::Level level(limits);
-    const InUse use(*m_expression); // until the value is followed, so that a circle of references is noticed
+    const InUse use(*m_expression); // until the value is followed, to notice a circle of references
     s_str reason;
     {
         Limits::PrivateError failure(limits);

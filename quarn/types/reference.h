@@ -6,8 +6,8 @@ namespace Quarn {
 
 class Expression;
 
-/// The text of an expression, evaluated again on every use. While it can be evaluated it passes for its result;
-/// otherwise it is a value of type "Reference" that shows its text. Asking it reports no errors.
+/// The text of an expression, evaluated again on every use. While it can be evaluated it acts as its result; otherwise
+/// it is a value of type "Reference" that shows its text. Querying it reports no errors.
 class QUARN_API Reference final : public Value<Reference> {
 public:
     static constexpr std::string_view TypeName = "Reference";
@@ -22,8 +22,8 @@ public:
     Reference(const Reference&);
     ~Reference() override;
 
-    /// What the references of a value lead to: a value that is no reference, or the last reference on the way if that
-    /// cannot be evaluated. Each one is evaluated once. Null, with a message, only when an evaluation was abandoned.
+    /// Follows the references from a value: gives a value that is no reference, or the last reference on the way if
+    /// that cannot be evaluated. Each one is evaluated once. Null, with a message, only if an evaluation was abandoned.
     static s_refptr<Symbol> Resolve(const s_refptr<Symbol>& value, s_str& error);
     /// The type of a resolved value: if it is still a reference, it could not be evaluated.
     static const s_str& TypeOfResolved(const Symbol& value) {
@@ -37,16 +37,16 @@ public:
     Outcome WriteTo(TextWriter& writer) const override;
 
     const s_refptr<Expression>& GetExpression() const { return m_expression; }
-    /// What it shows when it cannot be evaluated: its expression, or "null" when that is empty.
+    /// What it shows if it cannot be evaluated: its expression, or "null" if that is empty.
     s_refptr<Expression> GetUnevaluatedExpression() const;
 
     static void* operator new(std::size_t) { return s_pool::Allocate<sizeof(Reference)>(); }
     static void operator delete(void* memory) { s_pool::Free<sizeof(Reference)>(memory); }
 
 private:
-    /// Evaluates it, and the references that it leads to. Fails without a message when it cannot be evaluated.
+    /// Evaluates it and the references that it leads to. Fails without a message if it cannot be evaluated.
     Outcome Follow(s_refptr<Symbol>& value, s_str& error) const;
-    /// What it leads to; null when it cannot be evaluated.
+    /// The value that it leads to; null if it cannot be evaluated.
     s_refptr<Symbol> Evaluate() const;
 
     s_refptr<Expression> m_expression;

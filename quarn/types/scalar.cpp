@@ -17,8 +17,8 @@ namespace {
 
 constexpr double Pi = 3.141592653589793;
 
-/// Digits with at most one point among them, then perhaps an exponent. Some texts without a digit pass as well ("." or
-/// "e5"): names and operators never come here, and the constructor refuses what is no number.
+/// An optional sign, digits with at most one point, an optional exponent. Some texts without a digit pass too ("." or
+/// "e5"): names and operators never get here, and the constructor refuses what is no number.
 bool IsLiteral(std::string_view text) {
     text = s_str::Trimmed(text);
     if (text.starts_with('+') || text.starts_with('-')) text.remove_prefix(1);
@@ -34,8 +34,8 @@ bool IsLiteral(std::string_view text) {
     return !text.empty() && std::ranges::all_of(text, IsDigit);
 }
 
-/// The value of a decimal number that is too large or too small for a double: infinity or zero. Which one, the power of
-/// ten of its first significant digit says. There always is one: a number whose digits are all zero is in range.
+/// The value of a decimal number that is out of the range of a double: infinity or zero. The power of ten of its first
+/// significant digit decides. There always is one: a number whose digits are all zero is in range.
 double OutOfRange(std::string_view text) {
     const double sign = text.front() == '-' ? -1 : 1;
     const auto exponentMark = std::min(text.find_first_of("eE"), text.size());
@@ -47,7 +47,7 @@ double OutOfRange(std::string_view text) {
     if (exponentText.starts_with('+')) exponentText.remove_prefix(1);
     std::int64_t exponent = 0;
     const auto result = std::from_chars(exponentText.data(), exponentText.data() + exponentText.size(), exponent);
-    // The sum must not overflow; no text is so long that its digits could make up for such an exponent.
+    // The sum must not overflow. No text is long enough for its digits to make up for such an exponent.
     constexpr std::int64_t Largest = std::int64_t{1} << 62;
     if (result.ec == std::errc::result_out_of_range) exponent = exponentText.starts_with('-') ? -Largest : Largest;
     const bool isLarge = point - firstDigit + std::clamp(exponent, -Largest, Largest) > 0;
@@ -71,13 +71,12 @@ s_refptr<Symbol> Remainder(double a, double b, s_str& error) {
     return Conversion<double>::Make(static_cast<double>(static_cast<std::int64_t>(a) % divisor));
 }
 
-/// Defined as f(a) = 1 where |a - 1| < 0.1, and else round(a) * f(a - 1). Where that ends it is the factorial of the
-/// nearest integer: a whole number of steps down leads to where a - 1 differs from 0 by less than 0.1. It never ends
-/// for other operands, 0 among them, which the definition does not treat as a special case; nor for numbers so large
-/// that a step down arrives at one from which the next step changes nothing.
+/// f(a) = 1 if |a - 1| < 0.1, otherwise round(a) * f(a - 1). Where the recursion ends, it gives the factorial of the
+/// nearest integer: it ends only if a whole number of steps down leads to |a - 1| < 0.1. It never ends for 0, which is
+/// no special case, nor for numbers so large that a step down reaches one from which the next step changes nothing.
 s_refptr<Symbol> Factorial(double a, s_str& error) {
     const double nearest = std::round(a);
-    constexpr double Largest = 9007199254740994.0; // 2^53 + 2: one step leads to 2^53, from where on all are exact
+    constexpr double Largest = 9007199254740994.0; // 2^53 + 2: one step leads to 2^53, below which all are exact
     const bool ends = nearest >= 1 && std::fabs(a - nearest) < 0.1 && a <= Largest;
     if (!ends) return Fail(error, "\tError : The factorial of '" + s_str(a) + "' is not defined");
     double product = 1;
@@ -85,10 +84,10 @@ s_refptr<Symbol> Factorial(double a, s_str& error) {
     return Conversion<double>::Make(product);
 }
 
-/// The runtime's generator, unseeded, so that every run draws the same numbers; of a wider one the upper bits.
+/// The generator of the C runtime, unseeded, so every run draws the same numbers. A wider one gives its upper bits.
 double Random(double a, double b) {
     constexpr int Largest = 32767;
-    constexpr int Width = RAND_MAX / (Largest + 1) + 1; // of the numbers drawn that count as one; 1 where all fit
+    constexpr int Width = RAND_MAX / (Largest + 1) + 1; // how many numbers drawn count as one; 1 if all fit
     if (!std::isfinite(a) || !std::isfinite(b)) return 0;
     if (a > b) return a;
     const int drawn = std::rand() / Width;
@@ -101,14 +100,14 @@ std::optional<double> Scalar::Read(std::string_view text) {
     text = s_str::Trimmed(text);
     if (text.empty()) return 0;
     if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
-    // Short whole numbers are most of what is typed; each step of this is exact.
+    // A fast path for short whole numbers, the most common input; each step is exact.
     constexpr std::size_t ExactDigits = std::numeric_limits<double>::digits10;
     double value = 0;
     if (!text.empty() && text.size() <= ExactDigits && std::ranges::all_of(text, IsDigit)) {
         for (const char digit : text) value = 10 * value + (digit - '0');
         return value;
     }
-    // The conversion knows names for the special values; here those are no numbers.
+    // std::from_chars accepts names for the special values; here they are not numbers.
     if (std::ranges::any_of(text, [](char c) { return IsLetter(c) && c != 'e' && c != 'E'; })) return std::nullopt;
     const char* const end = text.data() + text.size();
     const auto result = std::from_chars(text.data(), end, value);

@@ -7,7 +7,7 @@
 
 namespace Quarn {
 
-/// A real number: a double in the sense of IEEE 754, infinities and not-a-number included.
+/// A real number: an IEEE 754 double, including infinities and not-a-number.
 class QUARN_API Scalar final : public Value<Scalar> {
 public:
     static constexpr std::string_view TypeName = "Scalar";
@@ -17,11 +17,11 @@ public:
     static void Register(State& state);
 
     explicit Scalar(const s_str& name, double value = 0) : Value(name), m_value(value) {}
-    /// A result: it has no name.
+    /// A result, which has no name.
     explicit Scalar(double value) : m_value(value) {}
 
-    /// The number that a literal of the language stands for, correctly rounded: digits with at most one point, then
-    /// perhaps an exponent; the empty text is 0. Blanks around it do not count. None for any other text.
+    /// The number in a text, correctly rounded: an optional sign, digits with at most one point, an optional exponent.
+    /// The empty text is 0. Blanks around it do not count. None for any other text.
     static std::optional<double> Read(std::string_view text);
 
     /// "nan", "inf+", "inf-", or at most 15 significant digits.
@@ -31,7 +31,7 @@ public:
     double GetValue() const { return m_value; }
     double GetFlatValue() const { return m_value; }
 
-    // Every literal and every result is one.
+    // Pooled, because every literal and every result is one.
     static void* operator new(std::size_t) { return s_pool::Allocate<sizeof(Scalar)>(); }
     static void operator delete(void* memory) { s_pool::Free<sizeof(Scalar)>(memory); }
 

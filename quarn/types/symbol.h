@@ -11,16 +11,16 @@ namespace Quarn {
 class State;
 class TextWriter;
 
-/// The name of a type, one text for the whole process: types are told apart by its address. Made by the first use, so
-/// that a state may be global, whatever is initialised before it.
+/// The name of a type, one text for the whole process: types are told apart by its address. Created on first use, so a
+/// state may be global, whatever is initialised before it.
 template <class Type> QUARN_API const s_str& TypeNameOf() {
     static const s_str name = Type::TypeName;
     return name;
 }
 
 /// The root of all values, and itself the abstract type without a value. Types derive from `Value` (types/value.h).
-/// Values are made on the heap, shared through `s_refptr<Symbol>`, and not changed once they are built; `Named` gives a
-/// value under another name.
+/// Values live on the heap, are shared through `s_refptr<Symbol>`, and do not change once they are built; `Named` gives
+/// a value under another name.
 class QUARN_API Symbol {
 public:
     static constexpr std::string_view TypeName = "Symbol";
@@ -34,24 +34,24 @@ public:
 
     /// The display text of the value; "name = value" for a value that has a name.
     virtual s_str ToString() const { return m_text; }
-    /// The type that overloads are chosen by: the process-wide name under which the type is registered.
+    /// The type by which overloads are chosen: the process-wide name under which the type is registered.
     virtual const s_str& GetType() const { return TypeNameOf<Symbol>(); }
     /// The type of the object itself.
     virtual const s_str& GetRealType() const { return GetType(); }
-    /// The type with any size that belongs to it, "3-Vector".
+    /// The type with its size, if it has one: "3-Vector".
     virtual s_str GetFullType() const { return GetType(); }
-    /// A new object of the same type with the same contents. Nothing else may happen here: it runs while a symbol is
+    /// A new object of the same type with the same contents. It must have no side effects: it runs while a symbol is
     /// read.
     virtual s_refptr<Symbol> Clone() const { return s_refptr<Symbol>(new Symbol(*this)); }
-    /// Writes the display text. A type that holds other values overrides this to have them written by the writer, which
-    /// bounds their text, and gives `ToString` by `TextWriter::TextOf`.
+    /// Writes the display text. A type that holds other values overrides this and has the writer write them, which
+    /// bounds the text; its `ToString` then calls `TextWriter::TextOf`.
     virtual Outcome WriteTo(TextWriter& writer) const;
-    /// The value without its name as a word, and the type of that; null when it is no flat value.
+    /// The value without its name as a word, and its flat type; null if the value cannot be flat.
     virtual const FlatType* GetFlat(Word& word) const;
 
     /// The name as the user wrote it; empty for a temporary result.
     const s_str& GetName() const { return m_name; }
-    /// The value under a name: the object itself when nobody else holds it, else a copy.
+    /// The value under a name: the object itself if nobody else holds it, otherwise a copy.
     static s_refptr<Symbol> Named(s_refptr<Symbol> value, const s_str& name) {
         if (value->m_name == name) return value;
         if (!value.IsUnique()) value = value->Clone();
@@ -61,10 +61,10 @@ public:
 
 protected:
     Symbol() = default;                                ///< without a name
-    void SetName(const s_str& name) { m_name = name; } ///< while it is built
+    void SetName(const s_str& name) { m_name = name; } ///< during construction only
     Symbol(const Symbol&) = default;
 
-    /// The display text of a value whose own text this is.
+    /// The display text of a value whose text without its name is `value`.
     s_str WithName(std::string_view value) const {
         if (m_name.IsEmpty()) return value;
         s_str text;
@@ -80,11 +80,11 @@ private:
     s_str m_text;
 };
 
-/// The value as an object of a final class, or null: the one way to cast a value. Type information is compared by
-/// address, as this is asked for every operand: a class must be known to one module only, or exported from it.
+/// The value as an object of a final class, or null: the only way to cast a value. Type information is compared by
+/// address, because this runs for every operand: a class must be known to one module only, or exported from it.
 template <class T> const T* As(const Symbol& value) {
     static_assert(std::is_final_v<T> || std::is_same_v<T, Symbol>);
-#ifdef _WIN32 // where each module has type information of its own
+#ifdef _WIN32 // each module has type information of its own
     return typeid(value) == typeid(T) ? static_cast<const T*>(&value) : nullptr;
 #else
     return &typeid(value) == &typeid(T) ? static_cast<const T*>(&value) : nullptr;

@@ -4,7 +4,7 @@
 
 namespace Quarn {
 
-/// The base of every value type. It supplies what all of them do alike, so that a type needs only its name, a
+/// The base of every value type. It supplies what all types have in common, so a type needs only its name, a
 /// constructor for a value without a name, and its text:
 ///
 ///     class Length final : public Quarn::Value<Length> {
@@ -16,8 +16,8 @@ namespace Quarn {
 ///         double m_metres;
 ///     };
 ///
-/// A type whose value fits into a word may have `using Flat = ...` and `Flat GetFlatValue() const`, and a constructor
-/// from a `Flat`: then the engine makes no objects for values without a name.
+/// A type whose value fits into a word may add `using Flat = ...`, `Flat GetFlatValue() const`, and a constructor from
+/// a `Flat`: then the engine makes no objects for values without a name.
 template <class Derived> class Value : public Symbol {
 public:
     s_str ToString() const override = 0;

@@ -25,7 +25,7 @@ namespace {
     return vector;
 }
 
-/// The vector of `count` elements that `makeElement(i)` gives, null when one of them fails.
+/// The vector of `count` elements given by `makeElement(i)`; null if one of them fails.
 template <class MakeElement>
 s_refptr<Symbol> BuildFrom(State& state, std::size_t count, s_str& error, const MakeElement& makeElement) {
     const Limits::Level level(state.GetLimits());
@@ -40,7 +40,7 @@ s_refptr<Symbol> BuildFrom(State& state, std::size_t count, s_str& error, const 
     return Build(state, "", std::move(elements), error);
 }
 
-// Messages are put together by functions of their own: what calls them stands on the stack for every level of nesting.
+// Messages are built in functions of their own, because their callers take stack for every level of nesting.
 
 [[gnu::noinline]] Outcome FailWithLengths(const char* verb, s_uint left, s_uint right, s_str& error) {
     return Fail(error, "\tError : Cannot " + s_str(verb) + " two Vectors of different length (" + s_str(left) +
@@ -52,7 +52,7 @@ s_refptr<Symbol> BuildFrom(State& state, std::size_t count, s_str& error, const 
                            " with " + second);
 }
 
-/// `op` between the elements at the same position; `verb` is what it does to them.
+/// Applies `op` to the elements at the same positions; `verb` describes it in messages.
 s_refptr<Symbol> ElementWise(State& state, const char* op, const char* verb, const Vector& a, const Vector& b,
                              s_str& error) {
     const auto& left = a.GetElements();
@@ -71,14 +71,14 @@ s_refptr<Symbol> Subtract(State& state, const Vector& a, const Vector& b, s_str&
 }
 
 s_refptr<Symbol> ScaleFromLeft(State& state, const Scalar& s, const Vector& v, s_str& error) {
-    const s_refptr<Symbol> factor = s.Clone(); // with its name, as messages leave out what has one
+    const s_refptr<Symbol> factor = s.Clone(); // keeps its name: messages leave out named operands
     const auto& elements = v.GetElements();
     return BuildFrom(state, elements.Count(), error,
                      [&](std::size_t i) { return state.ApplyBinaryOperator("*", factor, elements[i], error); });
 }
 
 s_refptr<Symbol> ScaleFromRight(State& state, const Vector& v, const Scalar& s, s_str& error) {
-    const s_refptr<Symbol> factor = s.Clone(); // with its name, as messages leave out what has one
+    const s_refptr<Symbol> factor = s.Clone(); // keeps its name: messages leave out named operands
     const auto& elements = v.GetElements();
     return BuildFrom(state, elements.Count(), error,
                      [&](std::size_t i) { return state.ApplyBinaryOperator("*", elements[i], factor, error); });
@@ -90,7 +90,7 @@ s_refptr<Symbol> Negate(State& state, const Vector& v, s_str& error) {
                      [&](std::size_t i) { return state.ApplyRightUnaryOperator("-", elements[i], error); });
 }
 
-/// (a2 b3 - a3 b2, a3 b1 - a1 b3, a1 b2 - a2 b1), the product that is taken away evaluated first.
+/// (a2 b3 - a3 b2, a3 b1 - a1 b3, a1 b2 - a2 b1); the subtrahends are evaluated first.
 s_refptr<Symbol> CrossProduct(State& state, const Vector& a, const Vector& b, s_str& error) {
     const auto& left = a.GetElements();
     const auto& right = b.GetElements();
@@ -107,7 +107,7 @@ s_refptr<Symbol> CrossProduct(State& state, const Vector& a, const Vector& b, s_
     });
 }
 
-/// Positions run from 0 and wrap around at both ends, however far they lie beyond.
+/// Positions start at 0 and wrap around at both ends, however far they lie beyond.
 s_refptr<Symbol> Index(const Vector& v, const Scalar& index, s_str& error) {
     const double position = std::round(index.GetValue());
     const auto& elements = v.GetElements();
@@ -118,7 +118,7 @@ s_refptr<Symbol> Index(const Vector& v, const Scalar& index, s_str& error) {
     return Symbol::Named(elements[static_cast<std::size_t>(wrapped < 0 ? wrapped + length : wrapped)], "");
 }
 
-/// Whether the value takes part in what a vector's elements have in common, which is the type of the first that does.
+/// Checks that an element has the same type as the others so far. References are skipped.
 [[gnu::noinline]] Outcome TakeElement(const Symbol& element, s_str& elementType, s_str& error) {
     const s_str type = element.GetFullType();
     if (type == Reference::TypeName) return Outcome::WentOn;
@@ -127,8 +127,8 @@ s_refptr<Symbol> Index(const Vector& v, const Scalar& index, s_str& error) {
     return Outcome::WentOn;
 }
 
-/// References take no part in that: what they lead to is compared when the type of the others is known. So a vector of
-/// references only is always refused, its type stays unknown. Pinned by the transcript "vectors".
+/// Compares the types that the references lead to, once the type of the other elements is known. A vector of references
+/// only is always refused, because its type stays unknown. Pinned by the transcript "vectors".
 [[gnu::noinline]] Outcome CheckReferences(const Vector::Elements& elements, const s_str& elementType, s_str& error) {
     for (const s_refptr<Symbol>& element : elements) {
         if (!As<Reference>(*element)) continue;

@@ -7,13 +7,13 @@
 
 namespace Quarn {
 
-/// A list of fixed length whose elements have one full type: numbers, or vectors of one length. It knows nothing of
-/// their arithmetic; every operation on elements goes through the dispatch of the state.
+/// A list of fixed length whose elements have one full type, such as numbers, or vectors of one length. It knows
+/// nothing of their arithmetic; every operation on elements goes through the dispatch of the state.
 class QUARN_API Vector final : public Value<Vector> {
 public:
     static constexpr std::string_view TypeName = "Vector";
 
-    /// The largest size (see `GetSize`): sharing lets `v = <v, v>` double it with every statement.
+    /// The largest size (see `GetSize`). Needed because `v = <v, v>` doubles the size while sharing the memory.
     static constexpr std::size_t LargestSize = std::size_t{1} << 24;
 
     using Elements = s_ctnr_t<s_refptr<Symbol>, std::vector<s_refptr<Symbol>>>;
@@ -21,8 +21,8 @@ public:
     /// Registers the type, `<a, b>` as its literal, `Vector(a, b)` and its operators. Needs `Scalar`.
     static void Register(State& state);
 
-    /// The vector of the elements in the text, separated by commas; the brackets around them are removed first when the
-    /// text is a literal. Null, with a message, when an element fails or differs in type.
+    /// The vector of the elements in the text, which are separated by commas; for a literal, the brackets around them
+    /// are removed first. Null, with a message, if an element fails or differs in type, or if the vector is too large.
     static s_refptr<Symbol> CreateFrom(State& state, const s_str& name, std::string_view text, s_bool isLiteral,
                                        s_str& error);
 
@@ -34,9 +34,9 @@ public:
     Outcome WriteTo(TextWriter& writer) const override;
 
     const Elements& GetElements() const { return *m_elements; }
-    /// How many elements it has at all depths, vectors themselves not counted.
+    /// The number of elements at all depths, not counting vectors themselves.
     std::size_t GetSize() const { return m_size; }
-    /// How deeply vectors stand in it: 1 for a vector of numbers.
+    /// How deeply vectors nest in it: 1 for a vector of numbers.
     unsigned GetNesting() const { return m_nesting; }
 
 private:

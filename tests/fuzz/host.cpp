@@ -1,6 +1,6 @@
-// The fuzzer's second target: the library in the hands of a host that does everything a host may do. Tables of
-// operators at random, callables that throw, define, erase, register and evaluate in the middle of an evaluation, a
-// stream that carries out statements, two states, budgets and allocations that run out.
+// The fuzzer's second target: the library used by a host that does everything a host may do. It has random tables of
+// operators, callables that throw, define, erase, register and evaluate during an evaluation, a stream that carries out
+// statements, two states, and budgets and allocations that run out.
 
 #include <array>
 #include <cstdint>
@@ -26,7 +26,7 @@ void Require(bool holds, const char* what) {
     std::abort();
 }
 
-/// The first bytes of the input are the seed of all choices, the rest is what is played.
+/// The first bytes of the input seed all choices; the rest is played.
 class Choices {
 public:
     explicit Choices(std::string_view input) {
@@ -45,7 +45,7 @@ private:
     std::string_view m_rest;
 };
 
-/// Takes what is written, in fixed memory, and carries out statements meanwhile.
+/// Keeps the last text written, in fixed memory, and carries out statements while it is written to.
 class Stream : public std::streambuf {
 public:
     State* interrupted = nullptr;
@@ -141,14 +141,14 @@ private:
     void SetOperators(Choices& choices, bool hasPlainOperators) {
         constexpr std::array plain{"+", "-", "*", "/", "%", "^", "!", "#", "k"};
         constexpr std::array others{"mod", "and", "=>", "**", "..", "xm", "or", "xx", "-->"};
-        // Where it binds less tightly than others, brackets that lose their blanks with an operator may become one.
+        // If "[]" binds less tightly than another operator, " []" may become that operator when an operand is trimmed.
         OperatorPriorities priorities{{"[]", hasPlainOperators ? 9 : choices.Below(6)}};
         for (const char* op : plain)
             if (choices.Below(4)) priorities[op] = choices.Below(6);
         for (const char* op : others)
             if (!hasPlainOperators && !choices.Below(3)) priorities[op] = choices.Below(6);
         s_str error;
-        m_state.SetOperatorPriorities(priorities, error); // refused when one begins with another
+        m_state.SetOperatorPriorities(priorities, error); // fails if one begins with another
         Binding bind(m_state, true);
         for (const auto& [op, priority] : m_state.GetOperatorPriorities()) {
             if (choices.Below(2)) bind.Binary(op, [](double a, double b) { return a * 2 - b; });
@@ -179,7 +179,7 @@ template <class Take> void ForEachLine(std::string_view script, const Take& take
     }
 }
 
-/// Without a budget everything short has an end: what doubles needs a name for each doubling.
+/// Short inputs end without a budget: every doubling needs another name.
 constexpr std::size_t ShortInput = 120;
 
 void PlayAsHost(Choices choices) {
@@ -208,7 +208,7 @@ void PlayAsHost(Choices choices) {
     second.CheckThatItWorks();
 }
 
-/// Statements as they come; expressions are compared with what the slow evaluator makes of them.
+/// Carries out the lines as statements; those that are expressions are also compared with the slow evaluator.
 void Compare(Choices choices) {
     Host host(choices, nullptr, true);
     State& state = host.GetState();
@@ -227,7 +227,7 @@ void Compare(Choices choices) {
         state.GetLimits().SetStepBudget(Budget);
         const s_refptr<Symbol> slowValue = slow.ParseSymbol("", s_str(line), slowError, false);
         const std::string slowOutcome = OutcomeOf(state, slowValue, slowError);
-        // The slow one spends its steps otherwise.
+        // The slow evaluator spends its steps differently.
         for (const std::string& outcome : {fastOutcome, slowOutcome})
             if (outcome.find("Too many steps") != outcome.npos || outcome.find("levels deep") != outcome.npos) return;
         if (fastOutcome != slowOutcome)
@@ -235,7 +235,7 @@ void Compare(Choices choices) {
                          slowOutcome.c_str());
         Require(fastOutcome == slowOutcome, "fast and slow evaluation differ");
         Formula formula(state, line);
-        for (int i = 0; i < 3; ++i) { // as objects, and then as words
+        for (int i = 0; i < 3; ++i) { // first with objects, then with words
             const Result<s_refptr<Symbol>> value = formula.Evaluate();
             const std::string outcome = OutcomeOf(state, value ? *value : nullptr, value.GetError());
             Require(outcome == fastOutcome || outcome.find("Too many steps") != outcome.npos,

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Legal statements can work for ever, doubling references for one; a fuzzer has to get through them.
+/// Legal statements can run almost without end, for example doubling references; the fuzzer has to get through them.
 constexpr std::uint64_t StepBudget = 20'000;
 
 void Require(bool holds, const char* what) {
