@@ -149,7 +149,7 @@ TEST_F(Embedding, NamingAResultLeavesTheSymbolItWasReadFromAlone) {
 }
 
 TEST_F(Embedding, CallablesMayCarryOutStatements) {
-    Binding(state).Function("run", [this](State& owner) {
+    Binding(state).Function("run", [](State& owner) {
         owner.ParseLine("x = x+1; ~y; y = <x, (x)>; r &= x*10");
         for (int i = 0; i < 300; ++i) owner.ParseLine("n" + std::to_string(i) + " = " + std::to_string(i));
         return 100.0;
@@ -315,7 +315,7 @@ TEST_F(Embedding, AStatementIsDoneBeforeItIsReported) {
 }
 
 TEST_F(Embedding, OperatorsStayWhileAnExpressionIsEvaluated) {
-    Binding(state).Function("replacing", [this](State& owner, s_str& error) -> s_refptr<Symbol> {
+    Binding(state).Function("replacing", [](State& owner, s_str& error) -> s_refptr<Symbol> {
         if (!owner.SetOperatorPriorities({{"+", 1}}, error)) return nullptr;
         return make_refptr<Scalar>(1);
     });

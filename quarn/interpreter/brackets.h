@@ -38,8 +38,9 @@ private:
 /// A text that is being cut into pieces, from the left.
 struct Cut {
     std::string_view text;
-    std::size_t position = 0; ///< where the rest begins
-    bool isSeparator = false; ///< whether the last piece is one
+    std::size_t position = 0;    ///< where the rest begins
+    bool isSeparator = false;    ///< whether the last piece is one
+    const char* fault = nullptr; ///< the message on the bracket that ended the cutting, if one did
 
     explicit Cut(std::string_view whole) : text(whole) {}
 };
@@ -84,12 +85,11 @@ public:
     template <class Separators> bool Next(Cut& cut, const Separators& separators, std::string_view& piece) {
         const std::size_t begin = cut.position;
         if (begin >= cut.text.size()) return false;
-        const char* fault = nullptr;
         const std::size_t length = Match(cut.text, begin, separators);
         cut.isSeparator = length > 0;
-        cut.position = length > 0 ? begin + length : FindSeparator(cut.text, begin, separators, fault);
+        cut.position = length > 0 ? begin + length : FindSeparator(cut.text, begin, separators, cut.fault);
         piece = cut.text.substr(begin, cut.position - begin);
-        return !fault;
+        return !cut.fault;
     }
 
     /// The largest number of brackets, of any kind, that are open at once.

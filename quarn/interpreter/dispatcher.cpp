@@ -15,17 +15,17 @@ constexpr TextWriter::Limit KeptExpression{std::size_t{1} << 20, 0,
 
 } // namespace
 
-/// An operand as it was passed, and the value that its references led to.
+/// An operand as it was passed, and what its references led to.
 struct Dispatcher::ResolvedOperand {
-    const Symbol& operand;
-    const Symbol& value;
+    const Operand& operand;
+    const Operand& value;
 
     const s_str& Type() const { return Reference::TypeOfResolved(value); }
 
     /// A named operand contributes nothing to messages and kept operations. Sub-expressions have no names, so this
     /// affects only values that a function named itself; their text would begin with "name = ", which is no expression.
     /// Pinned by "NamedOperandsContributeNothing".
-    bool HasText() const { return static_cast<bool>(operand.GetName().IsEmpty()); }
+    bool HasText() const { return !operand.GetObject() || operand.GetObject()->GetName().IsEmpty(); }
 };
 
 /// An ongoing operation on the values of references. If it meets itself again on the same references, and nothing has
@@ -33,7 +33,7 @@ struct Dispatcher::ResolvedOperand {
 class Dispatcher::OngoingOperation {
 public:
     /// The overloads identify the operator. All operands that are not references count as the same; null for none.
-    OngoingOperation(Dispatcher& dispatcher, const void* overloads, const Symbol* left, const Symbol* right)
+    OngoingOperation(Dispatcher& dispatcher, const void* overloads, const Operand& left, const Operand& right)
         : m_dispatcher(dispatcher), m_overloads(overloads), m_left(left), m_right(right),
           m_changes(dispatcher.GetChanges()), m_outer(std::exchange(dispatcher.m_innermost, this)) {}
     ~OngoingOperation() { m_dispatcher.m_innermost = m_outer; }
@@ -44,8 +44,8 @@ public:
     const Expression* FindCircle() const { return m_outer ? FindCircleInOuter() : nullptr; }
 
 private:
-    static const Expression* ExpressionIn(const Symbol* operand) {
-        const Reference* const reference = operand ? As<Reference>(*operand) : nullptr;
+    static const Expression* ExpressionIn(const Operand& operand) {
+        const Reference* const reference = Reference::In(operand);
         return reference ? reference->GetExpression().Get() : nullptr;
     }
     static bool IsSame(const Expression* a, const Expression* b) { return a == b || (a && b && a->IsSameAs(*b)); }
@@ -63,22 +63,21 @@ private:
 
     Dispatcher& m_dispatcher;
     const void* m_overloads;
-    const Symbol* m_left;
-    const Symbol* m_right;
+    const Operand& m_left;
+    const Operand& m_right;
     const std::uint64_t m_changes;
     const OngoingOperation* const m_outer;
 };
 
-s_refptr<Symbol> Dispatcher::ApplyBinary(const Operator& op, const s_refptr<Symbol>& left,
-                                         const s_refptr<Symbol>& right, s_str& error) {
-    if (As<Reference>(*left) || As<Reference>(*right)) return ApplyToReferences(op, left, right, error);
-    if (const BinaryOperator* callable = op.FindBinary(left->GetType(), right->GetType()))
-        return Calling(*callable)(m_state, left, right, error);
-    return FailWithoutMatch({*left, *left}, op.text, right, error);
+Operand Dispatcher::ApplyBinary(const Operator& op, const Operand& left, const Operand& right, s_str& error) {
+    if (Reference::In(left) || Reference::In(right)) return ApplyToReferences(op, left, right, error);
+    if (const BinaryOperator* callable =
+            op.FindBinary(Reference::TypeOfResolved(left), Reference::TypeOfResolved(right)))
+        return Call(*callable, left, right, error);
+    return FailWithoutMatch({left, left}, op.text, right, error);
 }
 
-s_refptr<Symbol> Dispatcher::ApplyBinary(std::string_view op, const s_refptr<Symbol>& left,
-                                         const s_refptr<Symbol>& right, s_str& error) {
+Operand Dispatcher::ApplyBinary(std::string_view op, const Operand& left, const Operand& right, s_str& error) {
     m_language.Bind();
     if (const Operator* known = m_language.GetOperators().Find(op)) return ApplyBinary(*known, left, right, error);
     Operator unlisted;
@@ -87,37 +86,56 @@ s_refptr<Symbol> Dispatcher::ApplyBinary(std::string_view op, const s_refptr<Sym
     return ApplyBinary(unlisted, left, right, error);
 }
 
-s_refptr<Symbol> Dispatcher::ApplyToReferences(const Operator& op, const s_refptr<Symbol>& left,
-                                               const s_refptr<Symbol>& right, s_str& error) {
-    const s_refptr<Symbol> leftValue = Reference::Resolve(left, error);
-    if (!leftValue) return nullptr;
-    const bool isKept = op.binary && As<Reference>(*leftValue);
-    if (As<Reference>(*right)) {
-        // Evaluated only if the operator has an overload for the left type, or if the operation is kept.
-        if (!isKept && !(op.binary && FindIn(*op.binary, leftValue->GetType())))
-            return FailWithoutMatch({*left, *leftValue}, op.text, right, error);
+Operand Dispatcher::ApplyToReferences(const Operator& op, const Operand& left, const Operand& right, s_str& error) {
+    const Operand leftValue = Reference::Resolve(left, error);
+    if (!leftValue) return {};
+    const bool isKept = op.binary && Reference::In(leftValue);
+    if (Reference::In(right)) {
+        // It is evaluated only if an operation of this kind is possible at all, or is to be kept.
+        if (!isKept && !(op.binary && FindIn(*op.binary, Reference::TypeOfResolved(leftValue))))
+            return FailWithoutMatch({left, leftValue}, op.text, right, error);
     }
-    const s_refptr<Symbol> rightValue = Reference::Resolve(right, error);
-    if (!rightValue) return nullptr;
-    if (isKept || As<Reference>(*rightValue))
-        return KeepOperation({*left, *leftValue}, op.text, {*right, *rightValue}, error);
-    const BinaryOperator* callable = op.FindBinary(leftValue->GetType(), rightValue->GetType());
-    if (!callable) return FailWithoutMatch({*left, *leftValue}, op.text, right, error);
-    const OngoingOperation operation(*this, op.binary, left.Get(), right.Get());
+    const Operand rightValue = Reference::Resolve(right, error);
+    if (!rightValue) return {};
+    if (isKept || Reference::In(rightValue))
+        return KeepOperation({left, leftValue}, op.text, {right, rightValue}, error);
+    const BinaryOperator* callable =
+        op.FindBinary(Reference::TypeOfResolved(leftValue), Reference::TypeOfResolved(rightValue));
+    if (!callable) return FailWithoutMatch({left, leftValue}, op.text, right, error);
+    const OngoingOperation operation(*this, op.binary, left, right);
     if (const Expression* circle = operation.FindCircle()) return AbandonCircle(*circle, error);
-    return Calling(*callable)(m_state, leftValue, rightValue, error);
+    return Call(*callable, leftValue, rightValue, error);
 }
 
-s_refptr<Symbol> Dispatcher::ApplyUnary(const UnaryOverloads* overloads, const s_refptr<Symbol>& operand,
-                                        std::string_view before, std::string_view after, s_str& error) {
-    const s_refptr<Symbol> value = Reference::Resolve(operand, error);
-    if (!value) return nullptr;
-    const UnaryOperator* callable = overloads ? FindIn(*overloads, Reference::TypeOfResolved(*value)) : nullptr;
-    if (!callable) return FailWithoutMatch({*operand, *value}, before, after, error);
-    if (!As<Reference>(*operand)) return Calling(*callable)(m_state, value, error);
-    const OngoingOperation operation(*this, overloads, nullptr, operand.Get());
+Operand Dispatcher::ApplyUnary(const UnaryOverloads* overloads, const Operand& operand, std::string_view before,
+                               std::string_view after, s_str& error) {
+    const Operand value = Reference::Resolve(operand, error);
+    if (!value) return {};
+    const UnaryOperator* callable = overloads ? FindIn(*overloads, Reference::TypeOfResolved(value)) : nullptr;
+    if (!callable) return FailWithoutMatch({operand, value}, before, after, error);
+    if (!Reference::In(operand)) return Call(*callable, value, error);
+    const Operand none;
+    const OngoingOperation operation(*this, overloads, none, operand);
     if (const Expression* circle = operation.FindCircle()) return AbandonCircle(*circle, error);
-    return Calling(*callable)(m_state, value, error);
+    return Call(*callable, value, error);
+}
+
+Operand Dispatcher::Call(const BinaryOperator& callable, const Operand& left, const Operand& right, s_str& error) {
+    if (left.GetFlatType() && right.GetFlatType() && callable.flat) {
+        const std::array words{left.GetWord(), right.GetWord()};
+        const FlatType& type = *callable.flat.result;
+        return {type, Calling(callable).flat.call(words.data())};
+    }
+    return Calling(callable)(m_state, left.ToObject(), right.ToObject(), error);
+}
+
+Operand Dispatcher::Call(const UnaryOperator& callable, const Operand& operand, s_str& error) {
+    if (operand.GetFlatType() && callable.flat) {
+        const Word word = operand.GetWord();
+        const FlatType& type = *callable.flat.result;
+        return {type, Calling(callable).flat.call(&word)};
+    }
+    return Calling(callable)(m_state, operand.ToObject(), error);
 }
 
 Outcome Dispatcher::AbandonCircle(const Expression& expression, s_str& error) {
@@ -127,18 +145,18 @@ Outcome Dispatcher::AbandonCircle(const Expression& expression, s_str& error) {
 Outcome Dispatcher::WriteText(const ResolvedOperand& operand, s_str& text, s_str& error) {
     if (!operand.HasText()) return Outcome::WentOn;
     TextWriter writer(&m_limits, text, error);
-    const Reference* const reference = As<Reference>(operand.value);
-    return reference ? writer.Append(*reference->GetUnevaluatedExpression()) : writer.Write(operand.value);
+    const Reference* const reference = Reference::In(operand.value);
+    return reference ? writer.Append(*reference->GetUnevaluatedExpression()) : writer.Write(*operand.value.ToObject());
 }
 
-Outcome Dispatcher::FailWithoutMatch(const ResolvedOperand& left, std::string_view op,
-                                     const s_refptr<Symbol>& rightOperand, s_str& error) {
-    // A circle is not reported here: it shows as the reference that it is.
-    const s_refptr<Symbol> value = [&] {
+Outcome Dispatcher::FailWithoutMatch(const ResolvedOperand& left, std::string_view op, const Operand& rightOperand,
+                                     s_str& error) {
+    // A circle is no error here any more: it is shown as the reference that it is.
+    const Operand value = [&] {
         Limits::PrivateError unseen(m_limits);
         return Reference::Resolve(rightOperand, unseen.text);
     }();
-    const ResolvedOperand right{*rightOperand, value ? *value : *rightOperand};
+    const ResolvedOperand right{rightOperand, value ? value : rightOperand};
     s_str message =
         "\tError : No match for operator '" + left.Type() + " " + op + " " + right.Type() + "' in :\n\t        \t";
     if (const Outcome outcome = WriteText(left, message, error); !outcome) return outcome;
@@ -161,13 +179,13 @@ Outcome Dispatcher::FailWithoutMatch(const ResolvedOperand& operand, std::string
 /// What an operand contributes to a kept operation; null on failure.
 s_refptr<Expression> Dispatcher::ExpressionOf(const ResolvedOperand& operand, s_str& error) {
     if (!operand.HasText()) return make_refptr<Expression>("");
-    if (const Reference* reference = As<Reference>(operand.value)) {
+    if (const Reference* reference = Reference::In(operand.value)) {
         s_refptr<Expression> expression = reference->GetUnevaluatedExpression();
         expression->Update(m_language.GetOperatorsVersion());
         return expression;
     }
     s_str text;
-    if (!TextWriter(&m_limits, text, error, KeptExpression).Write(operand.value)) return nullptr;
+    if (!TextWriter(&m_limits, text, error, KeptExpression).Write(*operand.value.ToObject())) return nullptr;
     return make_refptr<Expression>(text);
 }
 

@@ -15,14 +15,12 @@ public:
 
     // Each returns null on failure.
 
-    s_refptr<Symbol> ApplyBinary(const Operator& op, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right,
-                                 s_str& error);
+    Operand ApplyBinary(const Operator& op, const Operand& left, const Operand& right, s_str& error);
     /// Also for an operator that is registered but cannot be written.
-    s_refptr<Symbol> ApplyBinary(std::string_view op, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right,
-                                 s_str& error);
+    Operand ApplyBinary(std::string_view op, const Operand& left, const Operand& right, s_str& error);
     /// The text of the operator is in `before` or in `after`; the other one is empty.
-    s_refptr<Symbol> ApplyUnary(const UnaryOverloads* overloads, const s_refptr<Symbol>& operand,
-                                std::string_view before, std::string_view after, s_str& error);
+    Operand ApplyUnary(const UnaryOverloads* overloads, const Operand& operand, std::string_view before,
+                       std::string_view after, s_str& error);
 
     /// Records that a registered callable is about to be called.
     template <class Entry> const Entry& Calling(const Entry& callable) {
@@ -42,14 +40,15 @@ private:
     struct ResolvedOperand;
 
     // Rare cases are not inlined: the other functions take stack for every level of nesting.
-    s_refptr<Symbol> ApplyToReferences(const Operator& op, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right,
-                                       s_str& error);
+    Operand ApplyToReferences(const Operator& op, const Operand& left, const Operand& right, s_str& error);
+    Operand Call(const BinaryOperator& callable, const Operand& left, const Operand& right, s_str& error);
+    Operand Call(const UnaryOperator& callable, const Operand& operand, s_str& error);
     [[gnu::noinline]] s_refptr<Symbol> KeepOperation(const ResolvedOperand& left, std::string_view op,
                                                      const ResolvedOperand& right, s_str& error);
     s_refptr<Expression> ExpressionOf(const ResolvedOperand& operand, s_str& error);
     Outcome WriteText(const ResolvedOperand& operand, s_str& text, s_str& error);
     [[gnu::noinline]] Outcome FailWithoutMatch(const ResolvedOperand& left, std::string_view op,
-                                               const s_refptr<Symbol>& rightOperand, s_str& error);
+                                               const Operand& rightOperand, s_str& error);
     [[gnu::noinline]] Outcome FailWithoutMatch(const ResolvedOperand& operand, std::string_view before,
                                                std::string_view after, s_str& error);
 

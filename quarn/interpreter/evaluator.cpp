@@ -105,8 +105,9 @@ private:
         return Outcome::WentOn;
     }
     Outcome PushNamed(Operand&& value, const s_str& name) {
-        if (!value || (value.GetFlatType() && name.IsEmpty())) return Push(std::move(value));
-        return Push(Symbol::Named(std::move(value).ToObject(), name));
+        if (!value) return Push({});
+        if (!name.IsEmpty()) return Push(Symbol::Named(std::move(value).ToObject(), name));
+        return Push(value.GetFlatType() ? std::move(value) : Operand::Nameless(std::move(value).ToObject()));
     }
     bool HasValue(const Program::KeptStep& kept) const {
         return kept.value && (kept.step.isConstant || kept.changes == m_evaluator.m_symbols.GetChanges());
@@ -118,7 +119,7 @@ private:
     [[gnu::noinline]] Outcome ApplyUnary(const UnaryOverloads* overloads, std::string_view before,
                                          std::string_view after, const s_str& name);
     Outcome ApplyBinary(const Step& step, const s_str& name);
-    [[gnu::noinline]] Outcome ApplyToObjects(const Step& step, const s_str& name);
+    [[gnu::noinline]] Outcome Dispatch(const Step& step, const s_str& name);
     [[gnu::noinline]] Outcome Construct(const Step& step, const s_str& name, bool isLiteral);
     [[gnu::noinline]] Outcome ReadName(const Step& step, const s_str& name);
     [[gnu::noinline]] Outcome Call(const FunctionOverloads& functions, std::string_view name,
@@ -178,20 +179,20 @@ Outcome Evaluator::Executor::Execute(const Step& step) {
 }
 
 Outcome Evaluator::Executor::ExecuteKept(Program::KeptStep& kept) {
-    SymbolTable& symbols = m_evaluator.m_symbols;
-    const Operand* const value = kept.step.kind == Step::Kind::Name ? symbols.Read(kept.step.text) : nullptr;
-    if (value && value->GetFlatType()) { // any other value would be kept alive
-        kept.value = *value;
-        kept.changes = symbols.GetChanges();
-        m_operands.push_back(kept.value);
+    kept.value = {};
+    if (kept.step.kind == Step::Kind::Name) {
+        SymbolTable& symbols = m_evaluator.m_symbols;
+        const Operand* const value = symbols.Read(kept.step.text);
+        if (!value) return Execute(kept.step);
+        m_operands.push_back(*value);
+        if (value->GetFlatType()) { // keeping any other would keep it alive
+            kept.value = *value;
+            kept.changes = symbols.GetChanges();
+        }
         return Outcome::WentOn;
     }
-    kept.value = {};
     const Outcome outcome = Execute(kept.step);
-    if (outcome && kept.step.isConstant) {
-        const s_refptr<Symbol>& object = TopOperand().GetObject();
-        kept.value = object && object->GetName().IsEmpty() ? Operand::Nameless(object) : TopOperand();
-    }
+    if (outcome && kept.step.isConstant) kept.value = TopOperand();
     return outcome;
 }
 
@@ -211,31 +212,24 @@ bool Evaluator::Executor::ApplyFlat(const FlatCallable& callable, std::size_t op
 
 Outcome Evaluator::Executor::ApplyUnary(const UnaryOverloads* overloads, std::string_view before,
                                         std::string_view after, const s_str& name) {
-    Dispatcher& dispatcher = m_evaluator.m_dispatcher;
-    if (const FlatType* type = TopOperand().GetFlatType(); type && overloads && name.IsEmpty()) {
-        const UnaryOperator* callable = FindIn(*overloads, *type->name);
-        if (callable && ApplyFlat(dispatcher.Calling(*callable).flat, 1)) return Outcome::WentOn;
-    }
-    return PushNamed(dispatcher.ApplyUnary(overloads, PopOperand().ToObject(), before, after, m_error), name);
+    const Operand operand = PopOperand();
+    return PushNamed(m_evaluator.m_dispatcher.ApplyUnary(overloads, operand, before, after, m_error), name);
 }
 
 Outcome Evaluator::Executor::ApplyBinary(const Step& step, const s_str& name) {
-    Dispatcher& dispatcher = m_evaluator.m_dispatcher;
-    if (step.op && name.IsEmpty()) {
-        const FlatType* const left = m_operands[m_operands.size() - 2].GetFlatType();
-        const FlatType* const right = TopOperand().GetFlatType();
-        if (left && right) {
-            const BinaryOperator* callable = step.op->FindBinary(*left->name, *right->name);
-            if (callable && ApplyFlat(dispatcher.Calling(*callable).flat, 2)) return Outcome::WentOn;
-        }
+    const FlatType* const left = m_operands[m_operands.size() - 2].GetFlatType();
+    const FlatType* const right = TopOperand().GetFlatType();
+    if (left && right && step.op && name.IsEmpty()) { // the most frequent case, without a look at anything else
+        const BinaryOperator* callable = step.op->FindBinary(*left->name, *right->name);
+        if (callable && ApplyFlat(m_evaluator.m_dispatcher.Calling(*callable).flat, 2)) return Outcome::WentOn;
     }
-    return ApplyToObjects(step, name);
+    return Dispatch(step, name);
 }
 
-Outcome Evaluator::Executor::ApplyToObjects(const Step& step, const s_str& name) {
+Outcome Evaluator::Executor::Dispatch(const Step& step, const s_str& name) {
     Dispatcher& dispatcher = m_evaluator.m_dispatcher;
-    const s_refptr<Symbol> right = PopOperand().ToObject();
-    const s_refptr<Symbol> left = PopOperand().ToObject();
+    const Operand right = PopOperand();
+    const Operand left = PopOperand();
     return PushNamed(step.op ? dispatcher.ApplyBinary(*step.op, left, right, m_error)
                              : dispatcher.ApplyBinary(step.text, left, right, m_error),
                      name);
@@ -249,8 +243,9 @@ Outcome Evaluator::Executor::Construct(const Step& step, const s_str& name, bool
         ~Inner() { innermost = outer; }
     } inner(m_evaluator.m_source, m_source);
     const Constructor& constructor = *step.constructor;
-    return Push((step.isConstant ? constructor : m_evaluator.m_dispatcher.Calling(constructor))(
-        m_evaluator.m_state, name, step.text, isLiteral, m_error));
+    s_refptr<Symbol> value = (step.isConstant ? constructor : m_evaluator.m_dispatcher.Calling(constructor))(
+        m_evaluator.m_state, name, step.text, isLiteral, m_error);
+    return Push(step.isLast ? Operand(std::move(value)) : Operand::Flattened(std::move(value)));
 }
 
 Outcome Evaluator::Executor::ReadName(const Step& step, const s_str& name) {
@@ -283,13 +278,10 @@ Outcome Evaluator::Executor::ReadName(const Step& step, const s_str& name) {
 Outcome Evaluator::Executor::Call(const FunctionOverloads& functions, std::string_view name,
                                   std::size_t argumentCount) {
     const std::size_t first = m_operands.size() - argumentCount;
-    bool areFlat = true;
     for (std::size_t i = first; i < m_operands.size(); ++i) {
-        if (m_operands[i].GetFlatType()) continue;
-        areFlat = false;
-        if (!As<Reference>(*m_operands[i].GetObject())) continue;
-        const s_refptr<Symbol> reference = m_operands[i].GetObject();
-        s_refptr<Symbol> value = Reference::Resolve(reference, m_error);
+        if (!Reference::In(m_operands[i])) continue;
+        const Operand reference = m_operands[i]; // the stack may move
+        Operand value = Reference::Resolve(reference, m_error);
         if (!value) return Push({});
         m_operands[i] = std::move(value);
     }
@@ -297,6 +289,8 @@ Outcome Evaluator::Executor::Call(const FunctionOverloads& functions, std::strin
     const Function* function = FindIn(functions, signature);
     if (!function) return FailWithoutOverload(functions, name, signature, m_error);
     m_evaluator.m_dispatcher.Calling(*function);
+    const bool areFlat = std::all_of(m_operands.begin() + static_cast<std::ptrdiff_t>(first), m_operands.end(),
+                                     [](const Operand& operand) { return operand.GetFlatType() != nullptr; });
     if (areFlat && ApplyFlat(function->flat, argumentCount)) return Outcome::WentOn;
 
     Values arguments;
@@ -306,17 +300,15 @@ Outcome Evaluator::Executor::Call(const FunctionOverloads& functions, std::strin
     if (!(*function)(m_evaluator.m_state, arguments, results, m_error)) return Push({});
     if (results.Count() != 1)
         return Fail(m_error, "\tError : Multiple return values for function is not yet supported");
-    return Push(std::move(results[0]));
+    return Push(Operand::Flattened(std::move(results[0])));
 }
 
 /// The signature of the operands from `first` on, "(Scalar, Scalar)".
 s_str Evaluator::Executor::Signature(std::size_t first) const {
     s_str signature = "(";
     for (std::size_t i = first; i < m_operands.size(); ++i) {
-        const Operand& operand = m_operands[i];
         if (i > first) signature += ", ";
-        signature +=
-            operand.GetFlatType() ? *operand.GetFlatType()->name : Reference::TypeOfResolved(*operand.GetObject());
+        signature += Reference::TypeOfResolved(m_operands[i]);
     }
     signature += ")";
     return signature;
@@ -331,22 +323,22 @@ s_refptr<Symbol> Evaluator::Evaluate(const s_str& name, std::string_view express
     return executor.PopOperand().ToObject();
 }
 
-s_refptr<Symbol> Evaluator::Evaluate(Expression& expression, s_str& error) {
+Operand Evaluator::Evaluate(Expression& expression, s_str& error) {
     if (m_language.IsTesting()) return FailTesting(error);
     const std::uint64_t impureCalls = m_dispatcher.GetImpureCalls();
     Executor executor(*this, Nameless(), error, false);
     const bool isText = !expression.GetOperation() && !expression.knownFailure.changes;
     const Outcome outcome = isText ? RunText(expression, 0, executor) : RunParts(expression, executor, error);
-    if (outcome) return executor.PopOperand().ToObject();
+    if (outcome) return executor.PopOperand();
     if (m_dispatcher.GetImpureCalls() == impureCalls && !outcome.IsAbandoned()) {
         if (expression.program) m_limits.Reach(expression.program->nesting);
         expression.knownFailure = {m_dispatcher.GetChanges(), m_limits.GetReached()};
     }
-    return nullptr;
+    return {};
 }
 
 Operand Evaluator::EvaluateFormula(Expression& expression, s_str& error) {
-    if (m_language.IsTesting()) return s_refptr<Symbol>(FailTesting(error));
+    if (m_language.IsTesting()) return FailTesting(error);
     const std::uint64_t changes = m_dispatcher.GetChanges();
     Program& known = *expression.program;
     if (known.flatChanges == changes && known.nesting <= m_limits.GetRemainingLevels() &&

@@ -14,7 +14,7 @@ public:
     s_refptr<Symbol> Evaluate(const s_str& name, std::string_view expression, s_str& error, bool allowNew);
     /// Evaluates the expression of a reference. A failure is remembered until something changes: otherwise each
     /// operation added to a kept one would evaluate all of it again.
-    s_refptr<Symbol> Evaluate(Expression& expression, s_str& error);
+    Operand Evaluate(Expression& expression, s_str& error);
     /// Evaluates the expression of a formula, which is a text.
     Operand EvaluateFormula(Expression& expression, s_str& error);
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cassert>
+
 #include "quarn/interpreter/flat.h"
 #include "quarn/types/symbol.h"
 
@@ -10,13 +12,21 @@ class Operand {
 public:
     Operand() = default;
     Operand(s_refptr<Symbol> object) : m_object(std::move(object)) {}
+    Operand([[maybe_unused]] Outcome failure) { assert(!failure); }
     Operand(const FlatType& type, Word word) : m_type(&type), m_word(word) {}
 
     /// The value without its name, flat if its type allows that.
-    static Operand Nameless(const s_refptr<Symbol>& object) {
+    static Operand Nameless(s_refptr<Symbol> object) {
         Operand operand;
         operand.m_type = object->GetFlat(operand.m_word);
-        if (!operand.m_type) operand.m_object = Symbol::Named(object, "");
+        if (!operand.m_type) operand.m_object = Symbol::Named(std::move(object), "");
+        return operand;
+    }
+    /// The value, flat if it has no name and its type allows that.
+    static Operand Flattened(const s_refptr<Symbol>& object) {
+        Operand operand;
+        if (object && object->GetName().IsEmpty()) operand.m_type = object->GetFlat(operand.m_word);
+        if (!operand.m_type) operand.m_object = object;
         return operand;
     }
 

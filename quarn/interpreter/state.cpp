@@ -123,8 +123,7 @@ s_bool State::SplitExpression(s_ctnr<s_str>& pieces, const s_str& text, const Ma
             pieces.PushBack(matched);
         }
     }
-    const char* const fault = brackets.FindFault(text, separators);
-    return fault ? Fail(error, fault) : Outcome(Outcome::WentOn);
+    return cut.fault ? Fail(error, cut.fault) : Outcome(Outcome::WentOn);
 }
 
 s_bool State::SplitOperators(s_ctnr<s_str>& pieces, const s_str& text, s_str& error) const {
@@ -148,25 +147,27 @@ bool State::SplitArguments(std::vector<std::string_view>& arguments, std::string
     Cut cut(text);
     for (std::string_view piece; brackets.Next(cut, Commas(), piece);)
         if (!cut.isSeparator) arguments.push_back(piece);
-    const char* const fault = brackets.FindFault(text, Commas());
-    if (fault) AppendMessage(error, fault);
-    return !fault;
+    if (cut.fault) AppendMessage(error, cut.fault);
+    return !cut.fault;
 }
 
 s_refptr<Symbol> State::ApplyBinaryOperator(std::string_view op, const s_refptr<Symbol>& left,
                                             const s_refptr<Symbol>& right, s_str& error) {
     if (const Outcome outcome = GetLimits().Spend(1, error); !outcome) return outcome;
-    return m_interpreter->dispatcher.ApplyBinary(op, left, right, error);
+    return m_interpreter->dispatcher.ApplyBinary(op, Operand::Flattened(left), Operand::Flattened(right), error)
+        .ToObject();
 }
 
 s_refptr<Symbol> State::ApplyLeftUnaryOperator(std::string_view op, const s_refptr<Symbol>& operand, s_str& error) {
     if (const Outcome outcome = GetLimits().Spend(1, error); !outcome) return outcome;
-    return m_interpreter->dispatcher.ApplyUnary(FindIn(GetRegistry().leftUnaryOperators, op), operand, {}, op, error);
+    const UnaryOverloads* const overloads = FindIn(GetRegistry().leftUnaryOperators, op);
+    return m_interpreter->dispatcher.ApplyUnary(overloads, Operand::Flattened(operand), {}, op, error).ToObject();
 }
 
 s_refptr<Symbol> State::ApplyRightUnaryOperator(std::string_view op, const s_refptr<Symbol>& operand, s_str& error) {
     if (const Outcome outcome = GetLimits().Spend(1, error); !outcome) return outcome;
-    return m_interpreter->dispatcher.ApplyUnary(FindIn(GetRegistry().rightUnaryOperators, op), operand, op, {}, error);
+    const UnaryOverloads* const overloads = FindIn(GetRegistry().rightUnaryOperators, op);
+    return m_interpreter->dispatcher.ApplyUnary(overloads, Operand::Flattened(operand), op, {}, error).ToObject();
 }
 
 const Registry& State::GetRegistry() const { return m_interpreter->language.GetRegistry(); }

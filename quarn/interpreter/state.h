@@ -57,8 +57,8 @@ public:
     /// The value of a symbol; null if there is none.
     s_refptr<Symbol> Get(std::string_view name) const;
     /// Gives a symbol the value, under the name of the symbol. Fails, and changes nothing, if the value is null, or if
-    /// the name has characters other than letters and digits or belongs to a function or constructor. A name that a
-    /// literal test accepts, such as "2", is stored but hidden by the literal.
+    /// the name is empty, has characters other than letters and digits, or belongs to a function or constructor. A name
+    /// that a literal test accepts, such as "2", is stored but hidden by the literal.
     Result<s_refptr<Symbol>> Set(std::string_view name, s_refptr<Symbol> value);
     /// False if there is none.
     bool Erase(std::string_view name);

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstdint>
-#include <functional>
 #include <map>
 
 #include "quarn/interpreter/operand.h"
@@ -44,9 +43,14 @@ private:
         Map::value_type* symbol = nullptr;
         Operand nameless; ///< what `Read` returns, once it was called
     };
-    static constexpr std::size_t SlotCount = 256; ///< a few times the names in use at a time; twelve kilobytes
+    static constexpr std::size_t SlotCount = 1024; ///< several times the number of names in use at once; 56 KB
 
-    static std::size_t SlotOf(std::string_view name) { return std::hash<std::string_view>()(name) % SlotCount; }
+    /// Names that are numbered in decimal, like x1 to x50, get different slots.
+    static std::size_t SlotOf(std::string_view name) {
+        std::size_t slot = 0;
+        for (const char character : name) slot = 10 * slot + static_cast<unsigned char>(character);
+        return slot % SlotCount;
+    }
 
     /// The slot that caches the symbol from now on; null if there is none.
     Recent* FindRecent(std::string_view name);

@@ -53,15 +53,19 @@ Reference::Reference(const Reference&) = default;
 Reference::~Reference() = default;
 
 s_refptr<Symbol> Reference::Resolve(const s_refptr<Symbol>& value, s_str& error) {
-    const Reference* const reference = As<Reference>(*value);
-    if (!reference) return value;
-    s_refptr<Symbol> resolved;
-    const Outcome outcome = reference->Follow(resolved, error);
-    if (outcome) return resolved;
-    return outcome.IsAbandoned() ? nullptr : value;
+    return As<Reference>(*value) ? Resolve(Operand(value), error).ToObject() : value;
 }
 
-Outcome Reference::Follow(s_refptr<Symbol>& value, s_str& error) const {
+Operand Reference::Resolve(const Operand& value, s_str& error) {
+    const Reference* const reference = In(value);
+    if (!reference) return value;
+    Operand resolved;
+    const Outcome outcome = reference->Follow(resolved, error);
+    if (outcome) return resolved;
+    return outcome.IsAbandoned() ? Operand() : value;
+}
+
+Outcome Reference::Follow(Operand& value, s_str& error) const {
     if (m_expression->GetLength() == 0) return Outcome::Failed;
     Interpreter& interpreter = Interpreter::Of(*m_state);
     Limits& limits = interpreter.limits;
@@ -79,14 +83,14 @@ Outcome Reference::Follow(s_refptr<Symbol>& value, s_str& error) const {
         }
     }
     if (!value) return limits.Abandon(error, reason);
-    value = Resolve(value, error);
+    if (In(value)) value = Resolve(value, error);
     return value ? Outcome::WentOn : Outcome::Abandoned;
 }
 
-s_refptr<Symbol> Reference::Evaluate() const {
-    s_refptr<Symbol> value;
+Operand Reference::Evaluate() const {
+    Operand value;
     Limits::PrivateError unseen(Interpreter::Of(*m_state).limits);
-    return Follow(value, unseen.text) ? value : nullptr;
+    return Follow(value, unseen.text) ? value : Operand();
 }
 
 s_str Reference::ToString() const { return TextWriter::TextOf(*this, &m_state->GetLimits()); }
@@ -95,7 +99,7 @@ Outcome Reference::WriteTo(TextWriter& writer) const {
     if (m_expression->GetLength() == 0) return writer.Append(EmptyText); // without its name
     if (const Outcome outcome = writer.AppendName(GetName()); !outcome) return outcome;
     const TextWriter::Result result(writer, *m_expression, m_state->GetLimits());
-    const s_refptr<Symbol> value = result.IsCircle() ? nullptr : Evaluate();
+    const s_refptr<Symbol> value = result.IsCircle() ? nullptr : Evaluate().ToObject();
     if (const Outcome outcome = writer.CheckStopped(); !outcome) return outcome;
     if (!value) return writer.Append(*m_expression);
     if (const Reference* last = As<Reference>(*value)) return writer.Append(*last->GetUnevaluatedExpression());
@@ -103,8 +107,8 @@ Outcome Reference::WriteTo(TextWriter& writer) const {
 }
 
 const s_str& Reference::GetType() const {
-    const s_refptr<Symbol> value = Evaluate();
-    return value ? TypeOfResolved(*value) : TypeNameOf<Reference>();
+    const Operand value = Evaluate();
+    return value ? TypeOfResolved(value) : TypeNameOf<Reference>();
 }
 
 s_refptr<Expression> Reference::GetUnevaluatedExpression() const {

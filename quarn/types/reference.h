@@ -1,5 +1,6 @@
 #pragma once
 
+#include "quarn/interpreter/operand.h"
 #include "quarn/types/value.h"
 
 namespace Quarn {
@@ -25,9 +26,17 @@ public:
     /// Follows the references from a value: gives a value that is no reference, or the last reference on the way if
     /// that cannot be evaluated. Each one is evaluated once. Null, with a message, only if an evaluation was abandoned.
     static s_refptr<Symbol> Resolve(const s_refptr<Symbol>& value, s_str& error);
+    static Operand Resolve(const Operand& value, s_str& error);
     /// The type of a resolved value: if it is still a reference, it could not be evaluated.
     static const s_str& TypeOfResolved(const Symbol& value) {
         return As<Reference>(value) ? TypeNameOf<Reference>() : value.GetType();
+    }
+    static const s_str& TypeOfResolved(const Operand& value) {
+        return value.GetFlatType() ? *value.GetFlatType()->name : TypeOfResolved(*value.GetObject());
+    }
+    /// The operand as a reference; null if it is none.
+    static const Reference* In(const Operand& operand) {
+        return operand.GetObject() ? As<Reference>(*operand.GetObject()) : nullptr;
     }
 
     s_str ToString() const override;
@@ -45,9 +54,9 @@ public:
 
 private:
     /// Evaluates it and the references that it leads to. Fails without a message if it cannot be evaluated.
-    Outcome Follow(s_refptr<Symbol>& value, s_str& error) const;
+    Outcome Follow(Operand& value, s_str& error) const;
     /// The value that it leads to; null if it cannot be evaluated.
-    s_refptr<Symbol> Evaluate() const;
+    Operand Evaluate() const;
 
     s_refptr<Expression> m_expression;
     State* m_state;
