@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <optional>
 #include <sstream>
 
 #include <quarn/quarn.h>
@@ -392,12 +393,89 @@ TEST_F(Embedding, FormulasFollowWhatTheyDependOn) {
     expect("\tError : No match for operator 'Scalar + Vector' in :\n\t        \t3 + <400>");
 }
 
-TEST_F(Embedding, ImpureCallablesAreCalledByEveryEvaluation) {
-    static double calls;
-    calls = 0;
-    Binding(state).Function("calls", [] { return ++calls; });
-    Formula formula(state, "calls+0");
-    for (int i = 0; i < 5; ++i) EXPECT_EQ(*formula.Evaluate<double>(), i + 1);
+TEST_F(Embedding, FormulasNoticeEveryChange) {
+    static State* changed;
+    changed = &state;
+    Binding bind(state);
+    bind.Function("next", [] { // without a state of its own, so that it could work on words
+        changed->Set("x", *changed->Get<double>("x") + 1);
+        return 0.0;
+    });
+    state.Set("x", 0.0);
+    Formula impure(state, "next+x");
+    for (int i = 1; i < 6; ++i) EXPECT_EQ(*impure.Evaluate<double>(), i);
+
+    Formula pure(state, "f(x)");
+    Binding bindPure(state, Purity::Pure);
+    for (const double y : {1.0, 2.0}) { // the same binding registers again
+        bindPure.Function("f", [](double a) { return a; });
+        for (int i = 0; i < 4; ++i) EXPECT_EQ(*pure.Evaluate<double>(), 5);
+        pure.Bind("x", y);
+        EXPECT_EQ(*pure.Evaluate<double>(), y);
+        pure = Formula(state, "f(x)");
+    }
+    bindPure.Function("f", [](double a) { return -a; });
+    EXPECT_EQ(*pure.Evaluate<double>(), -5);
+}
+
+TEST_F(Embedding, OnlyTheTextOfAFormulaSeesItsVariables) {
+    const double x = 50;
+    state.Set("x", 1.0);
+    Binding(state).Function("symbol", [](State& owner) { return *owner.Evaluate<double>("x"); });
+    Play("r &= symbol()+x");
+    Formula formula(state, "<x, symbol(), r*1, symbol()*x>");
+    formula.Bind("x", x);
+    EXPECT_EQ(state.TextOf(**formula.Evaluate())->Get(), "<50, 1, 2, 50>");
+}
+
+TEST_F(Embedding, AFormulaMayBeReplacedWhileItRuns) {
+    std::optional<Formula> formula;
+    const double x = 3;
+    Binding(state).Function("replace", [&](State& owner) {
+        formula.emplace(owner, "7");
+        return 1.0;
+    });
+    formula.emplace(state, "replace()+x+x");
+    formula->Bind("x", x);
+    EXPECT_EQ(*formula->Evaluate<double>(), 7);
+    EXPECT_EQ(*formula->Evaluate<double>(), 7);
+}
+
+/// Works in its state when it is destroyed.
+struct Last final : Value<Last> {
+    static constexpr std::string_view TypeName = "Last";
+    explicit Last(State& owner) : state(owner) {}
+    Last(const Last& other) : Value(other), state(other.state) {}
+    ~Last() override {
+        state.Erase("x");
+        state.Set("y", 1.0);
+        EXPECT_TRUE(state.Evaluate("y"));
+    }
+    s_str ToString() const override { return "last"; }
+    State& state;
+};
+
+TEST_F(Embedding, DestructorsOfValuesMayUseTheState) {
+    for (const char* line : {"x = 1", "~x", "~"}) {
+        state.Set("x", make_refptr<Last>(state));
+        Play("x");
+        Play(line);
+        state.SetLastResult(nullptr);
+    }
+    EXPECT_EQ(*state.Get<double>("y"), 1);
+}
+
+TEST_F(Embedding, OperationsOfAHostHaveABudgetOfTheirOwn) {
+    const s_refptr<Symbol> one = make_refptr<Scalar>(1);
+    state.GetLimits().SetStepBudget(2);
+    EXPECT_FALSE(state.Evaluate("1+1+1"));
+    s_str error;
+    for (int i = 0; i < 3; ++i) EXPECT_TRUE(state.ApplyBinaryOperator("+", one, one, error)) << error.Get();
+    state.GetLimits().SetTimeLimit(std::chrono::nanoseconds::max());
+    EXPECT_TRUE(state.Evaluate("2"));
+    state.GetLimits().SetDeepestNesting(3);
+    state.GetLimits().SetStepBudget(Limits::Unlimited);
+    EXPECT_EQ(*state.Evaluate<double>("(((1)))"), 1);
 }
 
 TEST_F(Embedding, AStateMayBeGlobal) {

@@ -49,7 +49,7 @@ static std::optional<Number> ReadImaginary(std::string_view text) {
 }
 
 static void RegisterComplex(Quarn::State& state) {
-    Quarn::Binding bind(state, true);
+    Quarn::Binding bind(state, Quarn::Purity::Pure);
     bind.Type<Number>(ReadImaginary, [](double real, double imaginary) { return Number(real, imaginary); });
 
     bind.Binary("+", [](const Number& a, const Number& b) { return a + b; });

@@ -23,11 +23,18 @@ template <class T> struct Conversion {
     static const T& Read(const T& value) { return value; }
 };
 
+/// Whether flat values hold the C++ type itself.
+template <class T> constexpr bool IsFlat = [] {
+    if constexpr (requires { typename Conversion<T>::Class::Flat; })
+        return std::is_same_v<typename Conversion<T>::Class::Flat, T>;
+    else return false;
+}();
+
 /// The value as a C++ type, or an error if it is of another class.
 template <class T> Result<T> ConvertTo(const Symbol& value) {
     using Class = typename Conversion<T>::Class;
     if (const Class* object = As<Class>(value)) return T(Conversion<T>::Read(*object));
-    return Result<T>::Error("\tError : The value is a " + s_str(value.GetType()) + ", not a " + Class::TypeName);
+    return Result<T>::Error("\tError : The value is a " + s_str(value.GetRealType()) + ", not a " + Class::TypeName);
 }
 
 } // namespace Quarn

@@ -27,7 +27,6 @@ public:
         if (!callable.isPure) ++m_impureCalls;
         return callable;
     }
-    void AddImpureCalls(unsigned count) { m_impureCalls += count; }
     std::uint64_t GetImpureCalls() const { return m_impureCalls; }
     /// Counts the changes of everything that an evaluation depends on.
     std::uint64_t GetChanges() const { return m_symbols.GetChanges() + m_language.GetGeneration(); }

@@ -67,6 +67,7 @@ public:
         if (m_base == 0 && m_operands.capacity() > MostKept) std::vector<Operand>().swap(m_operands);
     }
 
+    s_str& GetError() { return m_error; }
     /// The next steps come from this text, which is at this level of brackets.
     void Begin(Source source, unsigned level) {
         m_source = source;
@@ -139,9 +140,12 @@ private:
 /// Stores the steps in a program.
 class Evaluator::Recorder final : public StepSink {
 public:
-    explicit Recorder(Program& program) : m_program(program) {}
+    Recorder(Program& program, Limits& limits, s_str& error) : m_program(program), m_limits(limits), m_error(error) {}
 
     Outcome Accept(const Step& step) override {
+        constexpr std::size_t StepsBetweenPolls = 1024;
+        if (m_program.steps.size() % StepsBetweenPolls == StepsBetweenPolls - 1)
+            if (const Outcome outcome = m_limits.Poll(m_error); !outcome) return outcome;
         Step& kept = m_program.steps.emplace_back(Program::KeptStep{step, {}, 0}).step;
         m_program.nesting = std::max(m_program.nesting, step.level);
         if (kept.kind == Step::Kind::Fault) {
@@ -159,6 +163,8 @@ public:
 
 private:
     Program& m_program;
+    Limits& m_limits;
+    s_str& m_error;
 };
 
 Outcome Evaluator::Executor::Execute(const Step& step) {
@@ -318,7 +324,9 @@ s_refptr<Symbol> Evaluator::Evaluate(const s_str& name, std::string_view express
     if (m_language.IsTesting()) return FailTesting(error);
     m_language.Bind();
     Executor executor(*this, name, error, allowNew); // a text that is evaluated once needs no program
-    executor.Begin(m_source, 0);                     // it may be a part of this text
+    // Only a part of the text of a formula sees its variables, not what a callable evaluates.
+    const bool isPart = m_source.text && Contains(m_source.text->view, expression);
+    executor.Begin(isPart ? m_source : Source(), 0); // it may be a part of this text
     if (!Parse(expression, m_limits.GetDeepestNesting(), m_language, m_memory, executor)) return nullptr;
     return executor.PopOperand().ToObject();
 }
@@ -344,7 +352,6 @@ Operand Evaluator::EvaluateFormula(Expression& expression, s_str& error) {
     if (known.flatChanges == changes && known.nesting <= m_limits.GetRemainingLevels() &&
         m_limits.SpendQuickly(known.flat.GetStepCount())) {
         const Running running(known);
-        m_dispatcher.AddImpureCalls(known.flat.GetImpureCalls());
         return {known.flat.GetResultType(), known.flat.Run()};
     }
     Executor executor(*this, Nameless(), error, false);
@@ -362,11 +369,12 @@ Outcome Evaluator::RunText(Expression& expression, unsigned level, Executor& exe
     const Program* const kept = expression.program.Get();
     const bool isUsable =
         kept && kept->generation == m_language.GetGeneration() && kept->deepest == m_limits.GetDeepestNesting();
-    if (!isUsable) ParseProgram(expression);
+    if (!isUsable)
+        if (const Outcome outcome = ParseProgram(expression, executor.GetError()); !outcome) return outcome;
 
     Program& program = *expression.program;
     const Running running(program);
-    executor.Begin({&expression.GetSharedText(), program.variables}, level);
+    executor.Begin({&expression.GetSharedText(), program.variables.Get()}, level);
     if (program.references > m_limits.GetRemainingLevels()) {
         Step tooDeep;
         tooDeep.level = program.references;
@@ -417,7 +425,7 @@ Outcome Evaluator::RunParts(Expression& expression, Executor& executor, s_str& e
             parts.push_back({left.expression.Get(), level + left.isBracketed, nullptr});
         } else {
             const Outcome outcome = RunText(*part, level, executor);
-            m_limits.Reach(level + part->program->nesting);
+            if (part->program) m_limits.Reach(level + part->program->nesting);
             if (!outcome) return outcome;
         }
     }
@@ -426,7 +434,7 @@ Outcome Evaluator::RunParts(Expression& expression, Executor& executor, s_str& e
 }
 
 /// Parses a text into a program, for the current language.
-void Evaluator::ParseProgram(Expression& expression) {
+Outcome Evaluator::ParseProgram(Expression& expression, s_str& error) {
     const s_refptr<Program> program = make_refptr<Program>();
     s_refptr<Program> running = expression.program; // a running program must survive
     if (running) program->variables = running->variables;
@@ -437,12 +445,14 @@ void Evaluator::ParseProgram(Expression& expression) {
     const std::string_view text = expression.GetSharedText().view;
     program->generation = m_language.GetGeneration();
     program->deepest = m_limits.GetDeepestNesting();
-    program->references = CountReferences(text);
+    if (!program->variables) program->references = CountReferences(text);
     if (program->references <= program->deepest) {
-        Recorder recorder(*program);
-        (void)Parse(text, program->deepest, m_language, m_memory, recorder); // a fault is one of the steps
+        Recorder recorder(*program, m_limits, error);
+        const Outcome outcome = Parse(text, program->deepest, m_language, m_memory, recorder);
+        if (outcome.IsAbandoned()) return outcome; // any other failure is one of the steps
     }
     expression.program = program;
+    return Outcome::WentOn;
 }
 
 SharedText Evaluator::ShareText(std::string_view text) const {

@@ -39,7 +39,7 @@ private:
 
     Outcome RunText(Expression& expression, unsigned level, Executor& executor);
     Outcome RunParts(Expression& expression, Executor& executor, s_str& error);
-    void ParseProgram(Expression& expression);
+    Outcome ParseProgram(Expression& expression, s_str& error);
 
     State& m_state;
     Limits& m_limits;

@@ -31,17 +31,17 @@ struct Program {
         std::uint64_t changes = 0; ///< the `SymbolTable::GetChanges` for which a symbol's value holds
     };
     std::vector<KeptStep> steps;
-    s_str message;                             ///< of the fault that ends them
-    const BoundVariables* variables = nullptr; ///< owned by the formula; null for the expression of a reference
-    unsigned generation = 0;                   ///< of the language that it was parsed in; 0 if it must be parsed
-    unsigned deepest = 0;                      ///< the nesting limit that it was parsed with
-    unsigned nesting = 0;                      ///< the deepest level of brackets among its steps
-    unsigned references = 0;                   ///< how many levels of references it certainly evaluates
-    unsigned runs = 0;                         ///< how many evaluations of it are under way
-    FlatProgram flat;                          ///< of a formula, see `Evaluator::EvaluateFormula`
-    std::uint64_t flatChanges = 0;             ///< the `Dispatcher::GetChanges` for which `flat` holds; 0 for none
-    std::uint64_t lastChanges = 0;             ///< the `Dispatcher::GetChanges` of the last evaluation
-    s_refptr<Program> before;                  ///< a program that this one replaced while it was running
+    s_str message;                            ///< of the fault that ends them
+    s_refptr<const BoundVariables> variables; ///< of a formula; null for a reference
+    unsigned generation = 0;                  ///< of the language that it was parsed in; 0 if it must be parsed
+    unsigned deepest = 0;                     ///< the nesting limit that it was parsed with
+    unsigned nesting = 0;                     ///< the deepest level of brackets among its steps
+    unsigned references = 0;                  ///< how many levels of references it certainly evaluates
+    unsigned runs = 0;                        ///< how many evaluations of it are under way
+    FlatProgram flat;                         ///< of a formula, see `Evaluator::EvaluateFormula`
+    std::uint64_t flatChanges = 0;            ///< the `Dispatcher::GetChanges` for which `flat` holds; 0 for none
+    std::uint64_t lastChanges = 0;            ///< the `Dispatcher::GetChanges` of the last evaluation
+    s_refptr<Program> before;                 ///< a program that this one replaced while it was running
 };
 
 /// What a reference or a formula evaluates: a text, or an operation on two other expressions. An operation means the

@@ -38,7 +38,6 @@ template <class Take> bool WithCallable(const Step& step, const FlatTypes& types
 
 bool FlatProgram::Translate(const Program& program) {
     m_steps.clear();
-    m_impureCalls = 0;
     FlatTypes types; // of the operands on the stack
     for (const auto& [step, value, changes] : program.steps) {
         const bool isVariable = step.kind == Quarn::Step::Kind::Variable;
@@ -49,11 +48,10 @@ bool FlatProgram::Translate(const Program& program) {
             continue;
         }
         const bool isFlat = WithCallable(step, types, [&](const auto& callable, unsigned operandCount) {
-            if (!callable.flat) return false;
+            if (!callable.flat || !callable.isPure) return false; // an impure one might change a symbol
             m_steps.push_back({callable.flat.call, operandCount, nullptr, 0});
             types.resize(types.size() - operandCount);
             types.push_back(callable.flat.result);
-            m_impureCalls += !callable.isPure;
             return true;
         });
         if (!isFlat) return false;

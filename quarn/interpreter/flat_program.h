@@ -19,8 +19,6 @@ public:
 
     const FlatType& GetResultType() const { return *m_result; }
     std::size_t GetStepCount() const { return m_steps.size(); }
-    /// The number of calls to callables that are not registered as pure.
-    unsigned GetImpureCalls() const { return m_impureCalls; }
 
 private:
     struct Step {
@@ -33,7 +31,6 @@ private:
 
     std::vector<Step> m_steps;
     const FlatType* m_result = nullptr;
-    unsigned m_impureCalls = 0;
 };
 
 } // namespace Quarn

@@ -7,14 +7,15 @@ namespace Quarn {
 
 struct FormulaParts {
     s_refptr<Expression> expression;
-    BoundVariables variables;
+    s_refptr<BoundVariables> variables;
 };
 
 Formula::Formula(State& state, std::string_view expression)
     : m_state(&state), m_parts(std::make_unique<FormulaParts>()) {
     m_parts->expression = make_refptr<Expression>(expression);
     m_parts->expression->program = make_refptr<Program>();
-    m_parts->expression->program->variables = &m_parts->variables;
+    m_parts->variables = make_refptr<BoundVariables>();
+    m_parts->expression->program->variables = m_parts->variables;
 }
 
 Formula::~Formula() = default;
@@ -24,8 +25,10 @@ Formula& Formula::operator=(Formula&&) noexcept = default;
 bool Formula::Bind(std::string_view name, const FlatType& type, const void* variable, Word (*read)(const void*)) {
     s_str unseen;
     if (name.empty() || !m_state->CheckSymbolName(name, unseen)) return false;
-    m_parts->variables.insert_or_assign(name, BoundVariable{&type, variable, read});
-    m_parts->expression->program->generation = 0; // an earlier parse took the name for a symbol
+    m_parts->variables->insert_or_assign(name, BoundVariable{&type, variable, read});
+    Program& program = *m_parts->expression->program;
+    program.flatChanges = program.lastChanges = 0;
+    program.generation = 0; // an earlier parse took the name for a symbol
     return true;
 }
 
@@ -38,7 +41,8 @@ Formula::Value::Value(Formula& formula, bool isResolved) {
         (void)interpreter.limits.AbandonTooDeep(error);
         return;
     }
-    const Operand operand = interpreter.evaluator.EvaluateFormula(*formula.m_parts->expression, error);
+    const s_refptr<Expression> expression = formula.m_parts->expression; // a callable may destroy the formula
+    const Operand operand = interpreter.evaluator.EvaluateFormula(*expression, error);
     type = operand.GetFlatType();
     word = operand.GetWord();
     if (const s_refptr<Symbol>& value = operand.GetObject())

@@ -19,7 +19,7 @@ struct FormulaParts;
 /// text show when it is evaluated. Every evaluation starts with the full limits of the state.
 class QUARN_API Formula {
 public:
-    /// The state is not owned and must outlive the formula.
+    /// The state is not owned and must outlive the formula. After a move only destruction and assignment are allowed.
     Formula(State& state, std::string_view expression);
     ~Formula();
     Formula(Formula&&) noexcept;
@@ -30,7 +30,7 @@ public:
     /// owned. A later variable replaces an earlier one. Fails for a name that no symbol may have.
     template <class T> bool Bind(std::string_view name, const T& variable) {
         using Class = typename Conversion<T>::Class;
-        static_assert(std::is_same_v<typename Class::Flat, T>);
+        static_assert(IsFlat<T>);
         return Bind(name, FlatTypeOf<Class>(), &variable,
                     [](const void* address) { return ToWord(*static_cast<const T*>(address)); });
     }
@@ -42,7 +42,7 @@ public:
     template <class T> Result<T> Evaluate() {
         using Class = typename Conversion<T>::Class;
         const Value value(*this, true);
-        if constexpr (requires { typename Class::Flat; }) {
+        if constexpr (IsFlat<T>) {
             if (value.type == &FlatTypeOf<Class>()) return FromWord<T>(value.word);
         }
         const Result<s_refptr<Symbol>> object = value.ToResult();

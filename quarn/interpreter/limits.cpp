@@ -33,7 +33,11 @@ bool Limits::HasRoomFor(std::string_view text) const { return Brackets::NestingO
 void Limits::Begin() {
     m_deepestReached = OutermostDepth;
     m_stopped = m_isCancelled && *m_isCancelled ? Cancelled : nullptr;
-    if (m_timeLimit) m_deadline = std::chrono::steady_clock::now() + *m_timeLimit;
+    m_deadline = std::chrono::steady_clock::time_point::max();
+    if (m_timeLimit) {
+        const auto now = std::chrono::steady_clock::now();
+        if (*m_timeLimit < m_deadline - now) m_deadline = now + *m_timeLimit;
+    }
     m_stepsToCheck = 0;
     m_stepsBeyond = m_stepBudget;
     if (!m_stopped) TakePortion();
@@ -51,7 +55,9 @@ Outcome Limits::SpendSlowly(std::uint64_t steps, s_str& error) {
     if (!m_stopped) {
         if (steps > m_stepsBeyond) m_stopped = TooManySteps;
         else if (m_isCancelled && *m_isCancelled) m_stopped = Cancelled;
-        else if (m_timeLimit && std::chrono::steady_clock::now() >= m_deadline) m_stopped = TooMuchTime;
+        else if (m_deadline != std::chrono::steady_clock::time_point::max() &&
+                 std::chrono::steady_clock::now() >= m_deadline)
+            m_stopped = TooMuchTime;
     }
     if (m_stopped) return Abandon(error, m_stopped);
     if (m_stepsBeyond != Unlimited) m_stepsBeyond -= steps;

@@ -33,7 +33,7 @@ public:
     /// No step limit.
     static constexpr std::uint64_t Unlimited = std::numeric_limits<std::uint64_t>::max();
 
-    // --- For hosts. Changes take effect with the next statement or evaluation.
+    // --- For hosts. Changes take effect with the next statement or evaluation, but for the nesting.
 
     /// How many steps a statement may take: operands, operators, elements of a vector that is built or shown,
     /// characters of an expression that is shown or rewritten.
@@ -68,6 +68,16 @@ public:
     private:
         Limits& m_limits;
     };
+    /// Starts the budget of an evaluation unless one is under way, as the outermost level does.
+    class Entry {
+    public:
+        explicit Entry(Limits& limits) {
+            if (limits.IsIdle()) m_level.emplace(limits);
+        }
+
+    private:
+        std::optional<Level> m_level;
+    };
     /// Whether the text can be evaluated without nesting too deeply, judging by its brackets. Rejects hopeless texts
     /// early.
     bool HasRoomFor(std::string_view text) const;
@@ -88,6 +98,8 @@ public:
         const unsigned deepest = OutermostDepth + m_deepestNesting;
         return m_depth < deepest ? deepest - m_depth : 0;
     }
+    /// Fails if the time is up, or on cancellation. For work that takes no steps.
+    Outcome Poll(s_str& error) { return SpendSlowly(0, error); }
     /// Takes steps if nothing needs to be checked.
     bool SpendQuickly(std::uint64_t steps) {
         if (steps > m_stepsToCheck) return false;

@@ -44,8 +44,9 @@ Result<s_refptr<Symbol>> State::Set(std::string_view name, s_refptr<Symbol> valu
     if (name.empty()) return Result<s_refptr<Symbol>>::Error("\tError : A symbol needs a name");
     if (!m_interpreter->statements.CheckAssignable(name, error)) return Result<s_refptr<Symbol>>::Error(error);
     if (!value) return Result<s_refptr<Symbol>>::Error("\tError : No value for the symbol '" + s_str(name) + "'");
-    s_refptr<Symbol> named = Symbol::Named(std::move(value), name);
-    m_interpreter->symbols.Exchange(name, named);
+    const s_str key = name; // it may be a part of the name that the value has
+    s_refptr<Symbol> named = Symbol::Named(std::move(value), key);
+    m_interpreter->symbols.Exchange(key, named);
     return named;
 }
 
@@ -75,11 +76,14 @@ s_refptr<Symbol> State::ParseSymbol(const s_str& name, std::string_view expressi
 
 Result<s_refptr<Symbol>> State::EvaluateAndResolve(std::string_view expression) {
     const Limits::Level level(GetLimits()); // one budget for both
-    const Result<s_refptr<Symbol>> value = Evaluate(expression);
-    return value ? Resolve(*value) : value;
+    s_str error;
+    s_refptr<Symbol> value =
+        level ? m_interpreter->evaluator.Evaluate("", expression, error, false) : GetLimits().AbandonTooDeep(error);
+    if (value) value = Reference::Resolve(value, error);
+    return value ? Result(std::move(value)) : Result<s_refptr<Symbol>>::Error(std::move(error));
 }
 
-Result<s_refptr<Symbol>> State::Resolve(const s_refptr<Symbol>& value) {
+Result<s_refptr<Symbol>> State::Resolve(s_refptr<Symbol> value) {
     const Limits::Level level(GetLimits());
     s_str error;
     s_refptr<Symbol> resolved = Reference::Resolve(value, error);
@@ -153,18 +157,21 @@ bool State::SplitArguments(std::vector<std::string_view>& arguments, std::string
 
 s_refptr<Symbol> State::ApplyBinaryOperator(std::string_view op, const s_refptr<Symbol>& left,
                                             const s_refptr<Symbol>& right, s_str& error) {
+    const Limits::Entry entry(GetLimits());
     if (const Outcome outcome = GetLimits().Spend(1, error); !outcome) return outcome;
     return m_interpreter->dispatcher.ApplyBinary(op, Operand::Flattened(left), Operand::Flattened(right), error)
         .ToObject();
 }
 
 s_refptr<Symbol> State::ApplyLeftUnaryOperator(std::string_view op, const s_refptr<Symbol>& operand, s_str& error) {
+    const Limits::Entry entry(GetLimits());
     if (const Outcome outcome = GetLimits().Spend(1, error); !outcome) return outcome;
     const UnaryOverloads* const overloads = FindIn(GetRegistry().leftUnaryOperators, op);
     return m_interpreter->dispatcher.ApplyUnary(overloads, Operand::Flattened(operand), {}, op, error).ToObject();
 }
 
 s_refptr<Symbol> State::ApplyRightUnaryOperator(std::string_view op, const s_refptr<Symbol>& operand, s_str& error) {
+    const Limits::Entry entry(GetLimits());
     if (const Outcome outcome = GetLimits().Spend(1, error); !outcome) return outcome;
     const UnaryOverloads* const overloads = FindIn(GetRegistry().rightUnaryOperators, op);
     return m_interpreter->dispatcher.ApplyUnary(overloads, Operand::Flattened(operand), op, {}, error).ToObject();

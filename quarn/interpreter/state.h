@@ -76,8 +76,8 @@ public:
     s_refptr<Symbol> ParseSymbol(const s_str& name, std::string_view expression, s_str& error, s_bool allowNew);
     /// Follows the references from a value: gives a value that is no reference, or the last reference on the way if
     /// that cannot be evaluated. Each one is evaluated once.
-    Result<s_refptr<Symbol>> Resolve(const s_refptr<Symbol>& value);
-    /// The display text of a value.
+    Result<s_refptr<Symbol>> Resolve(s_refptr<Symbol> value);
+    /// The display text of a value. Hold the value meanwhile: what its references evaluate may erase symbols.
     Result<s_str> TextOf(const Symbol& value);
 
     // The same for plain C++ types with a `Conversion`: `state.Set("x", 2.5)`, `state.Evaluate<double>("2*x")`.

@@ -1,5 +1,6 @@
 #include "quarn/interpreter/symbol_table.h"
 
+#include <memory>
 #include <utility>
 
 #include "quarn/types/symbol.h"
@@ -31,6 +32,8 @@ const Operand* SymbolTable::Read(std::string_view name) {
     return &recent->nameless;
 }
 
+// Values that are replaced or erased are destroyed last: a destructor may use the table.
+
 s_refptr<Symbol> SymbolTable::Exchange(std::string_view name, s_refptr<Symbol> value) {
     ++m_changes;
     Recent* const recent = FindRecent(name);
@@ -38,28 +41,31 @@ s_refptr<Symbol> SymbolTable::Exchange(std::string_view name, s_refptr<Symbol> v
         m_map.emplace(name, std::move(value));
         return nullptr;
     }
-    recent->nameless = {};
+    const Operand nameless = std::exchange(recent->nameless, {});
     return std::exchange(recent->symbol->second, std::move(value));
 }
 
 void SymbolTable::SetLastResult(s_refptr<Symbol> value) {
     ++m_changes;
-    m_recent[SlotOf(LastResultName)] = {};
-    m_lastResult = std::move(value);
+    const Recent recent = std::exchange(m_recent[SlotOf(LastResultName)], {});
+    m_lastResult.Swap(value);
 }
 
 void SymbolTable::Erase(std::string_view name) {
     if (name == LastResultName) return;
     ++m_changes;
-    m_recent[SlotOf(name)] = {};
+    const Recent recent = std::exchange(m_recent[SlotOf(name)], {});
     const auto found = m_map.find(name);
-    if (found != m_map.end()) m_map.erase(found);
+    if (found != m_map.end()) const auto erased = m_map.extract(found);
 }
 
 void SymbolTable::EraseAll() {
     ++m_changes;
-    m_recent.fill({});
-    std::erase_if(m_map, [](const auto& symbol) { return symbol.first != LastResultName; });
+    const auto recent = std::make_unique<std::array<Recent, SlotCount>>();
+    recent->swap(m_recent);
+    Map erased;
+    erased.swap(m_map);
+    m_map.insert(erased.extract(erased.find(LastResultName)));
 }
 
 } // namespace Quarn

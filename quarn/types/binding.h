@@ -11,6 +11,9 @@
 
 namespace Quarn {
 
+/// Whether callables are pure, see `Registered::isPure`.
+enum class Purity { Impure, Pure };
+
 /// Registers plain C++ callables as operators, functions and constructors. The number and types of the operands are
 /// deduced from the callable; values are wrapped and unwrapped here, once.
 ///
@@ -26,7 +29,7 @@ namespace Quarn {
 class Binding {
 public:
     /// With `arePure` the callables are registered as pure, see `Registered`.
-    explicit Binding(State& state, bool arePure = false) : m_registry(state.EditRegistry()), m_arePure(arePure) {}
+    explicit Binding(State& state, Purity purity = Purity::Impure) : m_state(state), m_purity(purity) {}
 
     /// An operator written between its operands.
     template <class Callable> void Binary(const s_str& op, Callable callable) {
@@ -34,7 +37,7 @@ public:
         static_assert(Shape::Count == 2);
         Shape::ForEachOverload([&](const auto& types) {
             Register<Shape>(
-                m_registry.binaryOperators[op][types[0]][types[1]], callable, types,
+                m_state.EditRegistry().binaryOperators[op][types[0]][types[1]], callable, types,
                 [callable](State& state, const s_refptr<Symbol>& left, const s_refptr<Symbol>& right, s_str& error) {
                     return Shape::Call(callable, state, std::array{left.Get(), right.Get()}, error);
                 });
@@ -43,19 +46,19 @@ public:
 
     /// An operator written before its operand.
     template <class Callable> void RightUnary(const s_str& op, Callable callable) {
-        RegisterUnary(m_registry.rightUnaryOperators[op], std::move(callable));
+        RegisterUnary(m_state.EditRegistry().rightUnaryOperators[op], std::move(callable));
     }
 
     /// An operator written after its operand.
     template <class Callable> void LeftUnary(const s_str& op, Callable callable) {
-        RegisterUnary(m_registry.leftUnaryOperators[op], std::move(callable));
+        RegisterUnary(m_state.EditRegistry().leftUnaryOperators[op], std::move(callable));
     }
 
     /// A function of any number of arguments and one result.
     template <class Callable> void Function(const s_str& name, Callable callable) {
         using Shape = ShapeOf<Callable>;
         Shape::ForEachOverload([&](const auto& types) {
-            Register<Shape>(m_registry.functions[name][SignatureOf(types)], callable, types,
+            Register<Shape>(m_state.EditRegistry().functions[name][SignatureOf(types)], callable, types,
                             [callable](State& state, const s_ctnr<s_refptr<Symbol>>& arguments,
                                        s_ctnr<s_refptr<Symbol>>& results, s_str& error) -> s_bool {
                                 s_refptr<Symbol> result = CallWith<Shape>(callable, state, arguments, error);
@@ -73,13 +76,14 @@ public:
         using Class = typename Conversion<Plain>::Class;
         using Shape = ShapeOf<Construct>;
         const s_str& type = TypeNameOf<Class>();
-        m_registry.types[type] = [](const s_str& name) {
+        m_state.EditRegistry().types[type] = [](const s_str& name) {
             return Symbol::Named(Conversion<Plain>::Make(Plain()), name);
         };
-        m_registry.literalTests[type] = [read](std::string_view text) { return read(text).has_value(); };
-        m_registry.constantLiterals.insert(type);
-        m_registry.constructors[type] = [read, construct](State& state, const s_str& name, std::string_view text,
-                                                          s_bool isLiteral, s_str& error) -> s_refptr<Symbol> {
+        m_state.EditRegistry().literalTests[type] = [read](std::string_view text) { return read(text).has_value(); };
+        m_state.EditRegistry().constantLiterals.insert(type);
+        m_state.EditRegistry().constructors[type] = [read, construct](State& state, const s_str& name,
+                                                                      std::string_view text, s_bool isLiteral,
+                                                                      s_str& error) -> s_refptr<Symbol> {
             s_refptr<Symbol> value =
                 isLiteral ? Conversion<Plain>::Make(*read(text)) : ConstructFrom<Shape>(construct, state, text, error);
             return value ? Symbol::Named(std::move(value), name) : nullptr;
@@ -90,7 +94,7 @@ private:
     template <class Shape, class Callable, class Entry, class Types, class Wrapped>
     void Register(Entry& entry, const Callable&, const Types& types, Wrapped wrapped) {
         entry = std::move(wrapped);
-        entry.isPure = m_arePure;
+        entry.isPure = m_purity == Purity::Pure;
         if (types == Shape::TypeNames()) entry.flat = Shape::template Flat<Callable>();
     }
 
@@ -201,12 +205,6 @@ private:
         }
 
     private:
-        template <class T> static constexpr bool IsFlat = [] {
-            if constexpr (requires { typename Conversion<T>::Class::Flat; })
-                return std::is_same_v<typename Conversion<T>::Class::Flat, T>;
-            else return false;
-        }();
-
         template <class Converted> struct Promoted { using Classes = std::tuple<>; };
         template <class Converted>
         requires requires { typename Converted::PromotedFrom; }
@@ -252,8 +250,8 @@ private:
     };
     template <class Callable> using ShapeOf = ShapeOfFunction<decltype(std::function(std::declval<Callable>()))>;
 
-    Registry& m_registry;
-    const bool m_arePure;
+    State& m_state;
+    const Purity m_purity;
 };
 
 } // namespace Quarn

@@ -128,7 +128,7 @@ void Scalar::Register(State& state) {
     registry.constructors[TypeNameOf<Scalar>()] = Pure<Constructor>(FromText);
 
     // clang-format off
-    Binding bind(state, true);
+    Binding bind(state, Purity::Pure);
     bind.RightUnary("!", Factorial);
 
     bind.Binary("*", [](double a, double b) { return a * b; });

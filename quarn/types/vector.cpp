@@ -150,7 +150,7 @@ void Vector::Register(State& state) {
     };
     registry.constructors[TypeNameOf<Vector>()] = Pure<Constructor>(CreateFrom);
 
-    Binding bind(state, true);
+    Binding bind(state, Purity::Pure);
     bind.Binary("*", ScaleFromLeft);
     bind.Binary("*", ScaleFromRight);
     bind.Binary("+", Add);
@@ -164,6 +164,8 @@ void Vector::Register(State& state) {
 
 s_refptr<Symbol> Vector::CreateFrom(State& state, const s_str& name, std::string_view text, s_bool isLiteral,
                                     s_str& error) {
+    // Splitting reads all of the text, once for each vector around it.
+    if (const Outcome outcome = state.GetLimits().Poll(error); !outcome) return outcome;
     if (isLiteral) text = text.substr(1, text.size() - 2);
     std::vector<std::string_view> elementTexts;
     if (!state.SplitArguments(elementTexts, text, error)) return nullptr;

@@ -149,7 +149,7 @@ private:
             if (!hasPlainOperators && !choices.Below(3)) priorities[op] = choices.Below(6);
         s_str error;
         m_state.SetOperatorPriorities(priorities, error); // fails if one begins with another
-        Binding bind(m_state, true);
+        Binding bind(m_state, Purity::Pure);
         for (const auto& [op, priority] : m_state.GetOperatorPriorities()) {
             if (choices.Below(2)) bind.Binary(op, [](double a, double b) { return a * 2 - b; });
             if (choices.Below(3) == 0) bind.RightUnary(op, [](double a) { return a + 1; });
