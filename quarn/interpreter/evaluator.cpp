@@ -167,6 +167,8 @@ private:
     s_str& m_error;
 };
 
+/// Literals, symbols and operators give their value the name that was asked for; functions and constructors do not, so
+/// `x = sqrt(4)` shows "2". Pinned by the transcript "statements".
 Outcome Evaluator::Executor::Execute(const Step& step) {
     const s_str& name = step.isLast ? m_name : Nameless();
     switch (step.kind) {

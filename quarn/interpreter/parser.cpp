@@ -14,10 +14,10 @@
 //                    arguments, else a constructor, else new or unknown
 //   literal          what exactly one literal test accepts
 //   digits or _      a name as above that no literal test accepted, or the last result
-//   object [ index ] from the first "[" to the first "]", in this order; the rest of the piece is ignored. Not for a
-//                    piece with a "(", so `v[sqrt(4)]` is a call of `v[sqrt`
-//   name ( a, b )    from the first "(" to its partner; the rest of the piece is ignored. A function of values, or a
-//                    constructor, which gets the text between the parentheses
+//   name ( a, b )    if it has a "(" anywhere, so `v[sqrt(4)]` is a call of `v[sqrt`: from the first "(" to its
+//                    partner; the rest is ignored. A function of values, or a constructor, which gets the text between
+//                    the parentheses
+//   object [ index ] from the first "[" to the first "]", in this order; the rest is ignored
 // and an error otherwise.
 //
 // Read from the left, an operator waits for its right side until an operator comes that binds no more tightly, or the
@@ -103,7 +103,7 @@ private:
     Outcome OpenText(std::string_view text, Place place);
     Outcome OpenPiece(std::string_view piece, Place place);
     Outcome OpenIndexing(std::string_view piece, Place place);
-    Outcome OpenCall(std::string_view piece, std::size_t bracket, Place place);
+    Outcome OpenCall(std::string_view piece, std::size_t parenthesis, Place place);
     Outcome Continue();
     Outcome ContinueText();
     Outcome ContinueIndexing();
@@ -208,8 +208,8 @@ Outcome Parser::OpenPiece(std::string_view piece, Place place) {
         if (literal) return EmitLiteral(piece, *literal, place);
     }
     if (isName || piece == "_") return EmitName(piece, place);
-    const std::size_t bracket = piece.find('(');
-    return bracket == std::string_view::npos ? OpenIndexing(piece, place) : OpenCall(piece, bracket, place);
+    const std::size_t parenthesis = piece.find('(');
+    return parenthesis == std::string_view::npos ? OpenIndexing(piece, place) : OpenCall(piece, parenthesis, place);
 }
 
 Outcome Parser::OpenIndexing(std::string_view piece, Place place) {
@@ -232,11 +232,11 @@ Outcome Parser::ContinueIndexing() {
     return EmitOperator(Step::Kind::Index, m_operators.Find("[]"), "[]", place);
 }
 
-Outcome Parser::OpenCall(std::string_view piece, std::size_t bracket, Place place) {
-    const std::size_t partner = m_brackets.FindPartner(piece, bracket);
+Outcome Parser::OpenCall(std::string_view piece, std::size_t parenthesis, Place place) {
+    const std::size_t partner = m_brackets.FindPartner(piece, parenthesis);
     if (partner == Brackets::None) return EmitFault(place, Bracket('(').GetFault());
-    const std::string_view name = Trimmed(piece.substr(0, bracket));
-    const std::string_view arguments = piece.substr(bracket + 1, partner - bracket - 1);
+    const std::string_view name = Trimmed(piece.substr(0, parenthesis));
+    const std::string_view arguments = piece.substr(parenthesis + 1, partner - parenthesis - 1);
     const Registry& registry = m_language.GetRegistry();
     if (const FunctionOverloads* functions = FindIn(registry.functions, name)) {
         if (const char* fault = m_brackets.FindFault(arguments, Commas())) return EmitFault(place, fault);

@@ -12,6 +12,8 @@
 // The signs are the first "=", the first ":" and the first "&" of the statement. Names lose the blanks around them,
 // but not after "~" and "?".
 //
+// Only `name = expression` refuses the names of functions and constructors: `pi &= 3` and `pi:Scalar` take them.
+//
 // Each statement is a transaction. Everything that may fail or throw comes first, including the report, then the
 // changes, then the report is printed. Only the text of a new symbol must be made with the symbol in place; `Rollback`
 // undoes that on failure.
@@ -203,7 +205,7 @@ void Statements::DefineSymbol(std::string_view name, std::string_view type, s_st
 void Statements::Erase(std::string_view name, s_str& report) {
     const s_refptr<Symbol>* const symbol = m_symbols.Find(name);
     if (!symbol) return AppendLine(report, "\tError : Unknown symbol '" + s_str(name) + "'");
-    const s_refptr<Symbol> value = *symbol;
+    const s_refptr<Symbol> value = *symbol; // evaluating it may erase the symbol
     const s_str& type = value->GetType();
     if (s_str error; !m_limits.CheckStopped(error)) return AppendLine(report, error);
     AppendLine(report, "\t" + type + " '" + name + "' erased");
@@ -237,7 +239,7 @@ void Statements::Inspect(std::string_view name, s_str& report) {
     } else if (const s_refptr<Symbol>* symbol = m_symbols.Find(name); !symbol) {
         AppendLine(report, "\t'" + s_str(name) + "' is undefined");
     } else {
-        const s_refptr<Symbol> value = *symbol;
+        const s_refptr<Symbol> value = *symbol; // as above
         if (!ReportValue("\t", value->GetType(), *value, report)) return;
     }
     SetLastResult(std::move(empty));

@@ -69,9 +69,10 @@ public:
         });
     }
 
-    /// A value class with its literals and its constructor. `read` gives the plain value of a literal as a
-    /// std::optional, which is empty for any other text; `construct` makes it from the arguments of `Type(a, b)`, which
-    /// are expressions.
+    /// A value class with its literals and its constructor. `read` gives the plain value that a literal stands for, or
+    /// none (a std::optional): then the text is tried as a name, and may become a new symbol. `construct` makes the
+    /// value from the arguments of `Type(a, b)`, which are expressions; like any callable it may take the error text
+    /// last and fail. `Plain()` is the value of `name:Type`.
     template <class Plain, class Read, class Construct> void Type(Read read, Construct construct) {
         using Class = typename Conversion<Plain>::Class;
         using Shape = ShapeOf<Construct>;

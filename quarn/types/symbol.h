@@ -34,7 +34,8 @@ public:
 
     /// The display text of the value; "name = value" for a value that has a name.
     virtual s_str ToString() const { return m_text; }
-    /// The type by which overloads are chosen: the process-wide name under which the type is registered.
+    /// The type by which overloads are chosen: the process-wide name under which the type is registered. A reference is
+    /// evaluated for it, which may erase the symbol that holds it, and may be stopped by a limit.
     virtual const s_str& GetType() const { return TypeNameOf<Symbol>(); }
     /// The type of the object itself.
     virtual const s_str& GetRealType() const { return GetType(); }
