@@ -253,7 +253,7 @@ Outcome Evaluator::Executor::Construct(const Step& step, const s_str& name, bool
     const Constructor& constructor = *step.constructor;
     s_refptr<Symbol> value = (step.isConstant ? constructor : m_evaluator.m_dispatcher.Calling(constructor))(
         m_evaluator.m_state, name, step.text, isLiteral, m_error);
-    return Push(step.isLast ? Operand(std::move(value)) : Operand::Flattened(std::move(value)));
+    return Push(step.isLast ? Operand(std::move(value)) : Operand::Flattened(value));
 }
 
 Outcome Evaluator::Executor::ReadName(const Step& step, const s_str& name) {
@@ -308,7 +308,7 @@ Outcome Evaluator::Executor::Call(const FunctionOverloads& functions, std::strin
     if (!(*function)(m_evaluator.m_state, arguments, results, m_error)) return Push({});
     if (results.Count() != 1)
         return Fail(m_error, "\tError : Multiple return values for function is not yet supported");
-    return Push(Operand::Flattened(std::move(results[0])));
+    return Push(Operand::Flattened(results[0]));
 }
 
 /// The signature of the operands from `first` on, "(Scalar, Scalar)".
