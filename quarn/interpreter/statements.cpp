@@ -164,10 +164,13 @@ void Statements::ParseStatement(std::string_view statement, s_str& report) {
     const auto colon = statement.find(':');
     if (colon != npos)
         return DefineSymbol(Trimmed(statement.substr(0, colon)), Trimmed(statement.substr(colon + 1)), report);
-    if (statement == "~") return EraseAll(report);
-    if (statement.starts_with('~')) return Erase(statement.substr(1), report);
-    if (statement.starts_with('?')) return Inspect(statement.substr(1), report);
-    ShowExpression(statement, report);
+    if (statement.front() != '~' && statement.front() != '?') return ShowExpression(statement, report);
+
+    s_refptr<Symbol> empty = MakeEmptyReference(); // made before anything changes, as memory may run out
+    const bool isDone = statement == "~"             ? EraseAll(report)
+                        : statement.starts_with('~') ? Erase(statement.substr(1), report)
+                                                     : Inspect(statement.substr(1), report);
+    if (isDone) SetLastResult(std::move(empty));
 }
 
 void Statements::AssignReference(std::string_view name, std::string_view expression, s_str& report) {
@@ -202,19 +205,22 @@ void Statements::DefineSymbol(std::string_view name, std::string_view type, s_st
     Define(name, value, factory->first, report);
 }
 
-void Statements::Erase(std::string_view name, s_str& report) {
+bool Statements::Erase(std::string_view name, s_str& report) {
     const s_refptr<Symbol>* const symbol = m_symbols.Find(name);
-    if (!symbol) return AppendLine(report, "\tError : Unknown symbol '" + s_str(name) + "'");
+    if (!symbol) {
+        AppendLine(report, "\tError : Unknown symbol '" + s_str(name) + "'");
+        return false;
+    }
     const s_refptr<Symbol> value = *symbol; // evaluating it may erase the symbol
     const s_str& type = value->GetType();
-    if (s_str error; !m_limits.CheckStopped(error)) return AppendLine(report, error);
-    AppendLine(report, "\t" + type + " '" + name + "' erased");
-    s_refptr<Symbol> empty = MakeEmptyReference();
-    m_symbols.Erase(name);
-    SetLastResult(std::move(empty));
+    s_str error;
+    const Outcome outcome = m_limits.CheckStopped(error);
+    AppendLine(report, outcome ? "\t" + type + " '" + name + "' erased" : error);
+    if (outcome) m_symbols.Erase(name);
+    return static_cast<bool>(outcome);
 }
 
-void Statements::EraseAll(s_str& report) {
+bool Statements::EraseAll(s_str& report) {
     bool isWanted = true;
     if (m_isInteractive) {
         Print("\tWarning : This command will erase all symbols.\n"
@@ -224,25 +230,25 @@ void Statements::EraseAll(s_str& report) {
         std::getline(*m_input, answer);
         isWanted = answer.empty() || answer == "y" || answer == "Y";
     }
-    s_refptr<Symbol> empty = MakeEmptyReference();
     if (isWanted) {
         AppendLine(report, "\tAll symbols erased");
         m_symbols.EraseAll();
     }
-    SetLastResult(std::move(empty));
+    return true;
 }
 
-void Statements::Inspect(std::string_view name, s_str& report) {
-    s_refptr<Symbol> empty = MakeEmptyReference();
+bool Statements::Inspect(std::string_view name, s_str& report) {
     if (name.empty()) {
         report += HelpText();
-    } else if (const s_refptr<Symbol>* symbol = m_symbols.Find(name); !symbol) {
-        AppendLine(report, "\t'" + s_str(name) + "' is undefined");
-    } else {
-        const s_refptr<Symbol> value = *symbol; // as above
-        if (!ReportValue("\t", value->GetType(), *value, report)) return;
+        return true;
     }
-    SetLastResult(std::move(empty));
+    const s_refptr<Symbol>* const symbol = m_symbols.Find(name);
+    if (!symbol) {
+        AppendLine(report, "\t'" + s_str(name) + "' is undefined");
+        return true;
+    }
+    const s_refptr<Symbol> value = *symbol; // evaluating it may erase the symbol
+    return ReportValue("\t", value->GetType(), *value, report);
 }
 
 void Statements::ShowExpression(std::string_view expression, s_str& report) {

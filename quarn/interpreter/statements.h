@@ -34,10 +34,11 @@ private:
     void AssignReference(std::string_view name, std::string_view expression, s_str& report);
     void Assign(std::string_view name, std::string_view expression, s_str& report);
     void DefineSymbol(std::string_view name, std::string_view type, s_str& report);
-    void Erase(std::string_view name, s_str& report);
-    void EraseAll(s_str& report);
-    void Inspect(std::string_view name, s_str& report);
     void ShowExpression(std::string_view expression, s_str& report);
+    // These forms clear the last result, unless they return false.
+    bool Erase(std::string_view name, s_str& report);
+    bool EraseAll(s_str& report);
+    bool Inspect(std::string_view name, s_str& report);
     void Define(std::string_view name, const s_refptr<Symbol>& value, std::string_view type, s_str& report);
     bool ReportValue(std::string_view action, std::string_view type, const Symbol& value, s_str& report);
     s_refptr<Symbol> MakeEmptyReference();
