@@ -78,11 +78,11 @@ Operand Dispatcher::ApplyBinary(const Operator& op, const Operand& left, const O
 }
 
 Operand Dispatcher::ApplyBinary(std::string_view op, const Operand& left, const Operand& right, s_str& error) {
-    m_language.Bind();
+    m_language.Refresh();
     if (const Operator* known = m_language.GetOperators().Find(op)) return ApplyBinary(*known, left, right, error);
     Operator unlisted;
     unlisted.text = op;
-    unlisted.Bind(m_language.GetRegistry());
+    unlisted.LookUp(m_language.GetRegistry());
     return ApplyBinary(unlisted, left, right, error);
 }
 

@@ -324,7 +324,7 @@ s_str Evaluator::Executor::Signature(std::size_t first) const {
 
 s_refptr<Symbol> Evaluator::Evaluate(const s_str& name, std::string_view expression, s_str& error, bool allowNew) {
     if (m_language.IsTesting()) return FailTesting(error);
-    m_language.Bind();
+    m_language.Refresh();
     Executor executor(*this, name, error, allowNew); // a text that is evaluated once needs no program
     // Only a part of the text of a formula sees its variables, not what a callable evaluates.
     const bool isPart = m_source.text && Contains(m_source.text->view, expression);
@@ -391,7 +391,7 @@ Outcome Evaluator::RunText(Expression& expression, unsigned level, Executor& exe
 /// before. Does not recurse, because operations nest without limit; their brackets count as levels, like those of a
 /// text.
 Outcome Evaluator::RunParts(Expression& expression, Executor& executor, s_str& error) {
-    m_language.Bind();
+    m_language.Refresh();
     expression.Update(m_language.GetOperatorsVersion());
     struct Part {
         Expression* expression; ///< null for an operator
@@ -420,8 +420,8 @@ Outcome Evaluator::RunParts(Expression& expression, Executor& executor, s_str& e
             return outcome ? Outcome::Failed : outcome; // without a message: nobody would see it
         }
         if (const Expression::Operation* operation = part->GetOperation()) {
-            const Expression::Operand& left = operation->left;
-            const Expression::Operand& right = operation->right;
+            const Expression::Side& left = operation->left;
+            const Expression::Side& right = operation->right;
             parts.push_back({nullptr, level, &operation->op});
             parts.push_back({right.expression.Get(), level + right.isBracketed, nullptr});
             parts.push_back({left.expression.Get(), level + left.isBracketed, nullptr});
@@ -443,7 +443,7 @@ Outcome Evaluator::ParseProgram(Expression& expression, s_str& error) {
     while (running && running->runs == 0) running = running->before;
     program->before = std::move(running);
 
-    m_language.Bind();
+    m_language.Refresh();
     const std::string_view text = expression.GetSharedText().view;
     program->generation = m_language.GetGeneration();
     program->deepest = m_limits.GetDeepestNesting();

@@ -7,9 +7,7 @@ namespace Quarn {
 Expression::Expression(std::string_view text) : m_text{make_refptr<s_str>(text), {}} { m_text.view = *m_text.whole; }
 
 Expression::Expression(Operation operation) : m_operation(std::make_unique<Operation>(std::move(operation))) {
-    const auto lengthOf = [](const Operand& operand) {
-        return operand.expression->GetLength() + (operand.isBracketed ? 2 : 0);
-    };
+    const auto lengthOf = [](const Side& side) { return side.expression->GetLength() + (side.isBracketed ? 2 : 0); };
     m_operation->length = lengthOf(m_operation->left) + m_operation->op.View().size() + lengthOf(m_operation->right);
 }
 
@@ -17,8 +15,8 @@ Expression::~Expression() {
     s_refptr<Expression> doomed;
     const auto take = [&](Expression& parent) {
         if (!parent.m_operation) return;
-        for (Operand* operand : {&parent.m_operation->left, &parent.m_operation->right}) {
-            s_refptr<Expression> expression = std::move(operand->expression);
+        for (Side* side : {&parent.m_operation->left, &parent.m_operation->right}) {
+            s_refptr<Expression> expression = std::move(side->expression);
             if (!expression.IsUnique() || !expression->m_operation) continue;
             expression->m_operation->next = std::move(doomed);
             doomed = std::move(expression);
@@ -46,10 +44,10 @@ void Expression::AppendTo(s_str& text) const {
             text += part.expression ? part.expression->m_text.view : part.text;
             continue;
         }
-        const auto push = [&](const Operand& operand) { // in reverse, because the last part is taken first
-            if (operand.isBracketed) parts.push_back({nullptr, ")"});
-            parts.push_back({operand.expression.Get(), {}});
-            if (operand.isBracketed) parts.push_back({nullptr, "("});
+        const auto push = [&](const Side& side) { // in reverse, because the last part is taken first
+            if (side.isBracketed) parts.push_back({nullptr, ")"});
+            parts.push_back({side.expression.Get(), {}});
+            if (side.isBracketed) parts.push_back({nullptr, "("});
         };
         push(operation->right);
         parts.push_back({nullptr, operation->op});

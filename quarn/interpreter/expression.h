@@ -48,14 +48,14 @@ struct Program {
 /// text `left op right`, which is built only when needed. All copies of a reference share one expression.
 class Expression {
 public:
-    struct Operand {
+    struct Side {
         s_refptr<Expression> expression;
         bool isBracketed; ///< written in round brackets
     };
     struct Operation {
-        Operand left;
+        Side left;
         s_str op;
-        Operand right;
+        Side right;
         unsigned operatorsVersion;           ///< of the operators under which its text means this operation
         std::size_t length = 0;              ///< of the text
         s_refptr<Expression> next = nullptr; ///< in the list of operations being destroyed

@@ -30,13 +30,13 @@ Outcome Language::SetPriorities(const OperatorPriorities& priorities, s_str& err
     return Outcome::WentOn;
 }
 
-void Language::BindAll() {
-    m_operators.Bind(m_registry);
+void Language::RefreshAll() {
+    m_operators.LookUp(m_registry);
     m_literals.clear();
     for (const auto& [type, test] : m_registry.literalTests)
         m_literals.push_back(
             {&type, &test, FindIn(m_registry.constructors, type), m_registry.constantLiterals.contains(type)});
-    m_boundGeneration = m_generation;
+    m_refreshedGeneration = m_generation;
 }
 
 bool Language::IsLiteral(const Literal& literal, std::string_view text) const {

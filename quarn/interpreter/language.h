@@ -16,7 +16,7 @@ struct Literal {
 class Language {
 public:
     const Registry& GetRegistry() const { return m_registry; }
-    /// For adding entries, until the next `Bind`.
+    /// For adding entries, until the next `Refresh`.
     Registry& EditRegistry() {
         ++m_generation;
         return m_registry;
@@ -31,8 +31,8 @@ public:
     unsigned GetOperatorsVersion() const { return m_operatorsVersion; }
 
     /// Looks up what parsing needs in the registries.
-    void Bind() {
-        if (m_boundGeneration != m_generation && !m_isTesting) BindAll();
+    void Refresh() {
+        if (m_refreshedGeneration != m_generation && !m_isTesting) RefreshAll();
     }
     const Operators& GetOperators() const { return m_operators; }
     /// In ascending order of the types.
@@ -44,14 +44,14 @@ public:
     bool IsTesting() const { return m_isTesting; }
 
 private:
-    void BindAll();
+    void RefreshAll();
 
     Registry m_registry;
     OperatorPriorities m_priorities;
     unsigned m_generation = 1;
     unsigned m_operatorsVersion = 0;
 
-    unsigned m_boundGeneration = 0;
+    unsigned m_refreshedGeneration = 0;
     Operators m_operators;
     std::vector<Literal> m_literals;
     mutable bool m_isTesting = false;

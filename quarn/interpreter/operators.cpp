@@ -5,7 +5,7 @@
 
 namespace Quarn {
 
-void Operator::Bind(const Registry& registry) {
+void Operator::LookUp(const Registry& registry) {
     binary = FindIn(registry.binaryOperators, text);
     leftUnary = FindIn(registry.leftUnaryOperators, text);
     rightUnary = FindIn(registry.rightUnaryOperators, text);
@@ -54,8 +54,8 @@ const Operator* Operators::FindFrom(std::string_view text) const {
     return nullptr;
 }
 
-void Operators::Bind(const Registry& registry) {
-    for (Operator& op : m_operators) op.Bind(registry);
+void Operators::LookUp(const Registry& registry) {
+    for (Operator& op : m_operators) op.LookUp(registry);
 }
 
 } // namespace Quarn

@@ -18,7 +18,7 @@ struct Operator {
     const UnaryOverloads* rightUnary = nullptr;
 
     /// Points to what the registry holds now.
-    void Bind(const Registry& registry);
+    void LookUp(const Registry& registry);
 
     /// The callable for operands of these types, or null. Pass the names that the types themselves hold, which last as
     /// long as the program: the last pair found is cached by address. The cache stays valid because entries of the
@@ -57,7 +57,7 @@ public:
     }
 
     /// Points to what the registry holds now.
-    void Bind(const Registry& registry);
+    void LookUp(const Registry& registry);
 
     /// The number of characters in the longest one.
     std::size_t GetLongest() const { return m_longest; }

@@ -41,14 +41,14 @@ Outcome TextWriter::Count(std::size_t size) {
     return m_limits ? m_limits->Abandon(m_error, m_limit.message) : Fail(m_error, m_limit.message);
 }
 
-TextWriter::Result::Result(TextWriter& writer, const Expression& expression, Limits& limits)
+TextWriter::ExpressionResult::ExpressionResult(TextWriter& writer, const Expression& expression, Limits& limits)
     : m_writer(writer), m_expression(expression), m_isNested(writer.m_isNested), m_outer(writer.m_innermost) {
     if (!writer.m_limits) writer.m_limits = &limits;
     if (m_isNested) writer.m_innermost = this;
 }
 
-bool TextWriter::Result::IsCircle() const {
-    for (const Result* outer = m_outer; outer; outer = outer->m_outer)
+bool TextWriter::ExpressionResult::IsCircle() const {
+    for (const ExpressionResult* outer = m_outer; outer; outer = outer->m_outer)
         if (outer->m_expression.IsSameAs(m_expression)) return true;
     return false;
 }

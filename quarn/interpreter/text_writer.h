@@ -51,22 +51,22 @@ public:
 
     /// The result of an expression while it is written. Meeting the expression again within it is a circle. The
     /// outermost reference does not count: its result reads as that value reads by itself.
-    class Result {
+    class ExpressionResult {
     public:
         /// If there were no limits, these apply from here on.
-        Result(TextWriter& writer, const Expression& expression, Limits& limits);
-        ~Result() {
+        ExpressionResult(TextWriter& writer, const Expression& expression, Limits& limits);
+        ~ExpressionResult() {
             if (m_isNested) m_writer.m_innermost = m_outer;
         }
-        Result(const Result&) = delete;
-        Result& operator=(const Result&) = delete;
+        ExpressionResult(const ExpressionResult&) = delete;
+        ExpressionResult& operator=(const ExpressionResult&) = delete;
         bool IsCircle() const;
 
     private:
         TextWriter& m_writer;
         const Expression& m_expression;
         const bool m_isNested;
-        const Result* const m_outer;
+        const ExpressionResult* const m_outer;
     };
 
 private:
@@ -77,7 +77,7 @@ private:
     s_str& m_error;
     const Limit& m_limit;
     std::size_t m_size = 0;
-    const Result* m_innermost = nullptr;
+    const ExpressionResult* m_innermost = nullptr;
     bool m_isNested = false; ///< writing what is nested in a value
 };
 

@@ -98,7 +98,7 @@ s_str Reference::ToString() const { return TextWriter::TextOf(*this, &m_state->G
 Outcome Reference::WriteTo(TextWriter& writer) const {
     if (m_expression->GetLength() == 0) return writer.Append(EmptyText); // without its name
     if (const Outcome outcome = writer.AppendName(GetName()); !outcome) return outcome;
-    const TextWriter::Result result(writer, *m_expression, m_state->GetLimits());
+    const TextWriter::ExpressionResult result(writer, *m_expression, m_state->GetLimits());
     const s_refptr<Symbol> value = result.IsCircle() ? nullptr : Evaluate().ToObject();
     if (const Outcome outcome = writer.CheckStopped(); !outcome) return outcome;
     if (!value) return writer.Append(*m_expression);
