@@ -80,7 +80,9 @@ public:
     /// Carries out a step of a program; its value may be known.
     Outcome Accept(Program::KeptStep& kept) {
         const Outcome outcome = Pay(kept.step);
-        if (!outcome || !HasValue(kept)) return outcome ? ExecuteKept(kept) : outcome;
+        if (!outcome) return outcome;
+        if (kept.step.kind != Step::Kind::Name && !kept.step.isConstant) return Execute(kept.step);
+        if (!HasValue(kept)) return ExecuteKept(kept);
         m_operands.push_back(kept.value);
         return Outcome::WentOn;
     }
@@ -322,6 +324,29 @@ s_str Evaluator::Executor::Signature(std::size_t first) const {
     return signature;
 }
 
+/// Runs the program of a text at a level of brackets.
+/// Inlined, because evaluation recurses through it: a processor predicts only so many returns, so chains of references
+/// are as fast as their calls are few.
+[[gnu::always_inline]] inline Outcome Evaluator::RunText(Expression& expression, unsigned level, Executor& executor) {
+    const Program* const kept = expression.program.Get();
+    const bool isUsable =
+        kept && kept->generation == m_language.GetGeneration() && kept->deepest == m_limits.GetDeepestNesting();
+    if (!isUsable)
+        if (const Outcome outcome = ParseProgram(expression, executor.GetError()); !outcome) return outcome;
+
+    Program& program = *expression.program;
+    const Running running(program);
+    executor.Begin({&expression.GetSharedText(), program.variables.Get()}, level);
+    if (program.references > m_limits.GetRemainingLevels()) {
+        Step tooDeep;
+        tooDeep.level = program.references;
+        return executor.Accept(tooDeep);
+    }
+    for (Program::KeptStep& step : program.steps)
+        if (const Outcome outcome = executor.Accept(step); !outcome) return outcome;
+    return Outcome::WentOn;
+}
+
 s_refptr<Symbol> Evaluator::Evaluate(const s_str& name, std::string_view expression, s_str& error, bool allowNew) {
     if (m_language.IsTesting()) return FailTesting(error);
     m_language.Refresh();
@@ -364,27 +389,6 @@ Operand Evaluator::EvaluateFormula(Expression& expression, s_str& error) {
         program.runs == 0)
         program.flatChanges = program.flat.Translate(program) ? changes : 0;
     return executor.PopOperand();
-}
-
-/// Runs the program of a text at a level of brackets.
-Outcome Evaluator::RunText(Expression& expression, unsigned level, Executor& executor) {
-    const Program* const kept = expression.program.Get();
-    const bool isUsable =
-        kept && kept->generation == m_language.GetGeneration() && kept->deepest == m_limits.GetDeepestNesting();
-    if (!isUsable)
-        if (const Outcome outcome = ParseProgram(expression, executor.GetError()); !outcome) return outcome;
-
-    Program& program = *expression.program;
-    const Running running(program);
-    executor.Begin({&expression.GetSharedText(), program.variables.Get()}, level);
-    if (program.references > m_limits.GetRemainingLevels()) {
-        Step tooDeep;
-        tooDeep.level = program.references;
-        return executor.Accept(tooDeep);
-    }
-    for (Program::KeptStep& step : program.steps)
-        if (const Outcome outcome = executor.Accept(step); !outcome) return outcome;
-    return Outcome::WentOn;
 }
 
 /// Runs an operation as its text would run: left operand, right operand, operator. Also for a text that has failed

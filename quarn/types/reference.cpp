@@ -52,20 +52,8 @@ Reference::Reference(s_refptr<Expression> expression, State& state)
 Reference::Reference(const Reference&) = default;
 Reference::~Reference() = default;
 
-s_refptr<Symbol> Reference::Resolve(const s_refptr<Symbol>& value, s_str& error) {
-    return As<Reference>(*value) ? Resolve(Operand(value), error).ToObject() : value;
-}
-
-Operand Reference::Resolve(const Operand& value, s_str& error) {
-    const Reference* const reference = In(value);
-    if (!reference) return value;
-    Operand resolved;
-    const Outcome outcome = reference->Follow(resolved, error);
-    if (outcome) return resolved;
-    return outcome.IsAbandoned() ? Operand() : value;
-}
-
-Outcome Reference::Follow(Operand& value, s_str& error) const {
+/// Inlined, because evaluation recurses through it.
+[[gnu::always_inline]] inline Outcome Reference::Follow(Operand& value, s_str& error) const {
     if (m_expression->GetLength() == 0) return Outcome::Failed;
     Interpreter& interpreter = Interpreter::Of(*m_state);
     Limits& limits = interpreter.limits;
@@ -85,6 +73,19 @@ Outcome Reference::Follow(Operand& value, s_str& error) const {
     if (!value) return limits.Abandon(error, reason);
     if (In(value)) value = Resolve(value, error);
     return value ? Outcome::WentOn : Outcome::Abandoned;
+}
+
+s_refptr<Symbol> Reference::Resolve(const s_refptr<Symbol>& value, s_str& error) {
+    return As<Reference>(*value) ? Resolve(Operand(value), error).ToObject() : value;
+}
+
+Operand Reference::Resolve(const Operand& value, s_str& error) {
+    const Reference* const reference = In(value);
+    if (!reference) return value;
+    Operand resolved;
+    const Outcome outcome = reference->Follow(resolved, error);
+    if (outcome) return resolved;
+    return outcome.IsAbandoned() ? Operand() : value;
 }
 
 Operand Reference::Evaluate() const {
