@@ -16,7 +16,8 @@ struct FormulaParts;
 ///     for (x = 0; x < 10; ++x) Draw(x, *formula.Evaluate<double>());
 ///
 /// It evaluates to what its text would: symbols have their current values, and later registrations count. Faults of the
-/// text show when it is evaluated. Every evaluation starts with the full limits of the state.
+/// text show when it is evaluated. Every evaluation starts with the full limits of the state, unless it is part of
+/// another.
 class QUARN_API Formula {
 public:
     /// The state is not owned and must outlive the formula. After a move only destruction and assignment are allowed.
@@ -36,7 +37,7 @@ public:
     }
     template <class T> bool Bind(std::string_view name, const T&& temporary) = delete;
 
-    /// The value, without a name.
+    /// The value, without a name unless a function named it.
     Result<s_refptr<Symbol>> Evaluate();
     /// The value as a plain C++ type; references are evaluated. This is the fast way: a flat value needs no object.
     template <class T> Result<T> Evaluate() {

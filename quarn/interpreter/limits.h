@@ -27,8 +27,8 @@ public:
     /// How deeply texts may nest by default: brackets, calls, indexings, vectors, references, statements within
     /// statements, and values within values. Everything that recurses counts (`Level`).
     static constexpr unsigned DeepestNesting = 1000;
-    /// An upper bound, in bytes, for the stack that one level takes in this build of the library. Measured with nested
-    /// vector literals, which take the most; see docs/design.md.
+    /// An upper bound, in bytes, for the stack that one level takes in this build of the library. Measured with the
+    /// kinds of nesting that take the most; see docs/design.md.
     static const std::size_t StackPerLevel;
     /// No step limit.
     static constexpr std::uint64_t Unlimited = std::numeric_limits<std::uint64_t>::max();
