@@ -240,6 +240,8 @@ TEST_F(Embedding, WhatRunsOutlivesWhatReplacesIt) {
         return static_cast<double>(text.size());
     });
     EXPECT_EQ(Play("once+once"), "\tScalar : 102\n");
+    state.EditRegistry().functions["once"]["()"] = {}; // as when memory runs out while it is registered
+    EXPECT_EQ(Play("once()").substr(0, 40), "\tError : No matching function call to :\n");
 
     bool isOuter = true;
     Binding(state).Function("f", [&](State& owner) {

@@ -33,9 +33,11 @@ Outcome Language::SetPriorities(const OperatorPriorities& priorities, s_str& err
 void Language::RefreshAll() {
     m_operators.LookUp(m_registry);
     m_literals.clear();
-    for (const auto& [type, test] : m_registry.literalTests)
+    for (const auto& [type, test] : m_registry.literalTests) {
+        if (!test) continue;
         m_literals.push_back(
             {&type, &test, FindIn(m_registry.constructors, type), m_registry.constantLiterals.contains(type)});
+    }
     m_refreshedGeneration = m_generation;
 }
 

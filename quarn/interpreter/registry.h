@@ -37,10 +37,13 @@ public:
     const_iterator end() const { return Map::end(); }
 };
 
-/// The entry under the key, or null.
+/// The entry under the key; null if there is none, or an empty one, as when memory ran out while it was registered.
 template <class Value> const Value* FindIn(const Table<Value>& table, std::string_view key) {
     const auto found = table.find(key);
-    return found == table.end() ? nullptr : &found->second;
+    if (found == table.end()) return nullptr;
+    if constexpr (requires { static_cast<bool>(found->second); })
+        if (!found->second) return nullptr;
+    return &found->second;
 }
 
 template <class Signature> class Registered;
@@ -55,6 +58,7 @@ public:
     requires std::is_constructible_v<Callable, Function> Registered(Function function)
         : m_callable(make_refptr<Callable>(std::move(function))) {}
 
+    explicit operator bool() const { return static_cast<bool>(m_callable); }
     /// Throws std::bad_function_call if there is none.
     Result operator()(Arguments... arguments) const {
         const s_refptr<const Callable> callable = m_callable;

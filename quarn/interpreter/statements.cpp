@@ -194,15 +194,15 @@ void Statements::DefineSymbol(std::string_view name, std::string_view type, s_st
     const TypeText text = ReadTypeText(type);
     if (!text.isTerminated) return AppendLine(report, "\tError : Unterminated '('");
     const Registry& registry = m_language.GetRegistry();
-    const auto factory = registry.types.find(text.type);
-    if (factory == registry.types.end()) return AppendLine(report, "\tError : Unknown type '" + s_str(type) + "'");
+    const TypeFactory* const factory = FindIn(registry.types, text.type);
+    if (!factory) return AppendLine(report, "\tError : Unknown type '" + s_str(type) + "'");
 
     const Constructor* constructor = FindIn(registry.constructors, text.type);
     const bool isDefault = text.arguments.empty() || !constructor;
     const s_refptr<Symbol> value =
-        isDefault ? factory->second(name) : m_evaluator.Construct(*constructor, name, text.arguments, error);
+        isDefault ? (*factory)(name) : m_evaluator.Construct(*constructor, name, text.arguments, error);
     if (!value) return AppendLine(report, error);
-    Define(name, value, factory->first, report);
+    Define(name, value, text.type, report);
 }
 
 bool Statements::Erase(std::string_view name, s_str& report) {
