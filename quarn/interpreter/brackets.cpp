@@ -13,20 +13,20 @@ const char* Bracket::GetFault() const {
     return (IsOpening() ? Unterminated : TooMany)[GetKind()];
 }
 
+bool Contains(std::string_view whole, std::string_view part) {
+    const std::less_equal<const char*> isAtMost;
+    return isAtMost(whole.data(), part.data()) && isAtMost(part.data() + part.size(), whole.data() + whole.size());
+}
+
 Brackets::Brackets(std::string_view text, Memory& memory)
     : m_text(text), m_memory(memory), m_begin(memory.partners.size()), m_outer(std::exchange(memory.innermost, this)),
-      m_found(m_outer && m_outer->m_found && m_outer->m_found->Contains(text) ? m_outer->m_found : nullptr) {}
+      m_found(m_outer && m_outer->m_found && Contains(m_outer->m_found->m_text, text) ? m_outer->m_found : nullptr) {}
 
 Brackets::~Brackets() {
     m_memory.innermost = m_outer;
     m_memory.partners.resize(m_begin);
     constexpr std::size_t MostKept = 4096; // a long text should not keep its memory for the short ones that follow
     if (m_begin == 0 && m_memory.partners.capacity() > MostKept) std::vector<std::size_t>().swap(m_memory.partners);
-}
-
-bool Brackets::Contains(std::string_view part) const {
-    const std::less_equal<const char*> isAtMost;
-    return isAtMost(m_text.data(), part.data()) && isAtMost(part.data() + part.size(), m_text.data() + m_text.size());
 }
 
 std::size_t Brackets::FindPartner(std::string_view part, std::size_t position) {

@@ -35,6 +35,9 @@ private:
     unsigned char m_code;
 };
 
+/// Whether the part stands in the whole text, in the same memory.
+bool Contains(std::string_view whole, std::string_view part);
+
 /// A text that is being cut into pieces, from the left.
 struct Cut {
     std::string_view text;
@@ -122,7 +125,6 @@ private:
         return i;
     }
 
-    bool Contains(std::string_view part) const;
     void FindPartners();
 
     const std::string_view m_text;

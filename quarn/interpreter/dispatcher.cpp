@@ -91,7 +91,7 @@ Operand Dispatcher::ApplyToReferences(const Operator& op, const Operand& left, c
     if (!leftValue) return {};
     const bool isKept = op.binary && Reference::In(leftValue);
     if (Reference::In(right)) {
-        // It is evaluated only if an operation of this kind is possible at all, or is to be kept.
+        // Evaluated only if the operator has an overload for the left type, or if the operation is kept.
         if (!isKept && !(op.binary && FindIn(*op.binary, Reference::TypeOfResolved(leftValue))))
             return FailWithoutMatch({left, leftValue}, op.text, right, error);
     }

@@ -1,7 +1,6 @@
 #include "quarn/interpreter/evaluator.h"
 
 #include <algorithm>
-#include <functional>
 
 #include "quarn/interpreter/names.h"
 #include "quarn/types/reference.h"
@@ -31,11 +30,6 @@ unsigned CountReferences(std::string_view text) {
     const auto name = std::min(text.find_first_not_of("& "), text.size());
     if (!std::ranges::all_of(text.substr(name), IsNameCharacter)) return 0;
     return static_cast<unsigned>(std::ranges::count(text.substr(0, name), Reference::Marker));
-}
-
-bool Contains(std::string_view whole, std::string_view part) {
-    const std::less_equal<const char*> isAtMost;
-    return isAtMost(whole.data(), part.data()) && isAtMost(part.data() + part.size(), whole.data() + whole.size());
 }
 
 class Running {
