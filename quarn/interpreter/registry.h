@@ -33,6 +33,7 @@ public:
     using Map::empty;
     using Map::size;
     const_iterator find(std::string_view key) const { return Map::find(key); }
+    const_iterator lower_bound(std::string_view key) const { return Map::lower_bound(key); }
     const_iterator begin() const { return Map::begin(); }
     const_iterator end() const { return Map::end(); }
 };

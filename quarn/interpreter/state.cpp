@@ -30,6 +30,10 @@ void State::SetStreams(std::istream& input, std::ostream& output) {
 
 void State::PrintHelp() { m_interpreter->statements.Print(HelpText()); }
 
+Completions State::Complete(std::string_view line, std::size_t position) {
+    return Quarn::Complete(line, position, m_interpreter->language, m_interpreter->symbols);
+}
+
 void State::PrintOutOfMemory() { m_interpreter->statements.Print("\tError : Out of memory\n"); }
 
 const State::SymbolMap& State::GetSymbols() const { return m_interpreter->symbols.GetMap(); }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "quarn/core/api.h"
+#include "quarn/interpreter/completion.h"
 #include "quarn/interpreter/conversion.h"
 #include "quarn/interpreter/registry.h"
 
@@ -45,6 +46,9 @@ public:
     /// Where answers are read from and reports printed to; std::cin and std::cout at first. Not owned.
     void SetStreams(std::istream& input, std::ostream& output);
     void PrintHelp();
+    /// What may stand at the position of a line that is being typed: symbols, functions and constructors where an
+    /// operand can, types behind ":", symbols behind "~" and "?".
+    Completions Complete(std::string_view line, std::size_t position);
     /// Reports, as a statement does, that a line does not fit into memory.
     void PrintOutOfMemory();
 
