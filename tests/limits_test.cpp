@@ -229,9 +229,53 @@ TEST_F(LimitsTest, TimeAndCancellationStopWhatIsEndless) {
     const char* const cancelled = "\tError : Cancelled, the statement was stopped\n";
     EXPECT_EQ(Play("r60+1"), cancelled);
     other.join();
-    EXPECT_EQ(Play("x = 1; ~"), std::string(cancelled) + cancelled);
+    EXPECT_EQ(Play("x = 1; ~"), cancelled); // the rest of the line is not carried out
     isCancelled = false;
     EXPECT_EQ(Play("?x; 1+1"), "\t'x' is undefined\n\tScalar : 2\n");
+}
+
+TEST_F(LimitsTest, CancelledWhileItIsPrintedAStatementIsUndone) {
+    struct : std::stringbuf {
+        std::streamsize xsputn(const char* text, std::streamsize size) override {
+            const std::streamsize written = std::stringbuf::xsputn(text, size);
+            if (str().size() > 5000) isCancelled = true;
+            return written;
+        }
+        std::atomic<bool> isCancelled = false;
+    } terminal;
+    std::ostream shown(&terminal);
+    state.SetStreams(input, shown);
+    state.GetLimits().SetCancellation(&terminal.isCancelled);
+    Play("v = <10, 20>; 5");
+    for (const std::string& line : {"v = <1" + Repeat(", 1", 5'000) + ">; 6", "w = <1" + Repeat(", 1", 5'000) + ">; 6",
+                                    "<1" + Repeat(", 1", 5'000) + ">; 6"}) {
+        terminal.str("");
+        state.ParseLine(line);
+        EXPECT_TRUE(terminal.str().ends_with("\n\tError : Cancelled, the statement was stopped\n"));
+        EXPECT_LT(terminal.str().size(), 9'000u);
+        terminal.isCancelled = false;
+    }
+    terminal.str("");
+    state.ParseLine("_;v;?w");
+    EXPECT_EQ(terminal.str(), "\tScalar : 5\n\tVector : <10, 20>\n\t'w' is undefined\n");
+}
+
+TEST_F(LimitsTest, CancelledAtTheQuestionNothingIsErased) {
+    struct : std::stringbuf {
+        int underflow() override {
+            isCancelled = true;
+            return traits_type::eof();
+        }
+        std::atomic<bool> isCancelled = false;
+    } keyboard;
+    std::istream typed(&keyboard);
+    state.SetStreams(typed, output);
+    state.SetInteractive(true);
+    state.GetLimits().SetCancellation(&keyboard.isCancelled);
+    Play("x = 1; 5");
+    EXPECT_TRUE(Play("~; 6").ends_with("Enter]/n) \tError : Cancelled, the statement was stopped\n"));
+    keyboard.isCancelled = false;
+    EXPECT_EQ(Play("_;x"), "\tScalar : 5\n\tScalar : 1\n");
 }
 
 TEST_F(LimitsTest, NestingFitsTheStackThatThereIs) {

@@ -3,14 +3,15 @@
 #include <algorithm>
 
 #include "quarn/interpreter/brackets.h"
+#include "quarn/types/symbol.h"
 
 namespace Quarn {
 
 namespace {
 
-constexpr const char* TooManySteps = "\tError : Too many steps, the statement was stopped";
-constexpr const char* TooMuchTime = "\tError : Too much time, the statement was stopped";
-constexpr const char* Cancelled = "\tError : Cancelled, the statement was stopped";
+constexpr char TooManySteps[] = "\tError : Too many steps, the statement was stopped";
+constexpr char TooMuchTime[] = "\tError : Too much time, the statement was stopped";
+constexpr char Cancelled[] = "\tError : Cancelled, the statement was stopped";
 
 } // namespace
 
@@ -19,6 +20,10 @@ const std::size_t Limits::StackPerLevel = s_pools_keep ? 2304 : 8192; // more wi
 #else
 const std::size_t Limits::StackPerLevel = 8192;
 #endif
+
+Limits::Limits() = default;
+
+Limits::~Limits() = default;
 
 void Limits::SetDeepestNesting(unsigned levels) {
     m_deepestNesting = std::min(levels, std::numeric_limits<unsigned>::max() - OutermostDepth);
@@ -30,9 +35,11 @@ void Limits::SetStackSize(std::size_t bytes) {
 
 bool Limits::HasRoomFor(std::string_view text) const { return Brackets::NestingOf(text) < GetRemainingLevels(); }
 
+bool Limits::WasCancelled() const { return m_stopped == Cancelled; }
+
 void Limits::Begin() {
     m_deepestReached = OutermostDepth;
-    m_stopped = m_isCancelled && *m_isCancelled ? Cancelled : nullptr;
+    m_stopped = IsCancelled() ? Cancelled : nullptr;
     m_deadline = std::chrono::steady_clock::time_point::max();
     if (m_timeLimit) {
         const auto now = std::chrono::steady_clock::now();
@@ -41,7 +48,10 @@ void Limits::Begin() {
     m_stepsToCheck = 0;
     m_stepsBeyond = m_stepBudget;
     if (!m_stopped) TakePortion();
+    if (!m_discarded.empty()) const auto destroyed = std::move(m_discarded);
 }
+
+void Limits::Discard(s_refptr<Symbol> value) { m_discarded.push_back(std::move(value)); }
 
 /// Allows some of the steps without checks.
 void Limits::TakePortion() {
@@ -49,16 +59,16 @@ void Limits::TakePortion() {
     if (m_stepsBeyond != Unlimited) m_stepsBeyond -= m_stepsToCheck;
 }
 
+const char* Limits::GetInterruption() const {
+    if (IsCancelled()) return Cancelled;
+    const bool hasDeadline = m_deadline != std::chrono::steady_clock::time_point::max();
+    return hasDeadline && std::chrono::steady_clock::now() >= m_deadline ? TooMuchTime : nullptr;
+}
+
 Outcome Limits::SpendSlowly(std::uint64_t steps, s_str& error) {
     if (m_stepsBeyond != Unlimited) m_stepsBeyond += m_stepsToCheck;
     m_stepsToCheck = 0;
-    if (!m_stopped) {
-        if (steps > m_stepsBeyond) m_stopped = TooManySteps;
-        else if (m_isCancelled && *m_isCancelled) m_stopped = Cancelled;
-        else if (m_deadline != std::chrono::steady_clock::time_point::max() &&
-                 std::chrono::steady_clock::now() >= m_deadline)
-            m_stopped = TooMuchTime;
-    }
+    if (!m_stopped) m_stopped = steps > m_stepsBeyond ? TooManySteps : GetInterruption();
     if (m_stopped) return Abandon(error, m_stopped);
     if (m_stepsBeyond != Unlimited) m_stepsBeyond -= steps;
     TakePortion();

@@ -5,11 +5,15 @@
 #include <cstdint>
 #include <limits>
 #include <optional>
+#include <vector>
 
 #include "quarn/core/api.h"
+#include "quarn/core/s_refptr.h"
 #include "quarn/interpreter/outcome.h"
 
 namespace Quarn {
+
+class Symbol;
 
 /// What a state may spend on a statement or an evaluation: levels of nesting, steps, and time. Each one starts anew,
 /// printing and erasing included; an evaluation within another shares its budget. Whatever exceeds a limit fails with
@@ -32,6 +36,9 @@ public:
     static const std::size_t StackPerLevel;
     /// No step limit.
     static constexpr std::uint64_t Unlimited = std::numeric_limits<std::uint64_t>::max();
+
+    Limits();
+    ~Limits();
 
     // --- For hosts. Changes take effect with the next statement or evaluation, but for the nesting.
 
@@ -90,6 +97,9 @@ public:
     /// long as its message is the last one of this error text.
     Outcome Abandon(s_str& error, std::string_view message);
     Outcome AbandonTooDeep(s_str& error);
+    /// For a value that is not needed any more because the statement was stopped. It lives until the next statement or
+    /// evaluation begins: destroying millions of values takes longer than stopping may.
+    void Discard(s_refptr<Symbol> value);
 
     // --- For the engine
 
@@ -100,6 +110,9 @@ public:
     }
     /// Fails if the time is up, or on cancellation. For work that takes no steps.
     Outcome Poll(s_str& error) { return SpendSlowly(0, error); }
+    bool IsCancelled() const { return m_isCancelled && *m_isCancelled; }
+    /// The message if the time is up, or on cancellation; null otherwise.
+    const char* GetInterruption() const;
     /// Takes steps if nothing needs to be checked.
     bool SpendQuickly(std::uint64_t steps) {
         if (steps > m_stepsToCheck) return false;
@@ -110,6 +123,8 @@ public:
     /// Fails if the statement was stopped. Results of references may be wrong then and must not be shown.
     Outcome CheckStopped(s_str& error) { return m_stopped ? Abandon(error, m_stopped) : Outcome(Outcome::WentOn); }
     bool IsStopped() const { return m_stopped != nullptr; }
+    /// Whether the statement, or the last one if none is under way, was stopped by cancellation.
+    bool WasCancelled() const;
     /// The outcome of an operation that appends to the error text when it fails.
     Outcome OutcomeOf(bool succeeded, const s_str& error) const {
         if (succeeded) return Outcome::WentOn;
@@ -158,8 +173,9 @@ private:
 
     std::uint64_t m_stepBudget = Unlimited;
     std::optional<std::chrono::nanoseconds> m_timeLimit;
-    std::chrono::steady_clock::time_point m_deadline;
+    std::chrono::steady_clock::time_point m_deadline = std::chrono::steady_clock::time_point::max();
     const std::atomic<bool>* m_isCancelled = nullptr;
+    std::vector<s_refptr<Symbol>> m_discarded;
 };
 
 } // namespace Quarn

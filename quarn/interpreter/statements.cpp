@@ -15,8 +15,8 @@
 // Only `name = expression` refuses the names of functions and constructors: `pi &= 3` and `pi:Scalar` take them.
 //
 // Each statement is a transaction. Everything that may fail or throw comes first, including the report, then the
-// changes, then the report is printed. Only the text of a new symbol must be made with the symbol in place; `Rollback`
-// undoes that on failure.
+// changes, then the report is printed. Two things are undone: the symbol that must be in place while its text is made,
+// if that fails, and all changes, if the printing of a long report is interrupted.
 
 #include "quarn/interpreter/statements.h"
 
@@ -63,34 +63,59 @@ void AppendLine(s_str& report, std::string_view line) { (report += line) += '\n'
 
 } // namespace
 
-/// Gives a symbol a value, and undoes that unless it is kept.
-class Statements::Rollback {
+/// What a statement reports and changes.
+class Statements::Transaction {
 public:
-    Rollback(SymbolTable& symbols, std::string_view name, const s_refptr<Symbol>& value)
-        : m_symbols(symbols), m_name(name), m_value(value), m_before(symbols.Exchange(name, value)) {}
-    ~Rollback() {
-        // An evaluation in between may have carried out statements of its own: what they stored stays.
-        const s_refptr<Symbol>* const symbol = m_isKept ? nullptr : m_symbols.Find(m_name);
-        if (!symbol || *symbol != m_value) return;
-        if (m_before) m_symbols.Exchange(m_name, std::move(m_before));
-        else m_symbols.Erase(m_name);
+    Transaction(SymbolTable& symbols, s_str&& emptyReport) : report(std::move(emptyReport)), m_symbols(symbols) {}
+    ~Transaction() {
+        if (!m_isDone) Undo();
     }
-    Rollback(const Rollback&) = delete;
-    Rollback& operator=(const Rollback&) = delete;
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
 
-    /// The symbol has the value from here on, whatever was stored in between.
-    void Keep() {
-        const s_refptr<Symbol>* const symbol = m_symbols.Find(m_name);
-        if (!symbol || *symbol != m_value) m_symbols.Exchange(m_name, m_value);
-        m_isKept = true;
+    /// Gives a symbol a value, until the transaction ends or is done.
+    void Store(std::string_view name, const s_refptr<Symbol>& value) {
+        m_name = name;
+        m_value = value;
+        m_before = m_symbols.Exchange(name, value);
     }
+    /// Keeps the changes: the stored symbol has its value, whatever was stored in between, and so has the last result.
+    void Finish(const s_refptr<Symbol>& lastResult) {
+        if (m_value && !Holds(m_name, m_value)) m_symbols.Exchange(m_name, m_value);
+        m_lastResult = lastResult;
+        m_lastBefore = *m_symbols.Find(SymbolTable::LastResultName);
+        m_symbols.SetLastResult(lastResult);
+        m_isDone = true;
+    }
+    /// Takes the changes back. What was stored in between by statements of an evaluation, or of a stream, stays.
+    /// Returns the value that would have been the last result.
+    s_refptr<Symbol> Undo() {
+        if (m_value && Holds(m_name, m_value)) {
+            if (m_before) m_symbols.Exchange(m_name, std::move(m_before));
+            else m_symbols.Erase(m_name);
+        }
+        if (m_lastBefore && Holds(SymbolTable::LastResultName, m_lastResult))
+            m_symbols.SetLastResult(std::move(m_lastBefore));
+        return std::move(m_lastResult);
+    }
+    /// Whether something is done that can be undone.
+    bool CanUndo() const { return static_cast<bool>(m_lastBefore); }
+
+    s_str report;
 
 private:
+    bool Holds(std::string_view name, const s_refptr<Symbol>& value) const {
+        const s_refptr<Symbol>* const symbol = m_symbols.Find(name);
+        return symbol && *symbol == value;
+    }
+
     SymbolTable& m_symbols;
-    const std::string_view m_name;
-    const s_refptr<Symbol> m_value;
+    std::string_view m_name;
+    s_refptr<Symbol> m_value;
     s_refptr<Symbol> m_before;
-    bool m_isKept = false;
+    s_refptr<Symbol> m_lastResult;
+    s_refptr<Symbol> m_lastBefore;
+    bool m_isDone = false;
 };
 
 Statements::Statements(State& state, Limits& limits, Language& language, SymbolTable& symbols, Evaluator& evaluator)
@@ -131,27 +156,28 @@ void Statements::ParseLine(std::string_view line) {
     while (!line.empty()) {
         const std::string_view statement = CutStatement(line);
         if (statement.empty() || statement.starts_with("//")) continue;
-        s_str report = std::move(m_reportBuffer);
-        report.Clear();
+        m_reportBuffer.Clear();
+        Transaction transaction(m_symbols, std::move(m_reportBuffer));
         bool isComplete = false;
         try {
-            ParseStatement(statement, report);
+            ParseStatement(statement, transaction);
             isComplete = true;
         } catch (const std::bad_alloc&) {
         } catch (const std::length_error&) { // a container larger than any memory
         }
-        if (isComplete) Print(report);
-        else Print("\tError : Out of memory\n");
+        const bool wasCancelled = m_limits.WasCancelled();
+        const bool isPrinted = isComplete ? PrintReport(transaction) : Print("\tError : Out of memory\n");
         constexpr std::size_t MostKept = 4096; // more than most reports take
-        if (report.View().size() <= MostKept) m_reportBuffer = std::move(report);
+        if (transaction.report.View().size() <= MostKept) m_reportBuffer = std::move(transaction.report);
+        if (wasCancelled || (!isPrinted && m_limits.IsCancelled())) return;
     }
 }
 
-void Statements::ParseStatement(std::string_view statement, s_str& report) {
+void Statements::ParseStatement(std::string_view statement, Transaction& transaction) {
     const Limits::Level level(m_limits);
     s_str error;
     const Outcome outcome = level ? m_limits.CheckStopped(error) : m_limits.AbandonTooDeep(error);
-    if (!outcome) return AppendLine(report, error);
+    if (!outcome) return AppendLine(transaction.report, error);
     constexpr auto npos = std::string_view::npos;
     const auto equals = statement.find('=');
     const auto standsBeforeEquals = [&](char sign) { // and is the first such sign
@@ -159,116 +185,119 @@ void Statements::ParseStatement(std::string_view statement, s_str& report) {
     };
     if (standsBeforeEquals(':')) return; // `a := b` is refused in silence; pinned by the transcript "statements"
     if (standsBeforeEquals('&'))
-        return AssignReference(Trimmed(statement.substr(0, equals - 1)), Trimmed(statement.substr(equals + 1)), report);
-    if (equals != npos) return Assign(Trimmed(statement.substr(0, equals)), statement.substr(equals + 1), report);
+        return AssignReference(Trimmed(statement.substr(0, equals - 1)), Trimmed(statement.substr(equals + 1)),
+                               transaction);
+    if (equals != npos) return Assign(Trimmed(statement.substr(0, equals)), statement.substr(equals + 1), transaction);
     const auto colon = statement.find(':');
     if (colon != npos)
-        return DefineSymbol(Trimmed(statement.substr(0, colon)), Trimmed(statement.substr(colon + 1)), report);
-    if (statement.front() != '~' && statement.front() != '?') return ShowExpression(statement, report);
-
-    s_refptr<Symbol> empty = MakeEmptyReference(); // made before anything changes, as memory may run out
-    const bool isDone = statement == "~"             ? EraseAll(report)
-                        : statement.starts_with('~') ? Erase(statement.substr(1), report)
-                                                     : Inspect(statement.substr(1), report);
-    if (isDone) SetLastResult(std::move(empty));
+        return DefineSymbol(Trimmed(statement.substr(0, colon)), Trimmed(statement.substr(colon + 1)), transaction);
+    if (statement == "~") return EraseAll(transaction);
+    if (statement.front() == '~') return Erase(statement.substr(1), transaction);
+    if (statement.front() == '?') return Inspect(statement.substr(1), transaction);
+    ShowExpression(statement, transaction);
 }
 
-void Statements::AssignReference(std::string_view name, std::string_view expression, s_str& report) {
+void Statements::AssignReference(std::string_view name, std::string_view expression, Transaction& transaction) {
     s_str error;
-    if (!CheckSymbolName(name, error)) return AppendLine(report, error);
+    if (!CheckSymbolName(name, error)) return AppendLine(transaction.report, error);
     const s_refptr<Symbol> reference = make_refptr<Reference>(name, expression, m_state);
-    Define(name, reference, reference->GetRealType(), report);
+    Define(name, reference, reference->GetRealType(), transaction);
 }
 
-void Statements::Assign(std::string_view name, std::string_view expression, s_str& report) {
+void Statements::Assign(std::string_view name, std::string_view expression, Transaction& transaction) {
     s_str error;
-    if (!CheckAssignable(name, error)) return AppendLine(report, error);
+    if (!CheckAssignable(name, error)) return AppendLine(transaction.report, error);
     const s_refptr<Symbol> value = m_evaluator.Evaluate(name, expression, error, false);
-    if (!error.IsEmpty()) AppendLine(report, error); // a warning comes with a value
-    if (value) Define(name, value, value->GetRealType(), report);
+    if (!error.IsEmpty()) AppendLine(transaction.report, error); // a warning comes with a value
+    if (value) Define(name, value, value->GetRealType(), transaction);
 }
 
-void Statements::DefineSymbol(std::string_view name, std::string_view type, s_str& report) {
+void Statements::DefineSymbol(std::string_view name, std::string_view type, Transaction& transaction) {
     s_str error;
-    if (!CheckSymbolName(name, error)) return AppendLine(report, error);
+    if (!CheckSymbolName(name, error)) return AppendLine(transaction.report, error);
     const TypeText text = ReadTypeText(type);
-    if (!text.isTerminated) return AppendLine(report, "\tError : Unterminated '('");
+    if (!text.isTerminated) return AppendLine(transaction.report, "\tError : Unterminated '('");
     const Registry& registry = m_language.GetRegistry();
     const TypeFactory* const factory = FindIn(registry.types, text.type);
-    if (!factory) return AppendLine(report, "\tError : Unknown type '" + s_str(type) + "'");
+    if (!factory) return AppendLine(transaction.report, "\tError : Unknown type '" + s_str(type) + "'");
 
     const Constructor* constructor = FindIn(registry.constructors, text.type);
     const bool isDefault = text.arguments.empty() || !constructor;
     const s_refptr<Symbol> value =
         isDefault ? (*factory)(name) : m_evaluator.Construct(*constructor, name, text.arguments, error);
-    if (!value) return AppendLine(report, error);
-    Define(name, value, text.type, report);
+    if (!value) return AppendLine(transaction.report, error);
+    Define(name, value, text.type, transaction);
 }
 
-bool Statements::Erase(std::string_view name, s_str& report) {
-    const s_refptr<Symbol>* const symbol = m_symbols.Find(name);
-    if (!symbol) {
-        AppendLine(report, "\tError : Unknown symbol '" + s_str(name) + "'");
-        return false;
+void Statements::ShowExpression(std::string_view expression, Transaction& transaction) {
+    s_str error;
+    const s_refptr<Symbol> value = m_evaluator.Evaluate("", expression, error, true);
+    if (!value) return AppendLine(transaction.report, error);
+    const s_str& name = value->GetName();
+    if (!name.IsEmpty() && !m_symbols.Find(name)) {
+        if (!CheckSymbolName(name, error)) return AppendLine(transaction.report, error);
+        return Define(name, value, value->GetType(), transaction);
     }
+    if (ReportValue("\t", value->GetType(), *value, transaction.report)) transaction.Finish(value);
+}
+
+/// Stores the value in the symbol and as the last result, and reports it as one of the type.
+void Statements::Define(std::string_view name, const s_refptr<Symbol>& value, std::string_view type,
+                        Transaction& transaction) {
+    transaction.Store(name, value);
+    if (ReportValue("\tDefining ", type, *value, transaction.report)) transaction.Finish(value);
+}
+
+// These forms clear the last result. Its new value is made before anything changes, as memory may run out.
+
+void Statements::Inspect(std::string_view name, Transaction& transaction) {
+    const s_refptr<Symbol> empty = MakeEmptyReference();
+    const s_refptr<Symbol>* const symbol = m_symbols.Find(name);
+    if (name.empty()) {
+        transaction.report += HelpText();
+    } else if (!symbol) {
+        AppendLine(transaction.report, "\t'" + s_str(name) + "' is undefined");
+    } else {
+        const s_refptr<Symbol> value = *symbol; // evaluating it may erase the symbol
+        if (!ReportValue("\t", value->GetType(), *value, transaction.report)) return;
+    }
+    transaction.Finish(empty);
+}
+
+void Statements::Erase(std::string_view name, Transaction& transaction) {
+    s_refptr<Symbol> empty = MakeEmptyReference();
+    const s_refptr<Symbol>* const symbol = m_symbols.Find(name);
+    if (!symbol) return AppendLine(transaction.report, "\tError : Unknown symbol '" + s_str(name) + "'");
     const s_refptr<Symbol> value = *symbol; // evaluating it may erase the symbol
     const s_str& type = value->GetType();
     s_str error;
     const Outcome outcome = m_limits.CheckStopped(error);
-    AppendLine(report, outcome ? "\t" + type + " '" + name + "' erased" : error);
-    if (outcome) m_symbols.Erase(name);
-    return static_cast<bool>(outcome);
+    AppendLine(transaction.report, outcome ? "\t" + type + " '" + name + "' erased" : error);
+    if (!outcome) return;
+    m_symbols.Erase(name);
+    SetLastResult(std::move(empty));
 }
 
-bool Statements::EraseAll(s_str& report) {
-    bool isWanted = true;
-    if (m_isInteractive) {
-        Print("\tWarning : This command will erase all symbols.\n"
-              "\t          Are you sure ? ([y|Enter]/n) ");
-        m_output->flush();
-        std::string answer;
-        std::getline(*m_input, answer);
-        isWanted = answer.empty() || answer == "y" || answer == "Y";
-    }
+void Statements::EraseAll(Transaction& transaction) {
+    s_refptr<Symbol> empty = MakeEmptyReference();
+    const bool isWanted = !m_isInteractive || AskWhetherToEraseAll();
+    s_str error;
+    if (m_limits.IsCancelled() && !m_limits.Poll(error)) return AppendLine(transaction.report, error);
     if (isWanted) {
-        AppendLine(report, "\tAll symbols erased");
+        AppendLine(transaction.report, "\tAll symbols erased");
         m_symbols.EraseAll();
     }
-    return true;
+    SetLastResult(std::move(empty));
 }
 
-bool Statements::Inspect(std::string_view name, s_str& report) {
-    if (name.empty()) {
-        report += HelpText();
-        return true;
-    }
-    const s_refptr<Symbol>* const symbol = m_symbols.Find(name);
-    if (!symbol) {
-        AppendLine(report, "\t'" + s_str(name) + "' is undefined");
-        return true;
-    }
-    const s_refptr<Symbol> value = *symbol; // evaluating it may erase the symbol
-    return ReportValue("\t", value->GetType(), *value, report);
-}
-
-void Statements::ShowExpression(std::string_view expression, s_str& report) {
-    s_str error;
-    const s_refptr<Symbol> value = m_evaluator.Evaluate("", expression, error, true);
-    if (!value) return AppendLine(report, error);
-    const s_str& name = value->GetName();
-    if (!name.IsEmpty() && !m_symbols.Find(name)) {
-        if (!CheckSymbolName(name, error)) return AppendLine(report, error);
-        return Define(name, value, value->GetType(), report);
-    }
-    if (ReportValue("\t", value->GetType(), *value, report)) SetLastResult(value);
-}
-
-/// Stores the value in the symbol and as the last result, and reports it as one of the type.
-void Statements::Define(std::string_view name, const s_refptr<Symbol>& value, std::string_view type, s_str& report) {
-    Rollback rollback(m_symbols, name, value);
-    if (!ReportValue("\tDefining ", type, *value, report)) return;
-    rollback.Keep();
-    SetLastResult(value);
+bool Statements::AskWhetherToEraseAll() {
+    Print("\tWarning : This command will erase all symbols.\n"
+          "\t          Are you sure ? ([y|Enter]/n) ");
+    m_output->flush();
+    std::string answer;
+    std::getline(*m_input, answer);
+    if (answer.ends_with('\r')) answer.pop_back();
+    return answer.empty() || answer == "y" || answer == "Y";
 }
 
 /// Appends the line that shows a value. If it cannot be shown, appends the reason and returns false.
@@ -286,10 +315,17 @@ bool Statements::ReportValue(std::string_view action, std::string_view type, con
     return static_cast<bool>(outcome);
 }
 
-void Statements::Print(std::string_view report) {
+/// Prints the report. If that is interrupted, takes back what the statement changed, and returns false.
+bool Statements::PrintReport(Transaction& transaction) {
+    if (Print(transaction.report, transaction.CanUndo())) return true;
+    m_limits.Discard(transaction.Undo());
+    return false;
+}
+
+bool Statements::Print(std::string_view report, bool mayBeInterrupted) {
     if (m_isPrinting) {
         m_waitingReports += report;
-        return;
+        return true;
     }
     struct Printing {
         bool& isPrinting;
@@ -299,9 +335,18 @@ void Statements::Print(std::string_view report) {
     const auto printWaiting = [this] {
         while (!m_waitingReports.IsEmpty()) *m_output << std::exchange(m_waitingReports, {}).View();
     };
-    printWaiting(); // left over if the stream threw
-    *m_output << report;
+    printWaiting();                       // left over if the stream threw
+    constexpr std::size_t Portion = 4096; // takes a slow terminal some milliseconds
+    const char* interruption = nullptr;
+    while (mayBeInterrupted && !interruption && report.size() > Portion) {
+        *m_output << report.substr(0, Portion);
+        report.remove_prefix(Portion);
+        interruption = m_limits.GetInterruption();
+    }
+    if (interruption) *m_output << '\n' << interruption << '\n';
+    else *m_output << report;
     printWaiting();
+    return !interruption;
 }
 
 } // namespace Quarn

@@ -23,24 +23,25 @@ public:
     /// The same for a name to be assigned: functions and constructors keep their names.
     bool CheckAssignable(std::string_view name, s_str& error) const;
     /// Writes to the output. If the stream carries out statements while it is written to, their reports follow this
-    /// one.
-    void Print(std::string_view report);
+    /// one. A long report may be interrupted by cancellation, or when the time is up: its error follows what is
+    /// written by then, and false is returned.
+    bool Print(std::string_view report, bool mayBeInterrupted = false);
 
 private:
-    class Rollback;
+    class Transaction;
 
-    // Each appends its report.
-    void ParseStatement(std::string_view statement, s_str& report);
-    void AssignReference(std::string_view name, std::string_view expression, s_str& report);
-    void Assign(std::string_view name, std::string_view expression, s_str& report);
-    void DefineSymbol(std::string_view name, std::string_view type, s_str& report);
-    void ShowExpression(std::string_view expression, s_str& report);
-    // These forms clear the last result, unless they return false.
-    bool Erase(std::string_view name, s_str& report);
-    bool EraseAll(s_str& report);
-    bool Inspect(std::string_view name, s_str& report);
-    void Define(std::string_view name, const s_refptr<Symbol>& value, std::string_view type, s_str& report);
+    void ParseStatement(std::string_view statement, Transaction& transaction);
+    void AssignReference(std::string_view name, std::string_view expression, Transaction& transaction);
+    void Assign(std::string_view name, std::string_view expression, Transaction& transaction);
+    void DefineSymbol(std::string_view name, std::string_view type, Transaction& transaction);
+    void ShowExpression(std::string_view expression, Transaction& transaction);
+    void Inspect(std::string_view name, Transaction& transaction);
+    void Erase(std::string_view name, Transaction& transaction);
+    void EraseAll(Transaction& transaction);
+    void Define(std::string_view name, const s_refptr<Symbol>& value, std::string_view type, Transaction& transaction);
     bool ReportValue(std::string_view action, std::string_view type, const Symbol& value, s_str& report);
+    bool AskWhetherToEraseAll();
+    bool PrintReport(Transaction& transaction);
     s_refptr<Symbol> MakeEmptyReference();
 
     State& m_state;

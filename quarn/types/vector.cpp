@@ -21,8 +21,17 @@ namespace {
         return limits.Abandon(error, "\tError : Vectors of more than " + s_str(s_uint(Vector::LargestSize)) +
                                          " numbers are not supported");
     }
-    if (const Outcome outcome = limits.Spend(vector->GetSize(), error); !outcome) return outcome;
+    if (const Outcome outcome = limits.Spend(vector->GetSize(), error); !outcome) {
+        limits.Discard(std::move(vector));
+        return outcome;
+    }
     return vector;
+}
+
+/// Null, for the want of a further element.
+[[gnu::noinline]] s_refptr<Symbol> GiveUp(State& state, Vector::Elements elements) {
+    if (state.GetLimits().IsStopped()) state.GetLimits().Discard(make_refptr<Vector>("", std::move(elements)));
+    return nullptr;
 }
 
 /// The vector of `count` elements given by `makeElement(i)`; null if one of them fails.
@@ -34,7 +43,7 @@ s_refptr<Symbol> BuildFrom(State& state, std::size_t count, s_str& error, const 
     elements.Reserve(count);
     for (std::size_t i = 0; i < count; ++i) {
         s_refptr<Symbol> element = makeElement(i);
-        if (!element) return nullptr;
+        if (!element) return GiveUp(state, std::move(elements));
         elements.PushBack(std::move(element));
     }
     return Build(state, "", std::move(elements), error);
@@ -176,7 +185,7 @@ s_refptr<Symbol> Vector::CreateFrom(State& state, const s_str& name, std::string
     for (const std::string_view elementText : elementTexts) {
         if (!state.GetLimits().HasRoomFor(elementText)) return state.GetLimits().AbandonTooDeep(error);
         s_refptr<Symbol> element = state.ParseSymbol(nameless, elementText, error, false);
-        if (!element || !TakeElement(*element, elementType, error)) return nullptr;
+        if (!element || !TakeElement(*element, elementType, error)) return GiveUp(state, std::move(elements));
         elements.PushBack(std::move(element));
     }
     if (!CheckReferences(elements, elementType, error)) return nullptr;
