@@ -4,6 +4,8 @@
 #include <iostream>
 #include <new>
 
+#include "quarn/interpreter/limits.h"
+
 namespace Quarn {
 
 File OpenScript(const s_str& path) {
@@ -19,6 +21,17 @@ File OpenScript(const s_str& path) {
     return {path, File::Read};
 }
 
+namespace {
+
+std::string_view WithoutCarriageReturn(std::string_view line) {
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    return line;
+}
+
+void ReportLostOutput() { std::cerr << "orbel: the output could not be written\n"; }
+
+} // namespace
+
 void RunScript(State& state, File script) {
     while (script.IsValid() && std::cout.good()) {
         s_str line;
@@ -27,31 +40,35 @@ void RunScript(State& state, File script) {
         } catch (const std::bad_alloc&) {
             state.PrintOutOfMemory();
         }
-        std::string_view text = line;
-        if (text.ends_with('\r')) text.remove_suffix(1);
+        const std::string_view text = WithoutCarriageReturn(line);
         if (!text.empty()) state.ParseLine(text);
     }
     script.Close();
-    if (!std::cout.flush()) std::cerr << "orbel: the output could not be written\n";
+    if (!std::cout.flush()) ReportLostOutput();
 }
 
-void RunInteractive(State& state) {
+void RunInteractive(State& state, LineInput& input) {
     state.SetInteractive(true);
+    state.SetStreams(input.GetAnswers(), input.GetOutput());
+    state.GetLimits().SetCancellation(input.GetInterrupt());
     std::string line;
     // The end of the input is not checked: the prompt then repeats forever, with the last line if it had no line end.
     // Only the two words end the run, because programs that drive it through a pipe expect it to wait for them. Pinned
     // by the test "PromptComesBackWhenTheInputHasEnded".
-    for (;;) {
-        std::cout << "> " << std::flush;
+    while (input.GetOutput() << "> " << std::flush) {
+        LineInput::Got got = LineInput::Got::Line;
         try {
-            ReadLine(std::cin, line);
+            got = input.ReadLine(line);
         } catch (const std::bad_alloc&) {
             state.PrintOutOfMemory();
         }
-        if (line.empty()) continue;
-        if (line == "q" || line == "exit") return;
-        state.ParseLine(line);
+        if (got == LineInput::Got::End) break;
+        const std::string_view text = WithoutCarriageReturn(line);
+        if (text == "q" || text == "exit") return;
+        if (got == LineInput::Got::Line && !text.empty()) state.ParseLine(text);
+        input.AnswerInterrupt();
     }
+    ReportLostOutput();
 }
 
 } // namespace Quarn

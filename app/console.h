@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/line_input.h"
 #include "quarn/core/file.h"
 #include "quarn/interpreter/state.h"
 
@@ -11,7 +12,7 @@ File OpenScript(const s_str& path);
 /// Runs the lines of a script. Stops at its end, or when the output can no longer be written.
 void RunScript(State& state, File script);
 
-/// Prompts for lines on standard input and runs them until one is "q" or "exit".
-void RunInteractive(State& state);
+/// Prompts for lines and runs them until one is "q" or "exit". Also stops when the output can no longer be written.
+void RunInteractive(State& state, LineInput& input);
 
 } // namespace Quarn

@@ -9,7 +9,7 @@
 
 int main(int argumentCount, char** argumentWords) {
     using namespace Quarn;
-    OpenClosedDescriptors();
+    const bool hasOutput = OpenClosedDescriptors();
     s_ctnr_t<s_str> arguments;
     for (int i = 0; i < argumentCount; ++i) arguments.PushBack(argumentWords[i]);
     std::ios::sync_with_stdio(false);
@@ -21,14 +21,15 @@ int main(int argumentCount, char** argumentWords) {
     Vector::Register(state);
     state.GetLimits().SetDeepestNesting(FitNestingToStack());
     File script = OpenScript(scriptPath);
-    if (script.IsOpen()) {
 #ifdef SIGPIPE
-        std::signal(SIGPIPE, SIG_IGN); // writing to a closed pipe fails instead
+    std::signal(SIGPIPE, SIG_IGN); // writing to a closed pipe fails instead
 #endif
+    if (script.IsOpen()) {
         RunScript(state, std::move(script));
         StopServices();
     } else {
-        RunInteractive(state); // the services live until the process ends
+        if (!hasOutput) std::cout.setstate(std::ios::badbit);
+        RunInteractive(state, *OpenLineInput(state)); // the services live until the process ends
     }
     return 0;
 }

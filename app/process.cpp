@@ -17,18 +17,19 @@ namespace Quarn {
 
 // The runtime never gives a file the number of a closed descriptor, and the linker sets the stack size.
 
-void OpenClosedDescriptors() {}
+bool OpenClosedDescriptors() { return true; }
 
 unsigned FitNestingToStack() { return Limits::DeepestNesting; }
 
 #else
 
-void OpenClosedDescriptors() {
-    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        const bool isClosed = fcntl(descriptor, F_GETFD) == -1 && errno == EBADF;
-        if (isClosed)
+bool OpenClosedDescriptors() {
+    const auto isClosed = [](int descriptor) { return fcntl(descriptor, F_GETFD) == -1 && errno == EBADF; };
+    const bool hasOutput = !isClosed(STDOUT_FILENO);
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (isClosed(descriptor))
             open("/dev/null", descriptor == STDIN_FILENO ? O_RDONLY : O_WRONLY); // takes the lowest free number
-    }
+    return hasOutput;
 }
 
 unsigned FitNestingToStack() {

@@ -3,8 +3,8 @@
 namespace Quarn {
 
 /// Opens the null device on each closed standard descriptor. Otherwise a file could take its number and receive what is
-/// printed. Call this before opening anything else.
-void OpenClosedDescriptors();
+/// printed. Call this before opening anything else. Returns whether standard output was open.
+bool OpenClosedDescriptors();
 
 /// The number of nesting levels that fit on the stack, at most `Limits::DeepestNesting`. Raises the stack limit first
 /// if it is too low and may be raised.

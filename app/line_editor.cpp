@@ -1,0 +1,525 @@
+#include "app/line_editor.h"
+
+#ifndef ORBEL_LINE_EDITING
+
+namespace Quarn {
+
+std::unique_ptr<LineInput> OpenLineEditor(State&) { return nullptr; }
+
+} // namespace Quarn
+
+#else
+
+// The library draws the line and knows the keys. What it lacks is added as actions that keys are bound to:
+//
+// - Pasted text is inserted in one piece, and each of its lines is answered before the next one is shown.
+// - Going through the history and searching it. The library would save only the first thousand characters of the line
+//   that is left for it, and take what is wanted for a regular expression, in which "*" and "[" are special.
+// - Completion, Ctrl-C, Ctrl-D and Ctrl-Z.
+//
+// An action cannot have the line drawn and then go on. Where it has to, it puts a key before all others that calls
+// another action.
+
+#include <algorithm>
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+#include <vector>
+
+#include <histedit.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include "app/history.h"
+#include "app/key_reader.h"
+#include "app/terminal.h"
+#include "app/wide_text.h"
+#include "quarn/interpreter/state.h"
+
+namespace Quarn {
+
+namespace {
+
+/// Standard output, except that a line without its end is held back: it is the prompt of the line that is read next.
+class PromptBuffer : public std::streambuf {
+public:
+    std::string TakePrompt() { return std::exchange(m_unfinished, {}); }
+
+private:
+    static constexpr std::size_t LongestPrompt = 1024; // what is longer is the beginning of a long report
+
+    std::streamsize xsputn(const char* text, std::streamsize size) override {
+        m_unfinished.append(text, static_cast<std::size_t>(size));
+        const auto lineEnd = m_unfinished.rfind('\n');
+        const std::size_t finished = m_unfinished.size() > LongestPrompt ? m_unfinished.size()
+                                     : lineEnd == std::string::npos      ? 0
+                                                                         : lineEnd + 1;
+        std::cout.write(m_unfinished.data(), static_cast<std::streamsize>(finished));
+        m_unfinished.erase(0, finished);
+        return std::cout ? size : 0;
+    }
+    int_type overflow(int_type character) override {
+        const char text = traits_type::to_char_type(character);
+        return xsputn(&text, 1) == 1 ? character : traits_type::eof();
+    }
+    int sync() override { return std::cout.flush() ? 0 : -1; }
+
+    std::string m_unfinished;
+};
+
+class LineEditor : public LineInput {
+public:
+    explicit LineEditor(State& state) : m_state(state) {}
+    ~LineEditor() override;
+
+    /// False if the terminal cannot be edited on.
+    bool Open();
+
+    Got ReadLine(std::string& line) override;
+    Got ReadAnswer(std::string& line) override;
+    std::istream& GetAnswers() override { return m_answers; }
+    std::ostream& GetOutput() override { return m_output; }
+    const std::atomic<bool>* GetInterrupt() const override { return &m_terminal.GetInterrupt(); }
+    void AnswerInterrupt() override;
+
+private:
+    /// What the library should do after an action, CC_REFRESH and the like.
+    using Next = unsigned char;
+    struct Binding {
+        const wchar_t* action;
+        Next (*call)(EditLine*, wint_t);
+        std::vector<const wchar_t*> keys;
+    };
+    template <Next (LineEditor::*Action)()> static Next Call(EditLine* editor, wint_t);
+    static LineEditor& Of(EditLine* editor);
+    static int ReadKey(EditLine* editor, wchar_t* key);
+    static wchar_t* GetPrompt(EditLine* editor) { return Of(editor).m_shownPrompt.data(); }
+
+    void Bind(const Binding& binding);
+    void IgnoreUnusedKeys();
+    void BindKeys();
+    Got Read(std::string& line);
+    void SetPrompt(std::string_view prompt);
+
+    std::wstring_view GetLine() const;
+    std::size_t GetCursor() const;
+    void MoveTo(std::size_t cursor) { el_cursor(m_editor, static_cast<int>(cursor) - static_cast<int>(GetCursor())); }
+    void SetLine(const std::wstring& line);
+
+    Next Drop();
+    Next DeleteOrEnd();
+    Next Suspend();
+    Next Redraw();
+    Next Paste();
+    Next Ignore() { return CC_NORM; }
+
+    // The history
+    void GoTo(std::size_t position);
+    bool GoToPrefix(int step);
+    Next GoBack();
+    Next GoForward();
+    Next GoBackToPrefix() { return GoToPrefix(-1) ? CC_REFRESH : CC_ERROR; }
+    Next GoForwardToPrefix() { return GoToPrefix(1) ? CC_REFRESH : CC_ERROR; }
+    Next Search();
+    void SearchBefore(std::size_t position);
+    wchar_t SearchWith(wchar_t key);
+    Next ShowSearchResult();
+
+    Next Complete();
+    Next ListCandidates();
+
+    State& m_state;
+    Terminal m_terminal;
+    KeyReader m_keys{m_terminal};
+    AnswerBuffer m_answerBuffer{*this};
+    std::istream m_answers{&m_answerBuffer};
+    PromptBuffer m_outputBuffer;
+    std::ostream m_output{&m_outputBuffer};
+    EditLine* m_editor = nullptr;
+    std::FILE* m_errors = nullptr; ///< what the library complains of goes nowhere
+
+    std::wstring m_prompt;
+    std::wstring m_shownPrompt; ///< another one while the history is searched
+    bool m_isAnswer = false;
+    bool m_isDropped = false; ///< by Ctrl-C, the line last read
+
+    History m_history{History::DefaultFile()};
+    std::size_t m_position = 0; ///< in the history; its size is the line that is being typed
+    std::wstring m_typed;       ///< that line, while another one is shown
+
+    bool m_isSearching = false;
+    bool m_isFound = true;
+    std::wstring m_wanted;
+
+    std::vector<s_str> m_candidates;
+    std::size_t m_cursorBefore = 0; ///< before they are listed
+    std::size_t m_lastTab = 0;      ///< the count of keys
+};
+
+LineEditor& LineEditor::Of(EditLine* editor) {
+    void* self = nullptr;
+    el_wget(editor, EL_CLIENTDATA, &self);
+    return *static_cast<LineEditor*>(self);
+}
+
+// Exceptions must not pass through the library.
+
+template <LineEditor::Next (LineEditor::*Action)()> LineEditor::Next LineEditor::Call(EditLine* editor, wint_t) {
+    try {
+        return (Of(editor).*Action)();
+    } catch (const std::bad_alloc&) {
+        return CC_ERROR;
+    }
+}
+
+int LineEditor::ReadKey(EditLine* editor, wchar_t* key) {
+    LineEditor& self = Of(editor);
+    try {
+        if (!self.m_keys.Read(*key)) return 0;
+        if (self.m_isSearching) *key = self.SearchWith(*key);
+    } catch (const std::bad_alloc&) {
+        *key = CtrlC;
+    }
+    return 1;
+}
+
+bool LineEditor::Open() {
+    const char* const kind = std::getenv("TERM");
+    if (!kind || !*kind || kind == std::string_view("dumb")) return false;
+    // The library asks the locale how characters are shown. Terminals show UTF-8.
+    if (!std::setlocale(LC_CTYPE, "C.UTF-8")) std::setlocale(LC_CTYPE, "");
+    m_errors = std::fopen("/dev/null", "we");
+    m_editor = m_errors ? el_init("orbel", stdin, stdout, m_errors) : nullptr;
+    if (!m_editor) return false;
+    char up[] = "up";
+    char* moveUp = nullptr;
+    el_get(m_editor, EL_GETTC, up, &moveUp);
+    if (!moveUp) return false; // a line that wraps could not be drawn again
+    el_wset(m_editor, EL_CLIENTDATA, this);
+    el_wset(m_editor, EL_PROMPT, GetPrompt);
+    el_wset(m_editor, EL_GETCFN, ReadKey);
+    // While a statement runs, keys wait unseen, and Ctrl-C is a signal. While a line is edited, it is a key.
+    // The ends of pasted lines stay what they are.
+    el_wset(m_editor, EL_SETTY, L"-x", L"-icanon", L"-echo", L"+noflsh", L"-icrnl", L"-inlcr", nullptr);
+    el_wset(m_editor, EL_SETTY, L"-d", L"-isig", L"-icrnl", L"-inlcr", nullptr);
+    BindKeys();
+    return true;
+}
+
+LineEditor::~LineEditor() {
+    if (m_editor) {
+        el_wset(m_editor, EL_EDITMODE, 0); // or else what is typed already would be dropped
+        el_end(m_editor);
+    }
+    if (m_errors) std::fclose(m_errors);
+}
+
+void LineEditor::Bind(const Binding& binding) {
+    if (binding.call) el_wset(m_editor, EL_ADDFN, binding.action, L"", binding.call);
+    for (const wchar_t* const key : binding.keys) el_wset(m_editor, EL_BIND, key, binding.action, nullptr);
+}
+
+/// Function keys, and cursor keys with Shift, Alt and Ctrl. The library would drop the beginning of what they send and
+/// take the end for something typed: an "~", which erases, or an operand.
+void LineEditor::IgnoreUnusedKeys() {
+    const wchar_t* const ignore = L"orbel-ignore";
+    Bind({ignore, Call<&LineEditor::Ignore>, {L"\033[Z", L"\033[I", L"\033[O"}});
+    const auto bind = [&](const std::wstring& key) { Bind({ignore, nullptr, {key.c_str()}}); };
+    for (const wchar_t last : std::wstring_view(L"PQRS")) bind(std::wstring(L"\033O") + last);
+    for (const wchar_t last : std::wstring_view(L"ABCDE")) bind(std::wstring(L"\033[[") + last);
+    for (int modifiers = 1; modifiers <= 8; ++modifiers) {
+        const std::wstring modified = modifiers == 1 ? L"" : L";" + std::to_wstring(modifiers);
+        constexpr int LastNumber = 34; // of function keys
+        for (int number = 1; number <= LastNumber; ++number) bind(L"\033[" + std::to_wstring(number) + modified + L"~");
+        for (const wchar_t last : std::wstring_view(L"ABCDEFHPQRS")) bind(L"\033[1" + modified + last);
+    }
+}
+
+void LineEditor::BindKeys() {
+    el_wset(m_editor, EL_EDITOR, L"emacs");
+    const std::initializer_list<Binding> usual = {
+        {L"ed-move-to-beg", nullptr, {L"\033[H", L"\033OH", L"\033[1~", L"\033[7~"}},
+        {L"ed-move-to-end", nullptr, {L"\033[F", L"\033OF", L"\033[4~", L"\033[8~"}},
+        {L"ed-delete-next-char", nullptr, {L"\033[3~"}},
+        {L"ed-prev-word", nullptr, {L"\033[1;5D", L"\033[1;3D", L"\033[5D", L"\033\033[D"}},
+        {L"em-next-word", nullptr, {L"\033[1;5C", L"\033[1;3C", L"\033[5C", L"\033\033[C"}},
+        {L"ed-delete-prev-word", nullptr, {L"\027", L"\033\177"}},
+        {L"vi-kill-line-prev", nullptr, {L"\025"}},
+    };
+    IgnoreUnusedKeys();
+    for (const Binding& binding : usual) Bind(binding);
+    const std::initializer_list<Binding> ours = {
+        {L"orbel-previous", Call<&LineEditor::GoBack>, {L"\020", L"\033[A", L"\033OA"}},
+        {L"orbel-next", Call<&LineEditor::GoForward>, {L"\016", L"\033[B", L"\033OB"}},
+        {L"orbel-previous-prefix", Call<&LineEditor::GoBackToPrefix>, {L"\033p", L"\033[5~"}},
+        {L"orbel-next-prefix", Call<&LineEditor::GoForwardToPrefix>, {L"\033n", L"\033[6~"}},
+        {L"orbel-search", Call<&LineEditor::Search>, {L"\022"}},
+        {L"orbel-complete", Call<&LineEditor::Complete>, {L"\t"}},
+    };
+    for (const Binding& binding : ours) Bind(binding);
+    el_source(m_editor, nullptr); // the user's own keys
+    const std::initializer_list<Binding> fixed = {
+        {L"orbel-drop", Call<&LineEditor::Drop>, {L"\003"}},
+        {L"orbel-delete-or-end", Call<&LineEditor::DeleteOrEnd>, {L"\004"}},
+        {L"orbel-suspend", Call<&LineEditor::Suspend>, {L"\032"}},
+        {L"orbel-paste", Call<&LineEditor::Paste>, {L"\033[200~", L"\x80"}},
+        {L"orbel-redraw", Call<&LineEditor::Redraw>, {L"\x81"}},
+        {L"orbel-search-result", Call<&LineEditor::ShowSearchResult>, {L"\x82"}},
+        {L"orbel-candidates", Call<&LineEditor::ListCandidates>, {L"\x83"}},
+    };
+    for (const Binding& binding : fixed) Bind(binding);
+}
+
+std::size_t WidthOfTerminal() {
+    winsize window{};
+    ioctl(STDOUT_FILENO, TIOCGWINSZ, &window);
+    return window.ws_col;
+}
+
+void LineEditor::SetPrompt(std::string_view prompt) {
+    m_prompt.clear();
+    for (const wchar_t character : ToWide(prompt)) {
+        constexpr std::size_t TabWidth = 8;
+        if (character == L'\t') m_prompt.resize((m_prompt.size() / TabWidth + 1) * TabWidth, L' ');
+        else m_prompt += character;
+    }
+    m_shownPrompt = m_prompt;
+    // The library cannot draw tabs. What it draws covers the prompt as it is.
+    if (prompt.find('\t') != std::string_view::npos && m_prompt.size() < WidthOfTerminal())
+        std::fprintf(stdout, "%.*s\r", static_cast<int>(prompt.size()), prompt.data());
+}
+
+LineInput::Got LineEditor::Read(std::string& line) {
+    line.clear();
+    SetPrompt(m_outputBuffer.TakePrompt());
+    m_isDropped = false;
+    m_isSearching = false;
+    m_position = m_history.GetLines().size();
+    std::fputs("\033[?2004h", stdout); // asks for marks around what is pasted
+    int count = 0;
+    const wchar_t* const text = el_wgets(m_editor, &count);
+    std::fputs("\033[?2004l", stdout);
+    std::fflush(stdout);
+    if (!text || count <= 0) return Got::End;
+    if (m_isDropped) return Got::Nothing;
+    line = ToBytes({text, static_cast<std::size_t>(count) - 1});
+    return Got::Line;
+}
+
+LineInput::Got LineEditor::ReadLine(std::string& line) {
+    m_isAnswer = false;
+    const Got got = Read(line);
+    if (got == Got::Line && !line.empty()) m_history.Add(line);
+    return got;
+}
+
+LineInput::Got LineEditor::ReadAnswer(std::string& line) {
+    m_isAnswer = true;
+    return Read(line);
+}
+
+void LineEditor::AnswerInterrupt() {
+    const bool cameMeanwhile = m_terminal.GetInterrupt() && !m_isDropped;
+    if (cameMeanwhile) m_keys.Drop();
+    m_terminal.AnswerInterrupt();
+}
+
+std::wstring_view LineEditor::GetLine() const {
+    const LineInfoW* const line = el_wline(m_editor);
+    return {line->buffer, static_cast<std::size_t>(line->lastchar - line->buffer)};
+}
+
+std::size_t LineEditor::GetCursor() const {
+    const LineInfoW* const line = el_wline(m_editor);
+    return static_cast<std::size_t>(line->cursor - line->buffer);
+}
+
+void LineEditor::SetLine(const std::wstring& line) {
+    MoveTo(GetLine().size());
+    el_wdeletestr(m_editor, static_cast<int>(GetLine().size()));
+    el_winsertstr(m_editor, line.c_str());
+}
+
+LineEditor::Next LineEditor::Drop() {
+    m_terminal.Interrupt();
+    m_isDropped = true;
+    MoveTo(GetLine().size());
+    el_winsertstr(m_editor, L"^C");
+    m_keys.Push(Return);
+    return CC_REFRESH;
+}
+
+LineEditor::Next LineEditor::DeleteOrEnd() {
+    if (GetLine().empty()) {
+        el_winsertstr(m_editor, m_isAnswer ? L"n" : L"q");
+        m_keys.Push(Return);
+        return CC_REFRESH;
+    }
+    const std::size_t cursor = GetCursor();
+    if (cursor == GetLine().size()) return CC_ERROR;
+    MoveTo(cursor + 1);
+    el_wdeletestr(m_editor, 1);
+    return CC_REFRESH;
+}
+
+LineEditor::Next LineEditor::Suspend() {
+    m_terminal.Suspend();
+    el_wset(m_editor, EL_REFRESH);
+    return CC_NORM;
+}
+
+LineEditor::Next LineEditor::Redraw() {
+    el_resize(m_editor);
+    return CC_REDISPLAY;
+}
+
+LineEditor::Next LineEditor::Paste() {
+    const KeyReader::Pasted pasted = m_keys.ReadPasted();
+    el_winsertstr(m_editor, pasted.text.c_str());
+    if (pasted.endsLine) m_keys.Push(Return);
+    return CC_REFRESH;
+}
+
+void LineEditor::GoTo(std::size_t position) {
+    const auto& lines = m_history.GetLines();
+    if (m_position == lines.size()) m_typed = GetLine();
+    m_position = position;
+    SetLine(position == lines.size() ? m_typed : ToWide(lines[position]));
+}
+
+LineEditor::Next LineEditor::GoBack() {
+    if (m_position == 0) return CC_ERROR;
+    GoTo(m_position - 1);
+    return CC_REFRESH;
+}
+
+LineEditor::Next LineEditor::GoForward() {
+    if (m_position == m_history.GetLines().size()) return CC_ERROR;
+    GoTo(m_position + 1);
+    return CC_REFRESH;
+}
+
+/// Goes to the next line in the direction that begins with what stands before the cursor, and is another one.
+bool LineEditor::GoToPrefix(int step) {
+    const auto& lines = m_history.GetLines();
+    const std::size_t cursor = GetCursor();
+    const std::string shown = ToBytes(GetLine());
+    const std::string prefix = ToBytes(GetLine().substr(0, cursor));
+    std::size_t position = m_position;
+    const std::size_t last = step < 0 ? 0 : lines.size();
+    while (position != last) {
+        position += static_cast<std::size_t>(step); // wraps around for -1
+        const bool isFound =
+            position == lines.size() || (lines[position].starts_with(prefix) && lines[position] != shown);
+        if (!isFound) continue;
+        GoTo(position);
+        MoveTo(cursor);
+        return true;
+    }
+    return false;
+}
+
+LineEditor::Next LineEditor::Search() {
+    m_isSearching = true;
+    m_isFound = true;
+    m_wanted.clear();
+    return ShowSearchResult();
+}
+
+/// Goes to the last line before the position that has the text in it.
+void LineEditor::SearchBefore(std::size_t position) {
+    const auto& lines = m_history.GetLines();
+    if (m_wanted.empty()) return GoTo(lines.size());
+    const std::string wanted = ToBytes(m_wanted);
+    while (position > 0 && lines[position - 1].find(wanted) == std::string::npos) --position;
+    m_isFound = position > 0;
+    if (m_isFound) GoTo(position - 1);
+}
+
+/// Changes the search as the key says. A key that does not belong to it ends it, and does what it always does.
+wchar_t LineEditor::SearchWith(wchar_t key) {
+    const std::size_t newest = m_history.GetLines().size();
+    if (key == CtrlR) {
+        SearchBefore(m_position);
+    } else if (key == Backspace || key == Delete) {
+        if (!m_wanted.empty()) m_wanted.pop_back();
+        SearchBefore(newest);
+    } else if (key >= FirstPrintable || (key >= L' ' && key < Delete)) {
+        m_wanted += key;
+        SearchBefore(std::min(m_position + 1, newest));
+    } else {
+        m_isSearching = false;
+        if (key == CtrlG) GoTo(newest);
+        else m_keys.Push(key);
+    }
+    return SearchResult;
+}
+
+LineEditor::Next LineEditor::ShowSearchResult() {
+    m_shownPrompt = !m_isSearching ? m_prompt : (m_isFound ? L"search '" : L"no line with '") + m_wanted + L"': ";
+    return CC_REFRESH;
+}
+
+LineEditor::Next LineEditor::Complete() {
+    if (m_isAnswer) return CC_NORM;
+    const std::string before = ToBytes(GetLine().substr(0, GetCursor()));
+    Completions completions = m_state.Complete(before + ToBytes(GetLine().substr(GetCursor())), before.size());
+    if (completions.candidates.empty()) return CC_NORM;
+    std::string_view common = completions.candidates.front();
+    for (const s_str& candidate : completions.candidates) {
+        const auto [end, ignored] = std::ranges::mismatch(common, candidate.View());
+        common = common.substr(0, static_cast<std::size_t>(end - common.begin()));
+    }
+    const bool isSecond = m_keys.GetCount() == m_lastTab + 1;
+    m_lastTab = m_keys.GetCount();
+    const std::size_t typed = before.size() - completions.begin;
+    if (common.size() > typed) {
+        el_winsertstr(m_editor, ToWide(common.substr(typed)).c_str());
+        return CC_REFRESH;
+    }
+    if (!isSecond || completions.candidates.size() == 1) return CC_NORM;
+    m_candidates = std::move(completions.candidates);
+    m_cursorBefore = GetCursor();
+    MoveTo(GetLine().size());
+    m_keys.Push(Candidates);
+    return CC_REFRESH;
+}
+
+/// Lists them below the line, in columns that are read downwards.
+LineEditor::Next LineEditor::ListCandidates() {
+    constexpr std::size_t MostListed = 500;
+    const std::size_t count = std::min(m_candidates.size(), MostListed);
+    std::size_t width = 0;
+    for (const s_str& candidate : m_candidates) width = std::max(width, candidate.View().size() + 2);
+    const std::size_t columns = std::max<std::size_t>(1, WidthOfTerminal() / width);
+    const std::size_t rows = (count + columns - 1) / columns;
+    for (std::size_t row = 0; row < rows; ++row) {
+        std::fputs("\n", stdout);
+        for (std::size_t i = row; i < count; i += rows) {
+            std::string text = m_candidates[i].Get();
+            if (i + rows < count) text.resize(width, ' ');
+            std::fputs(text.c_str(), stdout);
+        }
+    }
+    if (m_candidates.size() > count) std::fprintf(stdout, "\n... and %zu more", m_candidates.size() - count);
+    std::fputs("\n", stdout);
+    m_candidates.clear();
+    m_lastTab = m_keys.GetCount();
+    MoveTo(m_cursorBefore);
+    el_wset(m_editor, EL_REFRESH);
+    return CC_NORM;
+}
+
+} // namespace
+
+std::unique_ptr<LineInput> OpenLineEditor(State& state) {
+    if (!Terminal::IsPresent() || isatty(STDOUT_FILENO) != 1) return nullptr;
+    auto editor = std::make_unique<LineEditor>(state);
+    if (!editor->Open()) return nullptr;
+    return editor;
+}
+
+} // namespace Quarn
+
+#endif

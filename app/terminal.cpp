@@ -1,0 +1,236 @@
+#include "app/terminal.h"
+
+#ifdef _WIN32
+
+// The console edits lines itself, and Ctrl-C ends the program.
+
+namespace Quarn {
+
+std::unique_ptr<LineInput> OpenTerminalInput() { return nullptr; }
+
+} // namespace Quarn
+
+#else
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <ctime>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/select.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace Quarn {
+
+namespace {
+
+// Everything that signal handlers use. There is one terminal, as there is one set of signal handlers.
+
+std::atomic<bool> IsInterrupted = false;
+std::atomic<bool> HasChanged = false;
+std::atomic<std::int64_t> LastInterrupt = 0; ///< milliseconds of the monotonic clock
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<std::int64_t>::is_always_lock_free);
+
+termios OriginalModes;
+
+std::int64_t Milliseconds() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
+}
+
+void Handle(int signal, void (*handler)(int)) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART;
+    sigaction(signal, &action, nullptr);
+}
+
+/// Lets the signal do what it does by default. Returns if that stops the program and it goes on.
+void RaiseDefault(int signal) {
+    termios modes{};
+    tcgetattr(STDIN_FILENO, &modes);
+    tcsetattr(STDIN_FILENO, TCSANOW, &OriginalModes);
+    Handle(signal, SIG_DFL);
+    sigset_t only;
+    sigset_t before;
+    sigemptyset(&only);
+    sigaddset(&only, signal);
+    raise(signal);
+    sigprocmask(SIG_UNBLOCK, &only, &before);
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+    tcsetattr(STDIN_FILENO, TCSANOW, &modes);
+}
+
+void OnEnd(int signal) { RaiseDefault(signal); }
+
+void OnStop(int signal) {
+    const int error = errno;
+    RaiseDefault(signal);
+    Handle(signal, OnStop);
+    HasChanged = true;
+    errno = error;
+}
+
+void OnChange(int) { HasChanged = true; }
+
+void OnInterrupt(int signal) {
+    const int error = errno;
+    constexpr std::int64_t LastResort = 1000;
+    const std::int64_t now = Milliseconds();
+    const std::int64_t last = LastInterrupt.exchange(now);
+    if (IsInterrupted.exchange(true) && now - last < LastResort) RaiseDefault(signal);
+    errno = error;
+}
+
+struct SignalHandler {
+    int signal;
+    void (*handler)(int);
+};
+
+constexpr std::array SignalHandlers = {
+    SignalHandler{SIGINT, OnInterrupt}, SignalHandler{SIGTSTP, OnStop}, SignalHandler{SIGWINCH, OnChange},
+    SignalHandler{SIGHUP, OnEnd},       SignalHandler{SIGQUIT, OnEnd},  SignalHandler{SIGTERM, OnEnd},
+};
+
+bool HasHungUp() {
+    pollfd terminal{STDIN_FILENO, POLLIN, 0};
+    return poll(&terminal, 1, 0) > 0 && (terminal.revents & POLLHUP) != 0;
+}
+
+void WriteAll(int descriptor, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = write(descriptor, text.data(), text.size());
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) return;
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
+} // namespace
+
+bool Terminal::IsPresent() { return isatty(STDIN_FILENO) == 1; }
+
+Terminal::Terminal() {
+    tcgetattr(STDIN_FILENO, &OriginalModes);
+    for (const SignalHandler& entry : SignalHandlers) {
+        struct sigaction before {};
+        sigaction(entry.signal, nullptr, &before);
+        if (before.sa_handler != SIG_IGN) Handle(entry.signal, entry.handler); // a nohup stays one
+    }
+}
+
+Terminal::~Terminal() {
+    tcsetattr(STDIN_FILENO, TCSADRAIN, &OriginalModes);
+    for (const SignalHandler& entry : SignalHandlers) {
+        struct sigaction now {};
+        sigaction(entry.signal, nullptr, &now);
+        if (now.sa_handler == entry.handler) Handle(entry.signal, SIG_DFL);
+    }
+}
+
+Terminal::Event Terminal::Read(std::string& bytes) {
+    // The signals are let in only while it waits, so that none comes unseen just before.
+    sigset_t waited;
+    sigset_t allowed;
+    sigemptyset(&waited);
+    for (const int signal : {SIGINT, SIGTSTP, SIGWINCH}) sigaddset(&waited, signal);
+    sigprocmask(SIG_BLOCK, &waited, &allowed);
+    struct Restore {
+        const sigset_t& mask;
+        ~Restore() { sigprocmask(SIG_SETMASK, &mask, nullptr); }
+    } const restore{allowed};
+
+    for (;;) {
+        if (IsInterrupted) return Event::Interrupt;
+        if (HasChanged.exchange(false)) return Event::Changed;
+        fd_set input;
+        FD_ZERO(&input);
+        FD_SET(STDIN_FILENO, &input);
+        if (pselect(STDIN_FILENO + 1, &input, nullptr, nullptr, nullptr, &allowed) < 0) continue;
+        std::array<char, 65536> buffer;
+        const ssize_t count = read(STDIN_FILENO, buffer.data(), buffer.size());
+        if (count > 0) {
+            bytes.append(buffer.data(), static_cast<std::size_t>(count));
+            return Event::Input;
+        }
+        if (count == 0) return HasHungUp() ? Event::Gone : Event::EndOfFile;
+        if (errno != EINTR && errno != EAGAIN) return Event::Gone;
+    }
+}
+
+void Terminal::Echo(std::string_view text) {
+    const bool isReadOnly = (fcntl(STDIN_FILENO, F_GETFL) & O_ACCMODE) == O_RDONLY;
+    const int terminal = isReadOnly ? open("/dev/tty", O_WRONLY | O_CLOEXEC) : STDIN_FILENO;
+    WriteAll(terminal, text);
+    if (isReadOnly && terminal >= 0) close(terminal);
+}
+
+void Terminal::DropInput() { tcflush(STDIN_FILENO, TCIFLUSH); }
+
+void Terminal::Suspend() { raise(SIGTSTP); }
+
+const std::atomic<bool>& Terminal::GetInterrupt() const { return IsInterrupted; }
+
+void Terminal::Interrupt() { IsInterrupted = true; }
+
+void Terminal::AnswerInterrupt() { IsInterrupted = false; }
+
+namespace {
+
+class TerminalInput : public LineInput {
+public:
+    Got ReadLine(std::string& line) override { return Read(line, "q"); }
+    Got ReadAnswer(std::string& line) override { return Read(line, "n"); }
+    std::istream& GetAnswers() override { return m_answers; }
+    const std::atomic<bool>* GetInterrupt() const override { return &m_terminal.GetInterrupt(); }
+    void AnswerInterrupt() override {
+        if (m_terminal.GetInterrupt()) m_unread.clear();
+        m_terminal.AnswerInterrupt();
+    }
+
+private:
+    /// Ctrl-D on an empty line types `atEnd`. Otherwise the terminal passes the line on without its end.
+    Got Read(std::string& line, std::string_view atEnd) {
+        line.clear();
+        for (;;) {
+            const auto end = m_unread.find('\n');
+            if (end != std::string::npos) {
+                line = m_unread.substr(0, end);
+                m_unread.erase(0, end + 1);
+                return Got::Line;
+            }
+            switch (m_terminal.Read(m_unread)) {
+            case Terminal::Event::Input:
+            case Terminal::Event::Changed: break;
+            case Terminal::Event::Interrupt: m_terminal.Echo("\n"); return Got::Nothing;
+            case Terminal::Event::EndOfFile:
+                if (m_unread.empty()) m_terminal.Echo(atEnd);
+                m_terminal.Echo("\n");
+                line += m_unread.empty() ? atEnd : m_unread;
+                m_unread.clear();
+                return Got::Line;
+            case Terminal::Event::Gone: return Got::End;
+            }
+        }
+    }
+
+    Terminal m_terminal;
+    std::string m_unread;
+    AnswerBuffer m_answerBuffer{*this};
+    std::istream m_answers{&m_answerBuffer};
+};
+
+} // namespace
+
+std::unique_ptr<LineInput> OpenTerminalInput() {
+    if (!Terminal::IsPresent()) return nullptr;
+    return std::make_unique<TerminalInput>();
+}
+
+} // namespace Quarn
+
+#endif

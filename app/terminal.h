@@ -1,0 +1,51 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "app/line_input.h"
+
+namespace Quarn {
+
+/// The terminal that standard input is. While it exists, it handles the signals of the terminal: Ctrl-C sets a flag;
+/// what stops or ends the program first restores the modes of the terminal. A second Ctrl-C within a second, while the
+/// first is not answered, ends the program.
+class Terminal {
+public:
+    enum class Event {
+        Input,
+        Interrupt, ///< by a signal; not answered yet
+        Changed,   ///< the window has another size, or the program goes on after it was stopped
+        EndOfFile, ///< Ctrl-D, in the modes in which the terminal edits lines
+        Gone,
+    };
+
+    /// Whether standard input is a terminal.
+    static bool IsPresent();
+
+    Terminal();
+    ~Terminal();
+    Terminal(const Terminal&) = delete;
+    Terminal& operator=(const Terminal&) = delete;
+
+    /// Waits for an event. Input is appended to `bytes`.
+    Event Read(std::string& bytes);
+    /// Writes to the terminal, wherever standard output leads.
+    void Echo(std::string_view text);
+    /// Drops what was typed and not read.
+    void DropInput();
+    /// Stops the program, as Ctrl-Z does.
+    void Suspend();
+
+    const std::atomic<bool>& GetInterrupt() const;
+    /// Does what Ctrl-C does.
+    void Interrupt();
+    void AnswerInterrupt();
+};
+
+/// Lines as the terminal itself edits them; null if standard input is no terminal.
+std::unique_ptr<LineInput> OpenTerminalInput();
+
+} // namespace Quarn
