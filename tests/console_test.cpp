@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
+#include <sys/wait.h>
+
 #include "program.h"
 #include "quarn/core/s_pool.h"
 
@@ -35,10 +39,13 @@ TEST(Console, ScriptsRunToTheirEndWithoutPromptsOrQuestions) {
               "\t'x' is undefined\n\tScalar : 2\n");
 }
 
-TEST(Console, ScriptsMayHaveOtherLineEnds) {
+TEST(Console, LinesMayHaveOtherLineEnds) {
     const Folder folder;
     folder.Write("script", "x = 1\r\n\r\n?x\r\n// x\r\n");
     EXPECT_EQ(RunProgram(folder, "", "script").output, "\tDefining Scalar : x = 1\n\tScalar : x = 1\n");
+    EXPECT_EQ(RunProgram(folder, "x = 1\r\n\r\n~\r\ny\r\nq\r\n").output,
+              "> \tDefining Scalar : x = 1\n> > \tWarning : This command will erase all symbols.\n"
+              "\t          Are you sure ? ([y|Enter]/n) \tAll symbols erased\n> ");
 }
 
 TEST(Console, ReadOnlyScriptsRun) {
@@ -79,6 +86,14 @@ TEST(Console, ScriptsStopWhenTheOutputCannotBeWritten) {
     EXPECT_EQ(full.status, 0);
     const Outcome closed = RunProgram(folder, "", "script | head -c 1");
     EXPECT_EQ(closed.errors, "orbel: the output could not be written\n");
+}
+
+TEST(Console, InteractiveRunsEndWithTheirOutput) {
+    for (const char* output : {"> /dev/full", ">&-", "| head -c 25"}) {
+        const Outcome lost = RunProgram(Folder(), "1\n", output, "exec timeout 20");
+        EXPECT_EQ(lost.errors, "orbel: the output could not be written\n") << output;
+        EXPECT_EQ(lost.status, 0) << output;
+    }
 }
 
 TEST(Console, ClosedDescriptorsAreNotTakenByFiles) {
@@ -129,6 +144,46 @@ TEST(Console, ASmallStackAllowsLessNesting) {
     const std::string output = RunProgram(folder, "", "script", "ulimit -s 512;").output;
     EXPECT_TRUE(output.starts_with("\tError : Nested more than ")) << output;
     EXPECT_TRUE(output.ends_with(" levels deep\n\tScalar : 2\n")) << output;
+}
+
+/// Runs a script of the project in the folder, with its output for standard error.
+Outcome RunScriptOfProject(const Folder& folder, const std::string& script) {
+    const std::string command =
+        "cd '" + folder.Path("") + "' && PATH=\"$PWD:$PATH\" '" PROJECT "/'" + script + " > stdout 2> stderr";
+    const int status = std::system(command.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, folder.Read("stdout"), folder.Read("stderr")};
+}
+
+TEST(Commands, RunStartsNothingWithoutTheNamedFile) {
+    const Folder folder;
+    for (const char* name : {"missing", "."}) {
+        const Outcome refused = RunScriptOfProject(folder, std::string("run ") + name);
+        EXPECT_EQ(refused.errors, "There is no file '" + std::string(name) + "' that can be read.\n");
+        EXPECT_EQ(refused.status, 1);
+    }
+    EXPECT_FALSE(std::filesystem::exists(folder.Path("orbel.log")));
+}
+
+TEST(Commands, WhoMayNotInstallIsToldWhatToAskFor) {
+    const Folder folder;
+    const auto command = [&](const char* name, const char* body) {
+        std::filesystem::permissions(folder.Write(name, std::string("#!/bin/sh\n") + body),
+                                     std::filesystem::perms::owner_all);
+    };
+    command("id", "echo 1000");
+    command("sudo", "exit 1");
+    command("dpkg-query", "[ \"$4\" = there ] && echo install ok installed");
+    command("apt-get", "exit 0");
+    const Outcome refused = RunScriptOfProject(folder, "scripts/install-packages there missing1 missing2 < /dev/null");
+    EXPECT_EQ(refused.errors, "Packages are missing that only an administrator can install. Please ask for:\n"
+                              "  apt-get install --no-install-recommends missing1 missing2\n");
+    EXPECT_EQ(refused.status, 1);
+    command("id", "echo 0");
+    command("apt-get", "echo much; [ \"$1\" = update ]");
+    EXPECT_EQ(RunScriptOfProject(folder, "scripts/install-packages missing").errors,
+              "Installing: missing\nmuch\nmuch\n"); // what it says is shown as it has failed
+    command("apt-get", "echo much");
+    EXPECT_EQ(RunScriptOfProject(folder, "scripts/install-packages missing").errors, "Installing: missing\n");
 }
 
 } // namespace

@@ -116,6 +116,6 @@ TEST_P(Examples, ShowNoErrors) {
     EXPECT_EQ(outcome.output.find("\tError"), std::string::npos) << outcome.output;
 }
 
-INSTANTIATE_TEST_SUITE_P(, Examples, testing::ValuesIn(FilesIn(EXAMPLES)), NameOf);
+INSTANTIATE_TEST_SUITE_P(, Examples, testing::ValuesIn(FilesIn(PROJECT "/examples")), NameOf);
 
 } // namespace

@@ -1,0 +1,363 @@
+// The calculator at a terminal.
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <deque>
+
+#include "app/history.h"
+#include "pseudo_terminal.h"
+
+namespace {
+
+constexpr const char* CtrlC = "\x03";
+constexpr const char* CtrlD = "\x04";
+constexpr const char* CtrlR = "\x12";
+constexpr const char* Up = "\033[A";
+constexpr const char* Down = "\033[B";
+const std::string PasteOn = "\033[200~";
+const std::string PasteOff = "\033[201~";
+constexpr const char* Cancelled = "\tError : Cancelled, the statement was stopped\r\n";
+constexpr const char* Question = "\t          Are you sure ? ([y|Enter]/n) ";
+
+std::string Repeat(std::string_view text, std::size_t count) {
+    std::string repeated;
+    for (std::size_t i = 0; i < count; ++i) repeated += text;
+    return repeated;
+}
+
+class Terminal : public testing::Test {
+protected:
+    Terminal() {
+#ifndef ORBEL_LINE_EDITING
+        GTEST_SKIP() << "built without a line editor";
+#endif
+    }
+
+    /// What the terminal shows for the keys and Enter, behind the typed line: the answer.
+    static void ExpectAnswer(PseudoTerminal& terminal, const std::string& keys, const std::string& answer) {
+        terminal.Type(keys + "\r");
+        EXPECT_TRUE(terminal.Shows("\t" + answer + "\r\n")) << keys.substr(0, 100) << "\n" << terminal.GetRest();
+        EXPECT_TRUE(terminal.Shows("> "));
+    }
+
+    const Folder folder;
+};
+
+TEST_F(Terminal, KeysEditTheLine) {
+    PseudoTerminal terminal(folder);
+    ASSERT_TRUE(terminal.Shows("> "));
+    const struct {
+        const char* keys;
+        const char* answer;
+    } rows[] = {
+        {"12\033[D3\x01"
+         "4\x05+1",
+         "Scalar : 4133"}, // left, Ctrl-A, Ctrl-E
+        {"12\x02\x06\x02"
+         "9",
+         "Scalar : 192"}, // Ctrl-B, Ctrl-F
+        {"2\033[H1\033[F3", "Scalar : 123"},
+        {"2\033OH1\033OF3", "Scalar : 123"},
+        {"12\033[D\033[C3", "Scalar : 123"},
+        {"12\x7f"
+         "3",
+         "Scalar : 13"},
+        {"zz\x15"
+         "5",
+         "Scalar : 5"},                        // Ctrl-U
+        {"5zz\033[D\033[D\x0b", "Scalar : 5"}, // Ctrl-K
+        {"5+7\x17"
+         "8",
+         "Scalar : 13"}, // Ctrl-W
+        {"1+\x15\x19\x19"
+         "1",
+         "Scalar : 3"},                                // Ctrl-Y
+        {"70 + 5\033b9\033b1\033f2", "Scalar : 2022"}, // Alt-B, Alt-F
+        {"70 + 5\033[1;5D9\033[1;3D\033[1;5C2", "Scalar : 1022"},
+        {"12\033[D\033[3~", "Scalar : 1"},
+        {"12\x02\x04", "Scalar : 1"}, // Ctrl-D within the line
+        {"1+\x0c"
+         "1",
+         "Scalar : 2"},                                         // Ctrl-L
+        {"1\033[15~\033[1;2A\033OP+1\033[24;5~", "Scalar : 2"}, // no "~" from keys without a meaning
+    };
+    for (const auto& row : rows) ExpectAnswer(terminal, row.keys, row.answer);
+    ExpectAnswer(terminal, "1" + Repeat("+1", 100), "Scalar : 101"); // wraps
+    terminal.Type("q\r");
+    EXPECT_EQ(terminal.WaitForEnd(), 0);
+}
+
+TEST_F(Terminal, WhatIsTypedReachesTheCalculatorAsItIs) {
+    PseudoTerminal terminal(folder);
+    ASSERT_TRUE(terminal.Shows("> "));
+    ExpectAnswer(terminal, "\xc3\xa9\xff\xe6\x97\xa5=1",
+                 "Error : Only alphanumeric names are allowed for symbols, in '\xc3\xa9\xff\xe6\x97\xa5'");
+}
+
+TEST_F(Terminal, HistoryComesBack) {
+    {
+        PseudoTerminal terminal(folder);
+        ASSERT_TRUE(terminal.Shows("> "));
+        ExpectAnswer(terminal, "1+2", "Scalar : 3");
+        ExpectAnswer(terminal, "1+2", "Scalar : 3");
+        ExpectAnswer(terminal, "3*4", "Scalar : 12");
+        ExpectAnswer(terminal, std::string(Up) + Up, "Scalar : 3"); // not twice in a row
+        ExpectAnswer(terminal, "6" + std::string(Up) + Up + Down + Down + "7", "Scalar : 67");
+        const std::string line = "1" + Repeat("+1", 1'000);
+        ExpectAnswer(terminal, line + Up + Down + "+1", "Scalar : 1002"); // left and found again whole
+        ExpectAnswer(terminal, CtrlR + std::string("*"), "Scalar : 12");
+        ExpectAnswer(terminal, CtrlR + std::string("1+") + CtrlR + CtrlR + "\x05" + "0", "Scalar : 21");
+        ExpectAnswer(terminal, "8" + std::string(CtrlR) + "3*\x07" + "8", "Scalar : 88");
+        ExpectAnswer(terminal, "3\033p", "Scalar : 12");
+        terminal.Type("~\r");
+        ASSERT_TRUE(terminal.Shows(Question));
+        terminal.Type("answer\r");
+        ASSERT_TRUE(terminal.Shows("> "));
+        ExpectAnswer(terminal, std::string(Up) + "\x15" + "9", "Scalar : 9");
+        terminal.Type("q\r");
+        EXPECT_EQ(terminal.WaitForEnd(), 0);
+    }
+    const std::string file = folder.Read(".local/state/orbel/history");
+    EXPECT_TRUE(file.starts_with("1+2\n3*4\n1+2\n67\n")) << file;
+    EXPECT_TRUE(file.ends_with("\n~\n9\nq\n")) << file;
+    EXPECT_EQ(std::filesystem::status(folder.Path(".local/state/orbel/history")).permissions(),
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+
+    PseudoTerminal terminal(folder);
+    ASSERT_TRUE(terminal.Shows("> "));
+    ExpectAnswer(terminal, std::string(Up) + Up, "Scalar : 9");
+}
+
+TEST_F(Terminal, SessionsSideBySideLoseNoLine) {
+    {
+        PseudoTerminal first(folder);
+        PseudoTerminal second(folder);
+        ASSERT_TRUE(first.Shows("> ") && second.Shows("> "));
+        ExpectAnswer(first, "1+1", "Scalar : 2");
+        ExpectAnswer(second, "2+2", "Scalar : 4");
+        ExpectAnswer(first, "3+3", "Scalar : 6");
+        ExpectAnswer(first, Up, "Scalar : 6"); // its own
+    }
+    EXPECT_EQ(folder.Read(".local/state/orbel/history"), "1+1\n2+2\n3+3\n");
+}
+
+TEST_F(Terminal, AHistoryThatCannotBeWrittenCostsNothing) {
+    folder.Write(".local", "no folder");
+    PseudoTerminal terminal(folder, "xterm", "2> errors");
+    ASSERT_TRUE(terminal.Shows("> "));
+    ExpectAnswer(terminal, "1+1", "Scalar : 2");
+    ExpectAnswer(terminal, Up, "Scalar : 2");
+    EXPECT_EQ(folder.Read("errors"), "");
+}
+
+TEST(History, KeepsTheLastLinesOfItsFile) {
+    using Quarn::History;
+    const Folder folder;
+    std::string contents;
+    for (std::size_t i = 0; i < History::MostLines + 5; ++i) contents += std::to_string(i) + "\n";
+    const std::string path = folder.Write("history", contents + "last");
+    EXPECT_EQ(History(path).GetLines().front(), "6");
+    EXPECT_EQ(History(path).GetLines().back(), "last");
+    EXPECT_TRUE(folder.Read("history").starts_with("6\n7\n"));
+    History(path).Add(std::string(History::LongestInFile + 1, '1'));
+    EXPECT_TRUE(folder.Read("history").ends_with("\nlast\n"));
+    folder.Write("history", std::string(History::MostBytes, '1') + "\n2\n");
+    EXPECT_EQ(History(path).GetLines(), std::deque<std::string>{"2"});
+    EXPECT_EQ(History("/dev/null").GetLines().size(), 0u);
+}
+
+TEST_F(Terminal, TabCompletes) {
+    PseudoTerminal terminal(folder);
+    ASSERT_TRUE(terminal.Shows("> "));
+    ExpectAnswer(terminal, "rate = 4", "Defining Scalar : rate = 4");
+    ExpectAnswer(terminal, "2*rat\t", "Scalar : 8");
+    ExpectAnswer(terminal, "sq\t16)", "Scalar : 4");
+    ExpectAnswer(terminal, "0*p\t+1", "Scalar : 1");
+    ExpectAnswer(terminal, "Vec\t1, 2)", "Vector : <1, 2>");
+    ExpectAnswer(terminal, "x:Sc\t", "Defining Scalar : x = 0");
+    ExpectAnswer(terminal, "?rat\t", "Scalar : rate = 4");
+    ExpectAnswer(terminal, "~rat\t", "Scalar 'rate' erased");
+    ExpectAnswer(terminal, "1\t\t+\t\b\b2", "Scalar : 2");
+    terminal.Type("1+ro\t\t");
+    EXPECT_TRUE(terminal.Shows("\r\nround(       round_down(  round_up(\r\n> 1+round"));
+    ExpectAnswer(terminal, "_d\t1.7)", "Scalar : 2");
+}
+
+TEST_F(Terminal, CtrlCDropsTheLineAndStopsTheStatement) {
+    PseudoTerminal terminal(folder);
+    ASSERT_TRUE(terminal.Shows("> "));
+    terminal.Type("1+" + std::string(CtrlC));
+    EXPECT_TRUE(terminal.Shows("^C\r\n"));
+    EXPECT_TRUE(terminal.Shows("> "));
+    ExpectAnswer(terminal, "keep = 2", "Defining Scalar : keep = 2");
+
+    for (int i = 60; i > 1; --i) {
+        const auto name = [](int number) { return "f" + std::to_string(number); };
+        terminal.Type(name(i) + " &= " + name(i - 1) + "+" + name(i - 2) + "\r");
+    }
+    ExpectAnswer(terminal, "f1 = 1", "Defining Scalar : f1 = 1");
+    ExpectAnswer(terminal, "f0 &= rand()*0", "Defining Reference : f0 = 0");
+    for (const char* endless : {"x = f60; y = 1", "?f60", "~f60", "<f60, 1>"}) {
+        terminal.Type(endless + std::string("\r"));
+        EXPECT_TRUE(terminal.Shows("\033[?2004l")); // it has begun
+        terminal.Type(CtrlC);
+        EXPECT_TRUE(terminal.Shows(Cancelled)) << endless;
+        EXPECT_TRUE(terminal.Shows("> "));
+    }
+    ExpectAnswer(terminal, "?x", "'x' is undefined");
+    ExpectAnswer(terminal, "?y", "'y' is undefined");
+
+    terminal.Type("~\r");
+    EXPECT_TRUE(terminal.Shows(Question));
+    terminal.Type(CtrlC);
+    EXPECT_TRUE(terminal.Shows(Cancelled));
+    EXPECT_TRUE(terminal.Shows("> "));
+    ExpectAnswer(terminal, "keep", "Scalar : 2");
+}
+
+/// Prints 16 million numbers, and waits for the first.
+void PrintMillions(PseudoTerminal& terminal) {
+    std::string below = "1";
+    for (const char* name : {"a", "b", "c"}) {
+        terminal.Type(name + (" = <" + below + Repeat(", " + below, 63)) + ">\r");
+        EXPECT_TRUE(terminal.Shows("\tDefining Vector : " + std::string(name)));
+        EXPECT_TRUE(terminal.Shows(">\r\n\033[?2004h> "));
+        below = name;
+    }
+    terminal.Type("d = <" + below + Repeat(", " + below, 63) + ">; 5\r");
+    EXPECT_TRUE(terminal.Shows("\tDefining Vector : d = <<<<1, 1"));
+}
+
+TEST_F(Terminal, CtrlCStopsWhatIsPrinted) {
+    PseudoTerminal terminal(folder);
+    ASSERT_TRUE(terminal.Shows("> "));
+    PrintMillions(terminal);
+    terminal.Type(CtrlC);
+    EXPECT_TRUE(terminal.Shows(std::string("\r\n") + Cancelled));
+    EXPECT_TRUE(terminal.Shows("> "));
+    ExpectAnswer(terminal, "?d", "'d' is undefined"); // and "5" was not run
+}
+
+TEST_F(Terminal, ASecondCtrlCIsTheLastResort) {
+    PseudoTerminal terminal(folder);
+    ASSERT_TRUE(terminal.Shows("> "));
+    PrintMillions(terminal);
+    terminal.WaitUntilBlocked(); // nobody reads
+    terminal.InterruptUntilItEnds();
+    EXPECT_EQ(terminal.WaitForEnd(), -SIGINT);
+}
+
+TEST_F(Terminal, CtrlDEndsItOnAnEmptyLineOnly) {
+    PseudoTerminal terminal(folder);
+    ASSERT_TRUE(terminal.Shows("> "));
+    ExpectAnswer(terminal, "x = 1" + std::string(CtrlD), "Defining Scalar : x = 1");
+    terminal.Type("~\r");
+    EXPECT_TRUE(terminal.Shows(Question));
+    terminal.Type(CtrlD);
+    EXPECT_TRUE(terminal.Shows("n\r\n"));
+    EXPECT_TRUE(terminal.Shows("> "));
+    ExpectAnswer(terminal, "x", "Scalar : 1");
+    terminal.Type(CtrlD);
+    EXPECT_TRUE(terminal.Shows("q\r\n"));
+    EXPECT_EQ(terminal.WaitForEnd(), 0);
+}
+
+TEST_F(Terminal, PastedLinesAreAnsweredOneByOne) {
+    PseudoTerminal terminal(folder);
+    ASSERT_TRUE(terminal.Shows("> "));
+    for (const char* lineEnd : {"\r", "\n", "\r\n"}) {
+        terminal.Type(PasteOn + "x =\t1" + lineEnd + "~" + lineEnd + "n" + lineEnd + "x+1" + lineEnd + "9+" + PasteOff);
+        for (const char* shown : {"x = 1\r\n", "\tDefining Scalar : x = 1\r\n", "> ~\r\n", Question, "n\r\n",
+                                  "> x+1\r\n", "\tScalar : 2\r\n", "> 9+"})
+            EXPECT_TRUE(terminal.Shows(shown)) << shown << "\n" << terminal.GetRest();
+        ExpectAnswer(terminal, "1", "Scalar : 10");
+    }
+    terminal.Type("1+1\r2+2\r"); // the same without marks
+    for (const char* shown : {"1+1\r\n", "\tScalar : 2\r\n", "2+2\r\n", "\tScalar : 4\r\n", "> "})
+        EXPECT_TRUE(terminal.Shows(shown)) << shown;
+}
+
+TEST_F(Terminal, AMillionCharactersCanBePasted) {
+    PseudoTerminal terminal(folder);
+    ASSERT_TRUE(terminal.Shows("> "));
+    const std::string sum = "1" + Repeat("+1", 500'000);
+    ExpectAnswer(terminal, PasteOn + sum + PasteOff, "Scalar : 500001");
+    ExpectAnswer(terminal, Up + std::string("+1"), "Scalar : 500002");
+    ExpectAnswer(terminal, Repeat("+1", 10'000), "Scalar : 10000"); // without marks
+}
+
+TEST_F(Terminal, CtrlCDropsTheRestOfWhatIsPasted) {
+    PseudoTerminal terminal(folder);
+    ASSERT_TRUE(terminal.Shows("> "));
+    for (int i = 60; i > 0; --i) {
+        const std::string below = "f" + std::to_string(i - 1);
+        terminal.Type("f" + std::to_string(i) + " &= " + below + "+" + below + "\r");
+    }
+    ExpectAnswer(terminal, "f0 &= rand()*0", "Defining Reference : f0 = 0");
+    terminal.Type(PasteOn + "f60+0\rx = 1\r");
+    EXPECT_TRUE(terminal.Shows("f60+0\r\n\033[?2004l"));
+    terminal.Type(CtrlC);
+    EXPECT_TRUE(terminal.Shows(Cancelled));
+    terminal.Type("y = 2\r" + PasteOff);
+    EXPECT_TRUE(terminal.Shows("> "));
+    ExpectAnswer(terminal, "?x", "'x' is undefined");
+    ExpectAnswer(terminal, "?y", "'y' is undefined");
+}
+
+TEST(PlainTerminal, CtrlCAndCtrlDAreKeysToo) {
+    const Folder folder;
+    PseudoTerminal terminal(folder, "dumb");
+    ASSERT_TRUE(terminal.Shows("> "));
+    terminal.Type("1+1\n");
+    EXPECT_TRUE(terminal.Shows("1+1\r\n\tScalar : 2\r\n> "));
+    terminal.Type("x = 1" + std::string(CtrlC));
+    EXPECT_TRUE(terminal.Shows("^C\r\n> "));
+    terminal.Type("~\n");
+    EXPECT_TRUE(terminal.Shows(Question));
+    terminal.Type(CtrlD);
+    EXPECT_TRUE(terminal.Shows("n\r\n> "));
+    terminal.Type("~\n");
+    EXPECT_TRUE(terminal.Shows(Question));
+    terminal.Type(CtrlC);
+    EXPECT_TRUE(terminal.Shows("^C\r\n" + std::string(Cancelled) + "> "));
+    terminal.Type("5" + std::string(CtrlD) + CtrlD); // what was typed, without its end
+    EXPECT_TRUE(terminal.Shows("5\r\n\tScalar : 5\r\n> "));
+    terminal.Type(CtrlD);
+    EXPECT_TRUE(terminal.Shows("q\r\n"));
+    EXPECT_EQ(terminal.WaitForEnd(), 0);
+    EXPECT_FALSE(std::filesystem::exists(folder.Path(".local")));
+}
+
+TEST(PlainTerminal, TheOutputMayBeAFile) {
+    const Folder folder;
+    PseudoTerminal terminal(folder, "xterm", "> output");
+    terminal.Type("1+1\n");
+    EXPECT_TRUE(terminal.Shows("1+1\r\n"));
+    terminal.Type(CtrlD);
+    EXPECT_TRUE(terminal.Shows("q\r\n"));
+    EXPECT_EQ(terminal.WaitForEnd(), 0);
+    EXPECT_EQ(folder.Read("output"), "> \tScalar : 2\n> ");
+}
+
+TEST(PlainTerminal, CtrlCEndsAScript) {
+    const Folder folder;
+    PseudoTerminal terminal(folder, "xterm", "/dev/stdin");
+    terminal.Type("1+1\n");
+    terminal.WaitUntilBlocked(); // until it reads the next line
+    terminal.Type(CtrlC);
+    EXPECT_EQ(terminal.WaitForEnd(), -SIGINT);
+}
+
+TEST(PlainTerminal, AHungUpTerminalEndsIt) {
+    for (const char* kind : {"xterm", "dumb"}) {
+        const Folder folder;
+        PseudoTerminal terminal(folder, kind, "2> errors", "trap '' HUP;");
+        ASSERT_TRUE(terminal.Shows("> "));
+        terminal.HangUp();
+        EXPECT_EQ(terminal.WaitForEnd(), 0);
+        EXPECT_EQ(folder.Read("errors"), "orbel: the output could not be written\n");
+    }
+}
+
+} // namespace
