@@ -1,0 +1,104 @@
+// Measures how long a statement goes on after it was cancelled: the longest of several times, each cancelled at another
+// moment.
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <iostream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <quarn/quarn.h>
+
+namespace {
+
+using namespace Quarn;
+using Clock = std::chrono::steady_clock;
+
+struct Case {
+    const char* what;
+    std::vector<std::string> before; ///< lines that come first
+    std::string line;
+};
+
+std::string Repeat(std::string_view text, std::size_t count) {
+    std::string repeated;
+    for (std::size_t i = 0; i < count; ++i) repeated += text;
+    return repeated;
+}
+
+/// References, each to the two before it.
+std::vector<std::string> Web() {
+    std::vector<std::string> lines;
+    const auto name = [](int i) { return "f" + std::to_string(i); };
+    for (int i = 90; i > 1; --i) lines.push_back(name(i) + " &= " + name(i - 1) + "+" + name(i - 2));
+    lines.insert(lines.end(), {"f1 = 1", "f0 &= rand()"});
+    return lines;
+}
+
+/// A vector of 16 million numbers.
+std::vector<std::string> Millions() {
+    std::vector<std::string> lines = {"v = <1, 2>"};
+    lines.insert(lines.end(), 23, "v = <v, v>");
+    return lines;
+}
+
+const std::vector<Case>& Cases() {
+    constexpr std::size_t Million = 1'000'000;
+    static const std::vector<Case> cases = {
+        {"an endless web of references", Web(), "f90+0"},
+        {"the same, inspected", Web(), "?f90"},
+        {"the same, erased", Web(), "~f90"},
+        {"16 million numbers added", Millions(), "w = v+v"},
+        {"16 million numbers shown", Millions(), "v"},
+        {"a flat line of a million characters", {}, "1" + Repeat("+1", Million / 2)},
+        {"a reference with as many, defined", {}, "r &= a" + Repeat("+a", Million / 2)},
+        {"a vector with as many", {}, "<1" + Repeat(",1", Million / 2) + ">"},
+        {"within 900 others", {}, Repeat("<", 900) + "1" + Repeat(",1", Million / 2) + Repeat(">", 900)},
+        {"a call with as many", {}, "max(1" + Repeat(",1", Million / 2) + ")"},
+        {"a number with as many", {}, Repeat("1", Million)},
+        {"a name with as many", {}, Repeat("a", Million)},
+        {"an error that quotes as many", {}, Repeat("a b ", Million / 4)},
+        {"operations on a kept one with as many", {"x &= a" + Repeat("+a", Million / 2)}, "x" + Repeat("*x", 1000)},
+        {"statements on a line", {}, Repeat("1;", Million / 2)},
+    };
+    return cases;
+}
+
+double Seconds(Clock::duration time) { return std::chrono::duration<double>(time).count(); }
+
+/// Carries out the line and cancels it after a while. Returns how long it went on.
+double CancelAfter(const Case& tried, double seconds) {
+    std::ostream nowhere(nullptr);
+    State state;
+    Vector::Register(state);
+    state.SetStreams(std::cin, nowhere);
+    for (const std::string& line : tried.before) state.ParseLine(line);
+    std::atomic<bool> isCancelled = false;
+    state.GetLimits().SetCancellation(&isCancelled);
+    Clock::time_point cancelled;
+    std::thread other([&] {
+        std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
+        cancelled = Clock::now();
+        isCancelled = true;
+    });
+    state.ParseLine(tried.line);
+    const Clock::time_point end = Clock::now();
+    other.join();
+    return Seconds(end - cancelled); // negative if it had ended before
+}
+
+} // namespace
+
+int main() {
+    std::puts("| statement | longest time from cancellation to the end |\n|---|---|");
+    for (const Case& tried : Cases()) {
+        double longest = 0;
+        for (const double seconds : {0.0, 0.002, 0.01, 0.03, 0.06, 0.1, 0.3, 0.6, 1.0, 1.5})
+            longest = std::max(longest, CancelAfter(tried, seconds));
+        std::printf("| %s | %.1f ms |\n", tried.what, longest * 1e3);
+        std::fflush(stdout);
+    }
+}
