@@ -18,7 +18,7 @@ enum Key : wchar_t {
     Delete = 0x7f,
     MoreToPaste = 0x80,
     WindowChanged,
-    SearchResult,
+    SearchChanged,
     Candidates,
     FirstPrintable = 0xa0,
 };

@@ -33,6 +33,8 @@ std::unique_ptr<LineInput> OpenLineEditor(State&) { return nullptr; }
 
 #include "app/history.h"
 #include "app/key_reader.h"
+#include "app/prompt_buffer.h"
+#include "app/recall.h"
 #include "app/terminal.h"
 #include "app/wide_text.h"
 #include "quarn/interpreter/state.h"
@@ -40,33 +42,6 @@ std::unique_ptr<LineInput> OpenLineEditor(State&) { return nullptr; }
 namespace Quarn {
 
 namespace {
-
-/// Standard output, except that a line without its end is held back: it is the prompt of the line that is read next.
-class PromptBuffer : public std::streambuf {
-public:
-    std::string TakePrompt() { return std::exchange(m_unfinished, {}); }
-
-private:
-    static constexpr std::size_t LongestPrompt = 1024; // what is longer is the beginning of a long report
-
-    std::streamsize xsputn(const char* text, std::streamsize size) override {
-        m_unfinished.append(text, static_cast<std::size_t>(size));
-        const auto lineEnd = m_unfinished.rfind('\n');
-        const std::size_t finished = m_unfinished.size() > LongestPrompt ? m_unfinished.size()
-                                     : lineEnd == std::string::npos      ? 0
-                                                                         : lineEnd + 1;
-        std::cout.write(m_unfinished.data(), static_cast<std::streamsize>(finished));
-        m_unfinished.erase(0, finished);
-        return std::cout ? size : 0;
-    }
-    int_type overflow(int_type character) override {
-        const char text = traits_type::to_char_type(character);
-        return xsputn(&text, 1) == 1 ? character : traits_type::eof();
-    }
-    int sync() override { return std::cout.flush() ? 0 : -1; }
-
-    std::string m_unfinished;
-};
 
 class LineEditor : public LineInput {
 public:
@@ -114,17 +89,15 @@ private:
     Next Paste();
     Next Ignore() { return CC_NORM; }
 
-    // The history
-    void GoTo(std::size_t position);
-    bool GoToPrefix(int step);
+    /// Puts another line in the place of this one, if `move` finds one.
+    template <class Move> bool Replace(const Move& move);
     Next GoBack();
     Next GoForward();
-    Next GoBackToPrefix() { return GoToPrefix(-1) ? CC_REFRESH : CC_ERROR; }
-    Next GoForwardToPrefix() { return GoToPrefix(1) ? CC_REFRESH : CC_ERROR; }
+    Next GoBackWithPrefix();
+    Next GoForwardWithPrefix();
     Next Search();
-    void SearchBefore(std::size_t position);
     wchar_t SearchWith(wchar_t key);
-    Next ShowSearchResult();
+    Next ShowSearch();
 
     Next Complete();
     Next ListCandidates();
@@ -145,12 +118,7 @@ private:
     bool m_isDropped = false; ///< by Ctrl-C, the line last read
 
     History m_history{History::DefaultFile()};
-    std::size_t m_position = 0; ///< in the history; its size is the line that is being typed
-    std::wstring m_typed;       ///< that line, while another one is shown
-
-    bool m_isSearching = false;
-    bool m_isFound = true;
-    std::wstring m_wanted;
+    Recall m_recall{m_history};
 
     std::vector<s_str> m_candidates;
     std::size_t m_cursorBefore = 0; ///< before they are listed
@@ -177,7 +145,7 @@ int LineEditor::ReadKey(EditLine* editor, wchar_t* key) {
     LineEditor& self = Of(editor);
     try {
         if (!self.m_keys.Read(*key)) return 0;
-        if (self.m_isSearching) *key = self.SearchWith(*key);
+        if (self.m_recall.IsSearching()) *key = self.SearchWith(*key);
     } catch (const std::bad_alloc&) {
         *key = CtrlC;
     }
@@ -252,8 +220,8 @@ void LineEditor::BindKeys() {
     const std::initializer_list<Binding> ours = {
         {L"orbel-previous", Call<&LineEditor::GoBack>, {L"\020", L"\033[A", L"\033OA"}},
         {L"orbel-next", Call<&LineEditor::GoForward>, {L"\016", L"\033[B", L"\033OB"}},
-        {L"orbel-previous-prefix", Call<&LineEditor::GoBackToPrefix>, {L"\033p", L"\033[5~"}},
-        {L"orbel-next-prefix", Call<&LineEditor::GoForwardToPrefix>, {L"\033n", L"\033[6~"}},
+        {L"orbel-previous-prefix", Call<&LineEditor::GoBackWithPrefix>, {L"\033p", L"\033[5~"}},
+        {L"orbel-next-prefix", Call<&LineEditor::GoForwardWithPrefix>, {L"\033n", L"\033[6~"}},
         {L"orbel-search", Call<&LineEditor::Search>, {L"\022"}},
         {L"orbel-complete", Call<&LineEditor::Complete>, {L"\t"}},
     };
@@ -265,7 +233,7 @@ void LineEditor::BindKeys() {
         {L"orbel-suspend", Call<&LineEditor::Suspend>, {L"\032"}},
         {L"orbel-paste", Call<&LineEditor::Paste>, {L"\033[200~", L"\x80"}},
         {L"orbel-redraw", Call<&LineEditor::Redraw>, {L"\x81"}},
-        {L"orbel-search-result", Call<&LineEditor::ShowSearchResult>, {L"\x82"}},
+        {L"orbel-search-changed", Call<&LineEditor::ShowSearch>, {L"\x82"}},
         {L"orbel-candidates", Call<&LineEditor::ListCandidates>, {L"\x83"}},
     };
     for (const Binding& binding : fixed) Bind(binding);
@@ -294,8 +262,7 @@ LineInput::Got LineEditor::Read(std::string& line) {
     line.clear();
     SetPrompt(m_outputBuffer.TakePrompt());
     m_isDropped = false;
-    m_isSearching = false;
-    m_position = m_history.GetLines().size();
+    m_recall.Begin();
     std::fputs("\033[?2004h", stdout); // asks for marks around what is pasted
     int count = 0;
     const wchar_t* const text = el_wgets(m_editor, &count);
@@ -381,83 +348,56 @@ LineEditor::Next LineEditor::Paste() {
     return CC_REFRESH;
 }
 
-void LineEditor::GoTo(std::size_t position) {
-    const auto& lines = m_history.GetLines();
-    if (m_position == lines.size()) m_typed = GetLine();
-    m_position = position;
-    SetLine(position == lines.size() ? m_typed : ToWide(lines[position]));
+template <class Move> bool LineEditor::Replace(const Move& move) {
+    std::wstring line(GetLine());
+    if (!move(line)) return false;
+    SetLine(line);
+    return true;
 }
 
 LineEditor::Next LineEditor::GoBack() {
-    if (m_position == 0) return CC_ERROR;
-    GoTo(m_position - 1);
-    return CC_REFRESH;
+    return Replace([&](std::wstring& line) { return m_recall.GoBack(line); }) ? CC_REFRESH : CC_ERROR;
 }
 
 LineEditor::Next LineEditor::GoForward() {
-    if (m_position == m_history.GetLines().size()) return CC_ERROR;
-    GoTo(m_position + 1);
+    return Replace([&](std::wstring& line) { return m_recall.GoForward(line); }) ? CC_REFRESH : CC_ERROR;
+}
+
+LineEditor::Next LineEditor::GoBackWithPrefix() {
+    const std::size_t cursor = GetCursor();
+    if (!Replace([&](std::wstring& line) { return m_recall.GoBackWithPrefix(line, cursor); })) return CC_ERROR;
+    MoveTo(cursor);
     return CC_REFRESH;
 }
 
-/// Goes to the next line in the direction that begins with what stands before the cursor, and is another one.
-bool LineEditor::GoToPrefix(int step) {
-    const auto& lines = m_history.GetLines();
+LineEditor::Next LineEditor::GoForwardWithPrefix() {
     const std::size_t cursor = GetCursor();
-    const std::string shown = ToBytes(GetLine());
-    const std::string prefix = ToBytes(GetLine().substr(0, cursor));
-    std::size_t position = m_position;
-    const std::size_t last = step < 0 ? 0 : lines.size();
-    while (position != last) {
-        position += static_cast<std::size_t>(step); // wraps around for -1
-        const bool isFound =
-            position == lines.size() || (lines[position].starts_with(prefix) && lines[position] != shown);
-        if (!isFound) continue;
-        GoTo(position);
-        MoveTo(cursor);
-        return true;
-    }
-    return false;
+    if (!Replace([&](std::wstring& line) { return m_recall.GoForwardWithPrefix(line, cursor); })) return CC_ERROR;
+    MoveTo(cursor);
+    return CC_REFRESH;
 }
 
 LineEditor::Next LineEditor::Search() {
-    m_isSearching = true;
-    m_isFound = true;
-    m_wanted.clear();
-    return ShowSearchResult();
-}
-
-/// Goes to the last line before the position that has the text in it.
-void LineEditor::SearchBefore(std::size_t position) {
-    const auto& lines = m_history.GetLines();
-    if (m_wanted.empty()) return GoTo(lines.size());
-    const std::string wanted = ToBytes(m_wanted);
-    while (position > 0 && lines[position - 1].find(wanted) == std::string::npos) --position;
-    m_isFound = position > 0;
-    if (m_isFound) GoTo(position - 1);
+    m_recall.BeginSearch();
+    return ShowSearch();
 }
 
 /// Changes the search as the key says. A key that does not belong to it ends it, and does what it always does.
 wchar_t LineEditor::SearchWith(wchar_t key) {
-    const std::size_t newest = m_history.GetLines().size();
-    if (key == CtrlR) {
-        SearchBefore(m_position);
-    } else if (key == Backspace || key == Delete) {
-        if (!m_wanted.empty()) m_wanted.pop_back();
-        SearchBefore(newest);
-    } else if (key >= FirstPrintable || (key >= L' ' && key < Delete)) {
-        m_wanted += key;
-        SearchBefore(std::min(m_position + 1, newest));
-    } else {
-        m_isSearching = false;
-        if (key == CtrlG) GoTo(newest);
-        else m_keys.Push(key);
-    }
-    return SearchResult;
+    Replace([&](std::wstring& line) {
+        if (key == CtrlR) return m_recall.SearchFurther(line);
+        if (key == CtrlG) return m_recall.GiveUp(line);
+        if (key == Backspace || key == Delete) return m_recall.Shorten(line);
+        if (key >= FirstPrintable || (key >= L' ' && key < Delete)) return m_recall.Extend(key, line);
+        m_recall.EndSearch();
+        m_keys.Push(key);
+        return false;
+    });
+    return SearchChanged;
 }
 
-LineEditor::Next LineEditor::ShowSearchResult() {
-    m_shownPrompt = !m_isSearching ? m_prompt : (m_isFound ? L"search '" : L"no line with '") + m_wanted + L"': ";
+LineEditor::Next LineEditor::ShowSearch() {
+    m_shownPrompt = m_recall.IsSearching() ? m_recall.GetSearchPrompt() : m_prompt;
     return CC_REFRESH;
 }
 
