@@ -63,7 +63,7 @@ KeyReader::Pasted KeyReader::ReadPasted() {
         SetUnread(unread);
         const bool isRestOfLineEnd = character == L'\n' && m_lastPasted == L'\r';
         m_lastPasted = character;
-        if (m_isDroppingPaste && character == CtrlC) {
+        if (character == CtrlC) { // the way out if the end never comes
             m_isPasting = m_isDroppingPaste = false;
             Push(CtrlC);
             return pasted;

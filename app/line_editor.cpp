@@ -192,7 +192,7 @@ void LineEditor::Bind(const Binding& binding) {
 /// take the end for something typed: an "~", which erases, or an operand.
 void LineEditor::IgnoreUnusedKeys() {
     const wchar_t* const ignore = L"orbel-ignore";
-    Bind({ignore, Call<&LineEditor::Ignore>, {L"\033[Z", L"\033[I", L"\033[O"}});
+    Bind({ignore, Call<&LineEditor::Ignore>, {L"\033[Z", L"\033[I", L"\033[O", L"\033[201~"}});
     const auto bind = [&](const std::wstring& key) { Bind({ignore, nullptr, {key.c_str()}}); };
     for (const wchar_t last : std::wstring_view(L"PQRS")) bind(std::wstring(L"\033O") + last);
     for (const wchar_t last : std::wstring_view(L"ABCDE")) bind(std::wstring(L"\033[[") + last);

@@ -56,7 +56,7 @@ std::string ToBytes(std::wstring_view text) {
     bytes.reserve(text.size());
     const auto append = [&](std::uint32_t byte) { bytes += static_cast<char>(byte); };
     for (const wchar_t character : text) {
-        const auto value = static_cast<std::uint32_t>(character);
+        const auto value = static_cast<char32_t>(character);
         if (value < 0x80 || (value >= ByteBase + 0x80 && value <= ByteBase + 0xFF)) {
             append(value & 0xFFu);
             continue;

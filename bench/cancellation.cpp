@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdio>
 #include <iostream>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -23,17 +24,20 @@ struct Case {
     std::string line;
 };
 
-std::string Repeat(std::string_view text, std::size_t count) {
-    std::string repeated;
-    for (std::size_t i = 0; i < count; ++i) repeated += text;
-    return repeated;
+/// A text that is repeated between two others.
+std::string Line(std::string first, std::string_view repeated, std::size_t count, std::string_view last = "") {
+    for (std::size_t i = 0; i < count; ++i) first += repeated;
+    return first += last;
 }
 
 /// References, each to the two before it.
 std::vector<std::string> Web() {
     std::vector<std::string> lines;
-    const auto name = [](int i) { return "f" + std::to_string(i); };
-    for (int i = 90; i > 1; --i) lines.push_back(name(i) + " &= " + name(i - 1) + "+" + name(i - 2));
+    for (int i = 90; i > 1; --i) {
+        std::ostringstream line;
+        line << 'f' << i << " &= f" << i - 1 << "+f" << i - 2;
+        lines.push_back(line.str());
+    }
     lines.insert(lines.end(), {"f1 = 1", "f0 &= rand()"});
     return lines;
 }
@@ -53,16 +57,16 @@ const std::vector<Case>& Cases() {
         {"the same, erased", Web(), "~f90"},
         {"16 million numbers added", Millions(), "w = v+v"},
         {"16 million numbers shown", Millions(), "v"},
-        {"a flat line of a million characters", {}, "1" + Repeat("+1", Million / 2)},
-        {"a reference with as many, defined", {}, "r &= a" + Repeat("+a", Million / 2)},
-        {"a vector with as many", {}, "<1" + Repeat(",1", Million / 2) + ">"},
-        {"within 900 others", {}, Repeat("<", 900) + "1" + Repeat(",1", Million / 2) + Repeat(">", 900)},
-        {"a call with as many", {}, "max(1" + Repeat(",1", Million / 2) + ")"},
-        {"a number with as many", {}, Repeat("1", Million)},
-        {"a name with as many", {}, Repeat("a", Million)},
-        {"an error that quotes as many", {}, Repeat("a b ", Million / 4)},
-        {"operations on a kept one with as many", {"x &= a" + Repeat("+a", Million / 2)}, "x" + Repeat("*x", 1000)},
-        {"statements on a line", {}, Repeat("1;", Million / 2)},
+        {"a flat line of a million characters", {}, Line("1", "+1", Million / 2)},
+        {"a reference with as many, defined", {}, Line("r &= a", "+a", Million / 2)},
+        {"a vector with as many", {}, Line("<1", ",1", Million / 2, ">")},
+        {"within 900 others", {}, Line(Line("", "<", 900, "1"), ",1", Million / 2, Line("", ">", 900))},
+        {"a call with as many", {}, Line("max(1", ",1", Million / 2, ")")},
+        {"a number with as many", {}, Line("", "1", Million)},
+        {"a name with as many", {}, Line("", "a", Million)},
+        {"an error that quotes as many", {}, Line("", "a b ", Million / 4)},
+        {"operations on a kept one with as many", {Line("x &= a", "+a", Million / 2)}, Line("x", "*x", 1000)},
+        {"statements on a line", {}, Line("", "1;", Million / 2)},
     };
     return cases;
 }

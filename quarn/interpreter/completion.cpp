@@ -1,6 +1,7 @@
 #include "quarn/interpreter/completion.h"
 
 #include <algorithm>
+#include <set>
 
 #include "quarn/interpreter/language.h"
 #include "quarn/interpreter/names.h"
@@ -42,9 +43,7 @@ public:
         } else {
             CompleteExpression(statement);
         }
-        std::ranges::sort(m_completions.candidates, {}, &s_str::View);
-        const auto repeated = std::ranges::unique(m_completions.candidates, {}, &s_str::View);
-        m_completions.candidates.erase(repeated.begin(), repeated.end());
+        m_completions.candidates.assign(m_candidates.begin(), m_candidates.end());
         return std::move(m_completions);
     }
 
@@ -93,7 +92,7 @@ private:
     /// Adds the keys that begin with the word, each with its ending.
     template <class Map, class EndingOf> void Add(const Map& map, const EndingOf& endingOf) {
         for (auto entry = map.lower_bound(m_word); entry != map.end() && entry->first.StartsWith(m_word); ++entry)
-            m_completions.candidates.push_back(entry->first + endingOf(*entry));
+            m_candidates.insert(entry->first + endingOf(*entry));
     }
     template <class Map> void Add(const Map& map) {
         Add(map, [](const auto&) { return ""; });
@@ -104,6 +103,7 @@ private:
     const std::string_view m_head;
     const bool m_hasBracket; ///< stands at the position already
     std::string_view m_word;
+    std::set<s_str, s_text_order> m_candidates; ///< in order, each once
     Completions m_completions;
 };
 
