@@ -55,7 +55,8 @@ private:
             do locked = flock(m_descriptor, LOCK_EX);
             while (locked != 0 && errno == EINTR);
         }
-        if (locked != 0 || fstat(m_descriptor, &m_status) != 0) Close();
+        if (locked != 0 || fstat(m_descriptor, &m_status) != 0) return Close();
+        if ((m_status.st_mode & 0777) != OnlyForTheUser) fchmod(m_descriptor, OnlyForTheUser);
     }
     bool IsAt(const std::filesystem::path& path) const {
         struct stat named {};
@@ -127,8 +128,13 @@ void History::Add(std::string_view line) {
     Keep(line);
     if (m_file.empty() || line.size() > LongestInFile) return;
     MakeFolders(m_file.parent_path());
-    const LockedFile locked(m_file, O_WRONLY | O_APPEND | O_CREAT);
-    if (locked.IsOpen()) locked.Write(std::string(line) + '\n');
+    const LockedFile locked(m_file, O_RDWR | O_APPEND | O_CREAT);
+    if (!locked.IsOpen()) return;
+    std::string entry = std::string(line) + '\n';
+    const std::string end = locked.ReadEnd(entry.size() + 1); // another session may have written
+    if (end == entry || end == '\n' + entry) return;
+    if (!end.empty() && !end.ends_with('\n')) entry.insert(0, 1, '\n'); // a line without its end
+    locked.Write(entry);
 }
 
 } // namespace Quarn

@@ -6,7 +6,43 @@ namespace Quarn {
 
 namespace {
 
+constexpr std::string_view PasteBegin = "\033[200~";
 constexpr std::string_view PasteEnd = "\033[201~";
+
+bool IsControl(wchar_t key) { return key < L' '; }
+
+/// The key of a cursor sequence, `isModified` by Ctrl or Alt; '\0' for none.
+wchar_t KeyOfLetter(wchar_t letter, bool isModified) {
+    switch (letter) {
+    case L'A': return Up;
+    case L'B': return Down;
+    case L'C': return isModified ? WordRight : Right;
+    case L'D': return isModified ? WordLeft : Left;
+    case L'H': return Home;
+    case L'F': return End;
+    default: return L'\0';
+    }
+}
+
+wchar_t KeyOfNumber(std::string_view number) {
+    if (number == "1" || number == "7") return Home;
+    if (number == "4" || number == "8") return End;
+    if (number == "3") return DeleteForward;
+    if (number == "5") return PageUp;
+    if (number == "6") return PageDown;
+    if (number == "200") return MoreToPaste;
+    return L'\0';
+}
+
+/// The key of a control sequence by its parameters, "1;5" for one, and its last character; '\0' for none.
+wchar_t KeyOfSequence(std::string_view parameters, wchar_t last, bool hasAlt) {
+    const std::size_t separator = parameters.find(';');
+    const std::string_view modifiers = separator == std::string_view::npos ? "" : parameters.substr(separator + 1);
+    if (last == L'~') return modifiers.empty() ? KeyOfNumber(parameters) : L'\0';
+    const std::string_view shift = "2";
+    const std::string_view applied = modifiers.empty() && parameters != "1" ? parameters : modifiers;
+    return applied == shift ? L'\0' : KeyOfLetter(last, hasAlt || !applied.empty());
+}
 
 } // namespace
 
@@ -21,11 +57,21 @@ bool KeyReader::Read(wchar_t& key) {
         key = MoreToPaste;
         return true;
     }
+    do {
+        if (!ReadTyped(key)) return false;
+        if (key == Escape && !ReadBehindEscape(key)) return false;
+    } while (key == L'\0');
+    m_isPasting = key == MoreToPaste;
+    return true;
+}
+
+/// Reads a character, or what happens before there is one.
+bool KeyReader::ReadTyped(wchar_t& key) {
     for (;;) {
         std::string_view unread = Unread();
         while (TakeCharacter(unread, key)) {
             SetUnread(unread);
-            if (key < MoreToPaste || key >= FirstPrintable) return true;
+            if (key <= Delete || key >= FirstPrintable) return true;
         }
         switch (ReadMore()) {
         case Terminal::Event::Input: break;
@@ -37,6 +83,44 @@ bool KeyReader::Read(wchar_t& key) {
     }
 }
 
+/// What Escape and the keys behind it are. A control character ends whatever it interrupts, so Ctrl-C always works.
+bool KeyReader::ReadBehindEscape(wchar_t& key) {
+    constexpr int Pause = 50; // milliseconds; a terminal sends a sequence at once
+    if (m_isEscapeKey && Unread().empty() && !m_terminal.HasInput(Pause)) return true;
+    if (!ReadTyped(key)) return false;
+    const bool isTwice = key == Escape;
+    if (isTwice && !ReadTyped(key)) return false;
+    const bool isSequence = (key == L'[' || key == L'O') && (!Unread().empty() || m_terminal.HasInput(Pause));
+    if (isSequence && key == L'[') return ReadSequence(isTwice, key);
+    if (isSequence) {
+        if (!ReadTyped(key)) return false;
+        if (!IsControl(key)) key = KeyOfLetter(key, isTwice);
+        return true;
+    }
+    if (IsControl(key) || key == WindowChanged) return true;
+    m_pushed.insert(0, 1, key);
+    key = Escape;
+    return true;
+}
+
+bool KeyReader::ReadSequence(bool hasAlt, wchar_t& key) {
+    std::string parameters;
+    while (ReadTyped(key)) {
+        if (IsControl(key) || key > Delete) return true;
+        if (key == L'[' && parameters.empty()) { // a function key of a Linux console
+            if (!ReadTyped(key)) return false;
+            if (!IsControl(key)) key = L'\0';
+            return true;
+        }
+        if (key >= L'@') {
+            key = KeyOfSequence(parameters, key, hasAlt);
+            return true;
+        }
+        parameters += static_cast<char>(key);
+    }
+    return false;
+}
+
 Terminal::Event KeyReader::ReadMore() {
     m_bytes.erase(0, m_read);
     m_read = 0;
@@ -45,26 +129,25 @@ Terminal::Event KeyReader::ReadMore() {
 
 KeyReader::Pasted KeyReader::ReadPasted() {
     Pasted pasted;
-    m_isPasting = true;
     for (;;) {
         std::string_view unread = Unread();
         if (unread.starts_with(PasteEnd)) {
             SetUnread(unread.substr(PasteEnd.size()));
-            m_isPasting = m_isDroppingPaste = false;
+            EndPaste();
             return pasted;
         }
         wchar_t character = 0;
         if (PasteEnd.starts_with(unread) || !TakeCharacter(unread, character)) {
             const Terminal::Event event = ReadMore();
             if (event == Terminal::Event::Input || event == Terminal::Event::Changed) continue;
-            m_isPasting = m_isDroppingPaste = false; // `Read` finds the event again
+            EndPaste(); // `Read` finds the event again
             return pasted;
         }
         SetUnread(unread);
         const bool isRestOfLineEnd = character == L'\n' && m_lastPasted == L'\r';
         m_lastPasted = character;
         if (character == CtrlC) { // the way out if the end never comes
-            m_isPasting = m_isDroppingPaste = false;
+            EndPaste();
             Push(CtrlC);
             return pasted;
         }
@@ -79,13 +162,15 @@ KeyReader::Pasted KeyReader::ReadPasted() {
 
 void KeyReader::Drop() {
     m_pushed.clear();
-    if (m_isPasting) { // up to its end, which may still be on its way
-        m_isDroppingPaste = true;
-        return;
+    if (!m_isPasting) {
+        while (m_terminal.HasInput(0) && ReadMore() == Terminal::Event::Input) {
+        }
+        const std::size_t begin = Unread().rfind(PasteBegin);
+        if (begin == std::string_view::npos) return SetUnread({});
+        SetUnread(Unread().substr(begin + PasteBegin.size()));
+        m_isPasting = true;
     }
-    m_bytes.clear();
-    m_read = 0;
-    m_terminal.DropInput();
+    m_isDroppingPaste = true; // the rest may still be on its way
 }
 
 } // namespace Quarn

@@ -43,6 +43,12 @@ namespace Quarn {
 
 namespace {
 
+std::size_t WidthOfTerminal() {
+    winsize window{};
+    ioctl(STDOUT_FILENO, TIOCGWINSZ, &window);
+    return window.ws_col;
+}
+
 class LineEditor : public LineInput {
 public:
     explicit LineEditor(State& state) : m_state(state) {}
@@ -64,18 +70,17 @@ private:
     struct Binding {
         const wchar_t* action;
         Next (*call)(EditLine*, wint_t);
-        std::vector<const wchar_t*> keys;
+        std::vector<std::wstring> keys;
     };
     template <Next (LineEditor::*Action)()> static Next Call(EditLine* editor, wint_t);
     static LineEditor& Of(EditLine* editor);
     static int ReadKey(EditLine* editor, wchar_t* key);
     static wchar_t* GetPrompt(EditLine* editor) { return Of(editor).m_shownPrompt.data(); }
 
-    void Bind(const Binding& binding);
-    void IgnoreUnusedKeys();
     void BindKeys();
     Got Read(std::string& line);
     void SetPrompt(std::string_view prompt);
+    void Redraw();
 
     std::wstring_view GetLine() const;
     std::size_t GetCursor() const;
@@ -85,7 +90,6 @@ private:
     Next Drop();
     Next DeleteOrEnd();
     Next Suspend();
-    Next Redraw();
     Next Paste();
     Next Ignore() { return CC_NORM; }
 
@@ -144,7 +148,10 @@ template <LineEditor::Next (LineEditor::*Action)()> LineEditor::Next LineEditor:
 int LineEditor::ReadKey(EditLine* editor, wchar_t* key) {
     LineEditor& self = Of(editor);
     try {
-        if (!self.m_keys.Read(*key)) return 0;
+        do {
+            if (!self.m_keys.Read(*key)) return 0;
+            if (*key == WindowChanged) self.Redraw();
+        } while (*key == WindowChanged);
         if (self.m_recall.IsSearching()) *key = self.SearchWith(*key);
     } catch (const std::bad_alloc&) {
         *key = CtrlC;
@@ -171,6 +178,7 @@ bool LineEditor::Open() {
     // The ends of pasted lines stay what they are.
     el_wset(m_editor, EL_SETTY, L"-x", L"-icanon", L"-echo", L"+noflsh", L"-icrnl", L"-inlcr", nullptr);
     el_wset(m_editor, EL_SETTY, L"-d", L"-isig", L"-icrnl", L"-inlcr", nullptr);
+    el_wset(m_editor, EL_EDITOR, L"emacs");
     BindKeys();
     return true;
 }
@@ -183,66 +191,53 @@ LineEditor::~LineEditor() {
     if (m_errors) std::fclose(m_errors);
 }
 
-void LineEditor::Bind(const Binding& binding) {
-    if (binding.call) el_wset(m_editor, EL_ADDFN, binding.action, L"", binding.call);
-    for (const wchar_t* const key : binding.keys) el_wset(m_editor, EL_BIND, key, binding.action, nullptr);
-}
-
-/// Function keys, and cursor keys with Shift, Alt and Ctrl. The library would drop the beginning of what they send and
-/// take the end for something typed: an "~", which erases, or an operand.
-void LineEditor::IgnoreUnusedKeys() {
-    const wchar_t* const ignore = L"orbel-ignore";
-    Bind({ignore, Call<&LineEditor::Ignore>, {L"\033[Z", L"\033[I", L"\033[O", L"\033[201~"}});
-    const auto bind = [&](const std::wstring& key) { Bind({ignore, nullptr, {key.c_str()}}); };
-    for (const wchar_t last : std::wstring_view(L"PQRS")) bind(std::wstring(L"\033O") + last);
-    for (const wchar_t last : std::wstring_view(L"ABCDE")) bind(std::wstring(L"\033[[") + last);
-    for (int modifiers = 1; modifiers <= 8; ++modifiers) {
-        const std::wstring modified = modifiers == 1 ? L"" : L";" + std::to_wstring(modifiers);
-        constexpr int LastNumber = 34; // of function keys
-        for (int number = 1; number <= LastNumber; ++number) bind(L"\033[" + std::to_wstring(number) + modified + L"~");
-        for (const wchar_t last : std::wstring_view(L"ABCDEFHPQRS")) bind(L"\033[1" + modified + last);
-    }
-}
-
 void LineEditor::BindKeys() {
-    el_wset(m_editor, EL_EDITOR, L"emacs");
-    const std::initializer_list<Binding> usual = {
-        {L"ed-move-to-beg", nullptr, {L"\033[H", L"\033OH", L"\033[1~", L"\033[7~"}},
-        {L"ed-move-to-end", nullptr, {L"\033[F", L"\033OF", L"\033[4~", L"\033[8~"}},
-        {L"ed-delete-next-char", nullptr, {L"\033[3~"}},
-        {L"ed-prev-word", nullptr, {L"\033[1;5D", L"\033[1;3D", L"\033[5D", L"\033\033[D"}},
-        {L"em-next-word", nullptr, {L"\033[1;5C", L"\033[1;3C", L"\033[5C", L"\033\033[C"}},
+    el_source(m_editor, nullptr); // the user's own keys, or the ones of vi
+    el_wset(m_editor, EL_EDITMODE, 1);
+    const wchar_t* map = nullptr;
+    const bool isVi = el_wget(m_editor, EL_EDITOR, &map) == 0 && map && map == std::wstring_view(L"vi");
+    m_keys.SetEscapeIsKey(isVi);
+    // The keys that send sequences come as one character (`Key`).
+    for (const wchar_t* const begin : {L"\033[", L"\033O"}) el_wset(m_editor, EL_BIND, L"-r", begin, nullptr);
+    const std::initializer_list<Binding> bindings = {
+        {L"ed-prev-char", nullptr, {{Left}}},
+        {L"ed-next-char", nullptr, {{Right}}},
+        {L"ed-prev-word", nullptr, {{WordLeft}}},
+        {L"em-next-word", nullptr, {{WordRight}}},
+        {L"ed-move-to-beg", nullptr, {{Home}}},
+        {L"ed-move-to-end", nullptr, {{End}}},
+        {L"ed-delete-next-char", nullptr, {{DeleteForward}}},
         {L"ed-delete-prev-word", nullptr, {L"\027", L"\033\177"}},
         {L"vi-kill-line-prev", nullptr, {L"\025"}},
-    };
-    IgnoreUnusedKeys();
-    for (const Binding& binding : usual) Bind(binding);
-    const std::initializer_list<Binding> ours = {
-        {L"orbel-previous", Call<&LineEditor::GoBack>, {L"\020", L"\033[A", L"\033OA"}},
-        {L"orbel-next", Call<&LineEditor::GoForward>, {L"\016", L"\033[B", L"\033OB"}},
-        {L"orbel-previous-prefix", Call<&LineEditor::GoBackWithPrefix>, {L"\033p", L"\033[5~"}},
-        {L"orbel-next-prefix", Call<&LineEditor::GoForwardWithPrefix>, {L"\033n", L"\033[6~"}},
+        {L"orbel-previous", Call<&LineEditor::GoBack>, {{Up}, L"\020"}},
+        {L"orbel-next", Call<&LineEditor::GoForward>, {{Down}, L"\016"}},
+        {L"orbel-previous-prefix", Call<&LineEditor::GoBackWithPrefix>, {{PageUp}, L"\033p"}},
+        {L"orbel-next-prefix", Call<&LineEditor::GoForwardWithPrefix>, {{PageDown}, L"\033n"}},
         {L"orbel-search", Call<&LineEditor::Search>, {L"\022"}},
+        {L"orbel-search-changed", Call<&LineEditor::ShowSearch>, {{SearchChanged}}},
         {L"orbel-complete", Call<&LineEditor::Complete>, {L"\t"}},
-    };
-    for (const Binding& binding : ours) Bind(binding);
-    el_source(m_editor, nullptr); // the user's own keys
-    const std::initializer_list<Binding> fixed = {
+        {L"orbel-candidates", Call<&LineEditor::ListCandidates>, {{Candidates}}},
+        {L"orbel-paste", Call<&LineEditor::Paste>, {{MoreToPaste}}},
         {L"orbel-drop", Call<&LineEditor::Drop>, {L"\003"}},
         {L"orbel-delete-or-end", Call<&LineEditor::DeleteOrEnd>, {L"\004"}},
         {L"orbel-suspend", Call<&LineEditor::Suspend>, {L"\032"}},
-        {L"orbel-paste", Call<&LineEditor::Paste>, {L"\033[200~", L"\x80"}},
-        {L"orbel-redraw", Call<&LineEditor::Redraw>, {L"\x81"}},
-        {L"orbel-search-changed", Call<&LineEditor::ShowSearch>, {L"\x82"}},
-        {L"orbel-candidates", Call<&LineEditor::ListCandidates>, {L"\x83"}},
+        // The library's own prompt, sequences that would swallow Ctrl-C, and a way to type a line end.
+        {L"orbel-ignore", Call<&LineEditor::Ignore>, {L"\033x", L"\033X", L"\030", L"\026"}},
     };
-    for (const Binding& binding : fixed) Bind(binding);
-}
-
-std::size_t WidthOfTerminal() {
-    winsize window{};
-    ioctl(STDOUT_FILENO, TIOCGWINSZ, &window);
-    return window.ws_col;
+    for (const Binding& binding : bindings) {
+        if (binding.call) el_wset(m_editor, EL_ADDFN, binding.action, L"", binding.call);
+        for (const std::wstring& key : binding.keys) {
+            const bool isAlt = key.front() == Escape;
+            if (isVi && isAlt) continue;
+            el_wset(m_editor, EL_BIND, key.c_str(), binding.action, nullptr);
+            if (isVi) el_wset(m_editor, EL_BIND, L"-a", key.c_str(), binding.action, nullptr);
+        }
+    }
+    if (!isVi) return;
+    el_wset(m_editor, EL_BIND, L"\033", L"vi-command-mode", nullptr); // no sequences begin with it now
+    el_wset(m_editor, EL_BIND, L"-a", L"k", L"orbel-previous", nullptr);
+    el_wset(m_editor, EL_BIND, L"-a", L"j", L"orbel-next", nullptr);
+    el_wset(m_editor, EL_BIND, L"-a", L":", L"orbel-ignore", nullptr);
 }
 
 void LineEditor::SetPrompt(std::string_view prompt) {
@@ -263,11 +258,12 @@ LineInput::Got LineEditor::Read(std::string& line) {
     SetPrompt(m_outputBuffer.TakePrompt());
     m_isDropped = false;
     m_recall.Begin();
-    std::fputs("\033[?2004h", stdout); // asks for marks around what is pasted
+    std::fflush(stdout);
+    m_terminal.MarkPastes(true);
     int count = 0;
     const wchar_t* const text = el_wgets(m_editor, &count);
-    std::fputs("\033[?2004l", stdout);
     std::fflush(stdout);
+    m_terminal.MarkPastes(false);
     if (!text || count <= 0) return Got::End;
     if (m_isDropped) return Got::Nothing;
     line = ToBytes({text, static_cast<std::size_t>(count) - 1});
@@ -288,8 +284,8 @@ LineInput::Got LineEditor::ReadAnswer(std::string& line) {
 
 void LineEditor::AnswerInterrupt() {
     const bool cameMeanwhile = m_terminal.GetInterrupt() && !m_isDropped;
-    if (cameMeanwhile) m_keys.Drop();
     m_terminal.AnswerInterrupt();
+    if (cameMeanwhile) m_keys.Drop();
 }
 
 std::wstring_view LineEditor::GetLine() const {
@@ -336,9 +332,19 @@ LineEditor::Next LineEditor::Suspend() {
     return CC_NORM;
 }
 
-LineEditor::Next LineEditor::Redraw() {
+/// Draws the line again from its first row on. Terminals break it anew when their width changes, so that says where the
+/// row is; and somebody else may have used the terminal.
+void LineEditor::Redraw() {
+    std::size_t columns = m_shownPrompt.size();
+    for (const wchar_t character : GetLine().substr(0, GetCursor()))
+        columns += static_cast<std::size_t>(std::max(0, wcwidth(character)));
+    const std::size_t rows = columns / std::max<std::size_t>(1, WidthOfTerminal());
+    if (rows > 0) std::fprintf(stdout, "\033[%zuA", rows);
+    std::fputs("\r\033[J", stdout);
+    el_wset(m_editor, EL_PREP_TERM, 0);
+    el_wset(m_editor, EL_PREP_TERM, 1);
     el_resize(m_editor);
-    return CC_REDISPLAY;
+    el_wset(m_editor, EL_REFRESH);
 }
 
 LineEditor::Next LineEditor::Paste() {
@@ -349,6 +355,7 @@ LineEditor::Next LineEditor::Paste() {
 }
 
 template <class Move> bool LineEditor::Replace(const Move& move) {
+    if (m_isAnswer) return false;
     std::wstring line(GetLine());
     if (!move(line)) return false;
     SetLine(line);
@@ -378,6 +385,7 @@ LineEditor::Next LineEditor::GoForwardWithPrefix() {
 }
 
 LineEditor::Next LineEditor::Search() {
+    if (m_isAnswer) return CC_ERROR;
     m_recall.BeginSearch();
     return ShowSearch();
 }

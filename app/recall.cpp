@@ -8,13 +8,15 @@ namespace Quarn {
 
 void Recall::Begin() {
     m_position = End();
+    m_left.clear();
     m_isSearching = false;
 }
 
 bool Recall::GoTo(std::size_t position, std::wstring& line) {
-    if (m_position == End()) m_typed = line;
+    m_left[m_position] = line;
     m_position = position;
-    line = position == End() ? m_typed : ToWide(m_history.GetLines()[position]);
+    const auto left = m_left.find(position);
+    line = left != m_left.end() ? left->second : ToWide(m_history.GetLines()[position]);
     return true;
 }
 
@@ -46,6 +48,7 @@ void Recall::BeginSearch() {
     m_isSearching = true;
     m_isFound = true;
     m_wanted.clear();
+    m_searchBegin = m_position;
 }
 
 std::wstring Recall::GetSearchPrompt() const {
@@ -69,14 +72,14 @@ bool Recall::Extend(wchar_t character, std::wstring& line) {
 bool Recall::Shorten(std::wstring& line) {
     if (!m_wanted.empty()) m_wanted.pop_back();
     m_isFound = true;
-    return m_wanted.empty() ? GoTo(End(), line) : SearchBefore(End(), line);
+    return m_wanted.empty() ? GoTo(m_searchBegin, line) : SearchBefore(End(), line);
 }
 
 bool Recall::SearchFurther(std::wstring& line) { return !m_wanted.empty() && SearchBefore(m_position, line); }
 
 bool Recall::GiveUp(std::wstring& line) {
     EndSearch();
-    return GoTo(End(), line);
+    return GoTo(m_searchBegin, line);
 }
 
 } // namespace Quarn

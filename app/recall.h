@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <map>
 #include <string>
 
 #include "app/history.h"
@@ -8,7 +9,7 @@
 namespace Quarn {
 
 /// The way through the history while a line is edited. It shows the line at a position of the history; behind the last
-/// one stands the line that is being typed.
+/// one stands the line that is being typed. What is edited stays so until the line is done.
 class Recall {
 public:
     explicit Recall(const History& history) : m_history(history) {}
@@ -34,7 +35,7 @@ public:
     bool Extend(wchar_t character, std::wstring& line);
     bool Shorten(std::wstring& line);
     bool SearchFurther(std::wstring& line);
-    /// Back to the line that is being typed.
+    /// Back to where the search began.
     bool GiveUp(std::wstring& line);
 
 private:
@@ -44,10 +45,11 @@ private:
 
     const History& m_history;
     std::size_t m_position = 0;
-    std::wstring m_typed; ///< while another line is shown
+    std::map<std::size_t, std::wstring> m_left; ///< the lines that were shown, as they were left
 
     bool m_isSearching = false;
     bool m_isFound = true;
+    std::size_t m_searchBegin = 0;
     std::wstring m_wanted;
 };
 

@@ -34,7 +34,10 @@ std::atomic<bool> HasChanged = false;
 std::atomic<std::int64_t> LastInterrupt = 0; ///< milliseconds of the monotonic clock
 static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<std::int64_t>::is_always_lock_free);
 
+std::atomic<bool> ArePastesMarked = false;
+std::atomic<bool> HasStopped = false;
 termios OriginalModes;
+termios ModesWhenStopped;
 
 std::int64_t Milliseconds() {
     timespec now{};
@@ -49,11 +52,28 @@ void Handle(int signal, void (*handler)(int)) {
     sigaction(signal, &action, nullptr);
 }
 
-/// Lets the signal do what it does by default. Returns if that stops the program and it goes on.
+constexpr std::string_view PasteMarksOn = "\033[?2004h";
+constexpr std::string_view PasteMarksOff = "\033[?2004l";
+
+void WriteAll(int descriptor, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = write(descriptor, text.data(), text.size());
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) return;
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
+/// Whether the terminal is this program's to use. In the background its modes belong to another one.
+bool IsInForeground() { return tcgetpgrp(STDIN_FILENO) == getpgrp(); }
+
+/// Lets the signal do what it does by default, with the terminal as it was. Returns if that stops the program and it
+/// goes on.
 void RaiseDefault(int signal) {
-    termios modes{};
-    tcgetattr(STDIN_FILENO, &modes);
-    tcsetattr(STDIN_FILENO, TCSANOW, &OriginalModes);
+    if (IsInForeground()) {
+        tcsetattr(STDIN_FILENO, TCSANOW, &OriginalModes);
+        if (ArePastesMarked) WriteAll(STDOUT_FILENO, PasteMarksOff);
+    }
     Handle(signal, SIG_DFL);
     sigset_t only;
     sigset_t before;
@@ -62,15 +82,26 @@ void RaiseDefault(int signal) {
     raise(signal);
     sigprocmask(SIG_UNBLOCK, &only, &before);
     sigprocmask(SIG_SETMASK, &before, nullptr);
-    tcsetattr(STDIN_FILENO, TCSANOW, &modes);
 }
 
 void OnEnd(int signal) { RaiseDefault(signal); }
 
 void OnStop(int signal) {
     const int error = errno;
+    tcgetattr(STDIN_FILENO, &ModesWhenStopped);
+    HasStopped = true;
     RaiseDefault(signal);
     Handle(signal, OnStop);
+    errno = error;
+}
+
+void OnContinue(int) {
+    const int error = errno;
+    if (HasStopped && IsInForeground()) {
+        tcsetattr(STDIN_FILENO, TCSANOW, &ModesWhenStopped);
+        if (ArePastesMarked) WriteAll(STDOUT_FILENO, PasteMarksOn);
+        HasStopped = false;
+    }
     HasChanged = true;
     errno = error;
 }
@@ -92,22 +123,14 @@ struct SignalHandler {
 };
 
 constexpr std::array SignalHandlers = {
-    SignalHandler{SIGINT, OnInterrupt}, SignalHandler{SIGTSTP, OnStop}, SignalHandler{SIGWINCH, OnChange},
-    SignalHandler{SIGHUP, OnEnd},       SignalHandler{SIGQUIT, OnEnd},  SignalHandler{SIGTERM, OnEnd},
+    SignalHandler{SIGINT, OnInterrupt}, SignalHandler{SIGTSTP, OnStop}, SignalHandler{SIGCONT, OnContinue},
+    SignalHandler{SIGWINCH, OnChange},  SignalHandler{SIGHUP, OnEnd},   SignalHandler{SIGQUIT, OnEnd},
+    SignalHandler{SIGTERM, OnEnd},
 };
 
 bool HasHungUp() {
     pollfd terminal{STDIN_FILENO, POLLIN, 0};
     return poll(&terminal, 1, 0) > 0 && (terminal.revents & POLLHUP) != 0;
-}
-
-void WriteAll(int descriptor, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = write(descriptor, text.data(), text.size());
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return;
-        text.remove_prefix(static_cast<std::size_t>(written));
-    }
 }
 
 } // namespace
@@ -137,7 +160,7 @@ Terminal::Event Terminal::Read(std::string& bytes) {
     sigset_t waited;
     sigset_t allowed;
     sigemptyset(&waited);
-    for (const int signal : {SIGINT, SIGTSTP, SIGWINCH}) sigaddset(&waited, signal);
+    for (const int signal : {SIGINT, SIGTSTP, SIGCONT, SIGWINCH}) sigaddset(&waited, signal);
     sigprocmask(SIG_BLOCK, &waited, &allowed);
     struct Restore {
         const sigset_t& mask;
@@ -169,7 +192,15 @@ void Terminal::Echo(std::string_view text) {
     if (isReadOnly && terminal >= 0) close(terminal);
 }
 
-void Terminal::DropInput() { tcflush(STDIN_FILENO, TCIFLUSH); }
+bool Terminal::HasInput(int milliseconds) const {
+    pollfd terminal{STDIN_FILENO, POLLIN, 0};
+    return poll(&terminal, 1, milliseconds) > 0;
+}
+
+void Terminal::MarkPastes(bool areMarked) {
+    ArePastesMarked = areMarked;
+    WriteAll(STDOUT_FILENO, areMarked ? PasteMarksOn : PasteMarksOff);
+}
 
 void Terminal::Suspend() { raise(SIGTSTP); }
 

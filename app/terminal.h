@@ -34,8 +34,10 @@ public:
     Event Read(std::string& bytes);
     /// Writes to the terminal, wherever standard output leads.
     void Echo(std::string_view text);
-    /// Drops what was typed and not read.
-    void DropInput();
+    /// Whether there is something to read, at the latest after some milliseconds.
+    bool HasInput(int milliseconds) const;
+    /// Asks the terminal to mark what is pasted, until the program stops or ends.
+    void MarkPastes(bool areMarked);
     /// Stops the program, as Ctrl-Z does.
     void Suspend();
 

@@ -80,12 +80,24 @@ TEST_F(Terminal, KeysEditTheLine) {
         {"1+\x0c"
          "1",
          "Scalar : 2"},                                         // Ctrl-L
-        {"1\033[15~\033[1;2A\033OP+1\033[24;5~", "Scalar : 2"}, // no "~" from keys without a meaning
+        {"1\033[15~\033[1;2A\033OP+1\033[24;5~", "Scalar : 2"}, // keys without a meaning type no "~"
+        {"1+\033[201~\033[35~\033[27;5;9~\033[<0;1;1M1", "Scalar : 2"},
     };
     for (const auto& row : rows) ExpectAnswer(terminal, row.keys, row.answer);
     ExpectAnswer(terminal, "1" + Repeat("+1", 100), "Scalar : 101"); // wraps
     terminal.Type("q\r");
     EXPECT_EQ(terminal.WaitForEnd(), 0);
+}
+
+TEST_F(Terminal, TheKeysOfViWorkToo) {
+    folder.Write(".editrc", "bind -v\n");
+    PseudoTerminal terminal(folder);
+    ASSERT_TRUE(terminal.Shows("> "));
+    ExpectAnswer(terminal, "3*4", "Scalar : 12");
+    terminal.Type("\033");
+    ExpectAnswer(terminal, "kxa5", "Scalar : 15");
+    ExpectAnswer(terminal, std::string(CtrlR) + "*4", "Scalar : 12");
+    ExpectAnswer(terminal, "sq\t9)", "Scalar : 3");
 }
 
 TEST_F(Terminal, WhatIsTypedReachesTheCalculatorAsItIs) {
@@ -110,6 +122,7 @@ TEST_F(Terminal, HistoryComesBack) {
         ExpectAnswer(terminal, CtrlR + std::string("1+") + CtrlR + CtrlR + "\x05" + "0", "Scalar : 21");
         ExpectAnswer(terminal, "8" + std::string(CtrlR) + "3*\x07" + "8", "Scalar : 88");
         ExpectAnswer(terminal, "3\033p", "Scalar : 12");
+        ExpectAnswer(terminal, std::string(Up) + "+1" + Up + Down, "Scalar : 13"); // edited, left, and found again
         terminal.Type("~\r");
         ASSERT_TRUE(terminal.Shows(Question));
         terminal.Type("answer\r");
@@ -162,6 +175,12 @@ TEST(History, KeepsTheLastLinesOfItsFile) {
     EXPECT_TRUE(folder.Read("history").starts_with("6\n7\n"));
     History(path).Add(std::string(History::LongestInFile + 1, '1'));
     EXPECT_TRUE(folder.Read("history").ends_with("\nlast\n"));
+    folder.Write("history", "without end");
+    History first(path);
+    History second(path);
+    first.Add("1");
+    second.Add("1");
+    EXPECT_EQ(folder.Read("history"), "without end\n1\n");
     folder.Write("history", std::string(History::MostBytes, '1') + "\n2\n");
     EXPECT_EQ(History(path).GetLines(), std::deque<std::string>{"2"});
     EXPECT_EQ(History("/dev/null").GetLines().size(), 0u);
@@ -187,9 +206,12 @@ TEST_F(Terminal, TabCompletes) {
 TEST_F(Terminal, CtrlCDropsTheLineAndStopsTheStatement) {
     PseudoTerminal terminal(folder);
     ASSERT_TRUE(terminal.Shows("> "));
-    terminal.Type("1+" + std::string(CtrlC));
-    EXPECT_TRUE(terminal.Shows("^C\r\n"));
-    EXPECT_TRUE(terminal.Shows("> "));
+    for (const std::string& typed : {std::string("1+"), std::string("1+\033"), std::string("1+\033["),
+                                     std::string("1+\x18"), CtrlR + std::string("z"), PasteOn + "1+"}) {
+        terminal.Type(typed + CtrlC);
+        EXPECT_TRUE(terminal.Shows("^C\r\n")) << typed;
+        EXPECT_TRUE(terminal.Shows("> "));
+    }
     ExpectAnswer(terminal, "keep = 2", "Defining Scalar : keep = 2");
 
     for (int i = 60; i > 1; --i) {

@@ -73,7 +73,9 @@ private:
     bool CanBeginAfter(std::string_view text) const {
         const auto isEndOfText = [&](const auto& op) { return text.ends_with(op.first.View()); };
         if (text.empty() || std::ranges::any_of(m_language.GetPriorities(), isEndOfText)) return true;
-        return !IsWordCharacter(text.back()) && std::string_view(")]>").find(text.back()) == std::string_view::npos;
+        const bool isAscii = static_cast<unsigned char>(text.back()) < 0x80;
+        return isAscii && !IsWordCharacter(text.back()) &&
+               std::string_view(")]>").find(text.back()) == std::string_view::npos;
     }
 
     /// Whether the word is a literal as it stands. Names that begin with a letter never are.
