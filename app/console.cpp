@@ -62,7 +62,10 @@ void RunInteractive(State& state, LineInput& input) {
         } catch (const std::bad_alloc&) {
             state.PrintOutOfMemory();
         }
-        if (got == LineInput::Got::End) break;
+        if (got == LineInput::Got::End) {
+            std::cerr << "orbel: the terminal is gone\n";
+            return;
+        }
         const std::string_view text = WithoutCarriageReturn(line);
         if (text == "q" || text == "exit") return;
         if (got == LineInput::Got::Line && !text.empty()) state.ParseLine(text);

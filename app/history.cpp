@@ -27,6 +27,7 @@ public:
     LockedFile& operator=(const LockedFile&) = delete;
 
     bool IsOpen() const { return m_descriptor >= 0; }
+    bool IsWritable() const { return (fcntl(m_descriptor, F_GETFL) & O_ACCMODE) != O_RDONLY; }
 
     /// The last bytes of the file.
     std::string ReadEnd(std::size_t most) const {
@@ -43,16 +44,18 @@ public:
         if (count > 0) static_cast<void>(ftruncate(m_descriptor, m_status.st_size) == 0);
         return false;
     }
+    bool Flush() const { return fsync(m_descriptor) == 0; }
     std::size_t GetSize() const { return static_cast<std::size_t>(m_status.st_size); }
 
 private:
     void Open(const std::filesystem::path& path, int flags) {
         constexpr mode_t OnlyForTheUser = 0600;
         m_descriptor = open(path.c_str(), flags | O_NONBLOCK | O_CLOEXEC, OnlyForTheUser); // never waits for a pipe
+        if (!IsOpen() && flags == O_RDWR) m_descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
         if (!IsOpen()) return;
         int locked = -1;
         if (fstat(m_descriptor, &m_status) == 0 && S_ISREG(m_status.st_mode)) {
-            do locked = flock(m_descriptor, LOCK_EX);
+            do locked = flock(m_descriptor, IsWritable() ? LOCK_EX : LOCK_SH);
             while (locked != 0 && errno == EINTR);
         }
         if (locked != 0 || fstat(m_descriptor, &m_status) != 0) return Close();
@@ -92,9 +95,11 @@ std::filesystem::path History::DefaultFile() {
 
 History::History(std::filesystem::path file) : m_file(std::move(file)) {
     std::error_code ignored;
-    if (!m_file.empty()) m_file = std::filesystem::weakly_canonical(m_file, ignored); // a link stays one
+    if (!m_file.empty())
+        m_file = std::filesystem::weakly_canonical(
+            m_file, ignored); // a symbolic link is followed, so that renaming does not replace it
     if (m_file.empty()) return;
-    const LockedFile locked(m_file, O_RDONLY);
+    const LockedFile locked(m_file, O_RDWR);
     if (!locked.IsOpen()) return;
     const std::string contents = locked.ReadEnd(MostBytes);
     if (contents.empty()) return;
@@ -106,14 +111,14 @@ History::History(std::filesystem::path file) : m_file(std::move(file)) {
         Keep(rest.substr(0, end));
         rest.remove_prefix(std::min(end + 1, rest.size()));
     }
-    if (count <= MostLines && locked.GetSize() <= MostBytes) return;
+    if ((count <= MostLines && locked.GetSize() <= MostBytes) || !locked.IsWritable()) return;
 
     std::string kept;
     for (const std::string& line : m_lines) (kept += line) += '\n';
     const std::filesystem::path shortened = m_file.string() + ".new";
     std::filesystem::remove(shortened, ignored);
-    if (LockedFile(shortened, O_WRONLY | O_CREAT | O_EXCL).Write(kept))
-        std::filesystem::rename(shortened, m_file, ignored);
+    const LockedFile written(shortened, O_WRONLY | O_CREAT | O_EXCL);
+    if (written.IsOpen() && written.Write(kept) && written.Flush()) std::filesystem::rename(shortened, m_file, ignored);
     else std::filesystem::remove(shortened, ignored);
 }
 

@@ -24,6 +24,7 @@ std::unique_ptr<LineInput> OpenLineEditor(State&) { return nullptr; }
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <string_view>
 #include <vector>
 
@@ -54,7 +55,7 @@ public:
     explicit LineEditor(State& state) : m_state(state) {}
     ~LineEditor() override;
 
-    /// False if the terminal cannot be edited on.
+    /// False if lines cannot be edited on this terminal.
     bool Open();
 
     Got ReadLine(std::string& line) override;
@@ -114,7 +115,7 @@ private:
     PromptBuffer m_outputBuffer;
     std::ostream m_output{&m_outputBuffer};
     EditLine* m_editor = nullptr;
-    std::FILE* m_errors = nullptr; ///< what the library complains of goes nowhere
+    std::FILE* m_nowhere = nullptr; ///< for the error messages of the library
 
     std::wstring m_prompt;
     std::wstring m_shownPrompt; ///< another one while the history is searched
@@ -140,7 +141,7 @@ LineEditor& LineEditor::Of(EditLine* editor) {
 template <LineEditor::Next (LineEditor::*Action)()> LineEditor::Next LineEditor::Call(EditLine* editor, wint_t) {
     try {
         return (Of(editor).*Action)();
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         return CC_ERROR;
     }
 }
@@ -153,19 +154,17 @@ int LineEditor::ReadKey(EditLine* editor, wchar_t* key) {
             if (*key == WindowChanged) self.Redraw();
         } while (*key == WindowChanged);
         if (self.m_recall.IsSearching()) *key = self.SearchWith(*key);
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         *key = CtrlC;
     }
     return 1;
 }
 
 bool LineEditor::Open() {
-    const char* const kind = std::getenv("TERM");
-    if (!kind || !*kind || kind == std::string_view("dumb")) return false;
     // The library asks the locale how characters are shown. Terminals show UTF-8.
     if (!std::setlocale(LC_CTYPE, "C.UTF-8")) std::setlocale(LC_CTYPE, "");
-    m_errors = std::fopen("/dev/null", "we");
-    m_editor = m_errors ? el_init("orbel", stdin, stdout, m_errors) : nullptr;
+    m_nowhere = std::fopen("/dev/null", "we");
+    m_editor = m_nowhere ? el_init("orbel", stdin, stdout, m_nowhere) : nullptr;
     if (!m_editor) return false;
     char up[] = "up";
     char* moveUp = nullptr;
@@ -188,7 +187,7 @@ LineEditor::~LineEditor() {
         el_wset(m_editor, EL_EDITMODE, 0); // or else what is typed already would be dropped
         el_end(m_editor);
     }
-    if (m_errors) std::fclose(m_errors);
+    if (m_nowhere) std::fclose(m_nowhere);
 }
 
 void LineEditor::BindKeys() {
@@ -273,7 +272,11 @@ LineInput::Got LineEditor::Read(std::string& line) {
 LineInput::Got LineEditor::ReadLine(std::string& line) {
     m_isAnswer = false;
     const Got got = Read(line);
-    if (got == Got::Line && !line.empty()) m_history.Add(line);
+    if (got != Got::Line || line.empty()) return got;
+    try {
+        m_history.Add(line);
+    } catch (const std::bad_alloc&) { // the line itself is there
+    }
     return got;
 }
 
@@ -462,7 +465,9 @@ LineEditor::Next LineEditor::ListCandidates() {
 } // namespace
 
 std::unique_ptr<LineInput> OpenLineEditor(State& state) {
-    if (!Terminal::IsPresent() || isatty(STDOUT_FILENO) != 1) return nullptr;
+    const char* const kind = std::getenv("TERM");
+    if (!Terminal::IsPresent() || isatty(STDOUT_FILENO) != 1 || !kind || !*kind || kind == std::string_view("dumb"))
+        return nullptr;
     auto editor = std::make_unique<LineEditor>(state);
     if (!editor->Open()) return nullptr;
     return editor;

@@ -86,23 +86,29 @@ void RaiseDefault(int signal) {
 
 void OnEnd(int signal) { RaiseDefault(signal); }
 
-void OnStop(int signal) {
-    const int error = errno;
-    tcgetattr(STDIN_FILENO, &ModesWhenStopped);
-    HasStopped = true;
-    RaiseDefault(signal);
-    Handle(signal, OnStop);
-    errno = error;
-}
-
-void OnContinue(int) {
-    const int error = errno;
+/// Takes the terminal back after a stop.
+void Continue() {
     if (HasStopped && IsInForeground()) {
         tcsetattr(STDIN_FILENO, TCSANOW, &ModesWhenStopped);
         if (ArePastesMarked) WriteAll(STDOUT_FILENO, PasteMarksOn);
         HasStopped = false;
     }
     HasChanged = true;
+}
+
+void OnStop(int signal) {
+    const int error = errno;
+    tcgetattr(STDIN_FILENO, &ModesWhenStopped);
+    HasStopped = true;
+    RaiseDefault(signal);
+    Handle(signal, OnStop);
+    Continue(); // nothing has stopped it if no shell could let it go on
+    errno = error;
+}
+
+void OnContinue(int) {
+    const int error = errno;
+    Continue();
     errno = error;
 }
 
@@ -142,7 +148,8 @@ Terminal::Terminal() {
     for (const SignalHandler& entry : SignalHandlers) {
         struct sigaction before {};
         sigaction(entry.signal, nullptr, &before);
-        if (before.sa_handler != SIG_IGN) Handle(entry.signal, entry.handler); // a nohup stays one
+        if (before.sa_handler != SIG_IGN)
+            Handle(entry.signal, entry.handler); // what is ignored from the start, as by nohup, stays ignored
     }
 }
 
@@ -173,7 +180,10 @@ Terminal::Event Terminal::Read(std::string& bytes) {
         fd_set input;
         FD_ZERO(&input);
         FD_SET(STDIN_FILENO, &input);
-        if (pselect(STDIN_FILENO + 1, &input, nullptr, nullptr, nullptr, &allowed) < 0) continue;
+        if (pselect(STDIN_FILENO + 1, &input, nullptr, nullptr, nullptr, &allowed) < 0) {
+            if (errno == EINTR) continue;
+            return Event::Gone;
+        }
         std::array<char, 65536> buffer;
         const ssize_t count = read(STDIN_FILENO, buffer.data(), buffer.size());
         if (count > 0) {

@@ -34,7 +34,7 @@ public:
     Event Read(std::string& bytes);
     /// Writes to the terminal, wherever standard output leads.
     void Echo(std::string_view text);
-    /// Whether there is something to read, at the latest after some milliseconds.
+    /// Waits for input, at most so many milliseconds. Whether there is some.
     bool HasInput(int milliseconds) const;
     /// Asks the terminal to mark what is pasted, until the program stops or ends.
     void MarkPastes(bool areMarked);

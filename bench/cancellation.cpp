@@ -65,7 +65,7 @@ const std::vector<Case>& Cases() {
         {"a number with as many", {}, Line("", "1", Million)},
         {"a name with as many", {}, Line("", "a", Million)},
         {"an error that quotes as many", {}, Line("", "a b ", Million / 4)},
-        {"operations on a kept one with as many", {Line("x &= a", "+a", Million / 2)}, Line("x", "*x", 1000)},
+        {"operations on a kept one", {Line("x &= a", "+a", 400)}, Line("x", "*x", 1000)},
         {"statements on a line", {}, Line("", "1;", Million / 2)},
     };
     return cases;
@@ -102,7 +102,8 @@ int main() {
         double longest = 0;
         for (const double seconds : {0.0, 0.002, 0.01, 0.03, 0.06, 0.1, 0.3, 0.6, 1.0, 1.5})
             longest = std::max(longest, CancelAfter(tried, seconds));
-        std::printf("| %s | %.1f ms |\n", tried.what, longest * 1e3);
+        if (longest > 0) std::printf("| %s | %.1f ms |\n", tried.what, longest * 1e3);
+        else std::printf("| %s | ended before |\n", tried.what);
         std::fflush(stdout);
     }
 }

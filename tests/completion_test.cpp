@@ -43,6 +43,7 @@ TEST_F(Completion, OperandsAreSymbolsFunctionsAndConstructors) {
     EXPECT_EQ(At("v[p|]"), "v[| pa pi()"); // nothing to write between the brackets
     EXPECT_EQ(At("sq|(4)"), "| sqrt");     // the bracket is there
     EXPECT_EQ(At("_|"), "| _");
+    EXPECT_EQ(At("=ra|"), "=| radius rand( rate");
     EXPECT_EQ(At("x:Vector(ra|"), "x:Vector(| radius rand( rate");
     EXPECT_EQ(At("|").substr(0, 24), "| 2x Reference( Scalar( ");
 }

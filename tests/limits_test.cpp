@@ -260,6 +260,24 @@ TEST_F(LimitsTest, CancelledWhileItIsPrintedAStatementIsUndone) {
     EXPECT_EQ(terminal.str(), "\tScalar : 5\n\tVector : <10, 20>\n\t'w' is undefined\n");
 }
 
+TEST_F(LimitsTest, WhatIsRejectedIsGoneBeforeItIsReported) {
+    struct : std::stringbuf {
+        std::streamsize xsputn(const char* text, std::streamsize size) override {
+            const std::string_view written(text, static_cast<std::size_t>(size));
+            if (written.find("Too many") != std::string_view::npos) state->ParseLine("y = x");
+            return std::stringbuf::xsputn(text, size);
+        }
+        State* state = nullptr;
+    } curious;
+    curious.state = &state;
+    std::ostream shown(&curious);
+    Play("x = 1; v = <1" + Repeat(", 1", 200) + ">");
+    state.SetStreams(input, shown);
+    state.GetLimits().SetStepBudget(500); // enough to build a vector, not to show it
+    state.ParseLine("x = v*1");
+    EXPECT_EQ(curious.str(), "\tError : Too many steps, the statement was stopped\n\tDefining Scalar : y = 1\n");
+}
+
 TEST_F(LimitsTest, CancelledAtTheQuestionNothingIsErased) {
     struct : std::stringbuf {
         int underflow() override {

@@ -49,17 +49,22 @@ void PseudoTerminal::InterruptUntilItEnds() const {
 }
 
 void PseudoTerminal::WaitUntilBlocked() const {
-    std::string state;
-    for (int ignored = 0; state != "S" && state != "D"; usleep(1000)) {
+    const auto deadline = std::chrono::steady_clock::now() + Patience;
+    constexpr int Enough = 50; // it may be about to go on the first time that it is seen asleep
+    for (int asleep = 0; asleep < Enough && std::chrono::steady_clock::now() < deadline; usleep(1000)) {
+        int ignored = 0;
         std::string name;
+        std::string state;
         std::ifstream("/proc/" + std::to_string(m_process) + "/stat") >> ignored >> name >> state;
+        asleep = state == "S" ? asleep + 1 : 0;
     }
 }
 
 void PseudoTerminal::Type(std::string_view keys) {
     while (!keys.empty()) { // what is shown must be read meanwhile, or both sides wait
         const ssize_t typed = write(m_master, keys.data(), std::min<std::size_t>(keys.size(), 1024));
-        if (typed > 0) keys.remove_prefix(static_cast<std::size_t>(typed));
+        if (typed < 0) return;
+        keys.remove_prefix(static_cast<std::size_t>(typed));
         while (ReadMore(0)) {
         }
     }

@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <deque>
+#include <thread>
 
 #include "app/history.h"
 #include "pseudo_terminal.h"
@@ -84,7 +86,14 @@ TEST_F(Terminal, KeysEditTheLine) {
         {"1+\033[201~\033[35~\033[27;5;9~\033[<0;1;1M1", "Scalar : 2"},
     };
     for (const auto& row : rows) ExpectAnswer(terminal, row.keys, row.answer);
-    ExpectAnswer(terminal, "1" + Repeat("+1", 100), "Scalar : 101"); // wraps
+    terminal.Type("1\x0c"); // Ctrl-L
+    EXPECT_TRUE(terminal.Shows("\033[H\033[2J> 1"));
+    terminal.Type("2\x1a"); // Ctrl-Z: without a shell there is nobody who could stop it
+    EXPECT_TRUE(terminal.Shows("\033[?2004l") && terminal.Shows("\033[?2004h"));
+    ExpectAnswer(terminal, "3", "Scalar : 123");
+    terminal.Type("1" + Repeat("+1", 50) + "\033[H"); // to the beginning, a row above
+    EXPECT_TRUE(terminal.Shows("\033[A"));
+    ExpectAnswer(terminal, "9", "Scalar : 141");
     terminal.Type("q\r");
     EXPECT_EQ(terminal.WaitForEnd(), 0);
 }
@@ -184,6 +193,27 @@ TEST(History, KeepsTheLastLinesOfItsFile) {
     folder.Write("history", std::string(History::MostBytes, '1') + "\n2\n");
     EXPECT_EQ(History(path).GetLines(), std::deque<std::string>{"2"});
     EXPECT_EQ(History("/dev/null").GetLines().size(), 0u);
+}
+
+TEST(History, LosesNoLineOfSessionsThatWriteAtOnce) {
+    using Quarn::History;
+    const Folder folder;
+    std::string contents;
+    for (std::size_t i = 0; i < History::MostLines; ++i) contents += "old " + std::to_string(i) + "\n";
+    const std::string path = folder.Write("history", contents);
+    constexpr int Count = 300;
+    const auto write = [&](const char* name) {
+        History history(path);
+        for (int i = 0; i < Count; ++i) history.Add(name + std::to_string(i));
+    };
+    std::thread first(write, "a");
+    std::thread second(write, "b");
+    for (int i = 0; i < 20; ++i) const History shortens(path);
+    first.join();
+    second.join();
+    const auto lines = History(path).GetLines();
+    const auto isNew = [](const std::string& line) { return !line.starts_with("old"); };
+    EXPECT_EQ(std::ranges::count_if(lines, isNew), 2 * Count);
 }
 
 TEST_F(Terminal, TabCompletes) {
@@ -365,8 +395,8 @@ TEST(PlainTerminal, TheOutputMayBeAFile) {
 TEST(PlainTerminal, CtrlCEndsAScript) {
     const Folder folder;
     PseudoTerminal terminal(folder, "xterm", "/dev/stdin");
-    terminal.Type("1+1\n");
-    terminal.WaitUntilBlocked(); // until it reads the next line
+    terminal.Type("?v0" + Repeat(";?v0", 1'000) + "\n"); // more than a buffer of output
+    EXPECT_TRUE(terminal.Shows("\t'v0' is undefined\r\n"));
     terminal.Type(CtrlC);
     EXPECT_EQ(terminal.WaitForEnd(), -SIGINT);
 }
@@ -378,7 +408,7 @@ TEST(PlainTerminal, AHungUpTerminalEndsIt) {
         ASSERT_TRUE(terminal.Shows("> "));
         terminal.HangUp();
         EXPECT_EQ(terminal.WaitForEnd(), 0);
-        EXPECT_EQ(folder.Read("errors"), "orbel: the output could not be written\n");
+        EXPECT_EQ(folder.Read("errors"), "orbel: the terminal is gone\n");
     }
 }
 

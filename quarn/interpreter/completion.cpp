@@ -34,7 +34,8 @@ public:
         const auto colon = statement.find(':');
         if (statement.starts_with("//")) return {};
         if (equals != std::string_view::npos) {
-            if (colon + 1 != equals) CompleteExpression(statement.substr(equals + 1));
+            if (colon == std::string_view::npos || colon + 1 != equals)
+                CompleteExpression(statement.substr(equals + 1));
         } else if (colon != std::string_view::npos) {
             CompleteType(statement.substr(colon + 1));
         } else if (statement.starts_with('~') || statement.starts_with('?')) {

@@ -11,6 +11,10 @@ struct Interpreter {
         : dispatcher(state, limits, language, symbols), evaluator(state, limits, language, symbols, dispatcher),
           statements(state, limits, language, symbols, evaluator) {}
 
+    ~Interpreter() { limits.DestroyDiscarded(); } // they may use what is below
+    Interpreter(const Interpreter&) = delete;
+    Interpreter& operator=(const Interpreter&) = delete;
+
     static Interpreter& Of(State& state) { return *state.m_interpreter; }
 
     Limits limits;

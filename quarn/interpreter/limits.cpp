@@ -1,6 +1,7 @@
 #include "quarn/interpreter/limits.h"
 
 #include <algorithm>
+#include <new>
 
 #include "quarn/interpreter/brackets.h"
 #include "quarn/types/symbol.h"
@@ -41,17 +42,26 @@ void Limits::Begin() {
     m_deepestReached = OutermostDepth;
     m_stopped = IsCancelled() ? Cancelled : nullptr;
     m_deadline = std::chrono::steady_clock::time_point::max();
+    m_stepsToCheck = 0;
+    m_stepsBeyond = m_stepBudget;
+    if (!m_stopped) TakePortion();
+    DestroyDiscarded();
     if (m_timeLimit) {
         const auto now = std::chrono::steady_clock::now();
         if (*m_timeLimit < m_deadline - now) m_deadline = now + *m_timeLimit;
     }
-    m_stepsToCheck = 0;
-    m_stepsBeyond = m_stepBudget;
-    if (!m_stopped) TakePortion();
-    if (!m_discarded.empty()) const auto destroyed = std::move(m_discarded);
 }
 
-void Limits::Discard(s_refptr<Symbol> value) { m_discarded.push_back(std::move(value)); }
+void Limits::Discard(s_refptr<Symbol> value) noexcept {
+    try {
+        m_discarded.push_back(std::move(value));
+    } catch (const std::bad_alloc&) { // it is destroyed now
+    }
+}
+
+void Limits::DestroyDiscarded() {
+    if (!m_discarded.empty()) const auto destroyed = std::move(m_discarded);
+}
 
 /// Allows some of the steps without checks.
 void Limits::TakePortion() {

@@ -99,10 +99,11 @@ public:
     Outcome AbandonTooDeep(s_str& error);
     /// For a value that is not needed any more because the statement was stopped. It lives until the next statement or
     /// evaluation begins: destroying millions of values takes longer than stopping may.
-    void Discard(s_refptr<Symbol> value);
+    void Discard(s_refptr<Symbol> value) noexcept;
 
     // --- For the engine
 
+    void DestroyDiscarded();
     /// How many more levels may nest.
     unsigned GetRemainingLevels() const {
         const unsigned deepest = OutermostDepth + m_deepestNesting;

@@ -87,16 +87,18 @@ public:
         m_symbols.SetLastResult(lastResult);
         m_isDone = true;
     }
+    bool IsDone() const { return m_isDone; }
     /// Takes the changes back. What was stored in between by statements of an evaluation, or of a stream, stays.
-    /// Returns the value that would have been the last result.
+    /// Returns the value that is not needed any more.
     s_refptr<Symbol> Undo() {
+        m_isDone = true;
         if (m_value && Holds(m_name, m_value)) {
             if (m_before) m_symbols.Exchange(m_name, std::move(m_before));
             else m_symbols.Erase(m_name);
         }
         if (m_lastBefore && Holds(SymbolTable::LastResultName, m_lastResult))
             m_symbols.SetLastResult(std::move(m_lastBefore));
-        return std::move(m_lastResult);
+        return m_value ? std::move(m_value) : std::move(m_lastResult);
     }
     /// Whether something is done that can be undone.
     bool CanUndo() const { return static_cast<bool>(m_lastBefore); }
@@ -164,6 +166,10 @@ void Statements::ParseLine(std::string_view line) {
             isComplete = true;
         } catch (const std::bad_alloc&) {
         } catch (const std::length_error&) { // a container larger than any memory
+        }
+        if (!transaction.IsDone()) { // before the report, which others may see
+            s_refptr<Symbol> rejected = transaction.Undo();
+            if (rejected && m_limits.IsStopped()) m_limits.Discard(std::move(rejected));
         }
         const bool wasCancelled = m_limits.WasCancelled();
         const bool isPrinted = isComplete ? PrintReport(transaction) : Print("\tError : Out of memory\n");

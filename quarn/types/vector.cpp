@@ -28,7 +28,7 @@ namespace {
     return vector;
 }
 
-/// Null, for the want of a further element.
+/// Returns null because an element failed. If the statement was stopped, its elements are destroyed later.
 [[gnu::noinline]] s_refptr<Symbol> GiveUp(State& state, Vector::Elements elements) {
     if (state.GetLimits().IsStopped()) state.GetLimits().Discard(make_refptr<Vector>("", std::move(elements)));
     return nullptr;
