@@ -61,6 +61,9 @@ TypeText ReadTypeText(std::string_view text) {
 
 void AppendLine(s_str& report, std::string_view line) { (report += line) += '\n'; }
 
+/// What is printed of a report at once. A slow terminal takes some milliseconds for it.
+constexpr std::size_t Portion = 4096;
+
 } // namespace
 
 /// What a statement reports and changes.
@@ -82,8 +85,10 @@ public:
     /// Keeps the changes: the stored symbol has its value, whatever was stored in between, and so has the last result.
     void Finish(const s_refptr<Symbol>& lastResult) {
         if (m_value && !Holds(m_name, m_value)) m_symbols.Exchange(m_name, m_value);
-        m_lastResult = lastResult;
-        m_lastBefore = *m_symbols.Find(SymbolTable::LastResultName);
+        if (report.View().size() > Portion) { // its printing may be interrupted
+            m_lastResult = lastResult;
+            m_lastBefore = *m_symbols.Find(SymbolTable::LastResultName);
+        }
         m_symbols.SetLastResult(lastResult);
         m_isDone = true;
     }
@@ -341,8 +346,7 @@ bool Statements::Print(std::string_view report, bool mayBeInterrupted) {
     const auto printWaiting = [this] {
         while (!m_waitingReports.IsEmpty()) *m_output << std::exchange(m_waitingReports, {}).View();
     };
-    printWaiting();                       // left over if the stream threw
-    constexpr std::size_t Portion = 4096; // takes a slow terminal some milliseconds
+    printWaiting(); // left over if the stream threw
     const char* interruption = nullptr;
     while (mayBeInterrupted && !interruption && report.size() > Portion) {
         *m_output << report.substr(0, Portion);
