@@ -259,6 +259,7 @@ LineInput::Got LineEditor::Read(std::string& line) {
     m_recall.Begin();
     std::fflush(stdout);
     m_terminal.MarkPastes(true);
+    el_wset(m_editor, EL_PREP_TERM, 1); // before the prompt shows that keys can be typed
     int count = 0;
     const wchar_t* const text = el_wgets(m_editor, &count);
     std::fflush(stdout);
@@ -336,7 +337,7 @@ LineEditor::Next LineEditor::Suspend() {
 }
 
 /// Draws the line again from its first row on. Terminals break it anew when their width changes, so that says where the
-/// row is; and somebody else may have used the terminal.
+/// row is.
 void LineEditor::Redraw() {
     std::size_t columns = m_shownPrompt.size();
     for (const wchar_t character : GetLine().substr(0, GetCursor()))
@@ -344,8 +345,10 @@ void LineEditor::Redraw() {
     const std::size_t rows = columns / std::max<std::size_t>(1, WidthOfTerminal());
     if (rows > 0) std::fprintf(stdout, "\033[%zuA", rows);
     std::fputs("\r\033[J", stdout);
-    el_wset(m_editor, EL_PREP_TERM, 0);
-    el_wset(m_editor, EL_PREP_TERM, 1);
+    if (m_terminal.EditsLines()) { // somebody else has set its modes
+        el_wset(m_editor, EL_PREP_TERM, 0);
+        el_wset(m_editor, EL_PREP_TERM, 1);
+    }
     el_resize(m_editor);
     el_wset(m_editor, EL_REFRESH);
 }

@@ -207,6 +207,11 @@ bool Terminal::HasInput(int milliseconds) const {
     return poll(&terminal, 1, milliseconds) > 0;
 }
 
+bool Terminal::EditsLines() const {
+    termios modes{};
+    return tcgetattr(STDIN_FILENO, &modes) == 0 && (modes.c_lflag & ICANON) != 0;
+}
+
 void Terminal::MarkPastes(bool areMarked) {
     ArePastesMarked = areMarked;
     WriteAll(STDOUT_FILENO, areMarked ? PasteMarksOn : PasteMarksOff);

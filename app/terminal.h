@@ -36,6 +36,8 @@ public:
     void Echo(std::string_view text);
     /// Waits for input, at most so many milliseconds. Whether there is some.
     bool HasInput(int milliseconds) const;
+    /// Whether it is in the modes in which the terminal edits lines.
+    bool EditsLines() const;
     /// Asks the terminal to mark what is pasted, until the program stops or ends.
     void MarkPastes(bool areMarked);
     /// Stops the program, as Ctrl-Z does.
