@@ -8,8 +8,8 @@
 
 namespace Quarn {
 
-/// Keys are characters. Those between Delete and the first printable one stand for keys without a character, and for
-/// what else happens at a terminal; nobody types them.
+/// Keys are characters. Keys without a character, such as the cursor keys, and other events at the terminal have codes
+/// between Delete and the first printable character, which cannot be typed.
 enum Key : wchar_t {
     CtrlC = 0x03,
     CtrlG = 0x07,

@@ -17,7 +17,7 @@ public:
     /// Begins at the line that is being typed.
     void Begin();
 
-    // These go to another line, if there is one, and then put it into `line`, which is the one shown so far.
+    // Each goes to another line and puts it into `line`, which is the one shown so far. False if there is none.
 
     bool GoBack(std::wstring& line);
     bool GoForward(std::wstring& line);

@@ -34,7 +34,7 @@ public:
     Event Read(std::string& bytes);
     /// Writes to the terminal, wherever standard output leads.
     void Echo(std::string_view text);
-    /// Waits for input, at most so many milliseconds. Whether there is some.
+    /// Waits for input for at most this long. Returns whether there is any.
     bool HasInput(int milliseconds) const;
     /// Whether it is in the modes in which the terminal edits lines.
     bool EditsLines() const;
