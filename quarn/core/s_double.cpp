@@ -4,7 +4,12 @@
 #include <cctype>
 #include <charconv>
 #include <cstdint>
+#include <cstdlib>
 #include <limits>
+
+#ifndef __cpp_lib_to_chars
+#include <locale.h>
+#endif
 
 namespace Quarn {
 
@@ -59,6 +64,28 @@ char* WriteFixed(char* text, double number) {
     return std::copy_n(digits.begin(), count, std::fill_n(text, -point, '0'));
 }
 
+#ifdef __cpp_lib_to_chars
+/// The value of a decimal number that is out of the range of a double: infinity or zero. The power of ten of its first
+/// significant digit decides. There always is one: a number whose digits are all zero is in range.
+double OutOfRange(std::string_view text) {
+    const double sign = text.front() == '-' ? -1 : 1;
+    const auto exponentMark = std::min(text.find_first_of("eE"), text.size());
+    const std::string_view mantissa = text.substr(0, exponentMark);
+    const auto point = static_cast<std::int64_t>(std::min(mantissa.find('.'), mantissa.size()));
+    const auto firstDigit = static_cast<std::int64_t>(mantissa.find_first_of("123456789"));
+
+    std::string_view exponentText = text.substr(std::min(exponentMark + 1, text.size()));
+    if (exponentText.starts_with('+')) exponentText.remove_prefix(1);
+    std::int64_t exponent = 0;
+    const auto result = std::from_chars(exponentText.data(), exponentText.data() + exponentText.size(), exponent);
+    // The sum must not overflow. No text is long enough for its digits to make up for such an exponent.
+    constexpr std::int64_t Largest = std::int64_t{1} << 62;
+    if (result.ec == std::errc::result_out_of_range) exponent = exponentText.starts_with('-') ? -Largest : Largest;
+    const bool isLarge = point - firstDigit + std::clamp(exponent, -Largest, Largest) > 0;
+    return sign * (isLarge ? std::numeric_limits<double>::infinity() : 0.0);
+}
+#endif
+
 std::string CountText(double value) {
     const s_uint count = s_uint(value);
     if (count.IsValid()) return std::to_string(count.Get());
@@ -107,6 +134,27 @@ s_number_text PlainText(s_double value) {
     }
     text.m_size = static_cast<std::size_t>(end - first);
     return text;
+}
+
+std::optional<double> ReadDecimal(std::string_view text) {
+    // The library's functions also accept hexadecimal digits, the names of special values, blanks and plus signs.
+    const auto isPart = [](char c) {
+        return (c >= '0' && c <= '9') || c == '.' || c == 'e' || c == 'E' || c == '-' || c == '+';
+    };
+    if (text.empty() || text.front() == '+' || !std::ranges::all_of(text, isPart)) return std::nullopt;
+#ifdef __cpp_lib_to_chars
+    double value = 0;
+    const char* const end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, value);
+    if (result.ptr != end || result.ec == std::errc::invalid_argument) return std::nullopt;
+    return result.ec == std::errc::result_out_of_range ? OutOfRange(text) : value;
+#else // Before version 20, libc++ has no std::from_chars for a double. The locale is the one with a decimal point.
+    static const locale_t classic = newlocale(LC_ALL_MASK, "C", nullptr);
+    const std::string terminated(text);
+    char* end = nullptr;
+    const double value = strtod_l(terminated.c_str(), &end, classic);
+    return end == terminated.c_str() + terminated.size() ? std::optional(value) : std::nullopt;
+#endif
 }
 
 std::string FixedText(double value, s_uint integerDigits, s_uint decimals) {

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cmath>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -46,6 +47,10 @@ private:
 /// Formats like C's "%.15g": at most 15 significant digits, no trailing zeros, an exponent only where needed. Any
 /// decimal number of up to 15 digits survives a round trip through a double.
 QUARN_API s_number_text PlainText(s_double value);
+
+/// The double nearest to a decimal number, whatever the locale: a "-" or none, digits with at most one point, an
+/// exponent or none. Infinity or 0 if it is out of range. None for any other text.
+QUARN_API std::optional<double> ReadDecimal(std::string_view text);
 
 /// `decimals` digits after the point, at least `integerDigits` before it; no point if there are no decimals.
 ///

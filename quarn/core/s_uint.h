@@ -5,6 +5,7 @@
 #include <limits>
 #include <utility>
 
+#include "quarn/core/elementary.h"
 #include "quarn/core/s_bool.h"
 
 namespace Quarn {
@@ -25,11 +26,10 @@ public:
         else m_state = State::Infinity;
     }
     /// The nearest integer (halves away from zero); infinity if the value is negative, infinite or too large.
-    template <std::floating_point Number> s_uint_t(Number value) {
-        const Number rounded = std::round(value);
+    s_uint_t(double value) {
+        const double rounded = Elementary::Round(value);
         if (std::isnan(value)) m_state = State::NaN;
-        else if (value < 0 || rounded >= std::ldexp(Number{1}, std::numeric_limits<T>::digits))
-            m_state = State::Infinity;
+        else if (value < 0 || rounded >= std::ldexp(1, std::numeric_limits<T>::digits)) m_state = State::Infinity;
         else m_value = static_cast<T>(rounded);
     }
 

@@ -118,7 +118,7 @@ s_refptr<Symbol> CrossProduct(State& state, const Vector& a, const Vector& b, s_
 
 /// Positions start at 0 and wrap around at both ends, however far they lie beyond.
 s_refptr<Symbol> Index(const Vector& v, const Scalar& index, s_str& error) {
-    const double position = std::round(index.GetValue());
+    const double position = Elementary::Round(index.GetValue());
     const auto& elements = v.GetElements();
     if (elements.IsEmpty()) return Fail(error, "\tError : Cannot index an empty Vector");
     if (!std::isfinite(position)) return Fail(error, "\tError : Cannot index a Vector with '" + s_str(position) + "'");

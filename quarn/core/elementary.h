@@ -1,0 +1,28 @@
+#pragma once
+
+#include "quarn/core/api.h"
+
+/// Elementary functions, the same on every platform. C++ leaves their accuracy to the platform, and the libraries of two
+/// platforms differ in the last digit, some far before it: they answer sin(1e22) with 1e22.
+///
+/// The double nearest to the exact value is returned (IEEE 754 calls that correctly rounded), with the special values of
+/// the C library (C17, annex F). With GCC for Windows and wherever the C library is glibc, the functions are computed
+/// with 113 bits and rounded to 53. One result in about 2^58 lies so close to the middle between two doubles that this
+/// does not settle which is nearer. Elsewhere they are computed with as many bits as the platform's long double has.
+namespace Quarn::Elementary {
+
+QUARN_API double Exp(double a);
+QUARN_API double Log(double a); ///< to the base e
+QUARN_API double Pow(double a, double b);
+QUARN_API double Sin(double a); ///< of radians, as `Cos` and `Tan`
+QUARN_API double Cos(double a);
+QUARN_API double Tan(double a);
+QUARN_API double Asin(double a);
+QUARN_API double Acos(double a);
+QUARN_API double Atan(double a);
+QUARN_API double Atan2(double y, double x);
+
+/// The nearest integer, halves away from zero. Some libraries add a half first, which makes 0.49999999999999994 a 1.
+QUARN_API double Round(double a);
+
+} // namespace Quarn::Elementary

@@ -1,0 +1,116 @@
+// The elementary functions give the doubles nearest to the exact values, which another library gives with 200 bits.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+#include <sstream>
+
+#include <mpfr.h>
+
+#include "quarn/core/elementary.h"
+
+namespace {
+
+using namespace Quarn;
+
+std::mt19937_64 Random{22};
+
+/// With an exponent to the base 2 in the range, and either sign.
+double Number(int lowest, int highest) {
+    const double significand = std::uniform_real_distribution<>(1, 2)(Random);
+    const double number = std::ldexp(significand, std::uniform_int_distribution<>(lowest, highest)(Random));
+    return Random() % 2 ? number : -number;
+}
+double Integer(int bound) { return std::uniform_int_distribution<>(-bound, bound)(Random); }
+
+struct Exact {
+    Exact() { mpfr_init2(number, 200); }
+    explicit Exact(double value) : Exact() { mpfr_set_d(number, value, MPFR_RNDN); }
+    Exact(const Exact&) = delete;
+    Exact& operator=(const Exact&) = delete;
+    ~Exact() { mpfr_clear(number); }
+
+    mpfr_t number;
+};
+
+template <class Reference, class... Arguments> void ExpectNearest(double (*function)(Arguments...), Reference reference,
+                                                                  std::type_identity_t<Arguments>... arguments) {
+    Exact exact;
+    reference(exact.number, Exact(arguments).number..., MPFR_RNDN);
+    const double nearest = mpfr_get_d(exact.number, MPFR_RNDN);
+    const double value = function(arguments...);
+    std::ostringstream call;
+    ((call << std::hexfloat << arguments << ' '), ...);
+    if (std::isnan(nearest)) {
+        EXPECT_TRUE(std::isnan(value)) << call.str();
+        return;
+    }
+    EXPECT_EQ(value, nearest) << call.str();
+    EXPECT_EQ(std::signbit(value), std::signbit(nearest)) << call.str();
+}
+
+constexpr int Count = 20'000;
+
+TEST(Elementary, FunctionsOfOneNumberGiveTheNearestDouble) {
+    for (int i = 0; i < Count; ++i) {
+        // Near multiples of pi/2 almost all digits cancel, and large numbers need hundreds of digits of pi.
+        const double quarterTurns = Integer(1 << 30) * 1.5707963267948966;
+        for (const double angle : {Number(-30, 10), Number(-1022, 1023), quarterTurns}) {
+            ExpectNearest(Elementary::Sin, mpfr_sin, angle);
+            ExpectNearest(Elementary::Cos, mpfr_cos, angle);
+            ExpectNearest(Elementary::Tan, mpfr_tan, angle);
+        }
+        for (const double number : {Number(-1022, 1023), 1 + Number(-52, -1)}) {
+            ExpectNearest(Elementary::Atan, mpfr_atan, number);
+            ExpectNearest(Elementary::Log, mpfr_log, std::fabs(number));
+            ExpectNearest(Elementary::Asin, mpfr_asin, 1 / number);
+            ExpectNearest(Elementary::Acos, mpfr_acos, 1 / number);
+        }
+        ExpectNearest(Elementary::Exp, mpfr_exp, Number(-60, 8));
+        ExpectNearest(Elementary::Exp, mpfr_exp, Number(9, 9));
+    }
+}
+
+TEST(Elementary, PowersAndAnglesGiveTheNearestDouble) {
+    for (int i = 0; i < Count; ++i) {
+        ExpectNearest(Elementary::Pow, mpfr_pow, std::fabs(Number(-20, 20)), Number(-10, 5));
+        ExpectNearest(Elementary::Pow, mpfr_pow, 1 + Number(-50, -1), Number(0, 50)); // compound interest
+        // Exact powers, and those that lie just in the middle between two doubles.
+        ExpectNearest(Elementary::Pow, mpfr_pow, Integer(1 << 27), std::fabs(Integer(4)));
+        ExpectNearest(Elementary::Pow, mpfr_pow, Integer(4000) / 4, Integer(40) / 2);
+        ExpectNearest(Elementary::Atan2, mpfr_atan2, Number(-30, 30), Number(-30, 30));
+        ExpectNearest(Elementary::Atan2, mpfr_atan2, Integer(3), Integer(3));
+    }
+}
+
+TEST(Elementary, SpecialValuesAreThoseOfTheCLibrary) {
+    constexpr double Infinity = std::numeric_limits<double>::infinity();
+    const double values[] = {0.0, -0.0, 1.0, -1.0, 0.5, 3.0, -3.0, 1e308, 5e-324, Infinity, -Infinity, std::nan("")};
+    for (const double a : values) {
+        ExpectNearest(Elementary::Exp, mpfr_exp, a);
+        ExpectNearest(Elementary::Log, mpfr_log, a);
+        ExpectNearest(Elementary::Sin, mpfr_sin, a);
+        ExpectNearest(Elementary::Cos, mpfr_cos, a);
+        ExpectNearest(Elementary::Tan, mpfr_tan, a);
+        ExpectNearest(Elementary::Asin, mpfr_asin, a);
+        ExpectNearest(Elementary::Acos, mpfr_acos, a);
+        ExpectNearest(Elementary::Atan, mpfr_atan, a);
+        for (const double b : values) {
+            ExpectNearest(Elementary::Pow, mpfr_pow, a, b);
+            ExpectNearest(Elementary::Atan2, mpfr_atan2, a, b);
+        }
+    }
+}
+
+TEST(Elementary, HalvesAreRoundedAwayFromZero) {
+    for (const double number :
+         {0.49999999999999994, 0.5, 1.5, 2.5, 4503599627370495.5, 9007199254740993.0, 1e300, 0.0}) {
+        EXPECT_EQ(Elementary::Round(number), std::round(number));
+        EXPECT_EQ(Elementary::Round(-number), std::round(-number));
+        EXPECT_TRUE(std::signbit(Elementary::Round(-number)));
+    }
+}
+
+} // namespace
