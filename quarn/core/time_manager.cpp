@@ -39,8 +39,8 @@ void TimeManager::Update() {
     ++m_frameCount;
     m_lastRate = m_frameDelta < ShortestFrame ? s_uint(HighestRate) : s_uint(1 / m_frameDelta);
     m_rateSum = m_rateSum + m_lastRate;
-    m_highestRate = std::max(m_highestRate, m_lastRate);
-    m_lowestRate = std::min(m_lowestRate, m_lastRate);
+    if (m_highestRate < m_lastRate) m_highestRate = m_lastRate;
+    if (m_lastRate < m_lowestRate) m_lowestRate = m_lastRate;
 }
 
 void TimeManager::StartProfiling() {

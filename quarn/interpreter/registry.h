@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <functional>
 #include <map>
 #include <set>
@@ -56,7 +57,8 @@ template <class Result, class... Arguments> class Registered<Result(Arguments...
 public:
     Registered() = default;
     template <class Function>
-    requires std::is_constructible_v<Callable, Function> Registered(Function function)
+    requires(!std::same_as<Function, Registered> && std::is_constructible_v<Callable, Function>)
+        Registered(Function function)
         : m_callable(make_refptr<Callable>(std::move(function))) {}
 
     explicit operator bool() const { return static_cast<bool>(m_callable); }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <functional>
 #include <tuple>
@@ -96,7 +97,8 @@ private:
     void Register(Entry& entry, const Callable&, const Types& types, Wrapped wrapped) {
         entry = std::move(wrapped);
         entry.isPure = m_purity == Purity::Pure;
-        if (types == Shape::TypeNames()) entry.flat = Shape::template Flat<Callable>();
+        if (std::ranges::equal(types, Shape::TypeNames(), {}, &s_str::View, &s_str::View))
+            entry.flat = Shape::template Flat<Callable>();
     }
 
     template <class Callable> void RegisterUnary(UnaryOverloads& overloads, Callable callable) {
