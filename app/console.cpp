@@ -13,12 +13,13 @@ File OpenScript(const s_str& path) {
     // script, and a pipe opened that way would never end because it would wait for its own write end.
     std::error_code ignored;
     constexpr int None = -1;
+    constexpr bool IsBinary = true; // elsewhere Ctrl-Z would end it
     if (std::filesystem::is_directory(path.Get(), ignored)) return {path, None};
     if (std::filesystem::is_regular_file(path.Get(), ignored)) {
-        File script(path, File::ReadWrite);
+        File script(path, File::ReadWrite, IsBinary);
         if (script.IsOpen()) return script;
     }
-    return {path, File::Read};
+    return {path, File::Read, IsBinary};
 }
 
 namespace {

@@ -9,7 +9,7 @@
 
 int main(int argumentCount, char** argumentWords) {
     using namespace Quarn;
-    const bool hasOutput = OpenClosedDescriptors();
+    const bool hasOutput = PrepareStreams();
     s_ctnr_t<s_str> arguments;
     for (int i = 0; i < argumentCount; ++i) arguments.PushBack(argumentWords[i]);
     std::ios::sync_with_stdio(false);

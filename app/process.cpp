@@ -1,29 +1,17 @@
 #include "app/process.h"
 
 #include <algorithm>
-
-#include "quarn/interpreter/limits.h"
-
-#ifndef _WIN32
 #include <cerrno>
+
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
-#endif
+
+#include "quarn/interpreter/limits.h"
 
 namespace Quarn {
 
-#ifdef _WIN32
-
-// The runtime never gives a file the number of a closed descriptor, and the linker sets the stack size.
-
-bool OpenClosedDescriptors() { return true; }
-
-unsigned FitNestingToStack() { return Limits::DeepestNesting; }
-
-#else
-
-bool OpenClosedDescriptors() {
+bool PrepareStreams() {
     const auto isClosed = [](int descriptor) { return fcntl(descriptor, F_GETFD) == -1 && errno == EBADF; };
     const bool hasOutput = !isClosed(STDOUT_FILENO);
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
@@ -43,7 +31,5 @@ unsigned FitNestingToStack() {
     const rlim_t usable = limit.rlim_cur - std::min(limit.rlim_cur, Reserve);
     return static_cast<unsigned>(std::min<rlim_t>(usable / Limits::StackPerLevel, Limits::DeepestNesting));
 }
-
-#endif
 
 } // namespace Quarn

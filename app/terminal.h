@@ -10,15 +10,15 @@
 namespace Quarn {
 
 /// The terminal that standard input is. While it exists, it handles the signals of the terminal: Ctrl-C sets a flag;
-/// what stops or ends the program first restores the modes of the terminal. A second Ctrl-C within a second, while the
-/// first is not answered, ends the program.
+/// what stops or ends the program first restores the modes of the terminal, which stay the same on Windows. A second
+/// Ctrl-C within a second, while the first is not answered, ends the program.
 class Terminal {
 public:
     enum class Event {
         Input,
         Interrupt, ///< by a signal; not answered yet
         Changed,   ///< the window has another size, or the program goes on after it was stopped
-        EndOfFile, ///< Ctrl-D, in the modes in which the terminal edits lines
+        EndOfFile, ///< Ctrl-D (Ctrl-Z on Windows), where the terminal edits lines
         Gone,
     };
 

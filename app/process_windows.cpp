@@ -1,0 +1,30 @@
+#include "app/process.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <io.h>
+#include <windows.h>
+
+#include "quarn/interpreter/limits.h"
+
+namespace Quarn {
+
+namespace {
+
+UINT OriginalCodePage; // of the console, which outlives the program
+
+} // namespace
+
+bool PrepareStreams() {
+    // The runtime never gives a file the number of a closed descriptor.
+    for (std::FILE* stream : {stdin, stdout, stderr}) _setmode(_fileno(stream), _O_BINARY);
+    OriginalCodePage = GetConsoleOutputCP();
+    if (OriginalCodePage != 0 && SetConsoleOutputCP(CP_UTF8)) std::atexit([] { SetConsoleOutputCP(OriginalCodePage); });
+    return true;
+}
+
+unsigned FitNestingToStack() { return Limits::DeepestNesting; } // the linker sets the stack size
+
+} // namespace Quarn
