@@ -56,6 +56,14 @@ TEST(Console, ReadOnlyScriptsRun) {
     EXPECT_EQ(RunProgram(folder, "", "/dev/stdin", "printf '3\\n' |").output, "\tScalar : 3\n");
 }
 
+TEST(Console, AScriptCanNameItsInterpreter) {
+    const Folder folder;
+    std::filesystem::permissions(folder.Write("double", "#!" ORBEL_PROGRAM "\n21*2\n"),
+                                 std::filesystem::perms::owner_all);
+    EXPECT_EQ(RunProgram(folder, "", "", "./double; true").output,
+              "\tError : Unable to parse expression '#', no operator found\n\tScalar : 42\n");
+}
+
 TEST(Console, WhatIsNoScriptGivesTheInteractiveMode) {
     const Folder folder;
     EXPECT_EQ(RunProgram(folder, "q\n", "missing").output, "> ");

@@ -1,6 +1,6 @@
 // Plays the transcripts. Each shows a session as it appears on the screen: a line after the prompt, then its answer.
 // Lines that begin with "#" are comments. Every transcript is typed into the program, and also run as a script unless
-// the program asks a question in it.
+// the program asks a question in it. The samples of the documents are transcripts too.
 
 #include <gtest/gtest.h>
 
@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "program.h"
+#include "quarn/core/s_str.h"
 
 namespace {
 
@@ -22,22 +23,48 @@ struct Transcript {
     bool hasQuestion = false;
 };
 
+void Add(Transcript& transcript, const std::string& line) {
+    transcript.screen += line + "\n";
+    if (line.starts_with(Prompt)) {
+        transcript.inputs.push_back(line.substr(Prompt.size()));
+    } else if (const auto question = line.find(Question); question != std::string::npos) {
+        transcript.inputs.push_back(line.substr(question + Question.size()));
+        transcript.hasQuestion = true;
+    } else {
+        transcript.answers += line + "\n";
+    }
+}
+
 Transcript ReadTranscript(const std::filesystem::path& path) {
     Transcript transcript;
     std::ifstream file(path);
+    for (std::string line; std::getline(file, line);)
+        if (!line.starts_with('#')) Add(transcript, line);
+    return transcript;
+}
+
+/// The samples of a document in Markdown, a transcript for each chapter, or of a manual page. A sample is a block whose
+/// first line has a prompt.
+std::vector<Transcript> ReadSamples(const std::filesystem::path& path) {
+    std::vector<Transcript> chapters(1);
+    bool isAtStart = false;
+    bool isSample = false;
+    std::ifstream file(path);
     for (std::string line; std::getline(file, line);) {
-        if (line.starts_with('#')) continue;
-        transcript.screen += line + "\n";
-        if (line.starts_with(Prompt)) {
-            transcript.inputs.push_back(line.substr(Prompt.size()));
-        } else if (const auto question = line.find(Question); question != std::string::npos) {
-            transcript.inputs.push_back(line.substr(question + Question.size()));
-            transcript.hasQuestion = true;
+        if (line.starts_with("## ")) chapters.emplace_back();
+        if (line == "```text" || line == ".EX") {
+            isAtStart = true;
+        } else if (line == "```" || line == ".EE") {
+            isSample = false;
         } else {
-            transcript.answers += line + "\n";
+            isSample = isSample || (isAtStart && line.starts_with(Prompt));
+            isAtStart = false;
+            if (isSample)
+                Add(chapters.back(), path.extension() == ".1" ? Quarn::s_str(line).Replace("\\-", "-").Get() : line);
         }
     }
-    return transcript;
+    std::erase_if(chapters, [](const Transcript& chapter) { return chapter.inputs.empty(); });
+    return chapters;
 }
 
 std::string Lines(const std::vector<std::string>& lines) {
@@ -62,11 +89,7 @@ std::string ScreenOf(std::string_view output, const std::vector<std::string>& in
     return screen;
 }
 
-class Transcripts : public testing::TestWithParam<std::filesystem::path> {};
-class Scripts : public testing::TestWithParam<std::filesystem::path> {};
-
-TEST_P(Transcripts, StandOnTheScreenAsWritten) {
-    const Transcript transcript = ReadTranscript(GetParam());
+void ExpectOnScreen(const Transcript& transcript) {
     std::vector<std::string> inputs = transcript.inputs;
     inputs.push_back("q");
     const Folder folder;
@@ -75,6 +98,11 @@ TEST_P(Transcripts, StandOnTheScreenAsWritten) {
     EXPECT_EQ(outcome.errors, "");
     EXPECT_EQ(outcome.status, 0);
 }
+
+class Transcripts : public testing::TestWithParam<std::filesystem::path> {};
+class Scripts : public testing::TestWithParam<std::filesystem::path> {};
+
+TEST_P(Transcripts, StandOnTheScreenAsWritten) { ExpectOnScreen(ReadTranscript(GetParam())); }
 
 TEST_P(Scripts, PrintTheSameAnswers) {
     const Transcript transcript = ReadTranscript(GetParam());
@@ -117,5 +145,14 @@ TEST_P(Examples, ShowNoErrors) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, Examples, testing::ValuesIn(FilesIn(PROJECT "/examples")), NameOf);
+
+TEST(Documents, SamplesStandOnTheScreenAsWritten) {
+    for (const char* name : {"/README.md", "/docs/manual.md", "/docs/orbel.1"}) {
+        SCOPED_TRACE(name);
+        const std::vector<Transcript> chapters = ReadSamples(std::string(PROJECT) + name);
+        EXPECT_FALSE(chapters.empty());
+        for (const Transcript& chapter : chapters) ExpectOnScreen(chapter);
+    }
+}
 
 } // namespace
