@@ -31,8 +31,8 @@ namespace Quarn::Elementary {
 namespace {
 
 #if defined(__GLIBC__)
-/// The 64 bits of glibc's long double are wrong by a few units in the last place at most, as its manual documents. Hence
-/// they settle nearly every result, twenty times faster.
+/// glibc's long double functions are wrong by a few units in the last of 64 bits at most, as its manual documents.
+/// Hence they settle nearly every result, twenty times faster.
 constexpr bool IsLongDoubleAccurate = true;
 #else
 constexpr bool IsLongDoubleAccurate = false;

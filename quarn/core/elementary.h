@@ -2,11 +2,11 @@
 
 #include "quarn/core/api.h"
 
-/// Elementary functions, the same on every platform. C++ leaves their accuracy to the platform, and the libraries of two
-/// platforms differ in the last digit, some far before it: they answer sin(1e22) with 1e22.
+/// Elementary functions, the same on every platform. C++ leaves their accuracy to the platform. The libraries of two
+/// platforms differ in the last digit, and some far before it: they answer sin(1e22) with 1e22.
 ///
-/// The double nearest to the exact value is returned (IEEE 754 calls that correctly rounded), with the special values of
-/// the C library (C17, annex F). With GCC for Windows and wherever the C library is glibc, the functions are computed
+/// The result is the double nearest to the exact value (IEEE 754: correctly rounded), and special values are those of
+/// the C library (C17, annex F). With GCC for Windows, and with glibc on x86 and 64-bit ARM, the functions are computed
 /// with 113 bits and rounded to 53. One result in about 2^58 lies so close to the middle between two doubles that this
 /// does not settle which is nearer. Elsewhere they are computed with as many bits as the platform's long double has.
 namespace Quarn::Elementary {
