@@ -13,7 +13,7 @@ File OpenScript(const s_str& path) {
     // script, and a pipe opened that way would never end because it would wait for its own write end.
     std::error_code ignored;
     constexpr int None = -1;
-    constexpr bool IsBinary = true; // elsewhere Ctrl-Z would end it
+    constexpr bool IsBinary = true; // on Windows, a Ctrl-Z would end a text file
     if (std::filesystem::is_directory(path.Get(), ignored)) return {path, None};
     if (std::filesystem::is_regular_file(path.Get(), ignored)) {
         File script(path, File::ReadWrite, IsBinary);

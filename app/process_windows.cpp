@@ -13,7 +13,14 @@ namespace Quarn {
 
 namespace {
 
-UINT OriginalCodePage; // of the console, which outlives the program
+UINT OriginalCodePage; ///< of the console, which outlives the program
+
+void RestoreCodePage() { SetConsoleOutputCP(OriginalCodePage); }
+
+BOOL WINAPI OnControl(DWORD) {
+    RestoreCodePage();
+    return FALSE; // it ends the program
+}
 
 } // namespace
 
@@ -21,7 +28,10 @@ bool PrepareStreams() {
     // The runtime never gives a file the number of a closed descriptor.
     for (std::FILE* stream : {stdin, stdout, stderr}) _setmode(_fileno(stream), _O_BINARY);
     OriginalCodePage = GetConsoleOutputCP();
-    if (OriginalCodePage != 0 && SetConsoleOutputCP(CP_UTF8)) std::atexit([] { SetConsoleOutputCP(OriginalCodePage); });
+    if (OriginalCodePage != 0 && SetConsoleOutputCP(CP_UTF8)) {
+        std::atexit(RestoreCodePage);
+        SetConsoleCtrlHandler(OnControl, TRUE); // a terminal's own handler comes first
+    }
     return true;
 }
 

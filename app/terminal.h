@@ -10,8 +10,8 @@
 namespace Quarn {
 
 /// The terminal that standard input is. While it exists, it handles the signals of the terminal: Ctrl-C sets a flag;
-/// what stops or ends the program first restores the modes of the terminal, which stay the same on Windows. A second
-/// Ctrl-C within a second, while the first is not answered, ends the program.
+/// what stops or ends the program first restores the modes of the terminal. A second Ctrl-C within a second, while the
+/// first is not answered, ends the program. On Windows the modes never change.
 class Terminal {
 public:
     enum class Event {

@@ -59,7 +59,7 @@ Terminal::Event Terminal::Read(std::string& bytes) {
         AwaitInterrupt();
         return IsInterrupted ? Event::Interrupt : Event::Changed;
     }
-    IsInterrupted = false; // some consoles let the user go on with an empty line
+    IsInterrupted = false; // some consoles drop the line at Ctrl-C and go on with an empty one
     if (bytes.empty() && units[0] == CtrlZ) return Event::EndOfFile;
     if (IS_HIGH_SURROGATE(units[count - 1])) {
         DWORD more = 0;

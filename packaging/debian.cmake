@@ -1,7 +1,11 @@
 # The packages `orbel` and `libquarn-dev` (`cpack -G DEB`), with the files that Debian wants in each.
-if(BUILD_SHARED_LIBS)
-  message(FATAL_ERROR "The package libquarn-dev holds the static library")
+if(BUILD_SHARED_LIBS OR ORBEL_STATIC OR NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+  message(FATAL_ERROR "Debian packages need a static library, a dynamically linked program and the prefix /usr: "
+    "cmake --preset debian")
 endif()
+set_target_properties(quarn PROPERTIES POSITION_INDEPENDENT_CODE ON) # it can be linked into shared libraries
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
+  WORLD_READ WORLD_EXECUTE)
 find_program(GZIP gzip REQUIRED)
 function(install_compressed source name destination component)
   add_custom_command(OUTPUT ${name}.gz COMMAND ${GZIP} -9nc ${source} > ${name}.gz DEPENDS ${source} VERBATIM)

@@ -17,7 +17,6 @@ install(FILES examples/references.orbel examples/tour.orbel
 
 target_include_directories(quarn INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 install(TARGETS quarn EXPORT quarn
-  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} ${program_component}
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} ${program_component} NAMELINK_COMPONENT libquarn-dev
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} ${library_component})
 set(headers ${CMAKE_INSTALL_INCLUDEDIR}/quarn)
@@ -33,17 +32,17 @@ write_basic_package_version_file(quarnConfigVersion.cmake COMPATIBILITY SameMajo
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/quarnConfigVersion.cmake DESTINATION ${package} ${library_component})
 # The file finds the folders from where it stands itself, as the prefix is known only when it is installed.
 set(pkgconfig ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-file(RELATIVE_PATH to_prefix ${CMAKE_INSTALL_PREFIX}/${pkgconfig} ${CMAKE_INSTALL_PREFIX})
-string(REGEX REPLACE "/$" "" to_prefix "${to_prefix}")
-if(BUILD_SHARED_LIBS)
-  set(shared_definition " -DQUARN_SHARED")
-elseif(MINGW)
-  set(private_libraries " -lquadmath")
-endif()
+file(RELATIVE_PATH to_libraries ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_FULL_LIBDIR})
+file(RELATIVE_PATH to_headers ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+set(more_libraries "")
+foreach(library ${quarn_libraries})
+  string(APPEND more_libraries " -l${library}")
+endforeach()
 configure_file(packaging/quarn.pc.in quarn.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/quarn.pc DESTINATION ${pkgconfig} ${library_component})
 install(FILES docs/embedding.md DESTINATION ${library_docs} ${library_component})
-install(DIRECTORY examples/complex DESTINATION ${library_docs}/examples ${library_component})
+install(FILES examples/complex/CMakeLists.txt examples/complex/complex.cpp
+  DESTINATION ${library_docs}/examples/complex ${library_component})
 
 if(ORBEL_DEBIAN)
   include(packaging/debian.cmake)

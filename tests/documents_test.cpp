@@ -50,7 +50,7 @@ std::vector<std::pair<std::string, std::string>> Rows(const std::vector<std::str
 
 const std::string Page = Read(PROJECT "/docs/orbel.1");
 
-TEST(Documents, AllFunctionsStandInTheManualAndOnThePage) {
+TEST(Documents, AllFunctionsStandInTheDocuments) {
     State state;
     Vector::Register(state);
     std::string manual;
@@ -64,6 +64,9 @@ TEST(Documents, AllFunctionsStandInTheManualAndOnThePage) {
     EXPECT_EQ(written, known);
     for (const std::string& function : known)
         EXPECT_TRUE(std::regex_search(Page, std::regex("\n\\.BR? " + function + "( [,.])?\n"))) << function;
+    const std::string readme = Read(PROJECT "/README.md");
+    for (const std::string& function : known)
+        EXPECT_NE(readme.find("`" + function + "`"), std::string::npos) << function;
 }
 
 TEST(Documents, AllOperatorsStandInTheManualAndOnThePage) {

@@ -77,6 +77,7 @@ TEST(Elementary, PowersAndAnglesGiveTheNearestDouble) {
     for (int i = 0; i < Count; ++i) {
         ExpectNearest(Elementary::Pow, mpfr_pow, std::fabs(Number(-20, 20)), Number(-10, 5));
         ExpectNearest(Elementary::Pow, mpfr_pow, 1 + Number(-50, -1), Number(0, 50)); // compound interest
+        ExpectNearest(Elementary::Pow, mpfr_pow, std::fabs(Number(-537, -511)), 2);   // below 2^-1022
         // Exact powers, and those that lie just in the middle between two doubles.
         ExpectNearest(Elementary::Pow, mpfr_pow, Integer(1 << 27), std::fabs(Integer(4)));
         ExpectNearest(Elementary::Pow, mpfr_pow, Integer(4000) / 4, Integer(40) / 2);
@@ -105,10 +106,18 @@ TEST(Elementary, SpecialValuesAreThoseOfTheCLibrary) {
 }
 
 TEST(Elementary, HalvesAreRoundedAwayFromZero) {
-    for (const double number :
-         {0.49999999999999994, 0.5, 1.5, 2.5, 4503599627370495.5, 9007199254740993.0, 1e300, 0.0}) {
-        EXPECT_EQ(Elementary::Round(number), std::round(number));
-        EXPECT_EQ(Elementary::Round(-number), std::round(-number));
+    const std::pair<double, double> rounded[] = {{0.0, 0.0},
+                                                 {0.49999999999999994, 0.0},
+                                                 {0.5, 1.0},
+                                                 {1.5, 2.0},
+                                                 {2.5, 3.0},
+                                                 {2.4999999999999996, 2.0},
+                                                 {4503599627370495.5, 4503599627370496.0},
+                                                 {9007199254740992.0, 9007199254740992.0},
+                                                 {1e300, 1e300}};
+    for (const auto& [number, nearest] : rounded) {
+        EXPECT_EQ(Elementary::Round(number), nearest);
+        EXPECT_EQ(Elementary::Round(-number), -nearest);
         EXPECT_TRUE(std::signbit(Elementary::Round(-number)));
     }
 }

@@ -20,7 +20,7 @@ std::string Number(ExpressionGenerator& generator) {
     }
 }
 
-/// Statements that show every bit of a result: its first digits, and then the others.
+/// Statements that show the first eight digits of a result, and then the others, down to its last bit.
 std::string Calculation(ExpressionGenerator& generator) {
     const std::string function =
         generator.Pick({"exp", "log", "sqrt", "sin", "cos", "tan", "asin", "acos", "atan", "round", "-", "", "!"});
@@ -31,7 +31,7 @@ std::string Calculation(ExpressionGenerator& generator) {
     case 2: text = "y = (1+1/(" + Number(generator) + "))^" + std::to_string(generator.Below(500)); break;
     default: break;
     }
-    return text + "; y-round(y*100000000)/100000000";
+    return text + "; m = y/10^round_down(log(abs(y))/log(10)); m-round(m*100000000)/100000000";
 }
 
 } // namespace
@@ -59,5 +59,6 @@ int main(int count, char** words) {
             }
             file << generator.Pick({"\n", "\n", "\r\n", ";\n"});
         }
+        if (!file.flush()) return 1;
     }
 }

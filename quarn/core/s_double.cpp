@@ -9,6 +9,9 @@
 
 #ifndef __cpp_lib_to_chars
 #include <locale.h>
+#if __has_include(<xlocale.h>)
+#include <xlocale.h>
+#endif
 #endif
 
 namespace Quarn {
@@ -148,7 +151,7 @@ std::optional<double> ReadDecimal(std::string_view text) {
     const auto result = std::from_chars(text.data(), end, value);
     if (result.ptr != end || result.ec == std::errc::invalid_argument) return std::nullopt;
     return result.ec == std::errc::result_out_of_range ? OutOfRange(text) : value;
-#else // Before version 20, libc++ has no std::from_chars for a double. The locale is the one with a decimal point.
+#else // libc++ 19 has no std::from_chars for a double. POSIX has this; the locale is the one with a decimal point.
     static const locale_t classic = newlocale(LC_ALL_MASK, "C", nullptr);
     const std::string terminated(text);
     char* end = nullptr;
