@@ -4,8 +4,6 @@ if(BUILD_SHARED_LIBS OR ORBEL_STATIC OR NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr"
     "cmake --preset debian")
 endif()
 set_target_properties(quarn PROPERTIES POSITION_INDEPENDENT_CODE ON) # it can be linked into shared libraries
-set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
-  WORLD_READ WORLD_EXECUTE)
 find_program(GZIP gzip REQUIRED)
 function(install_compressed source name destination component)
   add_custom_command(OUTPUT ${name}.gz COMMAND ${GZIP} -9nc ${source} > ${name}.gz DEPENDS ${source} VERBATIM)
