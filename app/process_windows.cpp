@@ -25,7 +25,7 @@ BOOL WINAPI OnControl(DWORD) {
 } // namespace
 
 bool PrepareStreams() {
-    // The runtime never gives a file the number of a closed descriptor.
+    // Closed descriptors need no care: the runtime never gives their numbers to files.
     for (std::FILE* stream : {stdin, stdout, stderr}) _setmode(_fileno(stream), _O_BINARY);
     OriginalCodePage = GetConsoleOutputCP();
     if (OriginalCodePage != 0 && SetConsoleOutputCP(CP_UTF8)) {

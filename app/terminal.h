@@ -18,7 +18,7 @@ public:
         Input,
         Interrupt, ///< by a signal; not answered yet
         Changed,   ///< the window has another size, or the program goes on after it was stopped
-        EndOfFile, ///< Ctrl-D (Ctrl-Z on Windows), where the terminal edits lines
+        EndOfFile, ///< Ctrl-D (Ctrl-Z on Windows), if the terminal itself edits lines
         Gone,
     };
 
