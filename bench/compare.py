@@ -1,216 +1,227 @@
 #!/usr/bin/env python3
-"""The calculator as a whole process, beside the calculators that happen to be installed.
+"""The calculator as a whole process, beside others that are Debian packages.
 
 usage: compare.py ORBEL [--rounds N] [--quick] [--picture FILE.svg]
 
-Every work is generated here, once for each program. All outputs are checked first. Then the programs take turns, and
-the table shows the median of their processor times as a multiple of the yardstick's. The picture shows cost against
-size.
+Every work is generated here, once for each program. All that is printed is compared first, number by number. Then the
+programs take turns, and the table shows the medians of their processor times as multiples of the yardstick's. The
+picture shows cost against size.
 """
 
 import argparse
 import math
 import os
 import random
-import shutil
 import statistics
 import subprocess
 import sys
 import tempfile
 
-PROGRAMS = ["orbel", "bc", "awk", "lua", "python3"]
-COMMANDS = {
-    "bc": ["bc", "-q"],
-    "awk": ["awk", "-f"],
-    "lua": [shutil.which("lua5.4") or "lua"],
-    "python3": ["python3"],
-}
+COMMANDS = {"orbel": [], "bc": ["bc", "-q"], "mawk": ["mawk", "-f"], "lua": ["lua5.4"], "luajit": ["luajit"]}
 
 
 class Work:
-    """A workload: its text for each program, and the last number that all of them print."""
+    """A workload: its text for each program."""
 
-    def __init__(self, name, yardstick, expected, texts):
-        self.name, self.yardstick, self.expected, self.texts = name, yardstick, expected, texts
-
-
-def awk(lines):
-    # Some implementations reject one long action.
-    parts = [lines[i:i + 1000] for i in range(0, len(lines), 1000)]
-    return "".join("BEGIN { %s\n}\n" % "\n".join(part) for part in parts)
+    def __init__(self, name, yardstick, texts, shows_memory=False):
+        self.name, self.yardstick, self.texts, self.shows_memory = name, yardstick, texts, shows_memory
 
 
-FORMS = {
-    "": ["{a} = {b}+{k}", "{a}*{k}-{b}", "{a} = ({b}+{c})/{k}", "sqrt({a}*{a}+{k})", "({a}-{b})^2/{k}", "{a} = {k}"],
-    ", whole numbers": ["{a} = {b}+{k}", "{a}*{k}-{b}", "{a} = {k}*{k}", "({a}+{b})*{k}/8"],
-    ", long fractions": ["{a} = {b}/{k}+{c}/11", "{a}+{b}*{k}", "({a}-{b})/{k}", "{a} = {k}+{b}/7"],
-}
+def in_blocks(lines, begin, end):
+    """Lines in blocks of a thousand: some implementations reject a longer action or function."""
+    blocks = [lines[i:i + 1000] for i in range(0, len(lines), 1000)]
+    return "".join(begin + "\n" + "\n".join(block) + "\n" + end + "\n" for block in blocks)
 
 
-def statements(count, kind):
+def awk(lines, functions=""):
+    return functions + in_blocks(lines, "BEGIN {", "}")
+
+
+def lua(lines):
+    return in_blocks(lines, "do local function block()", "end block() end")
+
+
+FORMS = ["{a} = 3.25*{b} + 2/({c}+1)", "{a} = ({b} - {c})*0.75 + 4.5", "2*sqrt({a}) + abs({b} - 50)",
+         "{a}^3/100 + 31", "{a} = 56.89*3 - 2.5", "{a} = {b} + {c} - 9.34"]
+
+
+def statements(count):
     rng = random.Random(1)
-    names = ["x%d" % i for i in range(50)]
-    values = {name: float(i + 1) for i, name in enumerate(names)}
+    names = ["a%d" % i for i in range(50)]
+    values = {name: i + 1.0 for i, name in enumerate(names)}
     plain = ["%s = %d" % (name, i + 1) for i, name in enumerate(names)]
-    last = 0.0
-    for i in range(count - len(names)):
-        a, b, c, k = rng.choice(names), rng.choice(names), rng.choice(names), rng.randint(2, 9)
-        text = FORMS[kind][i % len(FORMS[kind])].format(a=a, b=b, c=c, k=k)
-        last = eval(text.split("= ")[-1].replace("^", "**"), {"sqrt": math.sqrt}, values)
-        if "=" in text:
-            values[a] = last
-        plain.append(text)
+    while len(plain) < count:
+        a, b, c = rng.sample(names, 3)
+        form = FORMS[len(plain) % len(FORMS)]
+        if ("sqrt" in form and values[a] < 0) or abs(values[b]) > 1000 or abs(values[c] + 1) < 0.01:
+            continue
+        plain.append(form.format(a=a, b=b, c=c))
+        if "=" in form:
+            expression = plain[-1].split(" = ")[1].replace("^", "**")
+            values[a] = eval(expression, {}, values)
 
     def shown(assignment, expression):
         return [assignment(*line.split(" = ")) if "=" in line else expression(line) for line in plain]
 
-    python = "\n".join(shown(lambda n, e: "%s = %s; print(%s)" % (n, e, n), lambda e: "print(%s)" % e))
-    lua = "\n".join(shown(lambda n, e: "%s = %s print(%s)" % (n, e, n), lambda e: "print(%s)" % e))
-    return Work("%d short statements%s" % (count, kind), "bc", last, {
+    script = "sqrt, abs = math.sqrt, math.abs\n" + lua(
+        shown(lambda n, e: "%s = %s print(%s)" % (n, e, n), lambda e: "print(%s)" % e))
+    return Work("%d statements over fifty names" % count, "bc", {
         "orbel": "\n".join(plain),
-        "bc": "scale = 15\n" + "\n".join(shown(lambda n, e: "%s = %s\n%s" % (n, e, n), str)),
-        "awk": awk(["CONVFMT = OFMT = \"%.15g\""] +
-                   shown(lambda n, e: "print %s = %s" % (n, e), lambda e: "print (%s)" % e)),
-        "lua": "sqrt = math.sqrt\n" + lua,
-        "python3": "from math import sqrt\n" + python.replace("^", "**"),
+        "bc": "scale = 15\ndefine abs(x) { if (x < 0) return -x; return x; }\n" +
+              "\n".join(shown(lambda n, e: "%s = %s\n%s" % (n, e, n), str)),
+        "mawk": awk(["CONVFMT = OFMT = \"%.15g\""] +
+                    shown(lambda n, e: "print %s = %s" % (n, e), lambda e: "print (%s)" % e),
+                    "function abs(x) { return x < 0 ? -x : x }\n"),
+        "lua": script, "luajit": script,
     })
 
 
 def flat(count):
-    terms = [str(i % 997 + 1) for i in range(count)]
-    text = "+".join(terms)
-    texts = {"orbel": text, "bc": text, "awk": awk(["print " + text]), "lua": "print(%s)" % text}
-    if count <= 1000:
-        texts["python3"] = "print(%s)" % text  # its parser recurses
-    return Work("flat, %d terms" % count, "bc", sum(map(int, terms)), texts)
+    numbers = ["1.5", "2", "3", "4", "5", "7.25", "1.5", "4", "12.5", "8", "3", "0.125", "16", "9.75", "2"]
+    signs = ["+", "*", "-", "/", "+", "-", "*", "+", "/", "-", "+", "*", "-", "/", "+"]
+    terms = [numbers[i % len(numbers)] + signs[i % len(signs)] for i in range(count)]
+    text = "".join(terms)[:-1]
+    script = "print(%s)" % text
+    return Work("a flat line of %d terms" % count, "lua",
+                {"orbel": text, "bc": "scale = 15\n" + text, "mawk": awk(["print " + text]), "lua": script,
+                 "luajit": script})
 
 
-def nested(levels, total):
-    lines = ["(" * levels + "1+1" + ")" * levels, "abs(" * levels + "2" + ")" * levels] * (total // levels // 2)
-    bc = ["define f(x) { return x; }"] + [line.replace("abs", "f") for line in lines]
-    return Work("nested, %d levels each, %d in all" % (levels, total), "bc", 2, {
-        "orbel": "\n".join(lines), "bc": "\n".join(bc),
-        "awk": "function f(x) { return x }\n" + awk(["print " + line.replace("abs", "f") for line in lines]),
-    })
+def calls(lines, levels):
+    texts = ["sqrt(" * levels + str(i % 97 + 2) + ")" * levels for i in range(lines)]
+    script = "sqrt = math.sqrt\n" + lua(["print(%s)" % text for text in texts])
+    return Work("%d lines of sqrt(sqrt(... %d deep" % (lines, levels), "lua",
+                {"orbel": "\n".join(texts), "mawk": awk(["print " + text for text in texts]), "lua": script,
+                 "luajit": script})
 
 
 def vectors(count):
-    numbers = [str(i % 1000) for i in range(count)]
-    listed = ", ".join(numbers)
-    lua = "local v, w, s, t = {%s}, {%s}, {}, {}\n" % (listed, listed)
-    lua += "for i = 1, #v do s[i] = v[i] + w[i] end\nfor i = 1, #v do t[i] = 2*s[i] end\n"
-    lua += "".join("print(table.concat(%s, ', '))\n" % name for name in "vwst") + "print(t[%d])" % (count // 2 + 1)
-    python = "v = [%s]\nw = [%s]\ns = [a+b for a, b in zip(v, w)]\nt = [2*a for a in s]\n" % (listed, listed)
-    python += "for x in (v, w, s, t): print(x)\nprint(t[%d])" % (count // 2)
-    orbel = "v = <%s>\nw = <%s>\ns = v+w\nt = 2*s\nt[%d]" % (listed, listed, count // 2)
-    return Work("two vectors of %d" % count, "lua", 4 * (count // 2 % 1000),
-                {"orbel": orbel, "lua": lua, "python3": python})
+    first = ", ".join("%.15g" % (1 + 1.75 * (i % 1000)) for i in range(count))
+    second = ", ".join("%.15g" % (2 + 0.5 * (i % 1000)) for i in range(count))
+    script = "local v, w, s, t = {%s}, {%s}, {}, {}\n" % (first, second)
+    script += "local function show(x) print(table.concat(x, ', ')) end show(v) show(w)\n"
+    script += "for i = 1, #v do s[i] = v[i] + w[i] end show(s) print(v[%d])\n" % (count // 2 + 1)
+    script += "for i = 1, #v do t[i] = 2*v[i] end show(t)\n"
+    return Work("two vectors of %d" % count, "lua", {
+        "orbel": "v1 = <%s>\nv2 = <%s>\nv1+v2\nv1[%d]\n2*v1" % (first, second, count // 2),
+        "lua": script, "luajit": script}, shows_memory=True)
 
 
-def references(links, count):
-    orbel = ["r0 = 1"] + ["r%d &= r%d+1" % (i, i - 1) for i in range(1, links + 1)] + ["r%d+0" % links] * count
-    bc = ["define f0() { return 1; }"]
-    bc += ["define f%d() { return f%d()+1; }" % (i, i - 1) for i in range(1, links + 1)] + ["f%d()+0" % links] * count
-    lua = ["local f0 = function() return 1 end"] + [
-        "local f%d = function() return f%d()+1 end" % (i, i - 1) for i in range(1, links + 1)]
-    lua += ["for i = 1, %d do print(f%d()+0) end" % (count, links)]
-    python = ["def f0(): return 1"] + ["def f%d(): return f%d()+1" % (i, i - 1) for i in range(1, links + 1)]
-    python += ["for i in range(%d): print(f%d()+0)" % (count, links)]
-    return Work("%d links, %d times" % (links, count), "bc", links + 1, {
-        "orbel": "\n".join(orbel), "bc": "\n".join(bc), "lua": "\n".join(lua), "python3": "\n".join(python)})
+def chain(links, count):
+    orbel = ["r0 = 1"] + ["r%d &= r%d+1" % (i, i - 1) for i in range(1, links + 1)] + ["r%d" % links] * count
+    bc = ["define r0() { return 1; }", "r0()"]
+    bc += ["define r%d() { return r%d()+1; }" % (i, i - 1) for i in range(1, links + 1)]
+    bc += ["r%d()" % i for i in range(1, links + 1)] + ["r%d()" % links] * count
+    script = ["local r0 = function() return 1 end print(r0())"]
+    script += ["local r%d = function() return r%d()+1 end print(r%d())" % (i, i - 1, i) for i in range(1, links + 1)]
+    script += ["for i = 1, %d do print(r%d()) end" % (count, links)]
+    return Work("%d links, shown %d times" % (links, count), "bc", {
+        "orbel": "\n".join(orbel), "bc": "\n".join(bc), "lua": "\n".join(script), "luajit": "\n".join(script)})
+
+
+def web(size):
+    lines = ["f0 &= 0+0", "f1 &= 1+0"] + ["f%d &= f%d + f%d" % (k, k - 1, k - 2) for k in range(2, size + 1)]
+    return Work("a web of references, f%d+0" % size, "orbel", {"orbel": "\n".join(lines + ["f%d+0" % size])})
 
 
 def names(count):
-    lines = lambda define, read: "\n".join([define % (i, i, i) if define.count("%") == 3 else define % (i, i)
-                                            for i in range(count)] + [read % i for i in range(count)])
-    texts = {"orbel": lines("n%d = %d", "n%d"), "lua": lines("n%d = %d print(n%d)", "print(n%d)")}
-    if count <= 100000:
-        texts["python3"] = lines("n%d = %d; print(n%d)", "print(n%d)")  # more take minutes
-    return Work("%d names" % count, "lua", count - 1, texts)
+    orbel = ["n%d = %d" % (i, i) for i in range(count)] + ["n%d" % i for i in range(count)]
+    script = lua(["n%d = %d print(n%d)" % (i, i, i) for i in range(count)] +
+                 ["print(n%d)" % i for i in range(count)])
+    return Work("%d names defined, then read" % count, "lua",
+                {"orbel": "\n".join(orbel), "lua": script, "luajit": script})
 
 
 def empty():
-    return Work("empty script", "bc", None, {"orbel": "", "bc": "", "awk": "BEGIN {}", "lua": "", "python3": ""})
+    return Work("an empty script", "bc", {"orbel": "", "bc": "", "mawk": "BEGIN {}", "lua": "", "luajit": ""})
 
 
 def works(quick):
     shrink = 10 if quick else 1
-    return [statements(200000 // shrink, kind) for kind in FORMS] + [
-        flat(1000000 // shrink), nested(1000, 1000000 // shrink), vectors(1000000 // shrink),
-        references(100, 50000 // shrink), names(100000 // shrink), names(1000000 // shrink), empty()]
+    return [statements(200000 // shrink), flat(1000000 // shrink), calls(10000 // shrink, 100),
+            vectors(1000000 // shrink), chain(100, 50000 // shrink), web(90), names(1000000 // shrink), empty()]
+
+
+def numbers_in(output):
+    """The numbers that a program printed: those of values, not of names."""
+    values = (line.rsplit(" = ", 1)[-1].rsplit(" : ", 1)[-1] for line in output.replace("\\\n", "").splitlines())
+    return [float(word) for value in values for word in value.strip("<>").split(",")]
 
 
 class Runner:
     def __init__(self, orbel, folder):
-        self.orbel, self.folder = os.path.abspath(orbel), folder
-        self.programs = [p for p in PROGRAMS if p == "orbel" or shutil.which(COMMANDS[p][0])]
+        self.folder = folder
+        self.commands = dict(COMMANDS, orbel=[os.path.abspath(orbel)])
 
     def write(self, work):
-        for program in self.programs:
-            if program in work.texts:
-                with open(os.path.join(self.folder, program), "w") as file:
-                    file.write(work.texts[program] + ("\n" if work.texts[program] else ""))
+        for program, text in work.texts.items():
+            with open(os.path.join(self.folder, program), "w") as file:
+                file.write(text + ("\n" if text else ""))
 
     def run(self, program):
-        """The processor time of one run and whether it succeeded; the output goes to the file "output"."""
-        command = [self.orbel] if program == "orbel" else COMMANDS[program]
-        with open(os.path.join(self.folder, "output"), "wb") as output:
-            process = subprocess.Popen(command + [os.path.join(self.folder, program)], stdin=subprocess.DEVNULL,
-                                       stdout=output, stderr=subprocess.DEVNULL, cwd=self.folder)
+        """The processor time in seconds, the peak memory in megabytes, and what was printed."""
+        command = self.commands[program] + [os.path.join(self.folder, program)]
+        path = os.path.join(self.folder, "output")
+        with open(path, "wb") as output:
+            process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=output, cwd=self.folder)
             _, status, usage = os.wait4(process.pid, 0)
-        process.returncode = status
-        return usage.ru_utime + usage.ru_stime, status == 0
+        process.returncode = os.waitstatus_to_exitcode(status)
+        if process.returncode != 0:
+            sys.exit("compare.py: %s failed" % " ".join(command))
+        return usage.ru_utime + usage.ru_stime, usage.ru_maxrss / 1024, path
 
-    def is_right(self, program, work):
-        """Whether the last number of the output is the expected one."""
-        if not self.run(program)[1]:
-            return False
-        with open(os.path.join(self.folder, "output")) as output:
-            words = output.read().split()
-        if work.expected is None:
-            return not words
-        return bool(words) and abs(float(words[-1]) - work.expected) <= 1e-6 * max(1, abs(work.expected))
+    def check(self, work):
+        """Ends the benchmark unless all programs print the same numbers."""
+        expected = None
+        for program in work.texts:
+            with open(self.run(program)[2]) as output:
+                found = numbers_in(output.read())
+            expected = found if expected is None else expected
+            # Only the calculator shows references when they are defined: the first numbers may be absent elsewhere.
+            same = len(found) == len(expected) and all(
+                math.isclose(a, b, rel_tol=1e-9, abs_tol=1e-9) for a, b in zip(found, expected))
+            if not same:
+                sys.exit("compare.py: orbel and %s print different numbers for: %s" % (program, work.name))
 
     def measure(self, work, rounds):
-        """The median processor time of each program that does the work correctly."""
+        """The median processor time and the peak memory of each program that can do the work."""
         self.write(work)
-        fit = [p for p in self.programs if p in work.texts and self.is_right(p, work)]
-        if "orbel" not in fit:
-            sys.exit("compare.py: orbel prints something else than expected for: " + work.name)
-        times = {program: [] for program in fit}
+        self.check(work)
+        runs = {program: [] for program in work.texts}
         for _ in range(rounds):
-            for program in fit:
-                times[program].append(self.run(program)[0])
-        return {program: statistics.median(values) for program, values in times.items()}
+            for program in runs:
+                runs[program].append(self.run(program)[:2])
+        return {program: [statistics.median(values) for values in zip(*results)] for program, results in runs.items()}
+
+
+def print_row(cells):
+    print("| " + " | ".join(cells) + " |", flush=True)
 
 
 def print_table(runner, rounds, quick):
-    rows = []
+    print_row(["work", "yardstick"] + list(COMMANDS))
+    print_row(["---"] * (2 + len(COMMANDS)))
     for work in works(quick):
-        print("measuring: " + work.name, file=sys.stderr)
-        medians = runner.measure(work, rounds * 5 if work.expected is None else rounds)
-        unit = medians.get(work.yardstick)
-        cells = ["%.2f" % (medians[p] / unit) if unit and p in medians else "-" for p in runner.programs]
-        rows.append([work.name, "%s, %.4g s" % (work.yardstick, unit) if unit else "-"] + cells)
-    head = ["work", "yardstick"] + runner.programs
-    for row in [head, ["---"] * len(head)] + rows:
-        print("| " + " | ".join(row) + " |")
+        medians = runner.measure(work, rounds)
+        units = [("%.4g s", work.name)] + [("%.0f MB", work.name + ", memory")] * work.shows_memory
+        for i, (unit, name) in enumerate(units):
+            yardstick = medians[work.yardstick][i]
+            print_row([name, "%s, %s" % (work.yardstick, unit % yardstick)] +
+                      ["%.2f" % (medians[p][i] / yardstick) if p in medians else "-" for p in COMMANDS])
 
 
 def draw(runner, rounds, quick, path):
     """Plots cost against size for flat expressions, both axes logarithmic."""
-    sizes = [10 ** k for k in range(3, 6 if quick else 7)]
-    points = {program: [] for program in runner.programs}
-    for size in sizes:
-        for program, seconds in runner.measure(flat(size), rounds).items():
+    points = {program: [] for program in COMMANDS}
+    for size in [10 ** k for k in range(3, 6 if quick else 7)]:
+        for program, (seconds, _) in runner.measure(flat(size), rounds).items():
             points[program].append((size, seconds))
     script = ["set terminal svg size 720,440 font 'sans,12' background 'white'", "set output '%s'" % path,
               "set logscale xy", "set format x '10^{%T}'", "set key left top",
               "set xlabel 'terms of one flat expression'", "set ylabel 'processor time of the whole process, s'",
               "set grid"]
-    drawn = [program for program in runner.programs if points[program]]
-    script += ["plot " + ", ".join("'-' with linespoints lw 2 title '%s'" % program for program in drawn)]
-    for program in drawn:
+    script += ["plot " + ", ".join("'-' with linespoints lw 2 title '%s'" % program for program in points)]
+    for program in points:
         script += ["%d %.6f" % point for point in points[program]] + ["e"]
     subprocess.run(["gnuplot"], input="\n".join(script), text=True, check=True)
 
@@ -222,7 +233,6 @@ def main():
     parser.add_argument("--quick", action="store_true", help="a tenth of the work")
     parser.add_argument("--picture", help="where to draw cost against size")
     options = parser.parse_args()
-    sys.setrecursionlimit(100000)
     with tempfile.TemporaryDirectory() as folder:
         runner = Runner(options.orbel, folder)
         print_table(runner, options.rounds, options.quick)

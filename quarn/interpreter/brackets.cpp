@@ -19,46 +19,68 @@ bool Contains(std::string_view whole, std::string_view part) {
 }
 
 Brackets::Brackets(std::string_view text, Memory& memory)
-    : m_text(text), m_memory(memory), m_begin(memory.partners.size()), m_outer(std::exchange(memory.innermost, this)),
+    : m_text(text), m_memory(memory), m_begin(memory.pairs.size()), m_end(m_begin), m_next(m_begin),
+      m_outer(std::exchange(memory.innermost, this)),
       m_found(m_outer && m_outer->m_found && Contains(m_outer->m_found->m_text, text) ? m_outer->m_found : nullptr) {}
 
 Brackets::~Brackets() {
     m_memory.innermost = m_outer;
-    m_memory.partners.resize(m_begin);
+    m_memory.pairs.resize(m_begin);
     constexpr std::size_t MostKept = 4096; // a long text should not keep its memory for the short ones that follow
-    if (m_begin == 0 && m_memory.partners.capacity() > MostKept) std::vector<std::size_t>().swap(m_memory.partners);
+    if (m_begin == 0 && m_memory.pairs.capacity() > MostKept) std::vector<Pair>().swap(m_memory.pairs);
+}
+
+bool Brackets::AreBalanced() {
+    if (!m_found) FindPartners();
+    return m_found == this && m_areBalanced;
 }
 
 std::size_t Brackets::FindPartner(std::string_view part, std::size_t position) {
     if (!m_found) FindPartners();
     const auto offset = static_cast<std::size_t>(part.data() - m_found->m_text.data());
-    const std::size_t partner = m_memory.partners[m_found->m_begin + offset + position];
+    const std::size_t partner = m_found->PairAt(offset + position).closing;
     return partner == None || partner >= offset + part.size() ? None : partner - offset;
 }
 
 void Brackets::FindPartners() {
-    m_memory.partners.resize(m_begin + m_text.size());
     m_found = this;
-    const auto partner = [&](std::size_t position) -> std::size_t& { return m_memory.partners[m_begin + position]; };
-
-    // The brackets of a kind that still stand open form a chain through their own entries, the innermost first.
-    std::array<std::size_t, Bracket::KindCount> innermost;
-    innermost.fill(None);
+    m_areBalanced = true;
+    std::vector<Pair>& pairs = m_memory.pairs;
+    // The pairs of a kind that still stand open form a chain through their closing positions, the innermost first.
+    // Positions in the memory that are one too high; 0 for none.
+    std::array<std::size_t, Bracket::KindCount> innermost{};
     for (std::size_t i = 0; i < m_text.size(); ++i) {
         const Bracket bracket(m_text[i]);
         if (bracket.IsNone()) continue;
         std::size_t& open = innermost[bracket.GetKind()];
         if (bracket.IsOpening()) {
-            partner(i) = open;
-            open = i;
-        } else if (open != None) {
-            const std::size_t opening = open;
-            open = partner(opening);
-            partner(opening) = i;
+            pairs.push_back({i, open});
+            open = pairs.size();
+        } else if (open == 0) {
+            m_areBalanced = false;
+        } else {
+            if (open != std::max({innermost[0], innermost[1], innermost[2]})) m_areBalanced = false;
+            open = std::exchange(pairs[open - 1].closing, i);
         }
     }
-    for (std::size_t open : innermost)
-        while (open != None) open = std::exchange(partner(open), None);
+    for (std::size_t open : innermost) {
+        if (open > 0) m_areBalanced = false;
+        while (open > 0) open = std::exchange(pairs[open - 1].closing, None);
+    }
+    m_end = pairs.size();
+}
+
+/// Texts are read from the left, so it mostly is the next pair, or the last one again.
+const Brackets::Pair& Brackets::PairAt(std::size_t opening) {
+    const std::vector<Pair>& pairs = m_memory.pairs;
+    if (m_next > m_begin && pairs[m_next - 1].opening == opening) return pairs[m_next - 1];
+    if (m_next == m_end || pairs[m_next].opening != opening) {
+        const auto begin = pairs.begin() + static_cast<std::ptrdiff_t>(m_begin);
+        const auto end = pairs.begin() + static_cast<std::ptrdiff_t>(m_end);
+        const auto isBefore = [](const Pair& pair, std::size_t position) { return pair.opening < position; };
+        m_next = static_cast<std::size_t>(std::lower_bound(begin, end, opening, isBefore) - pairs.begin());
+    }
+    return pairs[m_next++];
 }
 
 std::size_t Brackets::NestingOf(std::string_view text) {

@@ -53,13 +53,21 @@ struct Cut {
 ///
 /// The first query finds all partners in one pass. So a level of nesting costs its own length, without what it
 /// encloses.
+///
+/// Separators are found by a class with two members. `Match(text, position)` gives the length of the separator that
+/// starts at the position, or 0; no separator starts with a bracket. `SkipPlain(text, position)` gives the first position
+/// from there on where a separator may start, or a bracket stands.
 class Brackets {
 public:
     static constexpr std::size_t None = std::string_view::npos;
 
-    /// The partners of several texts, one parsed within another.
+    struct Pair {
+        std::size_t opening;
+        std::size_t closing; ///< `None` if there is none
+    };
+    /// The brackets of several texts, one parsed within another.
     struct Memory {
-        std::vector<std::size_t> partners; ///< a stack; at the position of an opening bracket, that of its partner
+        std::vector<Pair> pairs; ///< a stack; those of a text in the order of the opening brackets
         Brackets* innermost = nullptr;
     };
 
@@ -70,11 +78,14 @@ public:
     Brackets(const Brackets&) = delete;
     Brackets& operator=(const Brackets&) = delete;
 
+    /// Whether each bracket of the text, of whatever kind, has its partner, and pairs lie within one another or side by
+    /// side. Then no part without a fault can be cut into parts that have one. Unknown, that is false, for a text that
+    /// is a part of another.
+    bool AreBalanced();
     /// The partner of the opening bracket at a position of the part; `None` if it is not in the part.
     std::size_t FindPartner(std::string_view part, std::size_t position);
     /// The message on the first top-level bracket of the part without a partner there; null if all have one. Brackets
-    /// within separators do not count, and no separator starts with one. `separators.Match(text, position)` gives the
-    /// length of the separator that starts at the position, or 0.
+    /// within separators do not count.
     template <class Separators> const char* FindFault(std::string_view part, const Separators& separators) {
         const char* fault = nullptr;
         for (std::size_t end = 0; end < part.size() && !fault;) {
@@ -94,6 +105,27 @@ public:
         piece = cut.text.substr(begin, cut.position - begin);
         return !cut.fault;
     }
+    /// Where the next separator starts, or the part ends; also at a bracket without a partner, which is a fault. No
+    /// separator may start at `i`.
+    template <class Separators>
+    std::size_t FindSeparator(std::string_view part, std::size_t i, const Separators& separators, const char*& fault) {
+        for (const std::size_t begin = i;;) {
+            i = separators.SkipPlain(part, i);
+            if (i >= part.size()) return i;
+            const Bracket bracket(part[i]);
+            if (bracket.IsNone()) {
+                if (i > begin && separators.Match(part, i) > 0) return i;
+                ++i;
+                continue;
+            }
+            const std::size_t partner = bracket.IsOpening() ? FindPartner(part, i) : None;
+            if (partner == None) {
+                fault = bracket.GetFault();
+                return part.size();
+            }
+            i = partner + 1;
+        }
+    }
 
     /// The largest number of brackets, of any kind, that are open at once.
     static std::size_t NestingOf(std::string_view text);
@@ -106,37 +138,26 @@ private:
         return Bracket(text[position]).IsNone() ? separators.Match(text, position) : 0;
     }
 
-    /// Where the next separator starts or the text ends. No separator may start at `i`.
-    template <class Separators>
-    std::size_t FindSeparator(std::string_view text, std::size_t i, const Separators& separators, const char*& fault) {
-        do {
-            const Bracket bracket(text[i]);
-            if (bracket.IsNone()) {
-                ++i;
-                continue;
-            }
-            const std::size_t partner = bracket.IsOpening() ? FindPartner(text, i) : None;
-            if (partner == None) {
-                fault = bracket.GetFault();
-                return text.size();
-            }
-            i = partner + 1;
-        } while (i < text.size() && Match(text, i, separators) == 0);
-        return i;
-    }
-
     void FindPartners();
+    const Pair& PairAt(std::size_t opening);
 
     const std::string_view m_text;
     Memory& m_memory;
-    const std::size_t m_begin; ///< where its partners start in the memory
+    const std::size_t m_begin; ///< where its pairs start in the memory
+    std::size_t m_end;         ///< where they end, once they are found
+    std::size_t m_next;        ///< after the pair that was asked for last
+    bool m_areBalanced = false;
     Brackets* const m_outer;
-    Brackets* m_found; ///< the owner of the partners used; null until they are found
+    Brackets* m_found; ///< the owner of the pairs used; null until they are found
 };
 
 /// Separates arguments.
 struct Commas {
     std::size_t Match(std::string_view text, std::size_t position) const { return text[position] == ',' ? 1 : 0; }
+    std::size_t SkipPlain(std::string_view text, std::size_t position) const {
+        while (position < text.size() && text[position] != ',' && Bracket(text[position]).IsNone()) ++position;
+        return position;
+    }
 };
 
 } // namespace Quarn

@@ -83,8 +83,7 @@ private:
     bool IsLiteral(std::string_view word) {
         if (word.empty() || IsLetter(word.front())) return false;
         m_language.Refresh();
-        return std::ranges::any_of(m_language.GetLiterals(),
-                                   [&](const Literal& literal) { return m_language.IsLiteral(literal, word); });
+        return m_language.FindLiteral(word).count > 0;
     }
 
     void Begin(std::string_view word) {

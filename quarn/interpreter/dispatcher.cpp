@@ -146,7 +146,7 @@ Outcome Dispatcher::WriteText(const ResolvedOperand& operand, s_str& text, s_str
     if (!operand.HasText()) return Outcome::WentOn;
     TextWriter writer(&m_limits, text, error);
     const Reference* const reference = Reference::In(operand.value);
-    return reference ? writer.Append(*reference->GetUnevaluatedExpression()) : writer.Write(*operand.value.ToObject());
+    return reference ? writer.Append(*reference->GetUnevaluatedExpression()) : writer.Write(operand.value);
 }
 
 Outcome Dispatcher::FailWithoutMatch(const ResolvedOperand& left, std::string_view op, const Operand& rightOperand,
@@ -185,7 +185,7 @@ s_refptr<Expression> Dispatcher::ExpressionOf(const ResolvedOperand& operand, s_
         return expression;
     }
     s_str text;
-    if (!TextWriter(&m_limits, text, error, KeptExpression).Write(*operand.value.ToObject())) return nullptr;
+    if (!TextWriter(&m_limits, text, error, KeptExpression).Write(operand.value)) return nullptr;
     return make_refptr<Expression>(text);
 }
 

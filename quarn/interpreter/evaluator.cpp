@@ -80,6 +80,12 @@ public:
         m_operands.push_back(kept.value);
         return Outcome::WentOn;
     }
+    /// A null value is a failure.
+    Outcome Push(Operand&& value) {
+        if (!value) return m_evaluator.m_limits.OutcomeOf(false, m_error);
+        m_operands.push_back(std::move(value));
+        return Outcome::WentOn;
+    }
     Operand PopOperand() {
         Operand operand = std::move(m_operands.back());
         m_operands.pop_back();
@@ -95,19 +101,13 @@ private:
         if (m_level + step.level > limits.GetRemainingLevels()) return limits.AbandonTooDeep(m_error);
         return Outcome::WentOn;
     }
-    /// A null value is a failure.
-    Outcome Push(Operand&& value) {
-        if (!value) return m_evaluator.m_limits.OutcomeOf(false, m_error);
-        m_operands.push_back(std::move(value));
-        return Outcome::WentOn;
-    }
     Outcome PushNamed(Operand&& value, const s_str& name) {
         if (!value) return Push({});
         if (!name.IsEmpty()) return Push(Symbol::Named(std::move(value).ToObject(), name));
         return Push(value.GetFlatType() ? std::move(value) : Operand::Nameless(std::move(value).ToObject()));
     }
     bool HasValue(const Program::KeptStep& kept) const {
-        return kept.value && (kept.step.isConstant || kept.changes == m_evaluator.m_symbols.GetChanges());
+        return kept.value && (kept.step.isConstant || kept.bindings == m_evaluator.GetBindings());
     }
     // Rare cases are not inlined, to keep the frequent ones, and the stack that a level takes, small.
     [[gnu::noinline]] Outcome ExecuteKept(Program::KeptStep& kept);
@@ -121,7 +121,6 @@ private:
     [[gnu::noinline]] Outcome ReadName(const Step& step, const s_str& name);
     [[gnu::noinline]] Outcome Call(const FunctionOverloads& functions, std::string_view name,
                                    std::size_t argumentCount);
-    s_str Signature(std::size_t first) const;
 
     Evaluator& m_evaluator;
     std::vector<Operand>& m_operands;
@@ -143,6 +142,7 @@ public:
         if (m_program.steps.size() % StepsBetweenPolls == StepsBetweenPolls - 1)
             if (const Outcome outcome = m_limits.Poll(m_error); !outcome) return outcome;
         Step& kept = m_program.steps.emplace_back(Program::KeptStep{step, {}, 0}).step;
+        if (step.kind == Step::Kind::Flat) m_program.steps.back().value = {*step.type, step.word};
         m_program.nesting = std::max(m_program.nesting, step.level);
         if (kept.kind == Step::Kind::Fault) {
             kept.text = m_program.message = step.text;
@@ -169,6 +169,7 @@ Outcome Evaluator::Executor::Execute(const Step& step) {
     const s_str& name = step.isLast ? m_name : Nameless();
     switch (step.kind) {
     case Step::Kind::Fault: return Fail(m_error, step.text);
+    case Step::Kind::Flat: return PushNamed({*step.type, step.word}, name);
     case Step::Kind::Literal: return Construct(step, name, true);
     case Step::Kind::Construct: return Construct(step, Nameless(), false);
     case Step::Kind::Name: return ReadName(step, name);
@@ -189,9 +190,10 @@ Outcome Evaluator::Executor::ExecuteKept(Program::KeptStep& kept) {
         const Operand* const value = symbols.Read(kept.step.text);
         if (!value) return Execute(kept.step);
         m_operands.push_back(*value);
-        if (value->GetFlatType()) { // keeping any other would keep it alive
+        // Any other value would be kept alive. The last result changes too often.
+        if (value->GetFlatType() && kept.step.text != SymbolTable::LastResultName) {
             kept.value = *value;
-            kept.changes = symbols.GetChanges();
+            kept.bindings = m_evaluator.GetBindings();
         }
         return Outcome::WentOn;
     }
@@ -249,7 +251,7 @@ Outcome Evaluator::Executor::Construct(const Step& step, const s_str& name, bool
     const Constructor& constructor = *step.constructor;
     s_refptr<Symbol> value = (step.isConstant ? constructor : m_evaluator.m_dispatcher.Calling(constructor))(
         m_evaluator.m_state, name, step.text, isLiteral, m_error);
-    return Push(step.isLast ? Operand(std::move(value)) : Operand::Flattened(value));
+    return Push(Operand::Flattened(std::move(value)));
 }
 
 Outcome Evaluator::Executor::ReadName(const Step& step, const s_str& name) {
@@ -270,7 +272,8 @@ Outcome Evaluator::Executor::ReadName(const Step& step, const s_str& name) {
     if (text == SymbolTable::LastResultName)
         return Fail(m_error, "\tError : Unable to parse expression '_', no operator found");
     const Registry& registry = m_evaluator.m_language.GetRegistry();
-    if (const FunctionOverloads* functions = FindIn(registry.functions, text)) return Call(*functions, text, 0);
+    if (const FunctionOverloads* functions = m_evaluator.m_language.FindFunctions(text))
+        return Call(*functions, text, 0);
     if (const Constructor* constructor = FindIn(registry.constructors, text))
         return Push(
             m_evaluator.m_dispatcher.Calling(*constructor)(m_evaluator.m_state, Nameless(), {}, false, m_error));
@@ -282,19 +285,24 @@ Outcome Evaluator::Executor::ReadName(const Step& step, const s_str& name) {
 Outcome Evaluator::Executor::Call(const FunctionOverloads& functions, std::string_view name,
                                   std::size_t argumentCount) {
     const std::size_t first = m_operands.size() - argumentCount;
-    for (std::size_t i = first; i < m_operands.size(); ++i) {
-        if (!Reference::In(m_operands[i])) continue;
-        const Operand reference = m_operands[i]; // the stack may move
-        Operand value = Reference::Resolve(reference, m_error);
-        if (!value) return Push({});
-        m_operands[i] = std::move(value);
+    std::array<const s_str*, 8> few;
+    std::vector<const s_str*> many(argumentCount > few.size() ? argumentCount : 0);
+    const std::span<const s_str*> types = many.empty() ? std::span(few).first(argumentCount) : std::span(many);
+    bool areFlat = true;
+    for (std::size_t i = 0; i < argumentCount; ++i) {
+        if (Reference::In(m_operands[first + i])) {
+            const Operand reference = m_operands[first + i]; // the stack may move
+            Operand value = Reference::Resolve(reference, m_error);
+            if (!value) return Push({});
+            m_operands[first + i] = std::move(value);
+        }
+        const Operand& argument = m_operands[first + i];
+        if (!argument.GetFlatType()) areFlat = false;
+        types[i] = &Reference::TypeOfResolved(argument);
     }
-    const s_str signature = Signature(first);
-    const Function* function = FindIn(functions, signature);
-    if (!function) return FailWithoutOverload(functions, name, signature, m_error);
+    const Function* function = functions.Find(types);
+    if (!function) return FailWithoutOverload(functions, name, SignatureOf(types), m_error);
     m_evaluator.m_dispatcher.Calling(*function);
-    const bool areFlat = std::all_of(m_operands.begin() + static_cast<std::ptrdiff_t>(first), m_operands.end(),
-                                     [](const Operand& operand) { return operand.GetFlatType() != nullptr; });
     if (areFlat && ApplyFlat(function->flat, argumentCount)) return Outcome::WentOn;
 
     Values arguments;
@@ -305,17 +313,6 @@ Outcome Evaluator::Executor::Call(const FunctionOverloads& functions, std::strin
     if (results.Count() != 1)
         return Fail(m_error, "\tError : Multiple return values for function is not yet supported");
     return Push(Operand::Flattened(results[0]));
-}
-
-/// The signature of the operands from `first` on, "(Scalar, Scalar)".
-s_str Evaluator::Executor::Signature(std::size_t first) const {
-    s_str signature = "(";
-    for (std::size_t i = first; i < m_operands.size(); ++i) {
-        if (i > first) signature += ", ";
-        signature += Reference::TypeOfResolved(m_operands[i]);
-    }
-    signature += ")";
-    return signature;
 }
 
 /// Runs the program of a text at a level of brackets.
@@ -341,52 +338,98 @@ s_str Evaluator::Executor::Signature(std::size_t first) const {
     return Outcome::WentOn;
 }
 
-s_refptr<Symbol> Evaluator::Evaluate(const s_str& name, std::string_view expression, s_str& error, bool allowNew) {
+Operand Evaluator::Evaluate(const s_str& name, std::string_view expression, s_str& error, bool allowNew) {
     if (m_language.IsTesting()) return FailTesting(error);
     m_language.Refresh();
     Executor executor(*this, name, error, allowNew); // a text that is evaluated once needs no program
     // Only a part of the text of a formula sees its variables, not what a callable evaluates.
     const bool isPart = m_source.text && Contains(m_source.text->view, expression);
     executor.Begin(isPart ? m_source : Source(), 0); // it may be a part of this text
-    if (!Parse(expression, m_limits.GetDeepestNesting(), m_language, m_memory, executor)) return nullptr;
-    return executor.PopOperand().ToObject();
+    if (!Parse(expression, m_limits.GetDeepestNesting(), m_language, m_memory, executor)) return {};
+    return executor.PopOperand();
 }
 
 Operand Evaluator::Evaluate(Expression& expression, s_str& error) {
     if (m_language.IsTesting()) return FailTesting(error);
-    const std::uint64_t impureCalls = m_dispatcher.GetImpureCalls();
-    Executor executor(*this, Nameless(), error, false);
-    const bool isText = !expression.GetOperation() && !expression.knownFailure.changes;
-    const Outcome outcome = isText ? RunText(expression, 0, executor) : RunParts(expression, executor, error);
-    if (outcome) return executor.PopOperand();
-    if (m_dispatcher.GetImpureCalls() == impureCalls && !outcome.IsAbandoned()) {
-        if (expression.program) m_limits.Reach(expression.program->nesting);
-        expression.knownFailure = {m_dispatcher.GetChanges(), m_limits.GetReached()};
+    if (Knows(expression, 0)) {
+        if (const Outcome outcome = m_limits.Spend(1, error); !outcome) return outcome;
+        m_limits.Reach(expression.known.depth);
+        return Recall(expression.known);
     }
-    return {};
+    const std::uint64_t moment = GetMoment();
+    if (const Operand value = RunFlat(expression)) {
+        expression.known = {moment, value.GetFlatType(), value.GetWord(), expression.program->flat.GetDepth()};
+        return value;
+    }
+    const std::uint64_t bindings = GetBindings();
+    const std::uint64_t impureCalls = m_dispatcher.GetImpureCalls();
+    const std::uint64_t abandonments = m_limits.GetAbandonments();
+    const std::uint64_t spent = m_limits.GetSpent();
+    const Limits::Sounding sounding(m_limits);
+    Executor executor(*this, Nameless(), error, false);
+    const Outcome outcome =
+        expression.GetOperation() ? RunParts(expression, executor, error) : RunText(expression, 0, executor);
+    if (expression.program) m_limits.Reach(expression.program->nesting);
+    Operand value = outcome ? executor.PopOperand() : Operand();
+    // What was abandoned on the way depends on where it was.
+    if (m_dispatcher.GetImpureCalls() == impureCalls && m_limits.GetAbandonments() == abandonments &&
+        GetMoment() == moment) {
+        Remember(expression, value, sounding.GetReached(), m_limits.GetSpent() - spent);
+        if (value.GetFlatType() && expression.program) Translate(expression, bindings);
+    }
+    return value;
+}
+
+/// Null for a failure, without a message: nobody would see it.
+Operand Evaluator::Recall(const Expression::Known& known) const {
+    if (known.isFailure) return {};
+    return known.type ? Operand(*known.type, known.word) : Operand(m_limits.GetKept(known.word));
+}
+
+/// Remembers the value of an expression, or that it failed. Objects are held by the limits and not by the expression,
+/// which they may lead to.
+void Evaluator::Remember(Expression& expression, const Operand& value, unsigned depth, std::uint64_t steps) {
+    Expression::Known known{GetMoment(), value.GetFlatType(), 0, depth, !value};
+    if (known.type) {
+        known.word = value.GetWord();
+    } else if (value) {
+        const std::optional<std::size_t> number = m_limits.Keep(value.ToObject(), steps);
+        if (!number) return;
+        known.word = *number;
+    }
+    expression.known = known;
+}
+
+/// Null if there is no flat program, or if the limits must be looked at more closely.
+Operand Evaluator::RunFlat(const Expression& expression) {
+    const s_refptr<Program> program = expression.program;
+    if (!program || !program->flat.HoldsFor(GetBindings())) return {};
+    const FlatProgram& flat = program->flat;
+    Word word = 0;
+    if (flat.GetDepth() > m_limits.GetRemainingLevels() || !flat.Run(m_limits, GetMoment(), word)) return {};
+    m_limits.Reach(flat.GetDepth());
+    return {flat.GetResultType(), word};
+}
+
+/// Translates the program if it is evaluated for the second time without a change in between: then it is worth it.
+void Evaluator::Translate(Expression& expression, std::uint64_t bindings) {
+    Program& program = *expression.program;
+    if (program.generation != m_language.GetGeneration() || GetBindings() != bindings) return;
+    if (std::exchange(program.lastBindings, bindings) == bindings)
+        program.flat.Translate(program, m_state, m_symbols, m_language, bindings);
 }
 
 Operand Evaluator::EvaluateFormula(Expression& expression, s_str& error) {
     if (m_language.IsTesting()) return FailTesting(error);
-    const std::uint64_t changes = m_dispatcher.GetChanges();
-    Program& known = *expression.program;
-    if (known.flatChanges == changes && known.nesting <= m_limits.GetRemainingLevels() &&
-        m_limits.SpendQuickly(known.flat.GetStepCount())) {
-        const Running running(known);
-        return {known.flat.GetResultType(), known.flat.Run()};
-    }
+    if (Operand value = RunFlat(expression)) return value;
+    const std::uint64_t bindings = GetBindings();
     Executor executor(*this, Nameless(), error, false);
     if (!RunText(expression, 0, executor)) return {};
-    Program& program = *expression.program;
-    // A formula that is evaluated twice without a change in between is worth a translation.
-    if (std::exchange(program.lastChanges, changes) == changes && changes == m_dispatcher.GetChanges() &&
-        program.runs == 0)
-        program.flatChanges = program.flat.Translate(program) ? changes : 0;
+    Translate(expression, bindings);
     return executor.PopOperand();
 }
 
-/// Runs an operation as its text would run: left operand, right operand, operator. Also for a text that has failed
-/// before. Does not recurse, because operations nest without limit; their brackets count as levels, like those of a
+/// Runs an operation as its text would run: left operand, right operand, operator. Does not recurse, because operations nest without limit; their brackets count as levels, like those of a
 /// text.
 Outcome Evaluator::RunParts(Expression& expression, Executor& executor, s_str& error) {
     m_language.Refresh();
@@ -411,11 +454,12 @@ Outcome Evaluator::RunParts(Expression& expression, Executor& executor, s_str& e
         }
         m_limits.Reach(level);
         if (level > m_limits.GetRemainingLevels()) return m_limits.AbandonTooDeep(error);
-        const auto& [changes, depth] = part->knownFailure;
-        if (changes == m_dispatcher.GetChanges() && level + depth <= m_limits.GetRemainingLevels()) {
-            m_limits.Reach(level + depth);
-            const Outcome outcome = m_limits.Spend(1, error);
-            return outcome ? Outcome::Failed : outcome; // without a message: nobody would see it
+        if (Knows(*part, level)) {
+            if (const Outcome outcome = m_limits.Spend(1, error); !outcome) return outcome;
+            m_limits.Reach(level + part->known.depth);
+            if (part->known.isFailure) return Outcome::Failed;
+            if (const Outcome outcome = executor.Push(Recall(part->known)); !outcome) return outcome;
+            continue;
         }
         if (const Expression::Operation* operation = part->GetOperation()) {
             const Expression::Side& left = operation->left;
@@ -429,7 +473,6 @@ Outcome Evaluator::RunParts(Expression& expression, Executor& executor, s_str& e
             if (!outcome) return outcome;
         }
     }
-    expression.knownFailure = {};
     return Outcome::WentOn;
 }
 

@@ -11,9 +11,10 @@ public:
         : m_state(state), m_limits(limits), m_language(language), m_symbols(symbols), m_dispatcher(dispatcher) {}
 
     /// Evaluates a text like `State::ParseSymbol`, but takes no level of nesting.
-    s_refptr<Symbol> Evaluate(const s_str& name, std::string_view expression, s_str& error, bool allowNew);
-    /// Evaluates the expression of a reference. A failure is remembered until something changes: otherwise each
-    /// operation added to a kept one would evaluate all of it again.
+    Operand Evaluate(const s_str& name, std::string_view expression, s_str& error, bool allowNew);
+    /// Evaluates the expression of a reference. What it comes to is remembered until something changes, or the
+    /// statement ends. So a web of references costs its size, not the number of its paths, and an operation that is
+    /// added to a kept one does not evaluate all of it again.
     Operand Evaluate(Expression& expression, s_str& error);
     /// Evaluates the expression of a formula, which is a text.
     Operand EvaluateFormula(Expression& expression, s_str& error);
@@ -37,6 +38,18 @@ private:
         const BoundVariables* variables = nullptr;
     };
 
+    /// Counts the changes of everything that an evaluation depends on, and the statements.
+    std::uint64_t GetMoment() const { return m_dispatcher.GetChanges() + m_limits.GetBegun(); }
+    /// Counts the changes of what names other than "_", and operators, stand for.
+    std::uint64_t GetBindings() const { return m_symbols.GetNamedChanges() + m_language.GetGeneration(); }
+    bool Knows(const Expression& expression, unsigned level) const {
+        return expression.known.moment == GetMoment() &&
+               level + expression.known.depth <= m_limits.GetRemainingLevels();
+    }
+    Operand Recall(const Expression::Known& known) const;
+    void Remember(Expression& expression, const Operand& value, unsigned depth, std::uint64_t steps);
+    Operand RunFlat(const Expression& expression);
+    void Translate(Expression& expression, std::uint64_t bindings);
     Outcome RunText(Expression& expression, unsigned level, Executor& executor);
     Outcome RunParts(Expression& expression, Executor& executor, s_str& error);
     Outcome ParseProgram(Expression& expression, s_str& error);

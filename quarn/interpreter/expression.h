@@ -27,8 +27,8 @@ using BoundVariables = std::map<s_str, BoundVariable, s_text_order>;
 struct Program {
     struct KeptStep {
         Step step;
-        Operand value;             ///< if known: of a constant, or of a symbol with a flat value
-        std::uint64_t changes = 0; ///< the `SymbolTable::GetChanges` for which a symbol's value holds
+        Operand value;              ///< if known: of a constant, or of a symbol with a flat value
+        std::uint64_t bindings = 0; ///< the `Evaluator::GetBindings` for which a symbol's value holds
     };
     std::vector<KeptStep> steps;
     s_str message;                            ///< of the fault that ends them
@@ -38,9 +38,8 @@ struct Program {
     unsigned nesting = 0;                     ///< the deepest level of brackets among its steps
     unsigned references = 0;                  ///< how many levels of references it certainly evaluates
     unsigned runs = 0;                        ///< how many evaluations of it are under way
-    FlatProgram flat;                         ///< of a formula, see `Evaluator::EvaluateFormula`
-    std::uint64_t flatChanges = 0;            ///< the `Dispatcher::GetChanges` for which `flat` holds; 0 for none
-    std::uint64_t lastChanges = 0;            ///< the `Dispatcher::GetChanges` of the last evaluation
+    FlatProgram flat;                         ///< once it is worth it, see `Evaluator::Translate`
+    std::uint64_t lastBindings = 0;           ///< the `Evaluator::GetBindings` of the last evaluation
     s_refptr<Program> before;                 ///< a program that this one replaced while it was running
 };
 
@@ -66,10 +65,13 @@ public:
         Bracketed, ///< keeps the brackets around it
         Irregular, ///< only rewriting the whole operation can tell
     };
-    /// An evaluation that failed without calling anything impure: it fails again until something changes.
-    struct KnownFailure {
-        std::uint64_t changes = 0; ///< the `Dispatcher::GetChanges` when it failed; 0 for none
-        unsigned depth = 0;        ///< the levels of nesting that it took
+    /// What an evaluation came to that called nothing impure. Another one comes to the same until something changes.
+    struct Known {
+        std::uint64_t moment = 0;       ///< the `Evaluator::GetMoment` for which it holds; 0 for none
+        const FlatType* type = nullptr; ///< null for an object, or a failure
+        Word word = 0;                  ///< the flat value, or the number of an object that the limits keep
+        unsigned depth = 0;             ///< the levels of nesting that it took
+        bool isFailure = false;
     };
 
     explicit Expression(SharedText text) : m_text(std::move(text)) {}
@@ -101,7 +103,7 @@ public:
     static void operator delete(void* memory) { s_pool::Free<sizeof(Expression)>(memory); }
 
     s_refptr<Program> program; ///< of a text; null while it is not compiled
-    KnownFailure knownFailure;
+    Known known;
     bool isInUse = false; ///< being evaluated: meeting it again is a circle
 
 private:

@@ -10,7 +10,9 @@
 
 namespace Quarn {
 
+class Outcome;
 class Symbol;
+class TextWriter;
 
 // Flat values. The values of some types fit into a machine word, as numbers do. While such a value has no name, the
 // engine keeps the word and makes an object only where one is needed. This is all it knows of the type.
@@ -19,8 +21,10 @@ using Word = std::uint64_t;
 
 /// A type whose values can be flat. There is one object for each type; it must outlive all states.
 struct FlatType {
-    const s_str* name;                   ///< of the type, the object that `Symbol::GetType` returns
-    s_refptr<Symbol> (*make)(Word word); ///< makes a nameless object with the value
+    const s_str* name;                               ///< of the type, the object that `Symbol::GetType` returns
+    bool hasFullType;                                ///< whether `Symbol::GetFullType` may give anything but the name
+    s_refptr<Symbol> (*make)(Word word);             ///< makes a nameless object with the value
+    Outcome (*write)(Word word, TextWriter& writer); ///< writes it as `Symbol::WriteTo` does
 };
 
 /// The word that holds a plain C++ value, and back.
@@ -35,6 +39,16 @@ template <class T> T FromWord(Word word) {
     std::memcpy(&value, &word, sizeof(T));
     return value;
 }
+
+/// Reads literals of a flat type.
+struct FlatReader {
+    const FlatType* type = nullptr; ///< null for none
+    /// Whether the text is a literal, and its value. If not, the literal test and the constructor are asked.
+    bool (*read)(std::string_view text, Word& word) = nullptr;
+
+    bool operator==(const FlatReader&) const = default;
+    explicit operator bool() const { return type != nullptr; }
+};
 
 /// A callable for flat values only. It can neither fail nor see a state.
 struct FlatCallable {

@@ -1,6 +1,11 @@
 #include "quarn/interpreter/flat_program.h"
 
+#include <algorithm>
+
 #include "quarn/interpreter/expression.h"
+#include "quarn/interpreter/limits.h"
+#include "quarn/interpreter/symbol_table.h"
+#include "quarn/types/reference.h"
 
 namespace Quarn {
 
@@ -25,9 +30,9 @@ template <class Take> bool WithCallable(const Step& step, const FlatTypes& types
         return callable && take(*callable, 2u);
     }
     case Step::Kind::Call: {
-        s_str signature = "(";
-        for (std::size_t i = step.argumentCount; i > 0; --i) (signature += typeAt(i)) += i > 1 ? ", " : "";
-        const Function* const callable = FindIn(*step.functions, signature + ")");
+        std::vector<const s_str*> names;
+        for (std::size_t i = step.argumentCount; i > 0; --i) names.push_back(&typeAt(i));
+        const Function* const callable = step.functions->Find(names);
         return callable && take(*callable, step.argumentCount);
     }
     default: return false;
@@ -36,43 +41,92 @@ template <class Take> bool WithCallable(const Step& step, const FlatTypes& types
 
 } // namespace
 
-bool FlatProgram::Translate(const Program& program) {
-    m_steps.clear();
-    FlatTypes types; // of the operands on the stack
-    for (const auto& [step, value, changes] : program.steps) {
-        const bool isVariable = step.kind == Quarn::Step::Kind::Variable;
-        if (isVariable || value.GetFlatType()) {
-            m_steps.push_back({nullptr, 0, isVariable ? step.variable : nullptr, value.GetWord()});
-            types.push_back(isVariable ? step.variable->type : value.GetFlatType());
-            if (types.size() > MostOperands) return false;
-            continue;
-        }
-        const bool isFlat = WithCallable(step, types, [&](const auto& callable, unsigned operandCount) {
-            if (!callable.flat || !callable.isPure) return false; // an impure one might change a symbol
-            m_steps.push_back({callable.flat.call, operandCount, nullptr, 0});
-            types.resize(types.size() - operandCount);
-            types.push_back(callable.flat.result);
-            return true;
-        });
-        if (!isFlat) return false;
-    }
-    m_result = types.back();
-    return true;
+void FlatProgram::Translate(const Program& program, State& state, SymbolTable& symbols, const Language& language,
+                            std::uint64_t bindings) {
+    if (m_runs > 0) return;
+    m_bindings = TranslateSteps(program, state, symbols, language, bindings) ? bindings : 0;
 }
 
-Word FlatProgram::Run() const {
+bool FlatProgram::TranslateSteps(const Program& program, State& state, SymbolTable& symbols, const Language& language,
+                                 std::uint64_t bindings) {
+    m_steps.clear();
+    m_depth = program.nesting;
+    FlatTypes types; // of the operands on the stack
+    const auto push = [&](const Step& step, const FlatType* type) {
+        m_steps.push_back(step);
+        types.push_back(type);
+        return types.size() <= MostOperands;
+    };
+    const auto call = [&](const auto& callable, unsigned operandCount) {
+        if (!callable.flat || !callable.isPure) return false; // an impure one might change a symbol
+        types.resize(types.size() - operandCount);
+        return push({Step::Kind::Call, operandCount, {.call = callable.flat.call}}, callable.flat.result);
+    };
+    const auto reference = [&](const Reference& value) {
+        Expression& expression = *value.GetExpression();
+        const bool isFlat = &value.GetState() == &state && expression.program &&
+                            expression.program->flat.HoldsFor(bindings) && !expression.program->variables;
+        if (!isFlat) return false;
+        const FlatProgram& flat = expression.program->flat;
+        m_depth = std::max(m_depth, flat.m_depth + 1);
+        return push({Step::Kind::Reference, 0, {.expression = &expression}}, flat.m_result);
+    };
+    const auto name = [&](std::string_view text) {
+        if (text == SymbolTable::LastResultName) return false; // its changes do not count
+        if (const Operand* const symbol = symbols.Read(text)) {
+            const Reference* const value = Reference::In(*symbol);
+            return value && reference(*value);
+        }
+        const FunctionOverloads* const functions = language.FindFunctions(text);
+        const Function* const callable = functions ? functions->Find({}) : nullptr;
+        return callable && call(*callable, 0);
+    };
+    for (const auto& [step, value, valueBindings] : program.steps) {
+        const bool isTranslated =
+            step.kind == Quarn::Step::Kind::Variable
+                ? push({Step::Kind::Variable, 0, {.variable = step.variable}}, step.variable->type)
+            : value.GetFlatType() ? push({Step::Kind::Value, 0, {.value = value.GetWord()}}, value.GetFlatType())
+            : step.kind == Quarn::Step::Kind::Name ? name(step.text)
+                                                   : WithCallable(step, types, call);
+        if (!isTranslated) return false;
+    }
+    m_result = types.back();
+    // A formula that is nothing but a reference gives the reference.
+    return !(program.variables && m_steps.size() == 1 && m_steps.front().kind == Step::Kind::Reference);
+}
+
+bool FlatProgram::Run(Limits& limits, std::uint64_t moment, Word& result) const {
+    if (!limits.SpendQuickly(m_steps.size())) return false;
+    const struct Running {
+        unsigned& runs;
+        explicit Running(unsigned& counted) : runs(counted) { ++runs; }
+        ~Running() { --runs; }
+    } running(m_runs);
     std::array<Word, MostOperands> operands;
     Word* end = operands.data();
     for (const Step& step : m_steps) {
-        if (step.call) {
+        switch (step.kind) {
+        case Step::Kind::Value: *end++ = step.value; break;
+        case Step::Kind::Variable: *end++ = step.variable->read(step.variable->address); break;
+        case Step::Kind::Reference: {
+            Expression::Known& known = step.expression->known;
+            const FlatProgram& flat = step.expression->program->flat;
+            if (known.moment != moment) {
+                if (!flat.HoldsFor(m_bindings) || !flat.Run(limits, moment, *end)) return false;
+                known = {moment, flat.m_result, *end, flat.m_depth};
+            }
+            *end++ = known.word;
+            break;
+        }
+        case Step::Kind::Call:
             end -= step.operandCount;
             *end = step.call(end);
-        } else {
-            *end = step.variable ? step.variable->read(step.variable->address) : step.value;
+            ++end;
+            break;
         }
-        ++end;
     }
-    return operands.front();
+    result = operands.front();
+    return true;
 }
 
 } // namespace Quarn

@@ -7,30 +7,53 @@
 
 namespace Quarn {
 
+class Expression;
+class Language;
+class Limits;
+class State;
+class SymbolTable;
+struct BoundVariable;
 struct Program;
 
-/// A program in which every operand is flat: it works on words, without look-ups or objects. It is translated from a
-/// program that has run, and holds until a symbol or a registry changes.
+/// A program in which every operand is flat: it works on words, without look-ups or objects. References in it are
+/// evaluated by their own flat programs, each one once while nothing changes. It is translated from a program that has
+/// run, and holds until a symbol other than the last result, or a registry, changes.
 class FlatProgram {
 public:
-    /// Translates the program. False if it needs an object, or more than `MostOperands` operands at once.
-    bool Translate(const Program& program);
-    Word Run() const;
+    /// Translates the program, to hold for these bindings (see `Evaluator::GetBindings`). Without success it does not
+    /// hold for any.
+    void Translate(const Program& program, State& state, SymbolTable& symbols, const Language& language,
+                   std::uint64_t bindings);
+    bool HoldsFor(std::uint64_t bindings) const { return m_bindings == bindings; }
+    /// Fails if it takes more steps than can be spent quickly: then the program itself must run.
+    bool Run(Limits& limits, std::uint64_t moment, Word& result) const;
 
     const FlatType& GetResultType() const { return *m_result; }
-    std::size_t GetStepCount() const { return m_steps.size(); }
+    /// The levels of nesting that it takes.
+    unsigned GetDepth() const { return m_depth; }
 
 private:
     struct Step {
-        Word (*call)(const Word* operands); ///< null for a value
-        unsigned operandCount;
-        const struct BoundVariable* variable; ///< null for a known value
-        Word value;
+        enum class Kind : unsigned char { Value, Variable, Reference, Call };
+        Kind kind;
+        unsigned operandCount; ///< of a call
+        union {
+            Word value;
+            const BoundVariable* variable;
+            Expression* expression; ///< of a reference. Its symbol holds it until the bindings change
+            Word (*call)(const Word* operands);
+        };
     };
     static constexpr std::size_t MostOperands = 32;
 
+    bool TranslateSteps(const Program& program, State& state, SymbolTable& symbols, const Language& language,
+                        std::uint64_t bindings);
+
     std::vector<Step> m_steps;
     const FlatType* m_result = nullptr;
+    std::uint64_t m_bindings = 0; ///< 0 for none
+    unsigned m_depth = 0;
+    mutable unsigned m_runs = 0; ///< how many are under way
 };
 
 } // namespace Quarn

@@ -27,7 +27,8 @@ bool Formula::Bind(std::string_view name, const FlatType& type, const void* vari
     if (name.empty() || !m_state->CheckSymbolName(name, unseen)) return false;
     m_parts->variables->insert_or_assign(name, BoundVariable{&type, variable, read});
     Program& program = *m_parts->expression->program;
-    program.flatChanges = program.lastChanges = 0;
+    program.flat = {};
+    program.lastBindings = 0;
     program.generation = 0; // an earlier parse took the name for a symbol
     return true;
 }
@@ -44,9 +45,8 @@ Formula::Value::Value(Formula& formula, bool isResolved) {
     const s_refptr<Expression> expression = formula.m_parts->expression; // a callable may destroy the formula
     const Operand operand = interpreter.evaluator.EvaluateFormula(*expression, error);
     type = operand.GetFlatType();
-    word = operand.GetWord();
-    if (const s_refptr<Symbol>& value = operand.GetObject())
-        object = isResolved ? Reference::Resolve(value, error) : value;
+    if (type) word = operand.GetWord();
+    else if (operand) object = (isResolved ? Reference::Resolve(operand, error) : operand).ToObject();
 }
 
 Result<s_refptr<Symbol>> Formula::Value::ToResult() const {

@@ -35,19 +35,17 @@ void Language::RefreshAll() {
     m_literals.clear();
     for (const auto& [type, test] : m_registry.literalTests) {
         if (!test) continue;
-        m_literals.push_back(
-            {&type, &test, FindIn(m_registry.constructors, type), m_registry.constantLiterals.contains(type)});
+        Literal& literal = m_literals.emplace_back();
+        literal.type = &type;
+        literal.test = &test;
+        literal.constructor = FindIn(m_registry.constructors, type);
+        literal.isConstant = m_registry.constantLiterals.contains(type);
+        if (literal.isConstant && literal.constructor && literal.constructor->reader == test.reader)
+            literal.reader = test.reader;
+        literal.canBegin.fill(test.beginnings.empty());
+        for (const char character : test.beginnings) literal.canBegin[static_cast<unsigned char>(character)] = true;
     }
     m_refreshedGeneration = m_generation;
-}
-
-bool Language::IsLiteral(const Literal& literal, std::string_view text) const {
-    const struct Testing {
-        bool& isTesting;
-        explicit Testing(bool& flag) : isTesting(flag) { isTesting = true; }
-        ~Testing() { isTesting = false; }
-    } testing(m_isTesting);
-    return static_cast<bool>((*literal.test)(text));
 }
 
 } // namespace Quarn

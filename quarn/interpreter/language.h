@@ -1,5 +1,6 @@
 #pragma once
 
+#include "quarn/interpreter/names.h"
 #include "quarn/interpreter/operators.h"
 
 namespace Quarn {
@@ -10,6 +11,8 @@ struct Literal {
     const LiteralTest* test;
     const Constructor* constructor; ///< reads it; null when none is registered
     bool isConstant;                ///< depends on nothing but its text
+    FlatReader reader;
+    std::array<bool, 256> canBegin; ///< with this byte
 };
 
 /// What texts mean: the registries and the operators, and both in the form that the parser uses.
@@ -35,11 +38,46 @@ public:
         if (m_refreshedGeneration != m_generation && !m_isTesting) RefreshAll();
     }
     const Operators& GetOperators() const { return m_operators; }
-    /// In ascending order of the types.
-    const std::vector<Literal>& GetLiterals() const { return m_literals; }
 
-    /// Runs the test of a literal.
-    bool IsLiteral(const Literal& literal, std::string_view text) const;
+    /// Calls `take(literal, isRead, word)` for each kind of literal that the text is, in ascending order of the types.
+    /// The text is not empty.
+    template <class Take> void ForEachLiteral(std::string_view text, const Take& take) const {
+        const struct Testing {
+            bool& isTesting;
+            explicit Testing(bool& flag) : isTesting(flag) { isTesting = true; }
+            ~Testing() { isTesting = false; }
+        } testing(m_isTesting);
+        for (const Literal& literal : m_literals) {
+            if (!literal.canBegin[static_cast<unsigned char>(text.front())]) continue;
+            Word word = 0;
+            const bool isRead = literal.reader && literal.reader.read(text, word);
+            if (isRead || (*literal.test)(text)) take(literal, isRead, word);
+        }
+    }
+    /// The overloads of a function; null if there is none. Recently used names are found without a search.
+    const FunctionOverloads* FindFunctions(std::string_view name) const {
+        const Table<FunctionOverloads>::value_type*& recent =
+            m_recentFunctions[NameSlot(name, m_recentFunctions.size())];
+        if (!recent || recent->first != name) {
+            const auto found = m_registry.functions.find(name);
+            if (found == m_registry.functions.end()) return nullptr;
+            recent = &*found; // entries are never removed
+        }
+        return &recent->second;
+    }
+    struct FoundLiteral {
+        unsigned count = 0;               ///< more than one is an error
+        const Literal* literal = nullptr; ///< the last one of them
+        bool isRead = false;              ///< by its flat reader
+        Word word = 0;                    ///< what was read
+    };
+    FoundLiteral FindLiteral(std::string_view text) const {
+        FoundLiteral found;
+        ForEachLiteral(text, [&](const Literal& literal, bool isRead, Word word) {
+            found = {found.count + 1, &literal, isRead, word};
+        });
+        return found;
+    }
     /// Whether a literal test is running. Nothing may be parsed meanwhile.
     bool IsTesting() const { return m_isTesting; }
 
@@ -53,7 +91,8 @@ private:
 
     unsigned m_refreshedGeneration = 0;
     Operators m_operators;
-    std::vector<Literal> m_literals;
+    std::vector<Literal> m_literals; ///< in ascending order of the types
+    mutable std::array<const Table<FunctionOverloads>::value_type*, 64> m_recentFunctions{};
     mutable bool m_isTesting = false;
 };
 

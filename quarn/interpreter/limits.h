@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -67,7 +68,9 @@ public:
             if (++m_limits.m_depth > m_limits.m_deepestReached) m_limits.m_deepestReached = m_limits.m_depth;
             if (m_limits.m_depth == OutermostDepth) m_limits.Begin();
         }
-        ~Level() { --m_limits.m_depth; }
+        ~Level() {
+            if (--m_limits.m_depth == 0 && !m_limits.m_kept.empty()) m_limits.ReleaseKept();
+        }
         Level(const Level&) = delete;
         Level& operator=(const Level&) = delete;
         explicit operator bool() const { return m_limits.m_depth <= OutermostDepth + m_limits.m_deepestNesting; }
@@ -87,7 +90,7 @@ public:
     };
     /// Whether the text can be evaluated without nesting too deeply, judging by its brackets. Rejects hopeless texts
     /// early.
-    bool HasRoomFor(std::string_view text) const;
+    bool HasRoomFor(std::string_view text);
     /// Takes steps from the budget. Fails if it is used up, if the time is over, or if cancelled.
     Outcome Spend(std::uint64_t steps, s_str& error) {
         return SpendQuickly(steps) ? Outcome(Outcome::WentOn) : SpendSlowly(steps, error);
@@ -104,6 +107,14 @@ public:
     // --- For the engine
 
     void DestroyDiscarded();
+    /// Keeps a value until the statement or evaluation under way ends, and gives its number. Gives none if the values
+    /// that are kept have taken too many steps; this one took `steps`.
+    std::optional<std::size_t> Keep(const s_refptr<Symbol>& value, std::uint64_t steps) noexcept;
+    const s_refptr<Symbol>& GetKept(std::size_t number) const { return m_kept[number]; }
+    /// Counts the statements and evaluations that have begun.
+    std::uint64_t GetBegun() const { return m_begun; }
+    /// How many steps were spent since the one under way began.
+    std::uint64_t GetSpent() const { return m_granted - m_stepsToCheck; }
     /// How many more levels may nest.
     unsigned GetRemainingLevels() const {
         const unsigned deepest = OutermostDepth + m_deepestNesting;
@@ -121,6 +132,8 @@ public:
         return true;
     }
     bool IsIdle() const { return m_depth == 0; }
+    /// Counts what was abandoned.
+    std::uint64_t GetAbandonments() const { return m_abandonments; }
     /// Fails if the statement was stopped. Results of references may be wrong then and must not be shown.
     Outcome CheckStopped(s_str& error) { return m_stopped ? Abandon(error, m_stopped) : Outcome(Outcome::WentOn); }
     bool IsStopped() const { return m_stopped != nullptr; }
@@ -148,8 +161,21 @@ public:
         const Abandonment m_outer;
     };
 
-    /// The deepest level reached since the outermost one began, counted from the current one.
-    unsigned GetReached() const { return m_deepestReached - m_depth; }
+    /// Finds the deepest level that is reached while it exists.
+    class Sounding {
+    public:
+        explicit Sounding(Limits& limits)
+            : m_limits(limits), m_before(std::exchange(limits.m_deepestReached, limits.m_depth)) {}
+        ~Sounding() { m_limits.m_deepestReached = std::max(m_limits.m_deepestReached, m_before); }
+        Sounding(const Sounding&) = delete;
+        Sounding& operator=(const Sounding&) = delete;
+        /// Counted from the current level.
+        unsigned GetReached() const { return m_limits.m_deepestReached - m_limits.m_depth; }
+
+    private:
+        Limits& m_limits;
+        const unsigned m_before;
+    };
     /// Counts levels that do not recurse as reached.
     void Reach(unsigned levels) {
         if (m_depth + levels > m_deepestReached) m_deepestReached = m_depth + levels;
@@ -161,22 +187,28 @@ private:
 
     void Begin();
     void TakePortion();
+    void ReleaseKept() noexcept;
     Outcome SpendSlowly(std::uint64_t steps, s_str& error);
 
     unsigned m_depth = 0;
-    unsigned m_deepestReached = 0; ///< since the outermost level began
+    unsigned m_deepestReached = 0; ///< since the innermost `Sounding`, or the outermost level, began
     unsigned m_deepestNesting = DeepestNesting;
 
     std::uint64_t m_stepsToCheck = 0; ///< left before the next check
     std::uint64_t m_stepsBeyond = Unlimited;
+    std::uint64_t m_granted = 0; ///< steps that are spent, or left before the next check
+    std::uint64_t m_begun = 0;
     const char* m_stopped = nullptr; ///< the message, once the statement was stopped
     Abandonment m_abandonment;
+    std::uint64_t m_abandonments = 0;
 
     std::uint64_t m_stepBudget = Unlimited;
     std::optional<std::chrono::nanoseconds> m_timeLimit;
     std::chrono::steady_clock::time_point m_deadline = std::chrono::steady_clock::time_point::max();
     const std::atomic<bool>* m_isCancelled = nullptr;
     std::vector<s_refptr<Symbol>> m_discarded;
+    std::vector<s_refptr<Symbol>> m_kept; ///< until the outermost level ends
+    std::uint64_t m_keptSteps = 0;        ///< that they took
 };
 
 } // namespace Quarn

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstddef>
+#include <string_view>
+
 namespace Quarn {
 
 // Letters and digits are those of ASCII, whatever the locale.
@@ -8,5 +11,13 @@ constexpr bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && 
 constexpr bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
 constexpr bool IsNameCharacter(char c) { return IsLetter(c) || IsDigit(c); }
+
+/// Where a cache of names with `count` slots keeps a name. Names that are numbered in decimal, like x1 to x50, get
+/// different slots.
+constexpr std::size_t NameSlot(std::string_view name, std::size_t count) {
+    std::size_t slot = 0;
+    for (const char character : name) slot = 10 * slot + static_cast<unsigned char>(character);
+    return slot % count;
+}
 
 } // namespace Quarn

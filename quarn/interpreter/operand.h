@@ -17,33 +17,35 @@ public:
 
     /// The value without its name, flat if its type allows that.
     static Operand Nameless(s_refptr<Symbol> object) {
-        Operand operand;
-        operand.m_type = object->GetFlat(operand.m_word);
-        if (!operand.m_type) operand.m_object = Symbol::Named(std::move(object), "");
-        return operand;
+        Word word = 0;
+        if (const FlatType* const type = object->GetFlat(word)) return {*type, word};
+        return Symbol::Named(std::move(object), "");
     }
     /// The value, flat if it has no name and its type allows that.
-    static Operand Flattened(const s_refptr<Symbol>& object) {
-        Operand operand;
-        if (object && object->GetName().IsEmpty()) operand.m_type = object->GetFlat(operand.m_word);
-        if (!operand.m_type) operand.m_object = object;
-        return operand;
+    static Operand Flattened(s_refptr<Symbol> object) {
+        Word word = 0;
+        const FlatType* const type = object && object->GetName().IsEmpty() ? object->GetFlat(word) : nullptr;
+        return type ? Operand(*type, word) : Operand(std::move(object));
     }
 
     explicit operator bool() const { return m_type || m_object; }
     /// Null for an object.
     const FlatType* GetFlatType() const { return m_type; }
-    Word GetWord() const { return m_word; }
+    /// Of a flat value.
+    Word GetWord() const {
+        assert(m_type);
+        return m_word;
+    }
     /// Null for a flat value.
-    const s_refptr<Symbol>& GetObject() const { return m_object; }
+    const Symbol* GetObject() const { return m_object.Get(); }
     /// The value as an object, which is made for a flat value.
     s_refptr<Symbol> ToObject() && { return m_type ? m_type->make(m_word) : std::move(m_object); }
     s_refptr<Symbol> ToObject() const& { return m_type ? m_type->make(m_word) : m_object; }
 
 private:
-    const FlatType* m_type = nullptr;
+    const FlatType* m_type = nullptr; ///< null for an object
     Word m_word = 0;
-    s_refptr<Symbol> m_object;
+    s_refptr<Symbol> m_object; ///< null for a flat value
 };
 
 } // namespace Quarn

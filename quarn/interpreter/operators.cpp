@@ -22,13 +22,18 @@ const BinaryOperator* Operator::SearchBinary(const s_str& left, const s_str& rig
     return callable;
 }
 
-Operators::Operators(const OperatorPriorities& priorities) : Operators() {
+Operators::Operators(const OperatorPriorities& priorities) {
+    m_starts.fill(None);
+    for (std::size_t i = 0; i < m_isPlain.size(); ++i) m_isPlain[i] = Bracket(static_cast<char>(i)).IsNone();
     for (const auto& [text, priority] : priorities) {
         Position& start = m_starts[static_cast<unsigned char>(text.View().front())];
         if (start == None) start = static_cast<Position>(m_operators.size());
         Operator& op = m_operators.emplace_back();
         op.text = text;
         m_longest = std::max(m_longest, text.View().size());
+        m_isPlain[static_cast<unsigned char>(text.View().front())] = false;
+        if (text != "[]" && !std::ranges::all_of(text.View(), [](char c) { return Bracket(c).IsNone(); }))
+            m_haveBrackets = true;
         op.priority = priority.IsValid() ? priority.Get() : std::numeric_limits<unsigned>::max();
     }
 }

@@ -38,7 +38,7 @@ private:
 /// The operators that can be written, found by the characters at a position.
 class Operators {
 public:
-    Operators() { m_starts.fill(None); }
+    Operators() : Operators(OperatorPriorities()) {}
     explicit Operators(const OperatorPriorities& priorities);
 
     /// The first operator, in ascending order of the texts, that agrees with the text from the position on as far as
@@ -56,6 +56,14 @@ public:
         return FindFrom(text);
     }
 
+    /// The first position from there on where an operator may start, or a bracket stands.
+    std::size_t SkipPlain(std::string_view text, std::size_t position) const {
+        while (position < text.size() && m_isPlain[static_cast<unsigned char>(text[position])]) ++position;
+        return position;
+    }
+    /// Whether one but "[]" contains a bracket.
+    bool HaveBrackets() const { return m_haveBrackets; }
+
     /// Points to what the registry holds now.
     void LookUp(const Registry& registry);
 
@@ -72,7 +80,9 @@ private:
 
     std::vector<Operator> m_operators;  ///< in ascending order
     std::array<Position, 256> m_starts; ///< where the operators that start with a byte begin
+    std::array<bool, 256> m_isPlain;    ///< the bytes that are no brackets, and do not start an operator
     std::size_t m_longest = 0;
+    bool m_haveBrackets = false;
 };
 
 /// Separates operands.
@@ -82,6 +92,9 @@ struct OperatorSeparators {
     std::size_t Match(std::string_view text, std::size_t position) const {
         const Operator* const op = operators.Match(text, position);
         return op ? op->text.View().size() : 0;
+    }
+    std::size_t SkipPlain(std::string_view text, std::size_t position) const {
+        return operators.SkipPlain(text, position);
     }
 };
 

@@ -47,10 +47,12 @@ bool IsName(std::string_view text) { return std::ranges::all_of(text, IsNameChar
 struct Place {
     unsigned level = 0; ///< of brackets around it
     bool isLast = true; ///< gives the value of the expression
+    bool isWhole;       ///< all its brackets have their partners: it is not torn out between others
 
-    Place Inner() const { return {level + 1, false}; }
-    Place Bracketed() const { return {level + 1, isLast}; }
-    Place Operand() const { return {level, false}; }
+    Place Inner() const { return {level + 1, false, isWhole}; }
+    Place Bracketed() const { return {level + 1, isLast, isWhole}; }
+    Place Operand() const { return {level, false, isWhole}; }
+    Place Torn() const { return {level + 1, false, false}; }
 };
 
 } // namespace
@@ -64,7 +66,8 @@ struct ParserMemory::Open {
     Kind kind;
     bool hasOperand = false; ///< since the last operator of a text
     Place place;
-    Cut rest;
+    std::string_view text;
+    std::size_t position = 0;                     ///< where the rest begins
     std::size_t waiting = 0;                      ///< where the waiting operators of a text begin
     std::string_view name = {};                   ///< of the called function
     const FunctionOverloads* functions = nullptr; ///< of that name
@@ -92,7 +95,8 @@ public:
     }
 
     Outcome Parse(std::string_view text) {
-        Outcome outcome = OpenText(text, {});
+        const bool isWhole = !m_operators.HaveBrackets() && m_brackets.AreBalanced();
+        Outcome outcome = OpenText(text, {0, true, isWhole});
         while (outcome && m_memory.open.size() > m_openBase) outcome = Continue();
         return outcome;
     }
@@ -106,6 +110,9 @@ private:
     Outcome OpenCall(std::string_view piece, std::size_t parenthesis, Place place);
     Outcome Continue();
     Outcome ContinueText();
+    Outcome TakeOperator(const Operator& op);
+    Outcome TakeOperand(std::string_view piece);
+    Outcome FinishText();
     Outcome ContinueIndexing();
     Outcome ContinueCall();
     Outcome ApplyWaiting(Open& text, Place place);
@@ -114,6 +121,7 @@ private:
     Outcome EmitName(std::string_view name, Place place) {
         return m_sink.Accept(StepAt(place, Step::Kind::Name, name));
     }
+    Outcome EmitFlat(std::string_view text, const FlatType& type, Word word, Place place);
     Outcome EmitLiteral(std::string_view text, const Literal& literal, Place place);
     Outcome EmitOperator(Step::Kind kind, const Operator* op, std::string_view text, Place place);
     Outcome EmitFault(Place place, std::string_view begin, std::string_view middle = {}, std::string_view end = {});
@@ -134,11 +142,10 @@ Outcome Parser::OpenText(std::string_view text, Place place) {
     if (place.level > m_deepest) return EmitFault(place, {});
     text = Trimmed(text);
     if (text.empty()) return EmitFault(place, "\tError : Empty symbol");
-    const bool hasBrackets = !std::ranges::all_of(text, [](char c) { return Bracket(c).IsNone(); });
-    if (hasBrackets)
+    if (!place.isWhole && !std::ranges::all_of(text, [](char c) { return Bracket(c).IsNone(); }))
         if (const char* fault = m_brackets.FindFault(text, OperatorSeparators{m_operators}))
             return EmitFault(place, fault);
-    m_memory.open.push_back({Open::Kind::Text, false, place, Cut(text), m_memory.waiting.size()});
+    m_memory.open.push_back({Open::Kind::Text, false, place, text, 0, m_memory.waiting.size()});
     return Outcome::WentOn;
 }
 
@@ -153,30 +160,51 @@ Outcome Parser::Continue() {
 
 /// Continues until a piece opens something, or to the end of the text.
 Outcome Parser::ContinueText() {
+    const OperatorSeparators separators{m_operators};
     const std::size_t depth = m_memory.open.size();
     while (m_memory.open.size() == depth) {
         Open& text = Top(); // accepting a step may move it
-        const Place place = text.place;
-        Piece piece;
-        if (!NextPiece(m_brackets, text.rest, m_operators, piece)) {
-            if (m_memory.waiting.size() == text.waiting) {
-                m_memory.open.pop_back();
-                return Outcome::WentOn;
-            }
-            const bool isLast = m_memory.waiting.size() == text.waiting + 1;
-            if (const Outcome outcome = ApplyWaiting(text, isLast ? place : place.Operand()); !outcome) return outcome;
-        } else if (piece.op) {
-            const auto& waiting = m_memory.waiting;
-            while (waiting.size() > Top().waiting && waiting.back().op->priority >= piece.op->priority)
-                if (const Outcome outcome = ApplyWaiting(Top(), place.Operand()); !outcome) return outcome;
-            m_memory.waiting.push_back({piece.op, std::exchange(Top().hasOperand, false)});
-        } else if (const std::string_view operand = Trimmed(piece.text); !operand.empty()) {
-            text.hasOperand = true;
-            const bool isWholeText = piece.text.size() == text.rest.text.size();
-            if (const Outcome outcome = OpenPiece(operand, isWholeText ? place : place.Operand()); !outcome)
-                return outcome;
+        const std::size_t begin = text.position;
+        if (begin >= text.text.size()) return FinishText();
+        const Operator* op = Bracket(text.text[begin]).IsNone() ? m_operators.Match(text.text, begin) : nullptr;
+        if (op) {
+            text.position += op->text.View().size();
+        } else {
+            const char* none = nullptr; // the brackets were checked before
+            text.position = m_brackets.FindSeparator(text.text, begin, separators, none);
         }
+        const std::string_view piece = text.text.substr(begin, text.position - begin);
+        if (!op && !Bracket(piece.front()).IsNone()) op = m_operators.Find(piece); // "[]"
+        const Outcome outcome = op ? TakeOperator(*op) : TakeOperand(piece);
+        if (!outcome) return outcome;
     }
+    return Outcome::WentOn;
+}
+
+/// Lets the operator wait for its right operand, after those that must be applied first.
+Outcome Parser::TakeOperator(const Operator& op) {
+    const Place place = Top().place.Operand();
+    const std::vector<ParserMemory::WaitingOperator>& waiting = m_memory.waiting;
+    while (waiting.size() > Top().waiting && waiting.back().op->priority >= op.priority)
+        if (const Outcome outcome = ApplyWaiting(Top(), place); !outcome) return outcome;
+    m_memory.waiting.push_back({&op, std::exchange(Top().hasOperand, false)});
+    return Outcome::WentOn;
+}
+
+Outcome Parser::TakeOperand(std::string_view piece) {
+    const std::string_view operand = Trimmed(piece);
+    if (operand.empty()) return Outcome::WentOn;
+    Open& text = Top();
+    text.hasOperand = true;
+    return OpenPiece(operand, piece.size() == text.text.size() ? text.place : text.place.Operand());
+}
+
+/// Applies all operators that wait.
+Outcome Parser::FinishText() {
+    const Place place = Top().place;
+    for (std::size_t count = m_memory.waiting.size() - Top().waiting; count > 0; --count)
+        if (const Outcome outcome = ApplyWaiting(Top(), count == 1 ? place : place.Operand()); !outcome) return outcome;
+    m_memory.open.pop_back();
     return Outcome::WentOn;
 }
 
@@ -194,18 +222,17 @@ Outcome Parser::ApplyWaiting(Open& text, Place place) {
 
 Outcome Parser::OpenPiece(std::string_view piece, Place place) {
     if (const Operator* op = m_operators.Find(piece)) return EmitMissingOperands(*op, place);
-    if (piece.front() == '(' && piece.back() == ')' && piece.size() > 1)
+    if (piece.front() == '(' && piece.back() == ')' && piece.size() > 1) {
+        if (place.isWhole && m_brackets.FindPartner(piece, 0) != piece.size() - 1) place.isWhole = false;
         return OpenText(piece.substr(1, piece.size() - 2), place.Bracketed());
+    }
 
     const bool isName = IsName(piece);
     if (!isName || !IsLetter(piece.front())) {
-        const Literal* literal = nullptr;
-        for (const Literal& candidate : m_language.GetLiterals()) {
-            if (!m_language.IsLiteral(candidate, piece)) continue;
-            if (literal) return EmitAmbiguity(piece, place);
-            literal = &candidate;
-        }
-        if (literal) return EmitLiteral(piece, *literal, place);
+        const Language::FoundLiteral found = m_language.FindLiteral(piece);
+        if (found.count > 1) return EmitAmbiguity(piece, place);
+        if (found.isRead) return EmitFlat(piece, *found.literal->reader.type, found.word, place);
+        if (found.literal) return EmitLiteral(piece, *found.literal, place);
     }
     if (isName || piece == "_") return EmitName(piece, place);
     const std::size_t parenthesis = piece.find('(');
@@ -219,14 +246,14 @@ Outcome Parser::OpenIndexing(std::string_view piece, Place place) {
         return EmitFault(place, "\tError : Unable to parse expression '", piece, "', no operator found");
     if (close == open + 1) return EmitFault(place, "\tError : Illegal use of '[.]' with empty argument");
     if (open == 0) return EmitFault(place, "\tError : Illegal use of '[.]' on empty object");
-    m_memory.open.push_back({Open::Kind::Index, false, place, Cut(piece.substr(open + 1, close - open - 1))});
-    return OpenText(piece.substr(0, open), place.Inner());
+    m_memory.open.push_back({Open::Kind::Index, false, place, piece.substr(open + 1, close - open - 1)});
+    return OpenText(piece.substr(0, open), place.Torn());
 }
 
 Outcome Parser::ContinueIndexing() {
     Open& indexing = Top();
-    if (const std::string_view index = std::exchange(indexing.rest.text, {}); !index.empty())
-        return OpenText(index, indexing.place.Inner());
+    if (const std::string_view index = std::exchange(indexing.text, {}); !index.empty())
+        return OpenText(index, indexing.place.Torn());
     const Place place = indexing.place;
     m_memory.open.pop_back();
     return EmitOperator(Step::Kind::Index, m_operators.Find("[]"), "[]", place);
@@ -237,13 +264,13 @@ Outcome Parser::OpenCall(std::string_view piece, std::size_t parenthesis, Place 
     if (partner == Brackets::None) return EmitFault(place, Bracket('(').GetFault());
     const std::string_view name = Trimmed(piece.substr(0, parenthesis));
     const std::string_view arguments = piece.substr(parenthesis + 1, partner - parenthesis - 1);
-    const Registry& registry = m_language.GetRegistry();
-    if (const FunctionOverloads* functions = FindIn(registry.functions, name)) {
-        if (const char* fault = m_brackets.FindFault(arguments, Commas())) return EmitFault(place, fault);
-        m_memory.open.push_back({Open::Kind::Arguments, false, place, Cut(arguments), 0, name, functions});
+    if (const FunctionOverloads* functions = m_language.FindFunctions(name)) {
+        if (const char* fault = place.isWhole ? nullptr : m_brackets.FindFault(arguments, Commas()))
+            return EmitFault(place, fault);
+        m_memory.open.push_back({Open::Kind::Arguments, false, place, arguments, 0, 0, name, functions});
         return Outcome::WentOn;
     }
-    const Constructor* constructor = FindIn(registry.constructors, name);
+    const Constructor* constructor = FindIn(m_language.GetRegistry().constructors, name);
     if (!constructor) return EmitFault(place, "\tError : Undefined function '", name, "'");
     Step step = StepAt(place, Step::Kind::Construct, arguments);
     step.constructor = constructor;
@@ -252,11 +279,13 @@ Outcome Parser::OpenCall(std::string_view piece, std::size_t parenthesis, Place 
 
 Outcome Parser::ContinueCall() {
     Open& call = Top();
-    std::string_view argument;
-    while (m_brackets.Next(call.rest, Commas(), argument)) {
-        if (call.rest.isSeparator) continue;
+    std::size_t& position = call.position;
+    while (position < call.text.size() && call.text[position] == ',') ++position;
+    if (const std::size_t begin = position; begin < call.text.size()) {
+        const char* none = nullptr; // the brackets were checked before
+        position = m_brackets.FindSeparator(call.text, begin, Commas(), none);
         ++call.argumentCount;
-        return OpenText(argument, call.place.Inner());
+        return OpenText(call.text.substr(begin, position - begin), call.place.Inner());
     }
     Step step = StepAt(call.place, Step::Kind::Call, call.name);
     step.functions = call.functions;
@@ -272,6 +301,14 @@ Step Parser::StepAt(Place place, Step::Kind kind, std::string_view text) {
     step.level = place.level;
     step.text = text;
     return step;
+}
+
+Outcome Parser::EmitFlat(std::string_view text, const FlatType& type, Word word, Place place) {
+    Step step = StepAt(place, Step::Kind::Flat, text);
+    step.isConstant = true;
+    step.type = &type;
+    step.word = word;
+    return m_sink.Accept(step);
 }
 
 Outcome Parser::EmitLiteral(std::string_view text, const Literal& literal, Place place) {
@@ -303,8 +340,9 @@ Outcome Parser::EmitMissingOperands(const Operator& op, Place place) {
 
 Outcome Parser::EmitAmbiguity(std::string_view piece, Place place) {
     s_str candidates;
-    for (const Literal& literal : m_language.GetLiterals())
-        if (m_language.IsLiteral(literal, piece)) candidates += (candidates.IsEmpty() ? "" : ", ") + *literal.type;
+    m_language.ForEachLiteral(piece, [&](const Literal& literal, bool, Word) {
+        candidates += (candidates.IsEmpty() ? "" : ", ") + *literal.type;
+    });
     return EmitFault(place, "\tError : Ambiguous constructor : '",
                      s_str(piece) + "'.\n\t        Possible candidates : ", candidates);
 }

@@ -9,6 +9,7 @@ namespace Quarn {
 struct Step {
     enum class Kind : unsigned char {
         Fault,      ///< fails with the message `text`
+        Flat,       ///< the flat value `word` of the type `type`
         Literal,    ///< `constructor` reads the literal `text`
         Construct,  ///< `constructor` reads the argument text `text`
         Name,       ///< the symbol, function or constructor called `text`
@@ -30,7 +31,9 @@ struct Step {
         const FunctionOverloads* functions;
         const Operator* op;
         const struct BoundVariable* variable;
+        const FlatType* type;
     };
+    Word word = 0;
 };
 
 /// Receives the steps of an expression as they are found, in the order of evaluation. The text of a fault is valid

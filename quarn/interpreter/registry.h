@@ -1,9 +1,12 @@
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <concepts>
 #include <functional>
 #include <map>
 #include <set>
+#include <span>
 
 #include "quarn/core/s_ctnr.h"
 #include "quarn/core/s_refptr.h"
@@ -99,12 +102,25 @@ using BinaryOperator =
 /// with a letter; the text is the whole operand, without blanks at its ends. Tests come before symbols, so a literal
 /// hides a symbol with the same text (`2` is always a number). Exactly one test may accept. A test may only look at the
 /// text: while it runs, nothing can be evaluated in the state.
-using LiteralTest = Registered<s_bool(std::string_view text)>;
+class LiteralTest : public Registered<s_bool(std::string_view text)> {
+public:
+    using Registered::Registered;
+
+    /// The characters that a literal can begin with; empty if it is any. The test is spared all other texts.
+    std::string_view beginnings;
+    FlatReader reader; ///< see `Constructor`
+};
 /// Makes a value from a text. With `isLiteral` the text is a whole literal that the test has accepted; otherwise it is
 /// what stands between the brackets of `Type(text)` or `name:Type(text)`, blanks included, and may be empty. The value
 /// gets the name, which is empty except for a literal that is assigned and for `name:Type(text)`.
-using Constructor =
-    Registered<s_refptr<Symbol>(State&, const s_str& name, std::string_view text, s_bool isLiteral, s_str& error)>;
+class Constructor : public Registered<s_refptr<Symbol>(State&, const s_str& name, std::string_view text,
+                                                       s_bool isLiteral, s_str& error)> {
+public:
+    using Registered::Registered;
+
+    /// Stands for the test and the constructor if both have it, and the literals are constant.
+    FlatReader reader;
+};
 /// Appends its result to `results`; the engine expects exactly one value.
 using Function = Registered<s_bool(State&, const s_ctnr<s_refptr<Symbol>>& arguments, s_ctnr<s_refptr<Symbol>>& results,
                                    s_str& error)>;
@@ -117,7 +133,27 @@ template <class Entry, class Function> Entry Pure(Function function) {
 
 using UnaryOverloads = Table<UnaryOperator>;          ///< by operand type
 using BinaryOverloads = Table<Table<BinaryOperator>>; ///< by left type, then right type
-using FunctionOverloads = Table<Function>;            ///< by signature, "(Scalar, Scalar)"
+/// By signature, "(Scalar, Scalar)".
+class FunctionOverloads : public Table<Function> {
+public:
+    /// The callable for arguments of these types, or null. Pass the names that the types themselves hold: the last
+    /// types that were found are remembered by address.
+    const Function* Find(std::span<const s_str* const> types) const {
+        return m_recent && std::ranges::equal(types, std::span(m_recentTypes).first(m_recentCount)) && *m_recent
+                   ? m_recent
+                   : Search(types);
+    }
+
+private:
+    const Function* Search(std::span<const s_str* const> types) const;
+
+    mutable const Function* m_recent = nullptr;
+    mutable std::array<const s_str*, 4> m_recentTypes{};
+    mutable std::size_t m_recentCount = 0;
+};
+/// The signature of arguments of these types.
+s_str SignatureOf(std::span<const s_str* const> types);
+
 /// A larger number binds more tightly.
 using OperatorPriorities = std::map<s_str, s_uint, s_text_order>;
 

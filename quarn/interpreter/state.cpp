@@ -75,16 +75,22 @@ Result<s_refptr<Symbol>> State::Evaluate(std::string_view expression) {
 s_refptr<Symbol> State::ParseSymbol(const s_str& name, std::string_view expression, s_str& error, s_bool allowNew) {
     const Limits::Level level(GetLimits());
     if (!level) return GetLimits().AbandonTooDeep(error);
-    return m_interpreter->evaluator.Evaluate(name, expression, error, static_cast<bool>(allowNew));
+    return m_interpreter->evaluator.Evaluate(name, expression, error, static_cast<bool>(allowNew)).ToObject();
+}
+
+Operand State::ParseOperand(std::string_view expression, s_str& error) {
+    const Limits::Level level(GetLimits());
+    if (!level) return GetLimits().AbandonTooDeep(error);
+    return m_interpreter->evaluator.Evaluate({}, expression, error, false);
 }
 
 Result<s_refptr<Symbol>> State::EvaluateAndResolve(std::string_view expression) {
     const Limits::Level level(GetLimits()); // one budget for both
     s_str error;
-    s_refptr<Symbol> value =
-        level ? m_interpreter->evaluator.Evaluate("", expression, error, false) : GetLimits().AbandonTooDeep(error);
+    Operand value =
+        level ? m_interpreter->evaluator.Evaluate({}, expression, error, false) : GetLimits().AbandonTooDeep(error);
     if (value) value = Reference::Resolve(value, error);
-    return value ? Result(std::move(value)) : Result<s_refptr<Symbol>>::Error(std::move(error));
+    return value ? Result(std::move(value).ToObject()) : Result<s_refptr<Symbol>>::Error(std::move(error));
 }
 
 Result<s_refptr<Symbol>> State::Resolve(s_refptr<Symbol> value) {
@@ -113,6 +119,7 @@ struct MatchedSeparators {
     std::size_t Match(std::string_view, std::size_t position) const {
         return matcher(position, text, matched) ? matched.View().size() : 0;
     }
+    std::size_t SkipPlain(std::string_view, std::size_t position) const { return position; }
 };
 
 } // namespace
@@ -161,10 +168,13 @@ bool State::SplitArguments(std::vector<std::string_view>& arguments, std::string
 
 s_refptr<Symbol> State::ApplyBinaryOperator(std::string_view op, const s_refptr<Symbol>& left,
                                             const s_refptr<Symbol>& right, s_str& error) {
+    return ApplyBinaryOperator(op, Operand::Flattened(left), Operand::Flattened(right), error).ToObject();
+}
+
+Operand State::ApplyBinaryOperator(std::string_view op, const Operand& left, const Operand& right, s_str& error) {
     const Limits::Entry entry(GetLimits());
     if (const Outcome outcome = GetLimits().Spend(1, error); !outcome) return outcome;
-    return m_interpreter->dispatcher.ApplyBinary(op, Operand::Flattened(left), Operand::Flattened(right), error)
-        .ToObject();
+    return m_interpreter->dispatcher.ApplyBinary(op, left, right, error);
 }
 
 s_refptr<Symbol> State::ApplyLeftUnaryOperator(std::string_view op, const s_refptr<Symbol>& operand, s_str& error) {
@@ -175,10 +185,14 @@ s_refptr<Symbol> State::ApplyLeftUnaryOperator(std::string_view op, const s_refp
 }
 
 s_refptr<Symbol> State::ApplyRightUnaryOperator(std::string_view op, const s_refptr<Symbol>& operand, s_str& error) {
+    return ApplyRightUnaryOperator(op, Operand::Flattened(operand), error).ToObject();
+}
+
+Operand State::ApplyRightUnaryOperator(std::string_view op, const Operand& operand, s_str& error) {
     const Limits::Entry entry(GetLimits());
     if (const Outcome outcome = GetLimits().Spend(1, error); !outcome) return outcome;
     const UnaryOverloads* const overloads = FindIn(GetRegistry().rightUnaryOperators, op);
-    return m_interpreter->dispatcher.ApplyUnary(overloads, Operand::Flattened(operand), op, {}, error).ToObject();
+    return m_interpreter->dispatcher.ApplyUnary(overloads, operand, op, {}, error);
 }
 
 const Registry& State::GetRegistry() const { return m_interpreter->language.GetRegistry(); }

@@ -9,6 +9,7 @@
 #include "quarn/core/api.h"
 #include "quarn/interpreter/completion.h"
 #include "quarn/interpreter/conversion.h"
+#include "quarn/interpreter/operand.h"
 #include "quarn/interpreter/registry.h"
 
 namespace Quarn {
@@ -114,14 +115,19 @@ public:
     /// The same with commas as separators, which are not kept. The pieces are views of the text.
     bool SplitArguments(std::vector<std::string_view>& arguments, std::string_view text, s_str& error) const;
 
+    /// Evaluates an expression like `Evaluate`; makes no object of a flat value. Null on failure.
+    Operand ParseOperand(std::string_view expression, s_str& error);
+
     // --- Operators: each finds the callable for the types of the operands and calls it. Null on failure.
 
     s_refptr<Symbol> ApplyBinaryOperator(std::string_view op, const s_refptr<Symbol>& left,
                                          const s_refptr<Symbol>& right, s_str& error);
+    Operand ApplyBinaryOperator(std::string_view op, const Operand& left, const Operand& right, s_str& error);
     /// Written `operand op`.
     s_refptr<Symbol> ApplyLeftUnaryOperator(std::string_view op, const s_refptr<Symbol>& operand, s_str& error);
     /// Written `op operand`.
     s_refptr<Symbol> ApplyRightUnaryOperator(std::string_view op, const s_refptr<Symbol>& operand, s_str& error);
+    Operand ApplyRightUnaryOperator(std::string_view op, const Operand& operand, s_str& error);
 
     // --- Registration
 

@@ -218,7 +218,7 @@ void Statements::AssignReference(std::string_view name, std::string_view express
 void Statements::Assign(std::string_view name, std::string_view expression, Transaction& transaction) {
     s_str error;
     if (!CheckAssignable(name, error)) return AppendLine(transaction.report, error);
-    const s_refptr<Symbol> value = m_evaluator.Evaluate(name, expression, error, false);
+    const s_refptr<Symbol> value = m_evaluator.Evaluate(name, expression, error, false).ToObject();
     if (!error.IsEmpty()) AppendLine(transaction.report, error); // a warning comes with a value
     if (value) Define(name, value, value->GetRealType(), transaction);
 }
@@ -242,7 +242,7 @@ void Statements::DefineSymbol(std::string_view name, std::string_view type, Tran
 
 void Statements::ShowExpression(std::string_view expression, Transaction& transaction) {
     s_str error;
-    const s_refptr<Symbol> value = m_evaluator.Evaluate("", expression, error, true);
+    const s_refptr<Symbol> value = m_evaluator.Evaluate({}, expression, error, true).ToObject();
     if (!value) return AppendLine(transaction.report, error);
     const s_str& name = value->GetName();
     if (!name.IsEmpty() && !m_symbols.Find(name)) {

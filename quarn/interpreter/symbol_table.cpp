@@ -3,6 +3,7 @@
 #include <memory>
 #include <utility>
 
+#include "quarn/interpreter/names.h"
 #include "quarn/types/symbol.h"
 
 namespace Quarn {
@@ -12,7 +13,7 @@ SymbolTable::SymbolTable() : m_lastResult(m_map[LastResultName]) {}
 SymbolTable::~SymbolTable() = default;
 
 inline SymbolTable::Recent* SymbolTable::FindRecent(std::string_view name) {
-    Recent& recent = m_recent[SlotOf(name)];
+    Recent& recent = m_recent[NameSlot(name, SlotCount)];
     if (recent.symbol && recent.symbol->first == name) return &recent;
     const auto found = m_map.find(name);
     if (found == m_map.end()) return nullptr;
@@ -46,15 +47,15 @@ s_refptr<Symbol> SymbolTable::Exchange(std::string_view name, s_refptr<Symbol> v
 }
 
 void SymbolTable::SetLastResult(s_refptr<Symbol> value) {
-    ++m_changes;
-    const Recent recent = std::exchange(m_recent[SlotOf(LastResultName)], {});
+    ++m_lastResultChanges;
+    const Recent recent = std::exchange(m_recent[NameSlot(LastResultName, SlotCount)], {});
     m_lastResult.Swap(value);
 }
 
 void SymbolTable::Erase(std::string_view name) {
     if (name == LastResultName) return;
     ++m_changes;
-    const Recent recent = std::exchange(m_recent[SlotOf(name)], {});
+    const Recent recent = std::exchange(m_recent[NameSlot(name, SlotCount)], {});
     const auto found = m_map.find(name);
     if (found != m_map.end()) const auto erased = m_map.extract(found);
 }

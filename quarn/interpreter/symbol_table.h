@@ -21,7 +21,9 @@ public:
 
     const Map& GetMap() const { return m_map; }
     /// Counts all changes.
-    std::uint64_t GetChanges() const { return m_changes; }
+    std::uint64_t GetChanges() const { return m_changes + m_lastResultChanges; }
+    /// Counts the changes of all symbols but the last result.
+    std::uint64_t GetNamedChanges() const { return m_changes; }
 
     /// The value of the symbol; null if there is none. The pointer is valid until the symbol is erased.
     const s_refptr<Symbol>* Find(std::string_view name);
@@ -45,18 +47,12 @@ private:
     };
     static constexpr std::size_t SlotCount = 1024; ///< several times the number of names in use at once; 56 KB
 
-    /// Names that are numbered in decimal, like x1 to x50, get different slots.
-    static std::size_t SlotOf(std::string_view name) {
-        std::size_t slot = 0;
-        for (const char character : name) slot = 10 * slot + static_cast<unsigned char>(character);
-        return slot % SlotCount;
-    }
-
     /// The slot that caches the symbol from now on; null if there is none.
     Recent* FindRecent(std::string_view name);
 
     Map m_map;
-    std::uint64_t m_changes = 0;
+    std::uint64_t m_changes = 0; ///< but those of the last result
+    std::uint64_t m_lastResultChanges = 0;
     s_refptr<Symbol>& m_lastResult; ///< in the map
     std::array<Recent, SlotCount> m_recent;
 };

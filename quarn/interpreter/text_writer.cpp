@@ -1,6 +1,7 @@
 #include "quarn/interpreter/text_writer.h"
 
 #include "quarn/interpreter/expression.h"
+#include "quarn/interpreter/operand.h"
 #include "quarn/types/symbol.h"
 
 namespace Quarn {
@@ -14,6 +15,13 @@ s_str TextWriter::TextOf(const Symbol& value, Limits* limits) {
 Outcome TextWriter::Write(const Symbol& value) {
     m_size += m_limit.perValue;
     return value.WriteTo(*this);
+}
+
+Outcome TextWriter::Write(const Operand& value) {
+    const FlatType* const type = value.GetFlatType();
+    if (!type) return Write(*value.GetObject());
+    m_size += m_limit.perValue;
+    return type->write(value.GetWord(), *this);
 }
 
 Outcome TextWriter::Append(std::string_view text) {

@@ -5,6 +5,7 @@
 namespace Quarn {
 
 class Expression;
+class Operand;
 class State;
 class Symbol;
 
@@ -34,6 +35,7 @@ public:
     // If one of these fails, the appended text is useless.
 
     Outcome Write(const Symbol& value);
+    Outcome Write(const Operand& value);
     Outcome Append(std::string_view text);
     Outcome Append(const Expression& expression);
     /// "name = " for a value that has a name.

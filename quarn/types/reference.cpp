@@ -34,7 +34,9 @@ void Reference::Register(State& state) {
     registry.types[TypeNameOf<Reference>()] = [&state](const s_str& name) {
         return make_refptr<Reference>(name, "", state);
     };
-    registry.literalTests[TypeNameOf<Reference>()] = [](std::string_view text) { return text.starts_with(Marker); };
+    LiteralTest& test = registry.literalTests[TypeNameOf<Reference>()];
+    test = [](std::string_view text) { return text.starts_with(Marker); };
+    test.beginnings = "&";
     registry.constructors[TypeNameOf<Reference>()] =
         Pure<Constructor>([](State& owner, const s_str& name, std::string_view text, s_bool isLiteral, s_str&) {
             if (isLiteral) text.remove_prefix(1);

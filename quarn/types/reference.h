@@ -46,6 +46,7 @@ public:
     Outcome WriteTo(TextWriter& writer) const override;
 
     const s_refptr<Expression>& GetExpression() const { return m_expression; }
+    State& GetState() const { return *m_state; }
     /// What it shows if it cannot be evaluated: its expression, or "null" if that is empty.
     s_refptr<Expression> GetUnevaluatedExpression() const;
 

@@ -35,9 +35,12 @@ protected:
 
 /// The type of the flat values of a class.
 template <class Class> QUARN_API const FlatType& FlatTypeOf() {
-    static const FlatType type{&TypeNameOf<Class>(), [](Word word) -> s_refptr<Symbol> {
-                                   return make_refptr<Class>(FromWord<typename Class::Flat>(word));
-                               }};
+    using Flat = typename Class::Flat;
+    using Inherited = s_str (Symbol::*)() const;
+    static const FlatType type{
+        &TypeNameOf<Class>(), !std::is_same_v<decltype(&Class::GetFullType), Inherited>,
+        [](Word word) -> s_refptr<Symbol> { return make_refptr<Class>(FromWord<Flat>(word)); },
+        [](Word word, TextWriter& writer) { return Class(FromWord<Flat>(word)).WriteTo(writer); }};
     return type;
 }
 

@@ -13,7 +13,7 @@ namespace Quarn {
 namespace {
 
 /// The vector of these elements, unless it is too large or nests too deeply.
-[[gnu::noinline]] s_refptr<Symbol> Build(State& state, const s_str& name, Vector::Elements elements, s_str& error) {
+[[gnu::noinline]] s_refptr<Symbol> Build(State& state, const s_str& name, Elements elements, s_str& error) {
     s_refptr<Vector> vector = make_refptr<Vector>(name, std::move(elements));
     Limits& limits = state.GetLimits();
     if (vector->GetNesting() > limits.GetDeepestNesting()) return limits.AbandonTooDeep(error);
@@ -29,7 +29,7 @@ namespace {
 }
 
 /// Returns null because an element failed. If the statement was stopped, its elements are destroyed later.
-[[gnu::noinline]] s_refptr<Symbol> GiveUp(State& state, Vector::Elements elements) {
+[[gnu::noinline]] s_refptr<Symbol> GiveUp(State& state, Elements elements) {
     if (state.GetLimits().IsStopped()) state.GetLimits().Discard(make_refptr<Vector>("", std::move(elements)));
     return nullptr;
 }
@@ -39,10 +39,10 @@ template <class MakeElement>
 s_refptr<Symbol> BuildFrom(State& state, std::size_t count, s_str& error, const MakeElement& makeElement) {
     const Limits::Level level(state.GetLimits());
     if (!level) return state.GetLimits().AbandonTooDeep(error);
-    Vector::Elements elements;
+    Elements elements;
     elements.Reserve(count);
     for (std::size_t i = 0; i < count; ++i) {
-        s_refptr<Symbol> element = makeElement(i);
+        Operand element = makeElement(i);
         if (!element) return GiveUp(state, std::move(elements));
         elements.PushBack(std::move(element));
     }
@@ -68,7 +68,7 @@ s_refptr<Symbol> ElementWise(State& state, const char* op, const char* verb, con
     const auto& right = b.GetElements();
     if (left.Count() != right.Count()) return FailWithLengths(verb, left.Size(), right.Size(), error);
     return BuildFrom(state, left.Count(), error,
-                     [&](std::size_t i) { return state.ApplyBinaryOperator(op, left[i], right[i], error); });
+                     [&](std::size_t i) { return state.ApplyBinaryOperator(op, left.At(i), right.At(i), error); });
 }
 
 s_refptr<Symbol> Add(State& state, const Vector& a, const Vector& b, s_str& error) {
@@ -80,23 +80,23 @@ s_refptr<Symbol> Subtract(State& state, const Vector& a, const Vector& b, s_str&
 }
 
 s_refptr<Symbol> ScaleFromLeft(State& state, const Scalar& s, const Vector& v, s_str& error) {
-    const s_refptr<Symbol> factor = s.Clone(); // keeps its name: messages leave out named operands
+    const Operand factor = Operand::Flattened(s.Clone()); // keeps its name: messages leave out named operands
     const auto& elements = v.GetElements();
     return BuildFrom(state, elements.Count(), error,
-                     [&](std::size_t i) { return state.ApplyBinaryOperator("*", factor, elements[i], error); });
+                     [&](std::size_t i) { return state.ApplyBinaryOperator("*", factor, elements.At(i), error); });
 }
 
 s_refptr<Symbol> ScaleFromRight(State& state, const Vector& v, const Scalar& s, s_str& error) {
-    const s_refptr<Symbol> factor = s.Clone(); // keeps its name: messages leave out named operands
+    const Operand factor = Operand::Flattened(s.Clone()); // keeps its name: messages leave out named operands
     const auto& elements = v.GetElements();
     return BuildFrom(state, elements.Count(), error,
-                     [&](std::size_t i) { return state.ApplyBinaryOperator("*", elements[i], factor, error); });
+                     [&](std::size_t i) { return state.ApplyBinaryOperator("*", elements.At(i), factor, error); });
 }
 
 s_refptr<Symbol> Negate(State& state, const Vector& v, s_str& error) {
     const auto& elements = v.GetElements();
     return BuildFrom(state, elements.Count(), error,
-                     [&](std::size_t i) { return state.ApplyRightUnaryOperator("-", elements[i], error); });
+                     [&](std::size_t i) { return state.ApplyRightUnaryOperator("-", elements.At(i), error); });
 }
 
 /// (a2 b3 - a3 b2, a3 b1 - a1 b3, a1 b2 - a2 b1); the subtrahends are evaluated first.
@@ -105,13 +105,13 @@ s_refptr<Symbol> CrossProduct(State& state, const Vector& a, const Vector& b, s_
     const auto& right = b.GetElements();
     if (left.Count() != 3 || right.Count() != 3)
         return Fail(error, "\tError : The cross product '^' is only available for 3-Vectors");
-    return BuildFrom(state, 3, error, [&](std::size_t i) -> s_refptr<Symbol> {
+    return BuildFrom(state, 3, error, [&](std::size_t i) -> Operand {
         const std::size_t j = (i + 1) % 3;
         const std::size_t k = (i + 2) % 3;
-        const s_refptr<Symbol> subtrahend = state.ApplyBinaryOperator("*", left[k], right[j], error);
-        if (!subtrahend) return nullptr;
-        const s_refptr<Symbol> minuend = state.ApplyBinaryOperator("*", left[j], right[k], error);
-        if (!minuend) return nullptr;
+        const Operand subtrahend = state.ApplyBinaryOperator("*", left.At(k), right.At(j), error);
+        if (!subtrahend) return {};
+        const Operand minuend = state.ApplyBinaryOperator("*", left.At(j), right.At(k), error);
+        if (!minuend) return {};
         return state.ApplyBinaryOperator("-", minuend, subtrahend, error);
     });
 }
@@ -128,8 +128,9 @@ s_refptr<Symbol> Index(const Vector& v, const Scalar& index, s_str& error) {
 }
 
 /// Checks that an element has the same type as the others so far. References are skipped.
-[[gnu::noinline]] Outcome TakeElement(const Symbol& element, s_str& elementType, s_str& error) {
-    const s_str type = element.GetFullType();
+[[gnu::noinline]] Outcome TakeElement(const Operand& element, s_str& elementType, s_str& error) {
+    const FlatType* const flat = element.GetFlatType();
+    const s_str type = flat && !flat->hasFullType ? *flat->name : element.ToObject()->GetFullType();
     if (type == Reference::TypeName) return Outcome::WentOn;
     if (!elementType.IsEmpty() && type != elementType) return FailNonHomogeneous(error, elementType, type);
     elementType = type;
@@ -138,7 +139,8 @@ s_refptr<Symbol> Index(const Vector& v, const Scalar& index, s_str& error) {
 
 /// Compares the types that the references lead to, once the type of the other elements is known. A vector of references
 /// only is always refused, because its type stays unknown. Pinned by the transcript "vectors".
-[[gnu::noinline]] Outcome CheckReferences(const Vector::Elements& elements, const s_str& elementType, s_str& error) {
+[[gnu::noinline]] Outcome CheckReferences(const Elements& elements, const s_str& elementType, s_str& error) {
+    if (elements.GetFlatType()) return Outcome::WentOn;
     for (const s_refptr<Symbol>& element : elements) {
         if (!As<Reference>(*element)) continue;
         const s_refptr<Symbol> value = Reference::Resolve(element, error);
@@ -154,9 +156,9 @@ s_refptr<Symbol> Index(const Vector& v, const Scalar& index, s_str& error) {
 void Vector::Register(State& state) {
     Registry& registry = state.EditRegistry();
     registry.types[TypeNameOf<Vector>()] = [](const s_str& name) { return make_refptr<Vector>(name); };
-    registry.literalTests[TypeNameOf<Vector>()] = [](std::string_view text) {
-        return text.starts_with('<') && text.ends_with('>');
-    };
+    LiteralTest& test = registry.literalTests[TypeNameOf<Vector>()];
+    test = [](std::string_view text) { return text.starts_with('<') && text.ends_with('>'); };
+    test.beginnings = "<";
     registry.constructors[TypeNameOf<Vector>()] = Pure<Constructor>(CreateFrom);
 
     Binding bind(state, Purity::Pure);
@@ -178,25 +180,47 @@ s_refptr<Symbol> Vector::CreateFrom(State& state, const s_str& name, std::string
     if (isLiteral) text = text.substr(1, text.size() - 2);
     std::vector<std::string_view> elementTexts;
     if (!state.SplitArguments(elementTexts, text, error)) return nullptr;
-    const s_str nameless;
     s_str elementType;
     Elements elements;
     elements.Reserve(elementTexts.size());
     for (const std::string_view elementText : elementTexts) {
         if (!state.GetLimits().HasRoomFor(elementText)) return state.GetLimits().AbandonTooDeep(error);
-        s_refptr<Symbol> element = state.ParseSymbol(nameless, elementText, error, false);
-        if (!element || !TakeElement(*element, elementType, error)) return GiveUp(state, std::move(elements));
+        Operand element = state.ParseOperand(elementText, error);
+        if (!element || !TakeElement(element, elementType, error)) return GiveUp(state, std::move(elements));
         elements.PushBack(std::move(element));
     }
     if (!CheckReferences(elements, elementType, error)) return nullptr;
     return Build(state, name, std::move(elements), error);
 }
 
+void Elements::Reserve(std::size_t count) { m_expected = count; }
+
+void Elements::PushBack(Operand element) {
+    const FlatType* const type = element.GetFlatType();
+    if (IsEmpty()) {
+        m_type = type;
+        if (m_type) m_words.reserve(m_expected);
+        else m_objects.reserve(m_expected);
+    }
+    if (m_type && m_type == type) return m_words.push_back(element.GetWord());
+    if (m_type) {
+        m_objects.reserve(std::max(m_expected, m_words.size() + 1));
+        for (const Word word : m_words) m_objects.push_back(m_type->make(word));
+        m_type = nullptr;
+        std::vector<Word>().swap(m_words);
+    }
+    m_objects.push_back(std::move(element).ToObject());
+}
+
 Vector::Vector(const s_str& name, Elements elements) : Value(name) {
-    for (const s_refptr<Symbol>& element : elements) {
-        const Vector* const vector = As<Vector>(*element);
-        m_size += vector ? vector->m_size : 1;
-        if (vector) m_nesting = std::max(m_nesting, vector->m_nesting + 1);
+    if (elements.GetFlatType()) {
+        m_size = elements.Count();
+    } else {
+        for (const s_refptr<Symbol>& element : elements) {
+            const Vector* const vector = As<Vector>(*element);
+            m_size += vector ? vector->m_size : 1;
+            if (vector) m_nesting = std::max(m_nesting, vector->m_nesting + 1);
+        }
     }
     m_elements = make_refptr<Elements>(std::move(elements));
 }
@@ -208,9 +232,9 @@ Outcome Vector::WriteTo(TextWriter& writer) const {
         Outcome outcome = writer.Spend(m_elements->Count());
         if (outcome) outcome = writer.AppendName(GetName());
         std::string_view before = "<";
-        for (const s_refptr<Symbol>& element : *m_elements) {
+        for (std::size_t i = 0; i < m_elements->Count(); ++i) {
             if (outcome) outcome = writer.Append(std::exchange(before, ", "));
-            if (outcome) outcome = writer.Write(*element);
+            if (outcome) outcome = writer.Write(m_elements->At(i));
             if (!outcome) return outcome;
         }
         return outcome ? writer.Append(m_elements->IsEmpty() ? "<>" : ">") : outcome;

@@ -1,11 +1,63 @@
 #pragma once
 
+#include <cassert>
+#include <initializer_list>
 #include <vector>
 
-#include "quarn/core/s_ctnr.h"
+#include "quarn/interpreter/operand.h"
 #include "quarn/types/value.h"
 
 namespace Quarn {
+
+/// The elements of a vector. Flat values of one type take a word each; the object is made for whoever asks for one.
+/// Positions start at 0; a position at or beyond the size is a bug in the caller.
+class QUARN_API Elements {
+public:
+    class iterator {
+    public:
+        iterator(const Elements& elements, std::size_t position) : m_elements(&elements), m_position(position) {}
+        s_refptr<Symbol> operator*() const { return (*m_elements)[m_position]; }
+        iterator& operator++() {
+            ++m_position;
+            return *this;
+        }
+        bool operator!=(const iterator& other) const { return m_position != other.m_position; }
+
+    private:
+        const Elements* m_elements;
+        std::size_t m_position;
+    };
+
+    Elements() = default;
+    Elements(std::initializer_list<s_refptr<Symbol>> elements) {
+        for (const s_refptr<Symbol>& element : elements) PushBack(Operand::Flattened(element));
+    }
+
+    std::size_t Count() const { return m_type ? m_words.size() : m_objects.size(); }
+    /// The number of elements; infinity if it does not fit.
+    s_uint Size() const { return s_uint(Count()); }
+    bool IsEmpty() const { return Count() == 0; }
+    Operand At(std::size_t position) const {
+        assert(position < Count());
+        return m_type ? Operand(*m_type, m_words[position]) : Operand(m_objects[position]);
+    }
+    s_refptr<Symbol> operator[](std::size_t position) const { return At(position).ToObject(); }
+    iterator begin() const { return {*this, 0}; }
+    iterator end() const { return {*this, Count()}; }
+
+    /// Null if they are objects, or if there are none.
+    const FlatType* GetFlatType() const { return m_type; }
+
+    void Reserve(std::size_t count);
+    /// The element must not be null.
+    void PushBack(Operand element);
+
+private:
+    const FlatType* m_type = nullptr; ///< null for objects
+    std::vector<Word> m_words;
+    std::vector<s_refptr<Symbol>> m_objects;
+    std::size_t m_expected = 0; ///< the elements to make room for, once their kind is known
+};
 
 /// A list of fixed length whose elements have one full type, such as numbers, or vectors of one length. It knows
 /// nothing of their arithmetic; every operation on elements goes through the dispatch of the state.
@@ -16,7 +68,7 @@ public:
     /// The largest size (see `GetSize`). Needed because `v = <v, v>` doubles the size while sharing the memory.
     static constexpr std::size_t LargestSize = std::size_t{1} << 24;
 
-    using Elements = s_ctnr_t<s_refptr<Symbol>, std::vector<s_refptr<Symbol>>>;
+    using Elements = Quarn::Elements;
 
     /// Registers the type, `<a, b>` as its literal, `Vector(a, b)` and its operators. Needs `Scalar`.
     static void Register(State& state);

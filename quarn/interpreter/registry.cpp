@@ -1,0 +1,22 @@
+#include "quarn/interpreter/registry.h"
+
+namespace Quarn {
+
+const Function* FunctionOverloads::Search(std::span<const s_str* const> types) const {
+    const Function* const found = FindIn<Function>(*this, SignatureOf(types));
+    if (found && types.size() <= m_recentTypes.size()) {
+        m_recent = found; // entries are never removed
+        m_recentCount = types.size();
+        std::ranges::copy(types, m_recentTypes.begin());
+    }
+    return found;
+}
+
+s_str SignatureOf(std::span<const s_str* const> types) {
+    s_str signature = "(";
+    for (std::size_t i = 0; i < types.size(); ++i) (signature += i > 0 ? ", " : "") += *types[i];
+    signature += ")";
+    return signature;
+}
+
+} // namespace Quarn
