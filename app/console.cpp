@@ -34,10 +34,10 @@ void ReportLostOutput() { std::cerr << "orbel: the output could not be written\n
 } // namespace
 
 void RunScript(State& state, File script) {
+    std::string line;
     while (script.IsValid() && std::cout.good()) {
-        s_str line;
         try {
-            line = script.ReadLine();
+            script.ReadLine(line);
         } catch (const std::bad_alloc&) {
             state.PrintOutOfMemory();
         }

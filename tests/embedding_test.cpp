@@ -94,6 +94,22 @@ TEST_F(Embedding, LiteralsAreReadAgainUnlessTheirTypeSaysThatTheyAreConstant) {
     EXPECT_EQ(Play("#"), "\tError : Unable to parse expression '#', no operator found\n");
 }
 
+TEST_F(Embedding, WhatReplacesALiteralIsAsked) {
+    Registry& registry = state.EditRegistry();
+    const Constructor original = registry.constructors["Scalar"];
+    registry.constructors["Scalar"] = [original](State& owner, const s_str& name, std::string_view text, s_bool literal,
+                                                 s_str& error) { return original(owner, name, text, !literal, error); };
+    EXPECT_EQ(Play("x = 2.5; 007"), "\tDefining Scalar : x = 2.5\n\tScalar : 7\n");
+    registry.constructors["Scalar"] = [](State&, const s_str& name, std::string_view, s_bool, s_str&) {
+        return make_refptr<Scalar>(name, 9);
+    };
+    EXPECT_EQ(Play("x = 2.5; 007+1"), "\tDefining Scalar : x = 9\n\tScalar : 18\n");
+    state.EditRegistry().constructors["Scalar"] = original;
+    EXPECT_EQ(Play("007"), "\tScalar : 7\n");
+    state.EditRegistry().literalTests["Scalar"] = [](std::string_view text) { return !text.starts_with('0'); };
+    EXPECT_EQ(Play("70-1; 007"), "\tScalar : 69\n\tDefining Symbol : 007\n");
+}
+
 TEST_F(Embedding, AmbiguousLiteralsNameTheirTypes) {
     state.EditRegistry().literalTests["Other"] = [](std::string_view text) { return text == "5m" || text == "6."; };
     EXPECT_EQ(Play("(5m)"), "\tError : Ambiguous constructor : '5m'.\n\t        Possible candidates : Length, Other\n");
@@ -420,6 +436,48 @@ TEST_F(Embedding, FormulasNoticeEveryChange) {
     EXPECT_EQ(*pure.Evaluate<double>(), -5);
 }
 
+TEST_F(Embedding, OnlyWhatIsPureIsEvaluatedOnce) {
+    int calls = 0;
+    Binding(state).Function("impure", [&] { return static_cast<double>(++calls); });
+    Binding(state, Purity::Pure).Function("pure", [&] {
+        ++calls;
+        return 5.0;
+    });
+    Play("p &= pure+0; q &= p*p; i &= impure+0; j &= i-i");
+    calls = 0;
+    EXPECT_EQ(Play("q+p-q"), "\tScalar : 5\n");
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(Play("p"), "\tScalar : 5\n"); // the next statement begins anew
+    EXPECT_EQ(calls, 2);
+    EXPECT_EQ(Play("j*j"), "\tScalar : 1\n"); // 3-4 and 5-6
+    EXPECT_EQ(calls, 6);
+}
+
+TEST_F(Embedding, EveryChangeEndsWhatIsKnown) {
+    Binding bind(state);
+    bind.Function("set", [](State& owner, double a) { return *owner.Get<double>("a") - (owner.Set("a", a), a); });
+    bind.Function("last", [](State& owner, double a) {
+        owner.SetLastResult(make_refptr<Scalar>(a));
+        return 0.0;
+    });
+    bind.Function("learn", [](State& owner, double a) {
+        Binding(owner, Purity::Pure).Function("f", [a](double b) { return a * b; });
+        return 0.0;
+    });
+    bind.Function("play", [](State& owner, double a) {
+        owner.ParseLine("b = " + std::to_string(a) + "; ~c; c &= a+b");
+        return 0.0;
+    });
+    Play("a = 1; b = 2; c &= a+b; r &= a*10; s &= _+0; t &= f(1)+0; u &= c*100; learn(3); 4");
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(Play("a = 1; (r+0) + 0*set(7) + (r+0)"), "\tDefining Scalar : a = 1\n\tScalar : 80\n");
+        EXPECT_EQ(Play("4; (s+0) + last(5) + (s+0)"), "\tScalar : 4\n\tScalar : 9\n");
+        EXPECT_EQ(Play("learn(3); (t+0) + learn(2) + (t+0)"), "\tScalar : 0\n\tScalar : 5\n");
+        Play("b = 2");
+        EXPECT_TRUE(Play("(u+0) + play(3) + (u+0)").ends_with("\tScalar : 1900\n"));
+    }
+}
+
 TEST_F(Embedding, OnlyTheTextOfAFormulaSeesItsVariables) {
     const double x = 50;
     state.Set("x", 1.0);
@@ -428,6 +486,15 @@ TEST_F(Embedding, OnlyTheTextOfAFormulaSeesItsVariables) {
     Formula formula(state, "<x, symbol(), r*1, symbol()*x>");
     formula.Bind("x", x);
     EXPECT_EQ(state.TextOf(**formula.Evaluate())->Get(), "<50, 1, 2, 50>");
+}
+
+TEST_F(Embedding, AFormulaThatIsOnlyAReferenceGivesIt) {
+    Play("a = 2; r &= a*2; s &= r");
+    Formula formula(state, "s");
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ((*formula.Evaluate())->GetRealType().Get(), "Reference");
+        EXPECT_EQ(*formula.Evaluate<double>(), 4);
+    }
 }
 
 TEST_F(Embedding, AFormulaMayBeReplacedWhileItRuns) {
@@ -456,6 +523,52 @@ struct Last final : Value<Last> {
     s_str ToString() const override { return "last"; }
     State& state;
 };
+
+/// A flat type with a size.
+struct Angle final : Value<Angle> {
+    static constexpr std::string_view TypeName = "Angle";
+    using Flat = float;
+    explicit Angle(float value) : degrees(value) {}
+    s_str ToString() const override { return WithName(s_str(static_cast<double>(degrees)) + "deg"); }
+    s_str GetFullType() const override { return degrees < 90 ? "acute Angle" : "Angle"; }
+    float GetFlatValue() const { return degrees; }
+    const float degrees;
+};
+
+} // namespace
+template <> struct Quarn::Conversion<float> {
+    using Class = Angle;
+    static float Read(const Angle& angle) { return angle.degrees; }
+    static s_refptr<Symbol> Make(float degrees) { return make_refptr<Angle>(degrees); }
+};
+namespace {
+
+TEST_F(Embedding, VectorsHoldFlatValuesOfAHost) {
+    Binding bind(state);
+    bind.Type<float>(
+        [](std::string_view text) -> std::optional<float> {
+            if (!text.ends_with("deg")) return std::nullopt;
+            return static_cast<float>(std::atof(std::string(text).c_str()));
+        },
+        [](double degrees) { return static_cast<float>(degrees); });
+    bind.Binary("+", [](float a, float b) { return a + b; });
+    EXPECT_EQ(Play("v = <30deg, Angle(45)>; v+v; v[1]"),
+              "\tDefining Vector : v = <30deg, 45deg>\n\tVector : <60deg, 90deg>\n\tAngle : 45deg\n");
+    EXPECT_EQ(Play("<30deg, 120deg>"), "\tError : Non-homogeneous Vectors are not allowed.\n"
+                                       "\t        Trying to mix acute Angle with Angle\n");
+    EXPECT_EQ(Play("<&v, 1>"), "\tError : Non-homogeneous Vectors are not allowed.\n"
+                               "\t        Trying to mix Scalar with Vector\n");
+    EXPECT_EQ(Play("a &= 3*2; w = <1, &a, a+1>"), "\tDefining Reference : a = 6\n\tDefining Vector : w = <1, 6, 7>\n");
+    EXPECT_EQ(Play("a = 1; w+w"), "\tDefining Scalar : a = 1\n\tVector : <2, 2, 14>\n");
+    const s_refptr<Symbol> value = state.Get("v");
+    const Vector& vector = *As<Vector>(*value);
+    std::string texts;
+    for (const s_refptr<Symbol>& element : vector.GetElements()) texts += element->ToString().Get();
+    EXPECT_EQ(texts, "30deg45deg");
+    EXPECT_EQ(vector.GetElements().Size().Get(), 2u);
+    const Vector made("m", {make_refptr<Angle>(1), make_refptr<Scalar>(2), make_refptr<Scalar>("n", 3)});
+    EXPECT_EQ(made.ToString().Get(), "m = <1deg, 2, n = 3>");
+}
 
 TEST_F(Embedding, DestructorsOfValuesMayUseTheState) {
     for (const char* line : {"x = 1", "~x", "~"}) {

@@ -191,6 +191,44 @@ TEST_F(LimitsTest, EachOperatorIsAStepToTheLast) {
     EXPECT_EQ(StepsOf(state, output, "<1, 2>"), 7u); // the literal, two elements read, built and shown
 }
 
+TEST_F(LimitsTest, WebsOfReferencesCostTheirSize) {
+    const auto defineWeb = [&](const std::string& first, const std::string& second, const std::string& op) {
+        Play("w0 &= " + first);
+        Play("w1 &= " + second);
+        for (int i = 2; i <= 90; ++i)
+            Play("w" + std::to_string(i) + " &= w" + std::to_string(i - 1) + op + "w" + std::to_string(i - 2));
+    };
+    for (const char* op : {"+", " + 0*pi + "}) {
+        defineWeb("0+0", "1+0", op);
+        for (int i = 0; i < 3; ++i) { // first step by step, then translated
+            EXPECT_LT(StepsOf(state, output, "w90+0"), 1'000u);
+            EXPECT_EQ(Play("w90"), "\tScalar : 2.88006719437082e+18\n");
+        }
+    }
+    defineWeb("<0, 1>", "<1, 1>+<0, 0>", "+"); // vectors
+    EXPECT_LT(StepsOf(state, output, "w90+w90"), 4'000u);
+    EXPECT_EQ(Play("?w90"), "\tVector : w90 = <2.88006719437082e+18, 4.66004661037553e+18>\n");
+    EXPECT_EQ(Play("w1 = <0, 0>; w90[1]"), "\tDefining Vector : w1 = <0, 0>\n\tScalar : 1.77997941600471e+18\n");
+    defineWeb("unknown", "unknown", "+"); // nothing has a value
+    EXPECT_EQ(Play("?w4"), "\tReference : w4 = ((unknown+unknown)+unknown)+(unknown+unknown)\n");
+}
+
+TEST_F(LimitsTest, WhatIsKnownTakesItsDepthWhereItIsUsed) {
+    Play("r0 = 1");
+    for (int i = 1; i <= 600; ++i) Play("r" + std::to_string(i) + " &= r" + std::to_string(i - 1) + "+1");
+    unsigned enough = 590;
+    do state.GetLimits().SetDeepestNesting(++enough);
+    while (Play("r600+0") != "\tScalar : 601\n");
+    const std::string deeper = "(r600+0)+<r600+0, 0>[0]"; // one level, with the value from outside of it
+    for (int i = 0; i < 3; ++i) {                         // first step by step, then translated
+        state.GetLimits().SetDeepestNesting(enough);
+        EXPECT_EQ(Play(deeper), "\tError : Nested more than " + std::to_string(enough) + " levels deep\n");
+        EXPECT_EQ(Play("r600+0"), "\tScalar : 601\n");
+        state.GetLimits().SetDeepestNesting(enough + 1);
+        EXPECT_EQ(Play(deeper), "\tScalar : 1202\n");
+    }
+}
+
 TEST_F(LimitsTest, ChainsToNothingTakeStepsInProportion) {
     Play("r1 &= r0+1");
     for (unsigned i = 2; i <= 400; ++i) Play("r" + std::to_string(i) + " &= r" + std::to_string(i - 1) + "+1");

@@ -40,7 +40,7 @@ s_bool File::Exists(const s_str& path) {
 
 s_str File::ReadLine() {
     std::string line;
-    Quarn::ReadLine(m_stream, line);
+    ReadLine(line);
     return s_str(std::move(line));
 }
 

@@ -38,6 +38,11 @@ public:
 
     /// The characters up to the next line end, which is consumed; empty at the end. Throws as the free function does.
     s_str ReadLine();
+    /// The same into a text whose memory is reused.
+    void ReadLine(std::string& line) {
+        line.clear();
+        Quarn::ReadLine(m_stream, line);
+    }
     /// The next character; '\0' at the end.
     char GetChar();
     void PutChar(char character) { m_stream.put(character); }

@@ -1,10 +1,12 @@
 #include "quarn/core/s_double.h"
 
 #include <algorithm>
+#include <bit>
 #include <cctype>
 #include <charconv>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 
 #ifndef __cpp_lib_to_chars
@@ -27,6 +29,14 @@ constexpr double SmallestLonger = 1e15;
 constexpr double SmallestFixed = 1e-4;
 constexpr double EndOfFixed = SmallestLonger - 0.5;
 
+/// "00" to "99", one after the other.
+constexpr std::array<char, 200> DigitPairs = [] {
+    std::array<char, 200> pairs{};
+    for (std::size_t i = 0; i < pairs.size(); ++i)
+        pairs[i] = static_cast<char>('0' + (i % 2 == 0 ? i / 20 : i / 2 % 10));
+    return pairs;
+}();
+
 /// Rounds the exact product to a whole number, for products from 1e14 to 1e15. The rounding error of such a product is
 /// known exactly. It is smaller than the distance of the fraction from a half unless that distance is zero.
 std::int64_t RoundedProduct(double a, double b) {
@@ -46,15 +56,21 @@ char* WriteFixed(char* text, double number) {
     const auto firstDigits = [&](int point) {
         return RoundedProduct(number, Powers[static_cast<std::size_t>(PlainDigits - point)]);
     };
-    // The number of digits before the point; negative counts zeros after it. Rounding may add one.
-    static constexpr std::array Bounds{1e-3, 1e-2, 1e-1, 1e0, 1e1,  1e2,  1e3,  1e4,  1e5,
-                                       1e6,  1e7,  1e8,  1e9, 1e10, 1e11, 1e12, 1e13, 1e14};
-    int point = static_cast<int>(std::upper_bound(Bounds.begin(), Bounds.end(), number) - Bounds.begin()) - 3;
+    // The number of digits before the point; negative counts zeros after it. The power of two gives it, or one less.
+    // Rounding may add one too.
+    constexpr int LogOfTwo = 19728; // to base ten, times 2^16, rounded down
+    const int exponent = static_cast<int>(std::bit_cast<std::uint64_t>(number) >> 52) - 1023;
+    static constexpr std::array Bounds{1e-4, 1e-3, 1e-2, 1e-1, 1e0,  1e1,  1e2,  1e3,  1e4,  1e5,
+                                       1e6,  1e7,  1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+    int point = exponent * LogOfTwo / (1 << 16) + (exponent < 0 ? 0 : 1);
+    if (number >= Bounds[static_cast<std::size_t>(point + 4)]) ++point;
     std::int64_t value = firstDigits(point);
     while (static_cast<double>(value) >= SmallestLonger) value = firstDigits(++point);
 
     std::array<char, PlainDigits> digits;
-    std::to_chars(digits.data(), digits.data() + digits.size(), value);
+    for (std::size_t end = digits.size(); end > 1; end -= 2, value /= 100)
+        std::memcpy(digits.data() + end - 2, DigitPairs.data() + 2 * (value % 100), 2);
+    digits[0] = static_cast<char>('0' + value);
     int count = PlainDigits;
     while (count > point && digits[static_cast<std::size_t>(count - 1)] == '0') --count;
     if (point > 0) {

@@ -49,9 +49,10 @@ void Brackets::FindPartners() {
     // The pairs of a kind that still stand open form a chain through their closing positions, the innermost first.
     // Positions in the memory that are one too high; 0 for none.
     std::array<std::size_t, Bracket::KindCount> innermost{};
-    for (std::size_t i = 0; i < m_text.size(); ++i) {
-        const Bracket bracket(m_text[i]);
+    for (const char& character : m_text) {
+        const Bracket bracket(character);
         if (bracket.IsNone()) continue;
+        const auto i = static_cast<std::size_t>(&character - m_text.data());
         std::size_t& open = innermost[bracket.GetKind()];
         if (bracket.IsOpening()) {
             pairs.push_back({i, open});

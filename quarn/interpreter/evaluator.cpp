@@ -68,13 +68,17 @@ public:
         m_level = level;
     }
     Outcome Accept(const Step& step) override {
-        const Outcome outcome = Pay(step);
-        return outcome ? Execute(step) : outcome;
+        if (const Outcome outcome = Pay(step); !outcome) return outcome;
+        // The most frequent cases, without a look at anything else.
+        if (step.kind == Step::Kind::Flat) m_operands.emplace_back(*step.type, step.word);
+        else if (step.kind != Step::Kind::Binary || !ApplyFlatBinary(step.op)) return Execute(step);
+        return step.isLast && !m_name.IsEmpty() ? PushNamed(PopOperand(), m_name) : Outcome::WentOn;
     }
     /// Carries out a step of a program; its value may be known.
     Outcome Accept(Program::KeptStep& kept) {
         const Outcome outcome = Pay(kept.step);
         if (!outcome) return outcome;
+        if (kept.step.kind == Step::Kind::Binary && ApplyFlatBinary(kept.step.op)) return Outcome::WentOn;
         if (kept.step.kind != Step::Kind::Name && !kept.step.isConstant) return Execute(kept.step);
         if (!HasValue(kept)) return ExecuteKept(kept);
         m_operands.push_back(kept.value);
@@ -111,11 +115,11 @@ private:
     }
     // Rare cases are not inlined, to keep the frequent ones, and the stack that a level takes, small.
     [[gnu::noinline]] Outcome ExecuteKept(Program::KeptStep& kept);
-    Outcome Execute(const Step& step);
+    [[gnu::noinline]] Outcome Execute(const Step& step);
     bool ApplyFlat(const FlatCallable& callable, std::size_t operandCount);
     [[gnu::noinline]] Outcome ApplyUnary(const UnaryOverloads* overloads, std::string_view before,
                                          std::string_view after, const s_str& name);
-    Outcome ApplyBinary(const Step& step, const s_str& name);
+    bool ApplyFlatBinary(const Operator* op);
     [[gnu::noinline]] Outcome Dispatch(const Step& step, const s_str& name);
     [[gnu::noinline]] Outcome Construct(const Step& step, const s_str& name, bool isLiteral);
     [[gnu::noinline]] Outcome ReadName(const Step& step, const s_str& name);
@@ -169,7 +173,7 @@ Outcome Evaluator::Executor::Execute(const Step& step) {
     const s_str& name = step.isLast ? m_name : Nameless();
     switch (step.kind) {
     case Step::Kind::Fault: return Fail(m_error, step.text);
-    case Step::Kind::Flat: return PushNamed({*step.type, step.word}, name);
+    case Step::Kind::Flat: break; // see `Accept`
     case Step::Kind::Literal: return Construct(step, name, true);
     case Step::Kind::Construct: return Construct(step, Nameless(), false);
     case Step::Kind::Name: return ReadName(step, name);
@@ -178,7 +182,7 @@ Outcome Evaluator::Executor::Execute(const Step& step) {
     case Step::Kind::LeftUnary: return ApplyUnary(step.op->leftUnary, {}, step.text, name);
     case Step::Kind::RightUnary: return ApplyUnary(step.op->rightUnary, step.text, {}, name);
     case Step::Kind::Index:
-    case Step::Kind::Binary: return ApplyBinary(step, name);
+    case Step::Kind::Binary: return Dispatch(step, name);
     }
     return Outcome::Failed;
 }
@@ -222,14 +226,19 @@ Outcome Evaluator::Executor::ApplyUnary(const UnaryOverloads* overloads, std::st
     return PushNamed(m_evaluator.m_dispatcher.ApplyUnary(overloads, operand, before, after, m_error), name);
 }
 
-Outcome Evaluator::Executor::ApplyBinary(const Step& step, const s_str& name) {
-    const FlatType* const left = m_operands[m_operands.size() - 2].GetFlatType();
-    const FlatType* const right = TopOperand().GetFlatType();
-    if (left && right && step.op && name.IsEmpty()) { // the most frequent case, without a look at anything else
-        const BinaryOperator* callable = step.op->FindBinary(*left->name, *right->name);
-        if (callable && ApplyFlat(m_evaluator.m_dispatcher.Calling(*callable).flat, 2)) return Outcome::WentOn;
-    }
-    return Dispatch(step, name);
+/// Replaces the top two operands with the result. False if they, or the callable for them, are not flat.
+inline bool Evaluator::Executor::ApplyFlatBinary(const Operator* op) {
+    Operand& left = m_operands[m_operands.size() - 2];
+    const Operand& right = m_operands.back();
+    if (!left.GetFlatType() || !right.GetFlatType() || !op) return false;
+    const BinaryOperator* const callable = op->FindBinary(*left.GetFlatType()->name, *right.GetFlatType()->name);
+    if (!callable || !callable->flat) return false;
+    m_evaluator.m_dispatcher.Calling(*callable);
+    const std::array words{left.GetWord(), right.GetWord()};
+    m_operands.pop_back();
+    const FlatType& type = *callable->flat.result;
+    m_operands.back() = {type, callable->flat.call(words.data())};
+    return true;
 }
 
 Outcome Evaluator::Executor::Dispatch(const Step& step, const s_str& name) {
@@ -371,10 +380,13 @@ Operand Evaluator::Evaluate(Expression& expression, s_str& error) {
         expression.GetOperation() ? RunParts(expression, executor, error) : RunText(expression, 0, executor);
     if (expression.program) m_limits.Reach(expression.program->nesting);
     Operand value = outcome ? executor.PopOperand() : Operand();
-    // What was abandoned on the way depends on where it was.
-    if (m_dispatcher.GetImpureCalls() == impureCalls && m_limits.GetAbandonments() == abandonments &&
-        GetMoment() == moment) {
-        Remember(expression, value, sounding.GetReached(), m_limits.GetSpent() - spent);
+    if (m_dispatcher.GetImpureCalls() != impureCalls) return value;
+    if (!value) {
+        if (!outcome.IsAbandoned())
+            expression.known = {m_dispatcher.GetChanges(), nullptr, 0, sounding.GetReached(), true};
+    } else if (m_limits.GetAbandonments() == abandonments && GetMoment() == moment) {
+        // If something was abandoned on the way, the value may depend on where it was.
+        RememberValue(expression, value, sounding.GetReached(), m_limits.GetSpent() - spent);
         if (value.GetFlatType() && expression.program) Translate(expression, bindings);
     }
     return value;
@@ -386,13 +398,12 @@ Operand Evaluator::Recall(const Expression::Known& known) const {
     return known.type ? Operand(*known.type, known.word) : Operand(m_limits.GetKept(known.word));
 }
 
-/// Remembers the value of an expression, or that it failed. Objects are held by the limits and not by the expression,
-/// which they may lead to.
-void Evaluator::Remember(Expression& expression, const Operand& value, unsigned depth, std::uint64_t steps) {
-    Expression::Known known{GetMoment(), value.GetFlatType(), 0, depth, !value};
+/// Objects are held by the limits and not by the expression, which they may lead to.
+void Evaluator::RememberValue(Expression& expression, const Operand& value, unsigned depth, std::uint64_t steps) {
+    Expression::Known known{GetMoment(), value.GetFlatType(), 0, depth};
     if (known.type) {
         known.word = value.GetWord();
-    } else if (value) {
+    } else {
         const std::optional<std::size_t> number = m_limits.Keep(value.ToObject(), steps);
         if (!number) return;
         known.word = *number;

@@ -43,11 +43,12 @@ private:
     /// Counts the changes of what names other than "_", and operators, stand for.
     std::uint64_t GetBindings() const { return m_symbols.GetNamedChanges() + m_language.GetGeneration(); }
     bool Knows(const Expression& expression, unsigned level) const {
-        return expression.known.moment == GetMoment() &&
-               level + expression.known.depth <= m_limits.GetRemainingLevels();
+        const Expression::Known& known = expression.known;
+        return known.moment == (known.isFailure ? m_dispatcher.GetChanges() : GetMoment()) &&
+               level + known.depth <= m_limits.GetRemainingLevels();
     }
     Operand Recall(const Expression::Known& known) const;
-    void Remember(Expression& expression, const Operand& value, unsigned depth, std::uint64_t steps);
+    void RememberValue(Expression& expression, const Operand& value, unsigned depth, std::uint64_t steps);
     Operand RunFlat(const Expression& expression);
     void Translate(Expression& expression, std::uint64_t bindings);
     Outcome RunText(Expression& expression, unsigned level, Executor& executor);

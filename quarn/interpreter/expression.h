@@ -67,7 +67,8 @@ public:
     };
     /// What an evaluation came to that called nothing impure. Another one comes to the same until something changes.
     struct Known {
-        std::uint64_t moment = 0;       ///< the `Evaluator::GetMoment` for which it holds; 0 for none
+        std::uint64_t moment = 0; ///< the `Evaluator::GetMoment`, or for a failure the `Dispatcher::GetChanges`, for
+                                  ///< which it holds; 0 for none
         const FlatType* type = nullptr; ///< null for an object, or a failure
         Word word = 0;                  ///< the flat value, or the number of an object that the limits keep
         unsigned depth = 0;             ///< the levels of nesting that it took

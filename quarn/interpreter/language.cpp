@@ -1,5 +1,7 @@
 #include "quarn/interpreter/language.h"
 
+#include <algorithm>
+
 namespace Quarn {
 
 namespace {
@@ -45,6 +47,17 @@ void Language::RefreshAll() {
         literal.canBegin.fill(test.beginnings.empty());
         for (const char character : test.beginnings) literal.canBegin[static_cast<unsigned char>(character)] = true;
     }
+    for (std::size_t byte = 0; byte < m_readers.size(); ++byte) {
+        m_readers[byte] = {};
+        const auto canBegin = [&](const Literal& literal) { return literal.canBegin[byte]; };
+        const auto first = std::ranges::find_if(m_literals, canBegin);
+        if (first != m_literals.end() && std::ranges::none_of(first + 1, m_literals.end(), canBegin))
+            m_readers[byte] = first->reader;
+    }
+    for (const auto& [name, overloads] : m_registry.functions) m_takenSlots.set(NameSlot(name, m_takenSlots.size()));
+    for (const auto& [name, constructor] : m_registry.constructors)
+        m_takenSlots.set(NameSlot(name, m_takenSlots.size()));
+    m_takenCount = m_registry.functions.size() + m_registry.constructors.size();
     m_refreshedGeneration = m_generation;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <bitset>
+
 #include "quarn/interpreter/names.h"
 #include "quarn/interpreter/operators.h"
 
@@ -39,44 +41,45 @@ public:
     }
     const Operators& GetOperators() const { return m_operators; }
 
-    /// Calls `take(literal, isRead, word)` for each kind of literal that the text is, in ascending order of the types.
-    /// The text is not empty.
+    /// Calls `take` with each kind of literal that the text is, in ascending order of the types. The text is not empty.
     template <class Take> void ForEachLiteral(std::string_view text, const Take& take) const {
         const struct Testing {
             bool& isTesting;
             explicit Testing(bool& flag) : isTesting(flag) { isTesting = true; }
             ~Testing() { isTesting = false; }
         } testing(m_isTesting);
-        for (const Literal& literal : m_literals) {
-            if (!literal.canBegin[static_cast<unsigned char>(text.front())]) continue;
-            Word word = 0;
-            const bool isRead = literal.reader && literal.reader.read(text, word);
-            if (isRead || (*literal.test)(text)) take(literal, isRead, word);
-        }
+        for (const Literal& literal : m_literals)
+            if (literal.canBegin[static_cast<unsigned char>(text.front())] && (*literal.test)(text)) take(literal);
+    }
+    struct FoundLiteral {
+        unsigned count = 0;               ///< more than one is an error
+        const Literal* literal = nullptr; ///< the last one of them
+    };
+    FoundLiteral FindLiteral(std::string_view text) const {
+        FoundLiteral found;
+        ForEachLiteral(text, [&](const Literal& literal) { found = {found.count + 1, &literal}; });
+        return found;
+    }
+    /// The type of a literal that its flat reader reads, and that can be no other; null if it is none.
+    const FlatType* ReadFlatLiteral(std::string_view text, Word& word) const {
+        const FlatReader& reader = m_readers[static_cast<unsigned char>(text.front())];
+        return reader && reader.read(text, word) ? reader.type : nullptr;
     }
     /// The overloads of a function; null if there is none. Recently used names are found without a search.
     const FunctionOverloads* FindFunctions(std::string_view name) const {
         const Table<FunctionOverloads>::value_type*& recent =
             m_recentFunctions[NameSlot(name, m_recentFunctions.size())];
-        if (!recent || recent->first != name) {
+        if (!recent || !IsSameName(recent->first, name)) {
             const auto found = m_registry.functions.find(name);
             if (found == m_registry.functions.end()) return nullptr;
             recent = &*found; // entries are never removed
         }
         return &recent->second;
     }
-    struct FoundLiteral {
-        unsigned count = 0;               ///< more than one is an error
-        const Literal* literal = nullptr; ///< the last one of them
-        bool isRead = false;              ///< by its flat reader
-        Word word = 0;                    ///< what was read
-    };
-    FoundLiteral FindLiteral(std::string_view text) const {
-        FoundLiteral found;
-        ForEachLiteral(text, [&](const Literal& literal, bool isRead, Word word) {
-            found = {found.count + 1, &literal, isRead, word};
-        });
-        return found;
+    /// Whether a function or constructor may have this name. If not, no registry needs to be searched.
+    bool MayBeTaken(std::string_view name) const {
+        const bool isKnown = m_takenCount == m_registry.functions.size() + m_registry.constructors.size();
+        return !isKnown || m_takenSlots[NameSlot(name, m_takenSlots.size())];
     }
     /// Whether a literal test is running. Nothing may be parsed meanwhile.
     bool IsTesting() const { return m_isTesting; }
@@ -91,8 +94,11 @@ private:
 
     unsigned m_refreshedGeneration = 0;
     Operators m_operators;
-    std::vector<Literal> m_literals; ///< in ascending order of the types
+    std::vector<Literal> m_literals;       ///< in ascending order of the types
+    std::array<FlatReader, 256> m_readers; ///< of the only kind that can begin with the byte
     mutable std::array<const Table<FunctionOverloads>::value_type*, 64> m_recentFunctions{};
+    std::bitset<1024> m_takenSlots; ///< of the names of functions and constructors
+    std::size_t m_takenCount = 0;
     mutable bool m_isTesting = false;
 };
 

@@ -12,6 +12,14 @@ constexpr bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
 constexpr bool IsNameCharacter(char c) { return IsLetter(c) || IsDigit(c); }
 
+/// Compares byte by byte, because names are short: most are compared before a library call would have started.
+constexpr bool IsSameName(std::string_view a, std::string_view b) {
+    if (a.size() != b.size()) return false;
+    for (std::size_t i = 0; i < a.size(); ++i)
+        if (a[i] != b[i]) return false;
+    return true;
+}
+
 /// Where a cache of names with `count` slots keeps a name. Names that are numbered in decimal, like x1 to x50, get
 /// different slots.
 constexpr std::size_t NameSlot(std::string_view name, std::size_t count) {

@@ -90,8 +90,8 @@ public:
     Parser(const Parser&) = delete;
     Parser& operator=(const Parser&) = delete;
     ~Parser() {
-        m_memory.open.erase(m_memory.open.begin() + static_cast<std::ptrdiff_t>(m_openBase), m_memory.open.end());
-        m_memory.waiting.resize(m_waitingBase);
+        while (m_memory.open.size() > m_openBase) m_memory.open.pop_back();
+        while (m_memory.waiting.size() > m_waitingBase) m_memory.waiting.pop_back();
     }
 
     Outcome Parse(std::string_view text) {
@@ -161,9 +161,9 @@ Outcome Parser::Continue() {
 /// Continues until a piece opens something, or to the end of the text.
 Outcome Parser::ContinueText() {
     const OperatorSeparators separators{m_operators};
-    const std::size_t depth = m_memory.open.size();
-    while (m_memory.open.size() == depth) {
-        Open& text = Top(); // accepting a step may move it
+    const Open* const current = &Top();
+    while (&Top() == current) { // nor if accepting a step has moved it
+        Open& text = Top();
         const std::size_t begin = text.position;
         if (begin >= text.text.size()) return FinishText();
         const Operator* op = Bracket(text.text[begin]).IsNone() ? m_operators.Match(text.text, begin) : nullptr;
@@ -172,11 +172,14 @@ Outcome Parser::ContinueText() {
         } else {
             const char* none = nullptr; // the brackets were checked before
             text.position = m_brackets.FindSeparator(text.text, begin, separators, none);
+            const std::string_view piece(text.text.data() + begin, text.position - begin);
+            if (!Bracket(piece.front()).IsNone()) op = m_operators.Find(piece); // "[]"
+            if (!op) {
+                if (const Outcome outcome = TakeOperand(piece); !outcome) return outcome;
+                continue;
+            }
         }
-        const std::string_view piece = text.text.substr(begin, text.position - begin);
-        if (!op && !Bracket(piece.front()).IsNone()) op = m_operators.Find(piece); // "[]"
-        const Outcome outcome = op ? TakeOperator(*op) : TakeOperand(piece);
-        if (!outcome) return outcome;
+        if (const Outcome outcome = TakeOperator(*op); !outcome) return outcome;
     }
     return Outcome::WentOn;
 }
@@ -227,14 +230,14 @@ Outcome Parser::OpenPiece(std::string_view piece, Place place) {
         return OpenText(piece.substr(1, piece.size() - 2), place.Bracketed());
     }
 
-    const bool isName = IsName(piece);
-    if (!isName || !IsLetter(piece.front())) {
-        const Language::FoundLiteral found = m_language.FindLiteral(piece);
-        if (found.count > 1) return EmitAmbiguity(piece, place);
-        if (found.isRead) return EmitFlat(piece, *found.literal->reader.type, found.word, place);
-        if (found.literal) return EmitLiteral(piece, *found.literal, place);
-    }
-    if (isName || piece == "_") return EmitName(piece, place);
+    const bool beginsWithLetter = IsLetter(piece.front());
+    if (beginsWithLetter && IsName(piece)) return EmitName(piece, place);
+    Word word = 0;
+    if (const FlatType* type = m_language.ReadFlatLiteral(piece, word)) return EmitFlat(piece, *type, word, place);
+    const auto [count, literal] = m_language.FindLiteral(piece);
+    if (count > 1) return EmitAmbiguity(piece, place);
+    if (literal) return EmitLiteral(piece, *literal, place);
+    if ((!beginsWithLetter && IsName(piece)) || piece == "_") return EmitName(piece, place);
     const std::size_t parenthesis = piece.find('(');
     return parenthesis == std::string_view::npos ? OpenIndexing(piece, place) : OpenCall(piece, parenthesis, place);
 }
@@ -340,9 +343,8 @@ Outcome Parser::EmitMissingOperands(const Operator& op, Place place) {
 
 Outcome Parser::EmitAmbiguity(std::string_view piece, Place place) {
     s_str candidates;
-    m_language.ForEachLiteral(piece, [&](const Literal& literal, bool, Word) {
-        candidates += (candidates.IsEmpty() ? "" : ", ") + *literal.type;
-    });
+    m_language.ForEachLiteral(
+        piece, [&](const Literal& literal) { candidates += (candidates.IsEmpty() ? "" : ", ") + *literal.type; });
     return EmitFault(place, "\tError : Ambiguous constructor : '",
                      s_str(piece) + "'.\n\t        Possible candidates : ", candidates);
 }

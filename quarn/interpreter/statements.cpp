@@ -150,6 +150,7 @@ bool Statements::CheckSymbolName(std::string_view name, s_str& error) const {
 
 bool Statements::CheckAssignable(std::string_view name, s_str& error) const {
     if (!CheckSymbolName(name, error)) return false;
+    if (!m_language.MayBeTaken(name)) return true;
     const Registry& registry = m_language.GetRegistry();
     const char* const kind = registry.functions.contains(name)      ? "function"
                              : registry.constructors.contains(name) ? "constructor"
@@ -321,8 +322,11 @@ bool Statements::ReportValue(std::string_view action, std::string_view type, con
         error.Clear(); // its messages are only consequences of the stop
         outcome = m_limits.CheckStopped(error);
     }
-    if (!outcome) report.Truncate(begin);
-    AppendLine(report, outcome ? "" : error.View());
+    if (!outcome) {
+        report.Truncate(begin);
+        report += error;
+    }
+    report += '\n';
     return static_cast<bool>(outcome);
 }
 
@@ -354,7 +358,7 @@ bool Statements::Print(std::string_view report, bool mayBeInterrupted) {
         interruption = m_limits.GetInterruption();
     }
     if (interruption) *m_output << '\n' << interruption << '\n';
-    else *m_output << report;
+    else m_output->write(report.data(), static_cast<std::streamsize>(report.size()));
     printWaiting();
     return !interruption;
 }

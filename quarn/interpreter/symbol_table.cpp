@@ -14,7 +14,7 @@ SymbolTable::~SymbolTable() = default;
 
 inline SymbolTable::Recent* SymbolTable::FindRecent(std::string_view name) {
     Recent& recent = m_recent[NameSlot(name, SlotCount)];
-    if (recent.symbol && recent.symbol->first == name) return &recent;
+    if (recent.symbol && IsSameName(recent.symbol->first, name)) return &recent;
     const auto found = m_map.find(name);
     if (found == m_map.end()) return nullptr;
     recent = {&*found, {}};

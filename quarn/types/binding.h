@@ -78,18 +78,25 @@ public:
         using Class = typename Conversion<Plain>::Class;
         using Shape = ShapeOf<Construct>;
         const s_str& type = TypeNameOf<Class>();
-        m_state.EditRegistry().types[type] = [](const s_str& name) {
-            return Symbol::Named(Conversion<Plain>::Make(Plain()), name);
-        };
-        m_state.EditRegistry().literalTests[type] = [read](std::string_view text) { return read(text).has_value(); };
-        m_state.EditRegistry().constantLiterals.insert(type);
-        m_state.EditRegistry().constructors[type] = [read, construct](State& state, const s_str& name,
-                                                                      std::string_view text, s_bool isLiteral,
-                                                                      s_str& error) -> s_refptr<Symbol> {
+        Registry& registry = m_state.EditRegistry();
+        registry.types[type] = [](const s_str& name) { return Symbol::Named(Conversion<Plain>::Make(Plain()), name); };
+        registry.literalTests[type] = [read](std::string_view text) { return read(text).has_value(); };
+        registry.constantLiterals.insert(type);
+        registry.constructors[type] = [read, construct](State& state, const s_str& name, std::string_view text,
+                                                        s_bool isLiteral, s_str& error) -> s_refptr<Symbol> {
             s_refptr<Symbol> value =
                 isLiteral ? Conversion<Plain>::Make(*read(text)) : ConstructFrom<Shape>(construct, state, text, error);
             return value ? Symbol::Named(std::move(value), name) : nullptr;
         };
+        if constexpr (IsFlat<Plain> && std::is_empty_v<Read> && std::is_default_constructible_v<Read>) {
+            const FlatReader reader{&FlatTypeOf<Class>(), [](std::string_view text, Word& word) {
+                                        const std::optional<Plain> value = Read()(text);
+                                        if (value) word = ToWord<Plain>(*value);
+                                        return value.has_value();
+                                    }};
+            registry.literalTests[type].reader = reader;
+            registry.constructors[type].reader = reader;
+        }
     }
 
 private:
