@@ -83,15 +83,15 @@ def flat(count):
     text = "".join(terms)[:-1]
     script = "print(%s)" % text
     return Work("a flat line of %d terms" % count, "lua",
-                {"orbel": text, "bc": "scale = 15\n" + text, "mawk": awk(["print " + text]), "lua": script,
-                 "luajit": script})
+                {"orbel": text, "bc": "scale = 15\n" + text, "mawk": awk(["OFMT = \"%.15g\"", "print " + text]),
+                 "lua": script, "luajit": script})
 
 
 def calls(lines, levels):
     texts = ["sqrt(" * levels + str(i % 97 + 2) + ")" * levels for i in range(lines)]
     script = "sqrt = math.sqrt\n" + lua(["print(%s)" % text for text in texts])
     return Work("%d lines of sqrt(sqrt(... %d deep" % (lines, levels), "lua",
-                {"orbel": "\n".join(texts), "mawk": awk(["print " + text for text in texts]), "lua": script,
+                {"orbel": "\n".join(texts), "lua": script,
                  "luajit": script})
 
 
@@ -159,7 +159,7 @@ class Runner:
                 file.write(text + ("\n" if text else ""))
 
     def run(self, program):
-        """The processor time in seconds, the peak memory in megabytes, and what was printed."""
+        """The processor time in seconds, and the file that it printed to."""
         command = self.commands[program] + [os.path.join(self.folder, program)]
         path = os.path.join(self.folder, "output")
         with open(path, "wb") as output:
@@ -168,53 +168,62 @@ class Runner:
         process.returncode = os.waitstatus_to_exitcode(status)
         if process.returncode != 0:
             sys.exit("compare.py: %s failed" % " ".join(command))
-        return usage.ru_utime + usage.ru_stime, usage.ru_maxrss / 1024, path
+        return usage.ru_utime + usage.ru_stime, path
+
+    def memory(self, program):
+        """The peak memory in megabytes. A small program starts the process: memory before its start counts too."""
+        command = self.commands[program] + [os.path.join(self.folder, program)]
+        process = subprocess.run(["/usr/bin/time", "-f", "%M"] + command, stdin=subprocess.DEVNULL,
+                                 stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True, cwd=self.folder)
+        return int(process.stderr.split()[-1]) / 1024
 
     def check(self, work):
         """Ends the benchmark unless all programs print the same numbers."""
         expected = None
         for program in work.texts:
-            with open(self.run(program)[2]) as output:
+            with open(self.run(program)[1]) as output:
                 found = numbers_in(output.read())
             expected = found if expected is None else expected
-            # Only the calculator shows references when they are defined: the first numbers may be absent elsewhere.
             same = len(found) == len(expected) and all(
                 math.isclose(a, b, rel_tol=1e-9, abs_tol=1e-9) for a, b in zip(found, expected))
             if not same:
                 sys.exit("compare.py: orbel and %s print different numbers for: %s" % (program, work.name))
 
     def measure(self, work, rounds):
-        """The median processor time and the peak memory of each program that can do the work."""
+        """The median processor time of each program that can do the work."""
         self.write(work)
         self.check(work)
-        runs = {program: [] for program in work.texts}
+        times = {program: [] for program in work.texts}
         for _ in range(rounds):
-            for program in runs:
-                runs[program].append(self.run(program)[:2])
-        return {program: [statistics.median(values) for values in zip(*results)] for program, results in runs.items()}
+            for program in times:
+                times[program].append(self.run(program)[0])
+        return {program: statistics.median(values) for program, values in times.items()}
 
 
 def print_row(cells):
     print("| " + " | ".join(cells) + " |", flush=True)
 
 
+def print_work(name, yardstick, unit, values):
+    print_row([name, "%s, %s" % (yardstick, unit % values[yardstick])] +
+              ["%.2f" % (values[p] / values[yardstick]) if p in values else "-" for p in COMMANDS])
+
+
 def print_table(runner, rounds, quick):
     print_row(["work", "yardstick"] + list(COMMANDS))
     print_row(["---"] * (2 + len(COMMANDS)))
     for work in works(quick):
-        medians = runner.measure(work, rounds)
-        units = [("%.4g s", work.name)] + [("%.0f MB", work.name + ", memory")] * work.shows_memory
-        for i, (unit, name) in enumerate(units):
-            yardstick = medians[work.yardstick][i]
-            print_row([name, "%s, %s" % (work.yardstick, unit % yardstick)] +
-                      ["%.2f" % (medians[p][i] / yardstick) if p in medians else "-" for p in COMMANDS])
+        print_work(work.name, work.yardstick, "%.4g s", runner.measure(work, rounds))
+        if work.shows_memory:
+            memory = {program: runner.memory(program) for program in work.texts}
+            print_work(work.name + ", memory", work.yardstick, "%.0f MB", memory)
 
 
 def draw(runner, rounds, quick, path):
     """Plots cost against size for flat expressions, both axes logarithmic."""
     points = {program: [] for program in COMMANDS}
     for size in [10 ** k for k in range(3, 6 if quick else 7)]:
-        for program, (seconds, _) in runner.measure(flat(size), rounds).items():
+        for program, seconds in runner.measure(flat(size), rounds).items():
             points[program].append((size, seconds))
     script = ["set terminal svg size 720,440 font 'sans,12' background 'white'", "set output '%s'" % path,
               "set logscale xy", "set format x '10^{%T}'", "set key left top",

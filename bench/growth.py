@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
-"""Measures how time and memory grow: fits an exponent to the processor time of scripts that double in size.
+"""Measures how time and memory grow with the input.
 
-usage: growth.py PROGRAM [--quick]
+usage: growth.py PROGRAM
 
-The shapes are prone to superlinear growth. Memory is the peak above that of an empty script, per byte of the largest
-one. A shape must be linear unless its row states another exponent and why."""
+Each shape is a line, or some lines, of a length. Scripts with a megabyte of lines are timed for lengths from 10 KB to
+1 MB: if time is linear in the length, all of them take the same time. The exponent is fitted to the processor times.
+Memory is the peak for the longest line, beyond that of an empty script, in bytes per byte of input."""
 
 import math
 import os
@@ -12,49 +13,61 @@ import subprocess
 import sys
 import tempfile
 
+SIZES = [10_000, 32_000, 100_000, 320_000, 1_000_000]
 RUNS = 3
-SIZES = 4  # each double the one before
+SHORTEST, MOST_COPIES = 0.03, 20
+LARGEST_EXPONENT, MOST_MEMORY = 1.2, 60
+
+
+def repeat(text, size):
+    return text * (size // len(text))
 
 
 def nest(opening, middle, closing, levels):
     return opening * levels + middle + closing * levels
 
 
-def nested_vectors(n):
-    return (["w%d=1" % k for k in range(n + 1)] +
-            ["w%d=%s" % (k, nest("<", "&w%d,1" % (k - 1), ">", 900)) for k in range(n, 0, -1)])
-
-
-def chain_to_nothing(n):
-    return ["r%d &= r%d+1" % (k, k - 1) for k in range(1, n)]
-
-
-def kept_sums(n):
-    return ["x=&a", "x=x+x;" * 12] + ["y=x" + "+1" * n]
-
-
-# (name, script of a size, smallest size, largest exponent)
+# (name, the lines of a length)
 SHAPES = [
-    ("a flat line", lambda n: ["1" + "+1" * n], 100_000, 1),
-    ("brackets in a line", lambda n: ["(1)+" * n + "1"], 50_000, 1),
-    ("nested brackets, kept", lambda n: ["u &= x" + nest("(", "1", ")", n) + "y", "u+1"], 50_000, 1),
-    ("plain text around a bracket, kept", lambda n: ["u &= " + "x" * n + "(1)" + "x" * n, "u+1"], 50_000, 1),
-    ("statements on a line", lambda n: ["a=1;" * n], 10_000, 1),
-    ("a vector of pairs", lambda n: ["v=<" + "<1,2>," * n + "<1,2>>"], 20_000, 1),
-    ("ampersands", lambda n: ["&" * n + "a"], 100_000, 1),
-    ("constructors around a text", lambda n: [nest("Reference(", "a" * n, ")", 999)], 20_000, 1),
-    ("vectors through references, shown", nested_vectors, 50, 1),
-    ("terms of a kept sum", kept_sums, 100, 1),
-    # the text of each link grows with the chain before it
-    ("a chain to nothing", chain_to_nothing, 124, 2),
-    # each reference shows the vector once
-    ("a vector of references to itself", lambda n: ["v=1", "v=<1," + ",".join(["&v"] * n) + ">"], 100, 2),
+    ("additions", lambda n: [repeat("1+", n) + "1"]),
+    ("operators of all priorities", lambda n: [repeat("1+2*3^2/4-5%3*", n) + "1"]),
+    ("operators without right operands", lambda n: ["1" + repeat("!", n)]),
+    ("operators without left operands", lambda n: [repeat("-", n) + "1"]),
+    ("names", lambda n: ["a = 1", repeat("a+a*", n) + "a"]),
+    ("calls", lambda n: [repeat("abs(1)+", n) + "1"]),
+    ("arguments of a call", lambda n: ["max(" + repeat("1,", n) + "1)"]),
+    ("calls within calls", lambda n: [repeat(nest("abs(", "1", ")", 900) + "+", n) + "1"]),
+    ("round brackets", lambda n: [repeat("(1)+", n) + "1"]),
+    ("round brackets within one another", lambda n: [repeat(nest("(", "1", ")", 900) + "+", n) + "1"]),
+    ("round brackets around a long text", lambda n: [nest("(", repeat("1+", n) + "1", ")", 900)]),
+    ("square brackets", lambda n: ["v = <1>", repeat("v[0]+", n) + "1"]),
+    ("angle brackets", lambda n: [repeat("<1>+", n) + "<1>"]),
+    ("angle brackets within one another", lambda n: [repeat(nest("<", "1", ">", 300) + "+", n) + nest("<", "1", ">", 300)]),
+    ("brackets that never close", lambda n: [repeat("(", n)]),
+    ("a vector", lambda n: ["v = <" + repeat("1.25,", n) + "1>"]),
+    ("a vector of pairs", lambda n: ["v = <" + repeat("<1.2345678,2>,", n) + "<1,2>>"]),
+    ("a vector, added to itself and shown", lambda n: ["v = <" + repeat("1.2345678901,", n) + "1>", "v+v"]),
+    ("statements on a line", lambda n: [repeat("a=1;", n)]),
+    ("empty statements on a line", lambda n: [repeat(";", n)]),
+    ("a long name", lambda n: [repeat("a", n // 2) + " = 1", repeat("a", n // 2)]),
+    ("a long number", lambda n: [repeat("1", n)]),
+    ("a long fraction", lambda n: ["." + repeat("1", n)]),
+    ("an error that quotes the text", lambda n: [repeat(". ", n)]),
+    ("blanks", lambda n: [repeat(" ", n) + "1"]),
+    ("a comment", lambda n: ["//" + repeat("x", n)]),
+    ("ampersands", lambda n: [repeat("&", n) + "a"]),
+    ("a reference", lambda n: ["r &= " + repeat("1+", n) + "1"]),
+    ("a reference that has no value", lambda n: ["u &= " + repeat("1+", n) + "x"]),
+    ("operations that are kept", lambda n: ["y = &" + repeat("x", n // 2), "(y+1)*2-y"]),
+    ("nested brackets, kept", lambda n: ["u &= x" + nest("(", "1", ")", n // 2) + "y", "u+1"]),
+    ("plain text around a bracket, kept", lambda n: ["u &= " + repeat("x", n // 2) + "(1)" + repeat("x", n // 2), "u+1"]),
+    ("constructors around a text", lambda n: [nest("Reference(", repeat("a", n), ")", 999)]),
 ]
 
 
-def measure(program, script):
-    """The lowest processor time of the runs in seconds, and the peak memory in bytes."""
-    seconds, peak = math.inf, 0
+def measure_time(program, script):
+    """The lowest processor time of some runs in seconds."""
+    seconds = math.inf
     for _ in range(RUNS):
         process = subprocess.Popen([program, script], stdout=subprocess.DEVNULL, cwd=os.path.dirname(script))
         _, status, usage = os.wait4(process.pid, 0)
@@ -62,39 +75,58 @@ def measure(program, script):
         if process.returncode != 0:
             sys.exit("%s ended with %d" % (script, process.returncode))
         seconds = min(seconds, usage.ru_utime + usage.ru_stime)
-        peak = usage.ru_maxrss * 1024
-    return seconds, peak
+    return seconds
+
+
+def measure_memory(program, script):
+    """The peak memory in bytes. A small program starts the process, because memory before its start counts too."""
+    process = subprocess.run(["/usr/bin/time", "-f", "%M", program, script], stdout=subprocess.DEVNULL,
+                             stderr=subprocess.PIPE, text=True, cwd=os.path.dirname(script), check=True)
+    return int(process.stderr.split()[-1]) * 1024
+
+
+def slope(points):
+    """Of the line that fits the points best."""
+    mean_x, mean_y = (sum(values) / len(points) for values in zip(*points))
+    return sum((x - mean_x) * (y - mean_y) for x, y in points) / sum((x - mean_x) ** 2 for x, _ in points)
 
 
 def main():
     program = os.path.abspath(sys.argv[1])
-    scale = 4 if "--quick" in sys.argv else 1
-    print("| shape | largest script | time | exponent | wanted | bytes a byte |")
-    print("| --- | --- | --- | --- | --- | --- |")
+    print("| shape | a megabyte in one | exponent | bytes a byte |")
+    print("| --- | --- | --- | --- |")
     failed = False
     with tempfile.TemporaryDirectory() as folder:
         script = os.path.join(folder, "script")
 
-        def measure_lines(lines):
+        def write(lines):
             with open(script, "w") as file:
                 file.write("\n".join(lines) + "\n")
-            return measure(program, script)
 
-        start, floor = measure_lines([])
-        for name, shape, smallest, wanted in SHAPES:
-            times = []
-            for i in range(SIZES):
-                seconds, peak = measure_lines(shape(max(10, smallest // scale) << i))
-                times.append(max(seconds - start, 1e-4))
-            size = os.path.getsize(script)
-            # the slope over the last two doublings, where the fixed cost matters least
-            exponent = math.log2(times[-1] / times[-3]) / 2
-            failed = failed or exponent > wanted + 0.3
-            # a small script says nothing about memory
-            memory = "%.0f" % (max(0, peak - floor) / size) if size > 50_000 else "-"
-            print("| %s | %d KB | %.2f s | %.2f | %d | %s |" %
-                  (name, size // 1000, times[-1], exponent, wanted, memory))
-    sys.exit(1 if failed else 0)
+        def fit(shape, copies):
+            """The exponent, from as much input in lines of different lengths."""
+            points = []
+            for size in SIZES:
+                write(shape(size) * (copies * SIZES[-1] // size))
+                points.append((math.log(size), math.log(max(measure_time(program, script) - start, 1e-4))))
+            return 1 + slope(points)
+
+        write([])
+        start, floor = measure_time(program, script), measure_memory(program, script)
+        for name, shape in SHAPES:
+            write(shape(SIZES[-1]))
+            longest = max(measure_time(program, script) - start, 1e-4)
+            memory = (measure_memory(program, script) - floor) / os.path.getsize(script)
+            # Cheap shapes are repeated until they take long enough to be timed.
+            copies = min(MOST_COPIES, math.ceil(SHORTEST / longest))
+            exponent = fit(shape, copies)
+            if exponent > LARGEST_EXPONENT:  # perhaps because the machine was busy
+                exponent = fit(shape, copies)
+            failed = failed or exponent > LARGEST_EXPONENT or memory > MOST_MEMORY
+            print("| %s | %.0f ms | %.2f | %.0f |" % (name, 1000 * longest, exponent, memory), flush=True)
+    if failed:
+        sys.exit("growth.py: an exponent is above %.1f, or memory above %d bytes a byte" %
+                 (LARGEST_EXPONENT, MOST_MEMORY))
 
 
 main()

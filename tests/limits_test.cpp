@@ -229,6 +229,27 @@ TEST_F(LimitsTest, WhatIsKnownTakesItsDepthWhereItIsUsed) {
     }
 }
 
+TEST_F(LimitsTest, LongReferencesAreEvaluatedLikeShortOnes) {
+    for (const std::size_t terms : {20'000, 60'000}) { // with and without a program
+        const std::string more = Repeat("+a", terms);
+        const auto expect = [&](double a) {
+            const std::string text = s_str(static_cast<double>(terms + 1) * a).Get();
+            EXPECT_EQ(Play("r*1; (r+0)-r"), "\tScalar : " + text + "\n\tScalar : 0\n");
+        };
+        Play("a = 2; r &= a" + more);
+        for (int i = 0; i < 3; ++i) expect(2);
+        Play("a = 3");
+        expect(3);
+        const std::string nested = Repeat("(", 500) + "a" + more + Repeat(")", 500);
+        Play("s &= " + nested);
+        EXPECT_EQ(Play("(s+0) + s").substr(0, 10), "\tScalar : ");
+        state.GetLimits().SetDeepestNesting(505);
+        EXPECT_EQ(Play("(s+0)*0").substr(0, 10), "\tScalar : ");
+        EXPECT_EQ(Play("(s+0) + <<<<<<<s*1>>>>>>>").substr(0, 40), "\tError : Nested more than 505 levels dee");
+        state.GetLimits().SetDeepestNesting(Limits::DeepestNesting);
+    }
+}
+
 TEST_F(LimitsTest, ChainsToNothingTakeStepsInProportion) {
     Play("r1 &= r0+1");
     for (unsigned i = 2; i <= 400; ++i) Play("r" + std::to_string(i) + " &= r" + std::to_string(i - 1) + "+1");

@@ -75,13 +75,15 @@ public:
         return step.isLast && !m_name.IsEmpty() ? PushNamed(PopOperand(), m_name) : Outcome::WentOn;
     }
     /// Carries out a step of a program; its value may be known.
-    Outcome Accept(Program::KeptStep& kept) {
-        const Outcome outcome = Pay(kept.step);
-        if (!outcome) return outcome;
-        if (kept.step.kind == Step::Kind::Binary && ApplyFlatBinary(kept.step.op)) return Outcome::WentOn;
-        if (kept.step.kind != Step::Kind::Name && !kept.step.isConstant) return Execute(kept.step);
-        if (!HasValue(kept)) return ExecuteKept(kept);
-        m_operands.push_back(kept.value);
+    Outcome Accept(Program::KeptStep& kept, Program& program) {
+        const Step& step = kept.step;
+        if (const Outcome outcome = Pay(step); !outcome) return outcome;
+        const bool isFlat = step.kind == Step::Kind::Flat ||
+                            (step.kind == Step::Kind::Name && kept.bindings == m_evaluator.GetBindings());
+        if (isFlat) m_operands.emplace_back(*step.type, step.word);
+        else if (step.kind == Step::Kind::Name) return ReadKeptName(kept);
+        else if (step.isConstant) return ReadConstant(kept, program);
+        else if (step.kind != Step::Kind::Binary || !ApplyFlatBinary(step.op)) return Execute(step);
         return Outcome::WentOn;
     }
     /// A null value is a failure.
@@ -110,11 +112,9 @@ private:
         if (!name.IsEmpty()) return Push(Symbol::Named(std::move(value).ToObject(), name));
         return Push(value.GetFlatType() ? std::move(value) : Operand::Nameless(std::move(value).ToObject()));
     }
-    bool HasValue(const Program::KeptStep& kept) const {
-        return kept.value && (kept.step.isConstant || kept.bindings == m_evaluator.GetBindings());
-    }
     // Rare cases are not inlined, to keep the frequent ones, and the stack that a level takes, small.
-    [[gnu::noinline]] Outcome ExecuteKept(Program::KeptStep& kept);
+    [[gnu::noinline]] Outcome ReadKeptName(Program::KeptStep& kept);
+    [[gnu::noinline]] Outcome ReadConstant(Program::KeptStep& kept, Program& program);
     [[gnu::noinline]] Outcome Execute(const Step& step);
     bool ApplyFlat(const FlatCallable& callable, std::size_t operandCount);
     [[gnu::noinline]] Outcome ApplyUnary(const UnaryOverloads* overloads, std::string_view before,
@@ -145,8 +145,7 @@ public:
         constexpr std::size_t StepsBetweenPolls = 1024;
         if (m_program.steps.size() % StepsBetweenPolls == StepsBetweenPolls - 1)
             if (const Outcome outcome = m_limits.Poll(m_error); !outcome) return outcome;
-        Step& kept = m_program.steps.emplace_back(Program::KeptStep{step, {}, 0}).step;
-        if (step.kind == Step::Kind::Flat) m_program.steps.back().value = {*step.type, step.word};
+        Step& kept = m_program.steps.emplace_back(Program::KeptStep{step}).step;
         m_program.nesting = std::max(m_program.nesting, step.level);
         if (kept.kind == Step::Kind::Fault) {
             kept.text = m_program.message = step.text;
@@ -187,23 +186,32 @@ Outcome Evaluator::Executor::Execute(const Step& step) {
     return Outcome::Failed;
 }
 
-Outcome Evaluator::Executor::ExecuteKept(Program::KeptStep& kept) {
-    kept.value = {};
-    if (kept.step.kind == Step::Kind::Name) {
-        SymbolTable& symbols = m_evaluator.m_symbols;
-        const Operand* const value = symbols.Read(kept.step.text);
-        if (!value) return Execute(kept.step);
-        m_operands.push_back(*value);
-        // Any other value would be kept alive. The last result changes too often.
-        if (value->GetFlatType() && kept.step.text != SymbolTable::LastResultName) {
-            kept.value = *value;
-            kept.bindings = m_evaluator.GetBindings();
-        }
-        return Outcome::WentOn;
+Outcome Evaluator::Executor::ReadKeptName(Program::KeptStep& kept) {
+    const Operand* const value = m_evaluator.m_symbols.Read(kept.step.text);
+    if (!value) return Execute(kept.step);
+    m_operands.push_back(*value);
+    // Any other value would be kept alive. The last result changes too often.
+    if (value->GetFlatType() && kept.step.text != SymbolTable::LastResultName) {
+        kept.step.type = value->GetFlatType();
+        kept.step.word = value->GetWord();
+        kept.bindings = m_evaluator.GetBindings();
     }
-    const Outcome outcome = Execute(kept.step);
-    if (outcome && kept.step.isConstant) kept.value = TopOperand();
-    return outcome;
+    return Outcome::WentOn;
+}
+
+Outcome Evaluator::Executor::ReadConstant(Program::KeptStep& kept, Program& program) {
+    if (kept.Object() > 0) return Push(program.objects[kept.Object() - 1]);
+    if (const Outcome outcome = Execute(kept.step); !outcome) return outcome;
+    const Operand& value = TopOperand();
+    if (value.GetFlatType()) {
+        kept.step.kind = Step::Kind::Flat;
+        kept.step.type = value.GetFlatType();
+        kept.step.word = value.GetWord();
+    } else {
+        program.objects.push_back(value.ToObject());
+        kept.Object() = program.objects.size();
+    }
+    return Outcome::WentOn;
 }
 
 /// Replaces the top operands, which are flat, with the result. False if there is no callable for flat values.
@@ -324,6 +332,22 @@ Outcome Evaluator::Executor::Call(const FunctionOverloads& functions, std::strin
     return Push(Operand::Flattened(results[0]));
 }
 
+/// Whether to parse the text on each use. A program takes about 50 bytes for each character; one that does not fit into
+/// the caches runs hardly faster than its text is parsed.
+bool Evaluator::IsBetterParsed(const Expression& expression) {
+    constexpr std::size_t LongestProgram = std::size_t{1} << 16;
+    const std::string_view text = expression.GetSharedText().view;
+    return text.size() > LongestProgram && CountReferences(text) == 0;
+}
+
+Outcome Evaluator::RunOnce(Expression& expression, unsigned level, Executor& executor) {
+    m_language.Refresh();
+    const std::string_view text = expression.GetSharedText().view;
+    m_limits.Reach(level + static_cast<unsigned>(std::min<std::size_t>(Brackets::NestingOf(text), text.size())));
+    executor.Begin({&expression.GetSharedText(), nullptr}, level);
+    return Parse(text, m_limits.GetDeepestNesting(), m_language, m_memory, executor);
+}
+
 /// Runs the program of a text at a level of brackets.
 /// Inlined, because evaluation recurses through it: a processor predicts only so many returns, so chains of references
 /// are as fast as their calls are few.
@@ -331,8 +355,10 @@ Outcome Evaluator::Executor::Call(const FunctionOverloads& functions, std::strin
     const Program* const kept = expression.program.Get();
     const bool isUsable =
         kept && kept->generation == m_language.GetGeneration() && kept->deepest == m_limits.GetDeepestNesting();
-    if (!isUsable)
+    if (!isUsable) {
+        if (!kept && IsBetterParsed(expression)) return RunOnce(expression, level, executor);
         if (const Outcome outcome = ParseProgram(expression, executor.GetError()); !outcome) return outcome;
+    }
 
     Program& program = *expression.program;
     const Running running(program);
@@ -343,7 +369,7 @@ Outcome Evaluator::Executor::Call(const FunctionOverloads& functions, std::strin
         return executor.Accept(tooDeep);
     }
     for (Program::KeptStep& step : program.steps)
-        if (const Outcome outcome = executor.Accept(step); !outcome) return outcome;
+        if (const Outcome outcome = executor.Accept(step, program); !outcome) return outcome;
     return Outcome::WentOn;
 }
 

@@ -51,6 +51,8 @@ private:
     void RememberValue(Expression& expression, const Operand& value, unsigned depth, std::uint64_t steps);
     Operand RunFlat(const Expression& expression);
     void Translate(Expression& expression, std::uint64_t bindings);
+    static bool IsBetterParsed(const Expression& expression);
+    Outcome RunOnce(Expression& expression, unsigned level, Executor& executor);
     Outcome RunText(Expression& expression, unsigned level, Executor& executor);
     Outcome RunParts(Expression& expression, Executor& executor, s_str& error);
     Outcome ParseProgram(Expression& expression, s_str& error);

@@ -25,12 +25,16 @@ using BoundVariables = std::map<s_str, BoundVariable, s_text_order>;
 
 /// The parsed steps of a text. They point into the text, the registries, the operators, and the bound variables.
 struct Program {
+    /// A step, and what is known of its value. A constant literal becomes a flat step if it can. A name has the flat
+    /// value of its symbol as `type` and `word`, for the `bindings` (see `Evaluator::GetBindings`).
     struct KeptStep {
         Step step;
-        Operand value;              ///< if known: of a constant, or of a symbol with a flat value
-        std::uint64_t bindings = 0; ///< the `Evaluator::GetBindings` for which a symbol's value holds
+        std::uint64_t bindings = 0;
+        /// The object of a constant literal counts from 1 in `objects`; 0 if it is not known.
+        std::size_t& Object() { return step.argumentCount; }
     };
     std::vector<KeptStep> steps;
+    std::vector<s_refptr<Symbol>> objects;    ///< of the constant literals
     s_str message;                            ///< of the fault that ends them
     s_refptr<const BoundVariables> variables; ///< of a formula; null for a reference
     unsigned generation = 0;                  ///< of the language that it was parsed in; 0 if it must be parsed

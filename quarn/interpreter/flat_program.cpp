@@ -33,7 +33,7 @@ template <class Take> bool WithCallable(const Step& step, const FlatTypes& types
         std::vector<const s_str*> names;
         for (std::size_t i = step.argumentCount; i > 0; --i) names.push_back(&typeAt(i));
         const Function* const callable = step.functions->Find(names);
-        return callable && take(*callable, step.argumentCount);
+        return callable && take(*callable, static_cast<unsigned>(step.argumentCount));
     }
     default: return false;
     }
@@ -50,6 +50,7 @@ void FlatProgram::Translate(const Program& program, State& state, SymbolTable& s
 bool FlatProgram::TranslateSteps(const Program& program, State& state, SymbolTable& symbols, const Language& language,
                                  std::uint64_t bindings) {
     m_steps.clear();
+    if (program.steps.size() > MostSteps) return false;
     m_depth = program.nesting;
     FlatTypes types; // of the operands on the stack
     const auto push = [&](const Step& step, const FlatType* type) {
@@ -81,14 +82,19 @@ bool FlatProgram::TranslateSteps(const Program& program, State& state, SymbolTab
         const Function* const callable = functions ? functions->Find({}) : nullptr;
         return callable && call(*callable, 0);
     };
-    for (const auto& [step, value, valueBindings] : program.steps) {
-        const bool isTranslated =
-            step.kind == Quarn::Step::Kind::Variable
-                ? push({Step::Kind::Variable, 0, {.variable = step.variable}}, step.variable->type)
-            : value.GetFlatType() ? push({Step::Kind::Value, 0, {.value = value.GetWord()}}, value.GetFlatType())
-            : step.kind == Quarn::Step::Kind::Name ? name(step.text)
-                                                   : WithCallable(step, types, call);
-        if (!isTranslated) return false;
+    const auto translate = [&](const Quarn::Step& step, bool isKnown) {
+        if (isKnown) return push({Step::Kind::Value, 0, {.value = step.word}}, step.type);
+        switch (step.kind) {
+        case Quarn::Step::Kind::Variable:
+            return push({Step::Kind::Variable, 0, {.variable = step.variable}}, step.variable->type);
+        case Quarn::Step::Kind::Name: return name(step.text);
+        default: return WithCallable(step, types, call);
+        }
+    };
+    for (const auto& [step, stepBindings] : program.steps) {
+        const bool isName = step.kind == Quarn::Step::Kind::Name;
+        if (!translate(step, step.kind == Quarn::Step::Kind::Flat || (isName && stepBindings == bindings)))
+            return false;
     }
     m_result = types.back();
     // A formula that is nothing but a reference gives the reference.

@@ -45,6 +45,7 @@ private:
         };
     };
     static constexpr std::size_t MostOperands = 32;
+    static constexpr std::size_t MostSteps = 512; ///< fewer than the limits let pass without a closer look
 
     bool TranslateSteps(const Program& program, State& state, SymbolTable& symbols, const Language& language,
                         std::uint64_t bindings);

@@ -71,7 +71,7 @@ struct ParserMemory::Open {
     std::size_t waiting = 0;                      ///< where the waiting operators of a text begin
     std::string_view name = {};                   ///< of the called function
     const FunctionOverloads* functions = nullptr; ///< of that name
-    unsigned argumentCount = 0;
+    std::size_t argumentCount = 0;
 };
 
 ParserMemory::ParserMemory() = default;

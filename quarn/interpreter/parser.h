@@ -24,7 +24,6 @@ struct Step {
     bool isLast = false;     ///< gives the value of the expression
     bool isConstant = false; ///< a literal that depends on nothing but its text
     unsigned level = 0;      ///< of brackets around it
-    unsigned argumentCount = 0;
     std::string_view text;
     union {
         const Constructor* constructor = nullptr;
@@ -33,7 +32,10 @@ struct Step {
         const struct BoundVariable* variable;
         const FlatType* type;
     };
-    Word word = 0;
+    union {
+        Word word = 0;
+        std::size_t argumentCount;
+    };
 };
 
 /// Receives the steps of an expression as they are found, in the order of evaluation. The text of a fault is valid
