@@ -27,6 +27,8 @@ def nest(opening, middle, closing, levels):
     return opening * levels + middle + closing * levels
 
 
+DEEP_VECTOR = nest("<", "1", ">", 300)
+
 # (name, the lines of a length)
 SHAPES = [
     ("additions", lambda n: [repeat("1+", n) + "1"]),
@@ -42,7 +44,7 @@ SHAPES = [
     ("round brackets around a long text", lambda n: [nest("(", repeat("1+", n) + "1", ")", 900)]),
     ("square brackets", lambda n: ["v = <1>", repeat("v[0]+", n) + "1"]),
     ("angle brackets", lambda n: [repeat("<1>+", n) + "<1>"]),
-    ("angle brackets within one another", lambda n: [repeat(nest("<", "1", ">", 300) + "+", n) + nest("<", "1", ">", 300)]),
+    ("angle brackets within one another", lambda n: [repeat(DEEP_VECTOR + "+", n) + DEEP_VECTOR]),
     ("brackets that never close", lambda n: [repeat("(", n)]),
     ("a vector", lambda n: ["v = <" + repeat("1.25,", n) + "1>"]),
     ("a vector of pairs", lambda n: ["v = <" + repeat("<1.2345678,2>,", n) + "<1,2>>"]),
@@ -60,7 +62,8 @@ SHAPES = [
     ("a reference that has no value", lambda n: ["u &= " + repeat("1+", n) + "x"]),
     ("operations that are kept", lambda n: ["y = &" + repeat("x", n // 2), "(y+1)*2-y"]),
     ("nested brackets, kept", lambda n: ["u &= x" + nest("(", "1", ")", n // 2) + "y", "u+1"]),
-    ("plain text around a bracket, kept", lambda n: ["u &= " + repeat("x", n // 2) + "(1)" + repeat("x", n // 2), "u+1"]),
+    ("plain text around a bracket, kept",
+     lambda n: ["u &= " + repeat("x", n // 2) + "(1)" + repeat("x", n // 2), "u+1"]),
     ("constructors around a text", lambda n: [nest("Reference(", repeat("a", n), ")", 999)]),
 ]
 

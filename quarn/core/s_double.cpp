@@ -63,7 +63,9 @@ char* WriteFixed(char* text, double number) {
     static constexpr std::array Bounds{1e-4, 1e-3, 1e-2, 1e-1, 1e0,  1e1,  1e2,  1e3,  1e4,  1e5,
                                        1e6,  1e7,  1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
     int point = exponent * LogOfTwo / (1 << 16) + (exponent < 0 ? 0 : 1);
-    if (number >= Bounds[static_cast<std::size_t>(point + 4)]) ++point;
+    constexpr int First = -4; // the power of ten of the first bound
+    const int bound = point - First;
+    if (number >= Bounds[static_cast<std::size_t>(bound)]) ++point;
     std::int64_t value = firstDigits(point);
     while (static_cast<double>(value) >= SmallestLonger) value = firstDigits(++point);
 

@@ -55,8 +55,8 @@ struct Cut {
 /// encloses.
 ///
 /// Separators are found by a class with two members. `Match(text, position)` gives the length of the separator that
-/// starts at the position, or 0; no separator starts with a bracket. `SkipPlain(text, position)` gives the first position
-/// from there on where a separator may start, or a bracket stands.
+/// starts at the position, or 0; no separator starts with a bracket. `SkipPlain(text, position)` gives the first
+/// position from there on where a separator may start, or a bracket stands.
 class Brackets {
 public:
     static constexpr std::size_t None = std::string_view::npos;

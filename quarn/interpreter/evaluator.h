@@ -1,14 +1,14 @@
 #pragma once
 
-#include "quarn/interpreter/dispatcher.h"
+#include "quarn/interpreter/executor.h"
 
 namespace Quarn {
 
-/// Evaluates expressions: carries out their steps on a stack of operands until one fails.
+/// Evaluates expressions: has their steps carried out until one fails, and remembers what they come to.
 class Evaluator {
 public:
     Evaluator(State& state, Limits& limits, Language& language, SymbolTable& symbols, Dispatcher& dispatcher)
-        : m_state(state), m_limits(limits), m_language(language), m_symbols(symbols), m_dispatcher(dispatcher) {}
+        : m_work{state, limits, language, symbols, dispatcher} {}
 
     /// Evaluates a text like `State::ParseSymbol`, but takes no level of nesting.
     Operand Evaluate(const s_str& name, std::string_view expression, s_str& error, bool allowNew);
@@ -21,7 +21,7 @@ public:
 
     /// The value of `name:Type(text)`.
     s_refptr<Symbol> Construct(const Constructor& constructor, const s_str& name, std::string_view text, s_str& error) {
-        return m_dispatcher.Calling(constructor)(m_state, name, text, false, error);
+        return m_work.dispatcher.Calling(constructor)(m_work.state, name, text, false, error);
     }
     /// The text for an expression. A large part of the text that is being evaluated shares its memory.
     SharedText ShareText(std::string_view text) const;
@@ -29,23 +29,14 @@ public:
     Brackets::Memory& GetBrackets() { return m_memory.brackets; }
 
 private:
-    class Executor;
     class Recorder;
 
-    /// The text that the argument of a constructor is part of, and the variables that it may name.
-    struct Source {
-        const SharedText* text = nullptr; ///< null for a line
-        const BoundVariables* variables = nullptr;
-    };
-
     /// Counts the changes of everything that an evaluation depends on, and the statements.
-    std::uint64_t GetMoment() const { return m_dispatcher.GetChanges() + m_limits.GetBegun(); }
-    /// Counts the changes of what names other than "_", and operators, stand for.
-    std::uint64_t GetBindings() const { return m_symbols.GetNamedChanges() + m_language.GetGeneration(); }
+    std::uint64_t GetMoment() const { return m_work.dispatcher.GetChanges() + m_work.limits.GetBegun(); }
     bool Knows(const Expression& expression, unsigned level) const {
         const Expression::Known& known = expression.known;
-        return known.moment == (known.isFailure ? m_dispatcher.GetChanges() : GetMoment()) &&
-               level + known.depth <= m_limits.GetRemainingLevels();
+        return known.moment == (known.isFailure ? m_work.dispatcher.GetChanges() : GetMoment()) &&
+               level + known.depth <= m_work.limits.GetRemainingLevels();
     }
     Operand Recall(const Expression::Known& known) const;
     void RememberValue(Expression& expression, const Operand& value, unsigned depth, std::uint64_t steps);
@@ -57,14 +48,8 @@ private:
     Outcome RunParts(Expression& expression, Executor& executor, s_str& error);
     Outcome ParseProgram(Expression& expression, s_str& error);
 
-    State& m_state;
-    Limits& m_limits;
-    Language& m_language;
-    SymbolTable& m_symbols;
-    Dispatcher& m_dispatcher;
+    Workspace m_work;
     ParserMemory m_memory;
-    std::vector<Operand> m_operands; ///< a stack, shared by all evaluations under way
-    Source m_source;                 ///< of the innermost constructor
 };
 
 } // namespace Quarn

@@ -26,7 +26,7 @@ using BoundVariables = std::map<s_str, BoundVariable, s_text_order>;
 /// The parsed steps of a text. They point into the text, the registries, the operators, and the bound variables.
 struct Program {
     /// A step, and what is known of its value. A constant literal becomes a flat step if it can. A name has the flat
-    /// value of its symbol as `type` and `word`, for the `bindings` (see `Evaluator::GetBindings`).
+    /// value of its symbol as `type` and `word`, for the `bindings` (see `Workspace::GetBindings`).
     struct KeptStep {
         Step step;
         std::uint64_t bindings = 0;
@@ -43,7 +43,7 @@ struct Program {
     unsigned references = 0;                  ///< how many levels of references it certainly evaluates
     unsigned runs = 0;                        ///< how many evaluations of it are under way
     FlatProgram flat;                         ///< once it is worth it, see `Evaluator::Translate`
-    std::uint64_t lastBindings = 0;           ///< the `Evaluator::GetBindings` of the last evaluation
+    std::uint64_t lastBindings = 0;           ///< the `Workspace::GetBindings` of the last evaluation
     s_refptr<Program> before;                 ///< a program that this one replaced while it was running
 };
 

@@ -20,7 +20,7 @@ struct Program;
 /// run, and holds until a symbol other than the last result, or a registry, changes.
 class FlatProgram {
 public:
-    /// Translates the program, to hold for these bindings (see `Evaluator::GetBindings`). Without success it does not
+    /// Translates the program, to hold for these bindings (see `Workspace::GetBindings`). Without success it does not
     /// hold for any.
     void Translate(const Program& program, State& state, SymbolTable& symbols, const Language& language,
                    std::uint64_t bindings);

@@ -1,0 +1,167 @@
+#include "quarn/interpreter/executor.h"
+
+#include "quarn/types/reference.h"
+
+namespace Quarn {
+
+namespace {
+
+Outcome FailWithoutOverload(const FunctionOverloads& functions, std::string_view name, std::string_view signature,
+                            s_str& error) {
+    s_str message =
+        "\tError : No matching function call to :\n\t\t  " + s_str(name) + signature + "\n\t\tPossible candidates :";
+    for (const auto& [candidate, function] : functions) message += "\n\t\t  " + s_str(name) + candidate;
+    return Fail(error, message);
+}
+
+} // namespace
+
+/// Literals, symbols and operators give their value the name that was asked for; functions and constructors do not, so
+/// `x = sqrt(4)` shows "2". Pinned by the transcript "statements".
+Outcome Executor::Execute(const Step& step) {
+    const s_str& name = step.isLast ? m_name : Nameless();
+    switch (step.kind) {
+    case Step::Kind::Fault: return Fail(m_error, step.text);
+    case Step::Kind::Flat: break; // see `Accept`
+    case Step::Kind::Literal: return Construct(step, name, true);
+    case Step::Kind::Construct: return Construct(step, Nameless(), false);
+    case Step::Kind::Name: return ReadName(step, name);
+    case Step::Kind::Variable: return Push({*step.variable->type, step.variable->read(step.variable->address)});
+    case Step::Kind::Call: return Call(*step.functions, step.text, step.argumentCount);
+    case Step::Kind::LeftUnary: return ApplyUnary(step.op->leftUnary, {}, step.text, name);
+    case Step::Kind::RightUnary: return ApplyUnary(step.op->rightUnary, step.text, {}, name);
+    case Step::Kind::Index:
+    case Step::Kind::Binary: return Dispatch(step, name);
+    }
+    return Outcome::Failed;
+}
+
+Outcome Executor::ReadKeptName(Program::KeptStep& kept) {
+    const Operand* const value = m_work.symbols.Read(kept.step.text);
+    if (!value) return Execute(kept.step);
+    m_operands.push_back(*value);
+    // Any other value would be kept alive. The last result changes too often.
+    if (value->GetFlatType() && kept.step.text != SymbolTable::LastResultName) {
+        kept.step.type = value->GetFlatType();
+        kept.step.word = value->GetWord();
+        kept.bindings = m_work.GetBindings();
+    }
+    return Outcome::WentOn;
+}
+
+Outcome Executor::ReadConstant(Program::KeptStep& kept, Program& program) {
+    if (kept.Object() > 0) return Push(program.objects[kept.Object() - 1]);
+    if (const Outcome outcome = Execute(kept.step); !outcome) return outcome;
+    const Operand& value = TopOperand();
+    if (value.GetFlatType()) {
+        kept.step.kind = Step::Kind::Flat;
+        kept.step.type = value.GetFlatType();
+        kept.step.word = value.GetWord();
+    } else {
+        program.objects.push_back(value.ToObject());
+        kept.Object() = program.objects.size();
+    }
+    return Outcome::WentOn;
+}
+
+/// Replaces the top operands, which are flat, with the result. False if there is no callable for flat values.
+bool Executor::ApplyFlat(const FlatCallable& callable, std::size_t operandCount) {
+    constexpr std::size_t Most = 4;
+    if (!callable || operandCount > Most) return false;
+    const FlatType& type = *callable.result;
+    std::array<Word, Most> words;
+    for (std::size_t i = operandCount; i > 0; --i) {
+        words[i - 1] = TopOperand().GetWord();
+        m_operands.pop_back();
+    }
+    m_operands.emplace_back(type, callable.call(words.data()));
+    return true;
+}
+
+Outcome Executor::ApplyUnary(const UnaryOverloads* overloads, std::string_view before, std::string_view after,
+                             const s_str& name) {
+    const Operand operand = PopOperand();
+    return PushNamed(m_work.dispatcher.ApplyUnary(overloads, operand, before, after, m_error), name);
+}
+
+Outcome Executor::Dispatch(const Step& step, const s_str& name) {
+    Dispatcher& dispatcher = m_work.dispatcher;
+    const Operand right = PopOperand();
+    const Operand left = PopOperand();
+    return PushNamed(step.op ? dispatcher.ApplyBinary(*step.op, left, right, m_error)
+                             : dispatcher.ApplyBinary(step.text, left, right, m_error),
+                     name);
+}
+
+Outcome Executor::Construct(const Step& step, const s_str& name, bool isLiteral) {
+    const struct Inner {
+        Source& innermost;
+        const Source outer;
+        Inner(Source& current, Source source) : innermost(current), outer(std::exchange(current, source)) {}
+        ~Inner() { innermost = outer; }
+    } inner(m_work.source, m_source);
+    const Constructor& constructor = *step.constructor;
+    s_refptr<Symbol> value = (step.isConstant ? constructor : m_work.dispatcher.Calling(constructor))(
+        m_work.state, name, step.text, isLiteral, m_error);
+    return Push(Operand::Flattened(std::move(value)));
+}
+
+Outcome Executor::ReadName(const Step& step, const s_str& name) {
+    const std::string_view text = step.text;
+    if (m_source.variables) {
+        if (const auto found = m_source.variables->find(text); found != m_source.variables->end())
+            return Push({*found->second.type, found->second.read(found->second.address)});
+    }
+    if (const Operand* value = m_work.symbols.Read(text)) {
+        if (name.IsEmpty()) {
+            m_operands.push_back(*value);
+            return Outcome::WentOn;
+        }
+        s_refptr<Symbol> object = value->ToObject();
+        if (object->GetType() == Symbol::TypeName) AppendMessage(m_error, "\tWarning : 'Symbol=Symbol' does nothing");
+        return Push(Symbol::Named(std::move(object), name));
+    }
+    if (text == SymbolTable::LastResultName)
+        return Fail(m_error, "\tError : Unable to parse expression '_', no operator found");
+    const Registry& registry = m_work.language.GetRegistry();
+    if (const FunctionOverloads* functions = m_work.language.FindFunctions(text)) return Call(*functions, text, 0);
+    if (const Constructor* constructor = FindIn(registry.constructors, text))
+        return Push(m_work.dispatcher.Calling(*constructor)(m_work.state, Nameless(), {}, false, m_error));
+    // Only a text that is a single name makes a new symbol, and only if it gets no other name: `a = b` needs a `b`.
+    if (name.IsEmpty() && m_allowNew && step.isLast && step.level == 0) return Push(make_refptr<Symbol>(text));
+    return Fail(m_error, "\tError : Unknown symbol '" + s_str(text) + "'");
+}
+
+Outcome Executor::Call(const FunctionOverloads& functions, std::string_view name, std::size_t argumentCount) {
+    const std::size_t first = m_operands.size() - argumentCount;
+    std::array<const s_str*, 8> few;
+    std::vector<const s_str*> many(argumentCount > few.size() ? argumentCount : 0);
+    const std::span<const s_str*> types = many.empty() ? std::span(few).first(argumentCount) : std::span(many);
+    bool areFlat = true;
+    for (std::size_t i = 0; i < argumentCount; ++i) {
+        if (Reference::In(m_operands[first + i])) {
+            const Operand reference = m_operands[first + i]; // the stack may move
+            Operand value = Reference::Resolve(reference, m_error);
+            if (!value) return Push({});
+            m_operands[first + i] = std::move(value);
+        }
+        const Operand& argument = m_operands[first + i];
+        if (!argument.GetFlatType()) areFlat = false;
+        types[i] = &Reference::TypeOfResolved(argument);
+    }
+    const Function* function = functions.Find(types);
+    if (!function) return FailWithoutOverload(functions, name, SignatureOf(types), m_error);
+    m_work.dispatcher.Calling(*function);
+    if (areFlat && ApplyFlat(function->flat, argumentCount)) return Outcome::WentOn;
+
+    Values arguments;
+    for (std::size_t i = first; i < m_operands.size(); ++i) arguments.PushBack(std::move(m_operands[i]).ToObject());
+    m_operands.resize(first);
+    Values results;
+    if (!(*function)(m_work.state, arguments, results, m_error)) return Push({});
+    if (results.Count() != 1)
+        return Fail(m_error, "\tError : Multiple return values for function is not yet supported");
+    return Push(Operand::Flattened(results[0]));
+}
+
+} // namespace Quarn

@@ -1,0 +1,139 @@
+#pragma once
+
+#include "quarn/interpreter/dispatcher.h"
+
+namespace Quarn {
+
+/// The text that the argument of a constructor is part of, and the variables that it may name.
+struct Source {
+    const SharedText* text = nullptr; ///< null for a line
+    const BoundVariables* variables = nullptr;
+};
+
+/// What all evaluations of a state share.
+struct Workspace {
+    State& state;
+    Limits& limits;
+    Language& language;
+    SymbolTable& symbols;
+    Dispatcher& dispatcher;
+    std::vector<Operand> operands = {}; ///< a stack, for all evaluations under way
+    Source source = {};                 ///< of the innermost constructor
+
+    /// Counts the changes of what names other than "_", and operators, stand for.
+    std::uint64_t GetBindings() const { return symbols.GetNamedChanges() + language.GetGeneration(); }
+};
+
+/// The name of a value that has none.
+inline const s_str& Nameless() {
+    static const s_str empty;
+    return empty;
+}
+
+/// Carries out steps on its own part of the stack of operands.
+class Executor final : public StepSink {
+    using Values = s_ctnr_t<s_refptr<Symbol>, std::vector<s_refptr<Symbol>>>;
+
+public:
+    Executor(Workspace& work, const s_str& name, s_str& error, bool allowNew)
+        : m_work(work), m_operands(work.operands), m_base(work.operands.size()), m_name(name), m_error(error),
+          m_allowNew(allowNew) {}
+    Executor(const Executor&) = delete;
+    Executor& operator=(const Executor&) = delete;
+    ~Executor() {
+        while (m_operands.size() > m_base) m_operands.pop_back();
+        constexpr std::size_t MostKept = 4096; // a call with a million arguments should not keep their memory
+        if (m_base == 0 && m_operands.capacity() > MostKept) std::vector<Operand>().swap(m_operands);
+    }
+
+    s_str& GetError() { return m_error; }
+    /// The next steps come from this text, which is at this level of brackets.
+    void Begin(Source source, unsigned level) {
+        m_source = source;
+        m_level = level;
+    }
+    Outcome Accept(const Step& step) override {
+        if (const Outcome outcome = Pay(step); !outcome) return outcome;
+        // The most frequent cases, without a look at anything else.
+        if (step.kind == Step::Kind::Flat) m_operands.emplace_back(*step.type, step.word);
+        else if (step.kind != Step::Kind::Binary || !ApplyFlatBinary(step.op)) return Execute(step);
+        return step.isLast && !m_name.IsEmpty() ? PushNamed(PopOperand(), m_name) : Outcome::WentOn;
+    }
+    /// Carries out a step of a program; its value may be known.
+    Outcome Accept(Program::KeptStep& kept, Program& program) {
+        const Step& step = kept.step;
+        if (const Outcome outcome = Pay(step); !outcome) return outcome;
+        const bool isFlat =
+            step.kind == Step::Kind::Flat || (step.kind == Step::Kind::Name && kept.bindings == m_work.GetBindings());
+        if (isFlat) m_operands.emplace_back(*step.type, step.word);
+        else if (step.kind == Step::Kind::Name) return ReadKeptName(kept);
+        else if (step.isConstant) return ReadConstant(kept, program);
+        else if (step.kind != Step::Kind::Binary || !ApplyFlatBinary(step.op)) return Execute(step);
+        return Outcome::WentOn;
+    }
+    /// A null value is a failure.
+    Outcome Push(Operand&& value) {
+        if (!value) return m_work.limits.OutcomeOf(false, m_error);
+        m_operands.push_back(std::move(value));
+        return Outcome::WentOn;
+    }
+    Operand PopOperand() {
+        Operand operand = std::move(m_operands.back());
+        m_operands.pop_back();
+        return operand;
+    }
+
+private:
+    const Operand& TopOperand() const { return m_operands.back(); }
+    /// Charges the step and the levels of brackets around it to the limits.
+    Outcome Pay(const Step& step) {
+        Limits& limits = m_work.limits;
+        if (const Outcome outcome = limits.Spend(1, m_error); !outcome) return outcome;
+        if (m_level + step.level > limits.GetRemainingLevels()) return limits.AbandonTooDeep(m_error);
+        return Outcome::WentOn;
+    }
+    Outcome PushNamed(Operand&& value, const s_str& name) {
+        if (!value) return Push({});
+        if (!name.IsEmpty()) return Push(Symbol::Named(std::move(value).ToObject(), name));
+        return Push(value.GetFlatType() ? std::move(value) : Operand::Nameless(std::move(value).ToObject()));
+    }
+    // Rare cases are not inlined, to keep the frequent ones, and the stack that a level takes, small.
+    [[gnu::noinline]] Outcome ReadKeptName(Program::KeptStep& kept);
+    [[gnu::noinline]] Outcome ReadConstant(Program::KeptStep& kept, Program& program);
+    [[gnu::noinline]] Outcome Execute(const Step& step);
+    bool ApplyFlat(const FlatCallable& callable, std::size_t operandCount);
+    [[gnu::noinline]] Outcome ApplyUnary(const UnaryOverloads* overloads, std::string_view before,
+                                         std::string_view after, const s_str& name);
+    bool ApplyFlatBinary(const Operator* op);
+    [[gnu::noinline]] Outcome Dispatch(const Step& step, const s_str& name);
+    [[gnu::noinline]] Outcome Construct(const Step& step, const s_str& name, bool isLiteral);
+    [[gnu::noinline]] Outcome ReadName(const Step& step, const s_str& name);
+    [[gnu::noinline]] Outcome Call(const FunctionOverloads& functions, std::string_view name,
+                                   std::size_t argumentCount);
+
+    Workspace& m_work;
+    std::vector<Operand>& m_operands;
+    const std::size_t m_base;
+    const s_str& m_name;
+    s_str& m_error;
+    const bool m_allowNew;
+    Source m_source;
+    unsigned m_level = 0;
+};
+
+/// Replaces the top two operands with the result. False if they, or the callable for them, are not flat.
+inline bool Executor::ApplyFlatBinary(const Operator* op) {
+    Operand& left = m_operands[m_operands.size() - 2];
+    const Operand& right = m_operands.back();
+    if (!left.GetFlatType() || !right.GetFlatType() || !op) return false;
+    const BinaryOperator* const callable = op->FindBinary(*left.GetFlatType()->name, *right.GetFlatType()->name);
+    if (!callable || !callable->flat) return false;
+    m_work.dispatcher.Calling(*callable);
+    const std::array words{left.GetWord(), right.GetWord()};
+    m_operands.pop_back();
+    const FlatType& type = *callable->flat.result;
+    m_operands.back() = {type, callable->flat.call(words.data())};
+    return true;
+}
+
+} // namespace Quarn
