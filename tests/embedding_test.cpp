@@ -478,6 +478,26 @@ TEST_F(Embedding, EveryChangeEndsWhatIsKnown) {
     }
 }
 
+TEST_F(Embedding, ReferencesOfAnotherStateAreEvaluatedAnew) {
+    State other;
+    int calls = 0;
+    Binding(other).Function("next", [&] { return static_cast<double>(++calls); });
+    state.Set("r", *other.Evaluate("&(next()+0)"));
+    Play("z &= r*1; y &= sqrt(r*r)");
+    calls = 0;
+    for (int i = 1; i < 8; i += 2)
+        EXPECT_EQ(*state.Evaluate<double>("z+100*z"), 100 * i + i + 1); // the right operand first
+    calls = 0;
+    EXPECT_EQ(*state.Evaluate<double>("max(r, 0)+100*max(r, 0)"), 201);
+    Binding(state).Function("bump", [&] { return *other.Get<double>("x") * 0 + (other.Set("x", 5.0), 0.0); });
+    other.Set("x", 1.0);
+    state.Set("r", *other.Evaluate("&(x+1)"));
+    for (int i = 0; i < 3; ++i) {
+        other.Set("x", 1.0);
+        EXPECT_EQ(*state.Evaluate<double>("(z+0)+bump()+z"), 8);
+    }
+}
+
 TEST_F(Embedding, OnlyTheTextOfAFormulaSeesItsVariables) {
     const double x = 50;
     state.Set("x", 1.0);

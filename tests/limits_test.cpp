@@ -213,6 +213,15 @@ TEST_F(LimitsTest, WebsOfReferencesCostTheirSize) {
     EXPECT_EQ(Play("?w4"), "\tReference : w4 = ((unknown+unknown)+unknown)+(unknown+unknown)\n");
 }
 
+TEST_F(LimitsTest, LongChainsCostTheirLengthEachTime) {
+    Play("r0 = 1");
+    for (int i = 1; i <= 990; ++i) Play("r" + std::to_string(i) + " &= r" + std::to_string(i - 1) + "+1");
+    for (int i = 0; i < 4; ++i) { // first step by step, then translated
+        EXPECT_EQ(Play("r990"), "\tScalar : 991\n");
+        EXPECT_LE(StepsOf(state, output, "r990"), 3'000u);
+    }
+}
+
 TEST_F(LimitsTest, WhatIsKnownTakesItsDepthWhereItIsUsed) {
     Play("r0 = 1");
     for (int i = 1; i <= 600; ++i) Play("r" + std::to_string(i) + " &= r" + std::to_string(i - 1) + "+1");

@@ -78,9 +78,9 @@ public:
     Brackets(const Brackets&) = delete;
     Brackets& operator=(const Brackets&) = delete;
 
-    /// Whether each bracket of the text, of whatever kind, has its partner, and pairs lie within one another or side by
-    /// side. Then no part without a fault can be cut into parts that have one. Unknown, that is false, for a text that
-    /// is a part of another.
+    /// Whether each bracket of the text, of whatever kind, has its partner, and all pairs lie within one another or
+    /// side by side. Then what is cut out between separators, or between two partners, has no fault. False for a text
+    /// that is a part of another, of which this is not known.
     bool AreBalanced();
     /// The partner of the opening bracket at a position of the part; `None` if it is not in the part.
     std::size_t FindPartner(std::string_view part, std::size_t position);

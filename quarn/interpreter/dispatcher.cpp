@@ -2,7 +2,6 @@
 
 #include "quarn/interpreter/rewriting.h"
 #include "quarn/interpreter/text_writer.h"
-#include "quarn/types/reference.h"
 
 namespace Quarn {
 
@@ -87,7 +86,7 @@ Operand Dispatcher::ApplyBinary(std::string_view op, const Operand& left, const 
 }
 
 Operand Dispatcher::ApplyToReferences(const Operator& op, const Operand& left, const Operand& right, s_str& error) {
-    const Operand leftValue = Reference::Resolve(left, error);
+    const Operand leftValue = Resolve(left, error);
     if (!leftValue) return {};
     const bool isKept = op.binary && Reference::In(leftValue);
     if (Reference::In(right)) {
@@ -95,7 +94,7 @@ Operand Dispatcher::ApplyToReferences(const Operator& op, const Operand& left, c
         if (!isKept && !(op.binary && FindIn(*op.binary, Reference::TypeOfResolved(leftValue))))
             return FailWithoutMatch({left, leftValue}, op.text, right, error);
     }
-    const Operand rightValue = Reference::Resolve(right, error);
+    const Operand rightValue = Resolve(right, error);
     if (!rightValue) return {};
     if (isKept || Reference::In(rightValue))
         return KeepOperation({left, leftValue}, op.text, {right, rightValue}, error);
@@ -109,7 +108,7 @@ Operand Dispatcher::ApplyToReferences(const Operator& op, const Operand& left, c
 
 Operand Dispatcher::ApplyUnary(const UnaryOverloads* overloads, const Operand& operand, std::string_view before,
                                std::string_view after, s_str& error) {
-    const Operand value = Reference::Resolve(operand, error);
+    const Operand value = Resolve(operand, error);
     if (!value) return {};
     const UnaryOperator* callable = overloads ? FindIn(*overloads, Reference::TypeOfResolved(value)) : nullptr;
     if (!callable) return FailWithoutMatch({operand, value}, before, after, error);
@@ -154,7 +153,7 @@ Outcome Dispatcher::FailWithoutMatch(const ResolvedOperand& left, std::string_vi
     // A circle is no error here any more: it is shown as the reference that it is.
     const Operand value = [&] {
         Limits::PrivateError unseen(m_limits);
-        return Reference::Resolve(rightOperand, unseen.text);
+        return Resolve(rightOperand, unseen.text);
     }();
     const ResolvedOperand right{rightOperand, value ? value : rightOperand};
     s_str message =

@@ -3,6 +3,7 @@
 #include "quarn/interpreter/expression.h"
 #include "quarn/interpreter/limits.h"
 #include "quarn/interpreter/symbol_table.h"
+#include "quarn/types/reference.h"
 
 namespace Quarn {
 
@@ -28,6 +29,14 @@ public:
         return callable;
     }
     std::uint64_t GetImpureCalls() const { return m_impureCalls; }
+    /// Like `Reference::Resolve`. A reference of another state counts as an impure call: nobody tells this one what
+    /// changes there.
+    Operand Resolve(const Operand& value, s_str& error) {
+        const Reference* const reference = Reference::In(value);
+        if (!reference) return value;
+        if (&reference->GetState() != &m_state) ++m_impureCalls;
+        return Reference::Resolve(value, error);
+    }
     /// Counts the changes of everything that an evaluation depends on.
     std::uint64_t GetChanges() const { return m_symbols.GetChanges() + m_language.GetGeneration(); }
 

@@ -122,9 +122,12 @@ Operand Evaluator::Evaluate(Expression& expression, s_str& error) {
         return Recall(expression.known);
     }
     const std::uint64_t moment = GetMoment();
-    if (Operand value = RunFlat(expression)) {
-        expression.known = {moment, value.GetFlatType(), value.GetWord(), expression.program->flat.GetDepth()};
-        return value;
+    Operand flat;
+    if (const Outcome outcome = RunFlat(expression, flat, error)) {
+        expression.known = {moment, flat.GetFlatType(), flat.GetWord(), expression.program->flat.GetDepth()};
+        return flat;
+    } else if (outcome.IsAbandoned()) {
+        return {};
     }
     const std::uint64_t bindings = m_work.GetBindings();
     const std::uint64_t impureCalls = m_work.dispatcher.GetImpureCalls();
@@ -137,7 +140,7 @@ Operand Evaluator::Evaluate(Expression& expression, s_str& error) {
     if (expression.program) m_work.limits.Reach(expression.program->nesting);
     Operand value = outcome ? executor.PopOperand() : Operand();
     if (m_work.dispatcher.GetImpureCalls() != impureCalls) return value;
-    if (!value) {
+    if (!value) { // also if something was abandoned on the way, but not passed on: it fails again
         if (!outcome.IsAbandoned())
             expression.known = {m_work.dispatcher.GetChanges(), nullptr, 0, sounding.GetReached(), true};
     } else if (m_work.limits.GetAbandonments() == abandonments && GetMoment() == moment) {
@@ -167,15 +170,17 @@ void Evaluator::RememberValue(Expression& expression, const Operand& value, unsi
     expression.known = known;
 }
 
-/// Null if there is no flat program, or if the limits must be looked at more closely.
-Operand Evaluator::RunFlat(const Expression& expression) {
+/// Fails, without a message, if there is no flat program, or if it takes too many levels.
+Outcome Evaluator::RunFlat(const Expression& expression, Operand& value, s_str& error) {
     const s_refptr<Program> program = expression.program;
-    if (!program || !program->flat.HoldsFor(m_work.GetBindings())) return {};
+    if (!program || !program->flat.HoldsFor(m_work.GetBindings())) return Outcome::Failed;
     const FlatProgram& flat = program->flat;
+    if (flat.GetDepth() > m_work.limits.GetRemainingLevels()) return Outcome::Failed;
     Word word = 0;
-    if (flat.GetDepth() > m_work.limits.GetRemainingLevels() || !flat.Run(m_work.limits, GetMoment(), word)) return {};
+    if (const Outcome outcome = flat.Run(m_work.limits, GetMoment(), word, error); !outcome) return outcome;
     m_work.limits.Reach(flat.GetDepth());
-    return {flat.GetResultType(), word};
+    value = {flat.GetResultType(), word};
+    return Outcome::WentOn;
 }
 
 /// Translates the program if it is evaluated for the second time without a change in between: then it is worth it.
@@ -188,7 +193,8 @@ void Evaluator::Translate(Expression& expression, std::uint64_t bindings) {
 
 Operand Evaluator::EvaluateFormula(Expression& expression, s_str& error) {
     if (m_work.language.IsTesting()) return FailTesting(error);
-    if (Operand value = RunFlat(expression)) return value;
+    Operand flat;
+    if (const Outcome outcome = RunFlat(expression, flat, error); outcome || outcome.IsAbandoned()) return flat;
     const std::uint64_t bindings = m_work.GetBindings();
     Executor executor(m_work, Nameless(), error, false);
     if (!RunText(expression, 0, executor)) return {};

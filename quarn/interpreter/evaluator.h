@@ -40,7 +40,7 @@ private:
     }
     Operand Recall(const Expression::Known& known) const;
     void RememberValue(Expression& expression, const Operand& value, unsigned depth, std::uint64_t steps);
-    Operand RunFlat(const Expression& expression);
+    Outcome RunFlat(const Expression& expression, Operand& value, s_str& error);
     void Translate(Expression& expression, std::uint64_t bindings);
     static bool IsBetterParsed(const Expression& expression);
     Outcome RunOnce(Expression& expression, unsigned level, Executor& executor);

@@ -141,7 +141,7 @@ Outcome Executor::Call(const FunctionOverloads& functions, std::string_view name
     for (std::size_t i = 0; i < argumentCount; ++i) {
         if (Reference::In(m_operands[first + i])) {
             const Operand reference = m_operands[first + i]; // the stack may move
-            Operand value = Reference::Resolve(reference, m_error);
+            Operand value = m_work.dispatcher.Resolve(reference, m_error);
             if (!value) return Push({});
             m_operands[first + i] = std::move(value);
         }

@@ -1,6 +1,7 @@
 #include "quarn/interpreter/flat_program.h"
 
 #include <algorithm>
+#include <cassert>
 
 #include "quarn/interpreter/expression.h"
 #include "quarn/interpreter/limits.h"
@@ -101,8 +102,8 @@ bool FlatProgram::TranslateSteps(const Program& program, State& state, SymbolTab
     return !(program.variables && m_steps.size() == 1 && m_steps.front().kind == Step::Kind::Reference);
 }
 
-bool FlatProgram::Run(Limits& limits, std::uint64_t moment, Word& result) const {
-    if (!limits.SpendQuickly(m_steps.size())) return false;
+Outcome FlatProgram::Run(Limits& limits, std::uint64_t moment, Word& result, s_str& error) const {
+    if (const Outcome outcome = limits.Spend(m_steps.size(), error); !outcome) return outcome;
     const struct Running {
         unsigned& runs;
         explicit Running(unsigned& counted) : runs(counted) { ++runs; }
@@ -118,9 +119,11 @@ bool FlatProgram::Run(Limits& limits, std::uint64_t moment, Word& result) const 
             Expression::Known& known = step.expression->known;
             const FlatProgram& flat = step.expression->program->flat;
             if (known.moment != moment) {
-                if (!flat.HoldsFor(m_bindings) || !flat.Run(limits, moment, *end)) return false;
+                if (!flat.HoldsFor(m_bindings)) return Outcome::Failed;
+                if (const Outcome outcome = flat.Run(limits, moment, *end, error); !outcome) return outcome;
                 known = {moment, flat.m_result, *end, flat.m_depth};
             }
+            assert(known.type == flat.m_result);
             *end++ = known.word;
             break;
         }
@@ -132,7 +135,7 @@ bool FlatProgram::Run(Limits& limits, std::uint64_t moment, Word& result) const 
         }
     }
     result = operands.front();
-    return true;
+    return Outcome::WentOn;
 }
 
 } // namespace Quarn

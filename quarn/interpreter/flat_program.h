@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "quarn/interpreter/flat.h"
+#include "quarn/interpreter/outcome.h"
 
 namespace Quarn {
 
@@ -25,8 +26,9 @@ public:
     void Translate(const Program& program, State& state, SymbolTable& symbols, const Language& language,
                    std::uint64_t bindings);
     bool HoldsFor(std::uint64_t bindings) const { return m_bindings == bindings; }
-    /// Fails if it takes more steps than can be spent quickly: then the program itself must run.
-    bool Run(Limits& limits, std::uint64_t moment, Word& result) const;
+    /// Fails only if a limit ends it, or if a reference in it has no flat program any more: then nothing is abandoned,
+    /// and the program itself must run.
+    Outcome Run(Limits& limits, std::uint64_t moment, Word& result, s_str& error) const;
 
     const FlatType& GetResultType() const { return *m_result; }
     /// The levels of nesting that it takes.
@@ -45,7 +47,7 @@ private:
         };
     };
     static constexpr std::size_t MostOperands = 32;
-    static constexpr std::size_t MostSteps = 512; ///< fewer than the limits let pass without a closer look
+    static constexpr std::size_t MostSteps = 512; ///< between two looks at the limits
 
     bool TranslateSteps(const Program& program, State& state, SymbolTable& symbols, const Language& language,
                         std::uint64_t bindings);

@@ -236,6 +236,8 @@ Outcome Parser::OpenPiece(std::string_view piece, Place place) {
     if (const FlatType* type = m_language.ReadFlatLiteral(piece, word)) return EmitFlat(piece, *type, word, place);
     const auto [count, literal] = m_language.FindLiteral(piece);
     if (count > 1) return EmitAmbiguity(piece, place);
+    if (literal && literal->reader && literal->reader.read(piece, word))
+        return EmitFlat(piece, *literal->reader.type, word, place);
     if (literal) return EmitLiteral(piece, *literal, place);
     if ((!beginsWithLetter && IsName(piece)) || piece == "_") return EmitName(piece, place);
     const std::size_t parenthesis = piece.find('(');

@@ -60,7 +60,7 @@ template <class Result, class... Arguments> class Registered<Result(Arguments...
 public:
     Registered() = default;
     template <class Function>
-    requires(!std::same_as<Function, Registered> && std::is_constructible_v<Callable, Function>)
+    requires(!std::is_base_of_v<Registered, Function> && std::is_constructible_v<Callable, Function>)
         Registered(Function function)
         : m_callable(make_refptr<Callable>(std::move(function))) {}
 

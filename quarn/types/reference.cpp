@@ -73,7 +73,7 @@ Reference::~Reference() = default;
         }
     }
     if (!value) return limits.Abandon(error, reason);
-    if (In(value)) value = Resolve(value, error);
+    if (In(value)) value = interpreter.dispatcher.Resolve(value, error);
     return value ? Outcome::WentOn : Outcome::Abandoned;
 }
 
