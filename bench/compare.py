@@ -238,7 +238,7 @@ def draw(runner, rounds, quick, path):
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("orbel")
-    parser.add_argument("--rounds", type=int, default=5)
+    parser.add_argument("--rounds", type=int, default=3)
     parser.add_argument("--quick", action="store_true", help="a tenth of the work")
     parser.add_argument("--picture", help="where to draw cost against size")
     options = parser.parse_args()
