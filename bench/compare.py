@@ -17,7 +17,7 @@ import subprocess
 import sys
 import tempfile
 
-ENOUGH = 15  # seconds of processor time for a work
+ENOUGH = 8  # seconds of processor time for a work
 COMMANDS = {"orbel": [], "bc": ["bc", "-q"], "mawk": ["mawk", "-f"], "lua": ["lua5.4"], "luajit": ["luajit"]}
 
 
