@@ -63,7 +63,8 @@ private:
 };
 
 /// Whether to parse the text on each use. A program takes about 50 bytes for each character; one that does not fit into
-/// the caches runs hardly faster than its text is parsed.
+/// the caches runs hardly faster than its text is parsed. A text of the form "&&...&name" needs one: it is refused if
+/// it nests too deeply, before each level parses the rest. A formula always has one.
 bool Evaluator::IsBetterParsed(const Expression& expression) {
     constexpr std::size_t LongestProgram = std::size_t{1} << 16;
     const std::string_view text = expression.GetSharedText().view;
@@ -73,6 +74,7 @@ bool Evaluator::IsBetterParsed(const Expression& expression) {
 Outcome Evaluator::RunOnce(Expression& expression, unsigned level, Executor& executor) {
     m_work.language.Refresh();
     const std::string_view text = expression.GetSharedText().view;
+    // An upper bound, where a program knows the level of each step: so nothing is remembered for too deep a level.
     m_work.limits.Reach(level + static_cast<unsigned>(std::min<std::size_t>(Brackets::NestingOf(text), text.size())));
     executor.Begin({&expression.GetSharedText(), nullptr}, level);
     return Parse(text, m_work.limits.GetDeepestNesting(), m_work.language, m_memory, executor);

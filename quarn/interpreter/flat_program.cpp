@@ -118,6 +118,7 @@ Outcome FlatProgram::Run(Limits& limits, std::uint64_t moment, Word& result, s_s
         case Step::Kind::Reference: {
             Expression::Known& known = step.expression->known;
             const FlatProgram& flat = step.expression->program->flat;
+            // A failure never has this moment: its count leaves out the statements, of which there is at least one.
             if (known.moment != moment) {
                 if (!flat.HoldsFor(m_bindings)) return Outcome::Failed;
                 if (const Outcome outcome = flat.Run(limits, moment, *end, error); !outcome) return outcome;
