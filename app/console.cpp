@@ -1,5 +1,7 @@
 #include "app/console.h"
 
+#include <algorithm>
+#include <array>
 #include <filesystem>
 #include <iostream>
 #include <new>
@@ -29,20 +31,68 @@ std::string_view WithoutCarriageReturn(std::string_view line) {
     return line;
 }
 
+/// Cuts a script into lines. Most are read where they stand in a block.
+class ScriptLines {
+public:
+    explicit ScriptLines(File& script) : m_script(script) {}
+
+    /// The next line, valid until the next call; false at the end. If a line does not fit in memory, skips it, leaves
+    /// `line` empty, and throws std::bad_alloc.
+    bool Read(std::string_view& line) {
+        bool isWhole = Cut(line);
+        if (isWhole) return true;
+        try {
+            m_joined = line;
+            while (!isWhole && ReadBlock()) {
+                isWhole = Cut(line);
+                m_joined += line;
+            }
+        } catch (const std::bad_alloc&) {
+            m_joined = std::string();
+            while (!isWhole && ReadBlock()) isWhole = Cut(line);
+            line = {};
+            throw;
+        }
+        line = m_joined;
+        return isWhole || !line.empty();
+    }
+
+private:
+    /// Cuts off the rest of the line in the block, with its end. False if the line goes on in the next block.
+    bool Cut(std::string_view& part) {
+        const std::size_t end = m_rest.find('\n');
+        part = m_rest.substr(0, end);
+        m_rest.remove_prefix(std::min(part.size() + 1, m_rest.size()));
+        return end != std::string_view::npos;
+    }
+    /// False at the end.
+    bool ReadBlock() {
+        m_rest = {m_block.data(), m_script.ReadAvailable(m_block.data(), m_block.size())};
+        return !m_rest.empty();
+    }
+
+    File& m_script;
+    std::array<char, 8192> m_block;
+    std::string_view m_rest; ///< of the block
+    std::string m_joined;    ///< a line that stands in several blocks
+};
+
 void ReportLostOutput() { std::cerr << "orbel: the output could not be written\n"; }
 
 } // namespace
 
 void RunScript(State& state, File script) {
-    std::string line;
-    while (script.IsValid() && std::cout.good()) {
+    ScriptLines lines(script);
+    bool hasLine = true;
+    while (hasLine && std::cout.good()) {
+        std::string_view line;
         try {
-            script.ReadLine(line);
+            hasLine = lines.Read(line);
         } catch (const std::bad_alloc&) {
             state.PrintOutOfMemory();
         }
-        const std::string_view text = WithoutCarriageReturn(line);
-        if (!text.empty()) state.ParseLine(text);
+        line = WithoutCarriageReturn(line);
+        if (!line.empty()) state.ParseLine(line);
     }
     script.Close();
     if (!std::cout.flush()) ReportLostOutput();

@@ -40,7 +40,7 @@ s_bool File::Exists(const s_str& path) {
 
 s_str File::ReadLine() {
     std::string line;
-    ReadLine(line);
+    Quarn::ReadLine(m_stream, line);
     return s_str(std::move(line));
 }
 
@@ -53,6 +53,11 @@ char File::GetChar() {
 std::size_t File::ReadBlock(char* bytes, std::size_t count) {
     m_stream.read(bytes, static_cast<std::streamsize>(count));
     return static_cast<std::size_t>(m_stream.gcount());
+}
+
+std::size_t File::ReadAvailable(char* bytes, std::size_t count) {
+    if (m_stream.peek() == std::fstream::traits_type::eof()) return 0;
+    return static_cast<std::size_t>(m_stream.readsome(bytes, static_cast<std::streamsize>(count)));
 }
 
 void File::WriteBlock(const char* bytes, std::size_t count) {

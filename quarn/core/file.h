@@ -38,16 +38,13 @@ public:
 
     /// The characters up to the next line end, which is consumed; empty at the end. Throws as the free function does.
     s_str ReadLine();
-    /// The same into a text whose memory is reused.
-    void ReadLine(std::string& line) {
-        line.clear();
-        Quarn::ReadLine(m_stream, line);
-    }
     /// The next character; '\0' at the end.
     char GetChar();
     void PutChar(char character) { m_stream.put(character); }
     /// Reads at most `count` bytes into `bytes`; returns the number read.
     std::size_t ReadBlock(char* bytes, std::size_t count);
+    /// The same, but waits for the first byte only: reads what a pipe has. 0 at the end.
+    std::size_t ReadAvailable(char* bytes, std::size_t count);
     void WriteBlock(const char* bytes, std::size_t count);
     /// Writes the text as it is, without indentation or line end.
     void WriteText(std::string_view text) { WriteBlock(text.data(), text.size()); }
