@@ -36,6 +36,9 @@ Operators::Operators(const OperatorPriorities& priorities) {
             m_haveBrackets = true;
         op.priority = priority.IsValid() ? priority.Get() : std::numeric_limits<unsigned>::max();
     }
+    for (std::size_t i = 0; i < m_isPlain.size(); ++i) m_isInName[i] = m_isPlain[i] && NameCharacters[i];
+    m_isInNumber = m_isInName;
+    m_isInNumber['.'] = m_isPlain['.'];
 }
 
 bool Operators::StartsWith(Position position, char character) const {

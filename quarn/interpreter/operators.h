@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "quarn/interpreter/brackets.h"
+#include "quarn/interpreter/names.h"
 #include "quarn/interpreter/outcome.h"
 #include "quarn/interpreter/registry.h"
 
@@ -61,6 +62,12 @@ public:
         while (position < text.size() && m_isPlain[static_cast<unsigned char>(text[position])]) ++position;
         return position;
     }
+    /// Whether a character is no bracket, and no operator starts with it.
+    bool IsPlain(char character) const { return m_isPlain[static_cast<unsigned char>(character)]; }
+    /// The letters and digits that are plain.
+    const ByteSet& GetNameCharacters() const { return m_isInName; }
+    /// The same, and the point.
+    const ByteSet& GetNumberCharacters() const { return m_isInNumber; }
     /// Whether one but "[]" contains a bracket.
     bool HaveBrackets() const { return m_haveBrackets; }
 
@@ -80,7 +87,9 @@ private:
 
     std::vector<Operator> m_operators;  ///< in ascending order
     std::array<Position, 256> m_starts; ///< where the operators that start with a byte begin
-    std::array<bool, 256> m_isPlain;    ///< the bytes that are no brackets, and do not start an operator
+    ByteSet m_isPlain;                  ///< those that are no brackets, and do not start an operator
+    ByteSet m_isInName;                 ///< see `GetNameCharacters`
+    ByteSet m_isInNumber;               ///< see `GetNumberCharacters`
     std::size_t m_longest = 0;
     bool m_haveBrackets = false;
 };

@@ -41,8 +41,6 @@ namespace {
 
 std::string_view Trimmed(std::string_view text) { return s_str::Trimmed(text); }
 
-bool IsName(std::string_view text) { return std::ranges::all_of(text, IsNameCharacter); }
-
 /// Where a text is in the expression.
 struct Place {
     unsigned level = 0; ///< of brackets around it
@@ -63,12 +61,14 @@ struct ParserMemory::Open {
         Index,     ///< the text between the square brackets; the object is open above it
         Arguments, ///< of a call
     };
+    Open(Kind whatKind, Place where, std::string_view whole) : kind(whatKind), place(where), text(whole) {}
+
     Kind kind;
     bool hasOperand = false; ///< since the last operator of a text
     Place place;
     std::string_view text;
     std::size_t position = 0;                     ///< where the rest begins
-    std::size_t waiting = 0;                      ///< where the waiting operators of a text begin
+    std::size_t waitingCount = 0;                 ///< the operators of a text that wait
     std::string_view name = {};                   ///< of the called function
     const FunctionOverloads* functions = nullptr; ///< of that name
     std::size_t argumentCount = 0;
@@ -85,24 +85,34 @@ class Parser {
 public:
     Parser(std::string_view text, unsigned deepest, const Language& language, ParserMemory& memory, StepSink& sink)
         : m_brackets(text, memory.brackets), m_deepest(deepest), m_language(language),
-          m_operators(language.GetOperators()), m_memory(memory), m_sink(sink), m_openBase(memory.open.size()),
-          m_waitingBase(memory.waiting.size()) {}
+          m_operators(language.GetOperators()), m_memory(memory), m_sink(sink) {}
     Parser(const Parser&) = delete;
     Parser& operator=(const Parser&) = delete;
     ~Parser() {
-        while (m_memory.open.size() > m_openBase) m_memory.open.pop_back();
-        while (m_memory.waiting.size() > m_waitingBase) m_memory.waiting.pop_back();
+        while (m_openCount > 0) {
+            for (std::size_t count = Top().waitingCount; count > 0; --count) m_memory.waiting.pop_back();
+            Pop();
+        }
     }
 
     Outcome Parse(std::string_view text) {
         const bool isWhole = !m_operators.HaveBrackets() && m_brackets.AreBalanced();
         Outcome outcome = OpenText(text, {0, true, isWhole});
-        while (outcome && m_memory.open.size() > m_openBase) outcome = Continue();
+        while (outcome && m_openCount > 0) outcome = Continue();
         return outcome;
     }
 
 private:
     Open& Top() { return m_memory.open.back(); }
+    Open& Push(Open::Kind kind, Place place, std::string_view text) {
+        Open& open = m_memory.open.emplace_back(kind, place, text);
+        ++m_openCount;
+        return open;
+    }
+    void Pop() {
+        m_memory.open.pop_back();
+        --m_openCount;
+    }
 
     Outcome OpenText(std::string_view text, Place place);
     Outcome OpenPiece(std::string_view piece, Place place);
@@ -111,6 +121,7 @@ private:
     Outcome Continue();
     Outcome ContinueText();
     Outcome TakeOperator(const Operator& op);
+    bool TakeWord(Open& text, const Operator*& following, Outcome& outcome);
     Outcome TakeOperand(std::string_view piece);
     Outcome FinishText();
     Outcome ContinueIndexing();
@@ -134,8 +145,7 @@ private:
     const Operators& m_operators;
     ParserMemory& m_memory;
     StepSink& m_sink;
-    const std::size_t m_openBase;
-    const std::size_t m_waitingBase;
+    std::size_t m_openCount = 0; ///< of those in the memory
 };
 
 Outcome Parser::OpenText(std::string_view text, Place place) {
@@ -145,7 +155,7 @@ Outcome Parser::OpenText(std::string_view text, Place place) {
     if (!place.isWhole && !std::ranges::all_of(text, [](char c) { return Bracket(c).IsNone(); }))
         if (const char* fault = m_brackets.FindFault(text, OperatorSeparators{m_operators}))
             return EmitFault(place, fault);
-    m_memory.open.push_back({Open::Kind::Text, false, place, text, 0, m_memory.waiting.size()});
+    Push(Open::Kind::Text, place, text);
     return Outcome::WentOn;
 }
 
@@ -166,12 +176,21 @@ Outcome Parser::ContinueText() {
         Open& text = Top();
         const std::size_t begin = text.position;
         if (begin >= text.text.size()) return FinishText();
-        const Operator* op = Bracket(text.text[begin]).IsNone() ? m_operators.Match(text.text, begin) : nullptr;
+        const Operator* op = nullptr;
+        if (m_operators.IsPlain(text.text[begin])) {
+            Outcome outcome = Outcome::WentOn;
+            if (TakeWord(text, op, outcome)) {
+                if (!outcome) return outcome;
+                if (!op || &Top() != current) continue;
+            }
+        } else if (Bracket(text.text[begin]).IsNone()) {
+            op = m_operators.Match(text.text, begin);
+        }
         if (op) {
             text.position += op->text.View().size();
         } else {
             const char* none = nullptr; // the brackets were checked before
-            text.position = m_brackets.FindSeparator(text.text, begin, separators, none);
+            text.position = m_brackets.FindSeparator(text.text, text.position, separators, none);
             const std::string_view piece(text.text.data() + begin, text.position - begin);
             if (!Bracket(piece.front()).IsNone()) op = m_operators.Find(piece); // "[]"
             if (!op) {
@@ -184,13 +203,48 @@ Outcome Parser::ContinueText() {
     return Outcome::WentOn;
 }
 
+/// Takes the next operand if it is a name, or a flat literal of letters, digits and points, as most are, and finds the
+/// operator that follows. False for any other operand. The position then may be behind its first word, within which
+/// there is no operator.
+inline bool Parser::TakeWord(Open& text, const Operator*& following, Outcome& outcome) {
+    const char* const textEnd = text.text.data() + text.text.size();
+    const char* begin = text.text.data() + text.position;
+    while (*begin == ' ') ++begin; // a text ends with something else
+    const bool isName = IsLetter(*begin);
+    const ByteSet& isInWord = isName ? m_operators.GetNameCharacters() : m_operators.GetNumberCharacters();
+    const char* end = begin;
+    while (end != textEnd && isInWord[static_cast<unsigned char>(*end)]) ++end;
+    if (end == begin) return false;
+    const char* next = end;
+    while (next != textEnd && *next == ' ' && m_operators.IsPlain(' ')) ++next;
+    const auto position = static_cast<std::size_t>(next - text.text.data());
+    const bool isLast = next == textEnd;
+    const Operator* const op = !isLast && Bracket(*next).IsNone() ? m_operators.Match(text.text, position) : nullptr;
+    if (!op && !isLast) {
+        text.position = position;
+        return false;
+    }
+    const std::string_view word(begin, static_cast<std::size_t>(end - begin));
+    Word value = 0;
+    const FlatType* const type = isName ? nullptr : m_language.ReadFlatLiteral(word, value);
+    if (!isName && !type) return false;
+    const Place place = word.size() == text.text.size() ? text.place : text.place.Operand();
+    text.position = position;
+    text.hasOperand = true;
+    following = op;
+    outcome = isName ? EmitName(word, place) : EmitFlat(word, *type, value, place);
+    return true;
+}
+
 /// Lets the operator wait for its right operand, after those that must be applied first.
 Outcome Parser::TakeOperator(const Operator& op) {
     const Place place = Top().place.Operand();
     const std::vector<ParserMemory::WaitingOperator>& waiting = m_memory.waiting;
-    while (waiting.size() > Top().waiting && waiting.back().op->priority >= op.priority)
+    while (Top().waitingCount > 0 && waiting.back().op->priority >= op.priority)
         if (const Outcome outcome = ApplyWaiting(Top(), place); !outcome) return outcome;
-    m_memory.waiting.push_back({&op, std::exchange(Top().hasOperand, false)});
+    Open& text = Top();
+    m_memory.waiting.push_back({&op, std::exchange(text.hasOperand, false)});
+    ++text.waitingCount;
     return Outcome::WentOn;
 }
 
@@ -205,9 +259,11 @@ Outcome Parser::TakeOperand(std::string_view piece) {
 /// Applies all operators that wait.
 Outcome Parser::FinishText() {
     const Place place = Top().place;
-    for (std::size_t count = m_memory.waiting.size() - Top().waiting; count > 0; --count)
-        if (const Outcome outcome = ApplyWaiting(Top(), count == 1 ? place : place.Operand()); !outcome) return outcome;
-    m_memory.open.pop_back();
+    while (Top().waitingCount > 0) {
+        const bool isLast = Top().waitingCount == 1;
+        if (const Outcome outcome = ApplyWaiting(Top(), isLast ? place : place.Operand()); !outcome) return outcome;
+    }
+    Pop();
     return Outcome::WentOn;
 }
 
@@ -215,6 +271,7 @@ Outcome Parser::FinishText() {
 Outcome Parser::ApplyWaiting(Open& text, Place place) {
     const auto [op, hasLeftOperand] = m_memory.waiting.back();
     m_memory.waiting.pop_back();
+    --text.waitingCount;
     const bool hasRightOperand = std::exchange(text.hasOperand, true);
     if (!hasLeftOperand && !hasRightOperand) return EmitMissingOperands(*op, place);
     const Step::Kind kind = !hasLeftOperand    ? Step::Kind::RightUnary
@@ -231,7 +288,9 @@ Outcome Parser::OpenPiece(std::string_view piece, Place place) {
     }
 
     const bool beginsWithLetter = IsLetter(piece.front());
-    if (beginsWithLetter && IsName(piece)) return EmitName(piece, place);
+    const auto nameEnd = static_cast<std::size_t>(std::ranges::find_if_not(piece, IsNameCharacter) - piece.begin());
+    const bool isName = nameEnd == piece.size();
+    if (beginsWithLetter && isName) return EmitName(piece, place);
     Word word = 0;
     if (const FlatType* type = m_language.ReadFlatLiteral(piece, word)) return EmitFlat(piece, *type, word, place);
     const auto [count, literal] = m_language.FindLiteral(piece);
@@ -239,8 +298,8 @@ Outcome Parser::OpenPiece(std::string_view piece, Place place) {
     if (literal && literal->reader && literal->reader.read(piece, word))
         return EmitFlat(piece, *literal->reader.type, word, place);
     if (literal) return EmitLiteral(piece, *literal, place);
-    if ((!beginsWithLetter && IsName(piece)) || piece == "_") return EmitName(piece, place);
-    const std::size_t parenthesis = piece.find('(');
+    if (isName || piece == "_") return EmitName(piece, place);
+    const std::size_t parenthesis = piece.find('(', nameEnd);
     return parenthesis == std::string_view::npos ? OpenIndexing(piece, place) : OpenCall(piece, parenthesis, place);
 }
 
@@ -251,7 +310,7 @@ Outcome Parser::OpenIndexing(std::string_view piece, Place place) {
         return EmitFault(place, "\tError : Unable to parse expression '", piece, "', no operator found");
     if (close == open + 1) return EmitFault(place, "\tError : Illegal use of '[.]' with empty argument");
     if (open == 0) return EmitFault(place, "\tError : Illegal use of '[.]' on empty object");
-    m_memory.open.push_back({Open::Kind::Index, false, place, piece.substr(open + 1, close - open - 1)});
+    Push(Open::Kind::Index, place, piece.substr(open + 1, close - open - 1));
     return OpenText(piece.substr(0, open), place.Torn());
 }
 
@@ -260,7 +319,7 @@ Outcome Parser::ContinueIndexing() {
     if (const std::string_view index = std::exchange(indexing.text, {}); !index.empty())
         return OpenText(index, indexing.place.Torn());
     const Place place = indexing.place;
-    m_memory.open.pop_back();
+    Pop();
     return EmitOperator(Step::Kind::Index, m_operators.Find("[]"), "[]", place);
 }
 
@@ -272,7 +331,9 @@ Outcome Parser::OpenCall(std::string_view piece, std::size_t parenthesis, Place 
     if (const FunctionOverloads* functions = m_language.FindFunctions(name)) {
         if (const char* fault = place.isWhole ? nullptr : m_brackets.FindFault(arguments, Commas()))
             return EmitFault(place, fault);
-        m_memory.open.push_back({Open::Kind::Arguments, false, place, arguments, 0, 0, name, functions});
+        Open& call = Push(Open::Kind::Arguments, place, arguments);
+        call.name = name;
+        call.functions = functions;
         return Outcome::WentOn;
     }
     const Constructor* constructor = FindIn(m_language.GetRegistry().constructors, name);
@@ -295,7 +356,7 @@ Outcome Parser::ContinueCall() {
     Step step = StepAt(call.place, Step::Kind::Call, call.name);
     step.functions = call.functions;
     step.argumentCount = call.argumentCount;
-    m_memory.open.pop_back();
+    Pop();
     return m_sink.Accept(step);
 }
 
