@@ -26,7 +26,7 @@ Outcome Executor::Execute(const Step& step) {
     case Step::Kind::Literal: return Construct(step, name, true);
     case Step::Kind::Construct: return Construct(step, Nameless(), false);
     case Step::Kind::Name: return ReadName(step, name);
-    case Step::Kind::Variable: return Push({*step.variable->type, step.variable->read(step.variable->address)});
+    case Step::Kind::Variable: return ReadVariable(*step.variable);
     case Step::Kind::Call: return Call(*step.functions, step.text, step.argumentCount);
     case Step::Kind::LeftUnary: return ApplyUnary(step.op->leftUnary, {}, step.text, name);
     case Step::Kind::RightUnary: return ApplyUnary(step.op->rightUnary, step.text, {}, name);
@@ -38,7 +38,7 @@ Outcome Executor::Execute(const Step& step) {
 
 Outcome Executor::ReadKeptName(Program::KeptStep& kept) {
     const Operand* const value = m_work.symbols.Read(kept.step.text);
-    if (!value) return Execute(kept.step);
+    if (!value) return ReadOtherName(kept.step);
     m_operands.push_back(*value);
     // Any other value would be kept alive. The last result changes too often.
     if (value->GetFlatType() && kept.step.text != SymbolTable::LastResultName) {
@@ -106,21 +106,27 @@ Outcome Executor::Construct(const Step& step, const s_str& name, bool isLiteral)
     return Push(Operand::Flattened(std::move(value)));
 }
 
+Outcome Executor::ReadVariable(const BoundVariable& variable) {
+    m_operands.emplace_back(*variable.type, variable.read(variable.address));
+    return Outcome::WentOn;
+}
+
 Outcome Executor::ReadName(const Step& step, const s_str& name) {
-    const std::string_view text = step.text;
     if (m_source.variables) {
-        if (const auto found = m_source.variables->find(text); found != m_source.variables->end())
-            return Push({*found->second.type, found->second.read(found->second.address)});
+        if (const auto found = m_source.variables->find(step.text); found != m_source.variables->end())
+            return ReadVariable(found->second);
     }
-    if (const Operand* value = m_work.symbols.Read(text)) {
-        if (name.IsEmpty()) {
-            m_operands.push_back(*value);
-            return Outcome::WentOn;
-        }
-        s_refptr<Symbol> object = value->ToObject();
-        if (object->GetType() == Symbol::TypeName) AppendMessage(m_error, "\tWarning : 'Symbol=Symbol' does nothing");
-        return Push(Symbol::Named(std::move(object), name));
-    }
+    if (name.IsEmpty()) return ReadSymbol(step);
+    const Operand* const value = m_work.symbols.Read(step.text);
+    if (!value) return ReadOtherName(step);
+    s_refptr<Symbol> object = value->ToObject();
+    if (object->GetType() == Symbol::TypeName) AppendMessage(m_error, "\tWarning : 'Symbol=Symbol' does nothing");
+    return Push(Symbol::Named(std::move(object), name));
+}
+
+/// Reads a name that is no symbol.
+Outcome Executor::ReadOtherName(const Step& step) {
+    const std::string_view text = step.text;
     if (text == SymbolTable::LastResultName)
         return Fail(m_error, "\tError : Unable to parse expression '_', no operator found");
     const Registry& registry = m_work.language.GetRegistry();
@@ -128,7 +134,7 @@ Outcome Executor::ReadName(const Step& step, const s_str& name) {
     if (const Constructor* constructor = FindIn(registry.constructors, text))
         return Push(m_work.dispatcher.Calling(*constructor)(m_work.state, Nameless(), {}, false, m_error));
     // Only a text that is a single name makes a new symbol, and only if it gets no other name: `a = b` needs a `b`.
-    if (name.IsEmpty() && m_allowNew && step.isLast && step.level == 0) return Push(make_refptr<Symbol>(text));
+    if (m_allowNew && step.isLast && step.level == 0 && m_name.IsEmpty()) return Push(make_refptr<Symbol>(text));
     return Fail(m_error, "\tError : Unknown symbol '" + s_str(text) + "'");
 }
 

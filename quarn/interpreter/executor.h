@@ -51,11 +51,13 @@ public:
     void Begin(Source source, unsigned level) {
         m_source = source;
         m_level = level;
+        m_room = m_work.limits.GetRemainingLevels();
     }
     Outcome Accept(const Step& step) override {
         if (const Outcome outcome = Pay(step); !outcome) return outcome;
         // The most frequent cases, without a look at anything else.
         if (step.kind == Step::Kind::Flat) m_operands.emplace_back(*step.type, step.word);
+        else if (step.kind == Step::Kind::Name && !m_source.variables && !step.isLast) return ReadSymbol(step);
         else if (step.kind != Step::Kind::Binary || !ApplyFlatBinary(step.op)) return Execute(step);
         return step.isLast && !m_name.IsEmpty() ? PushNamed(PopOperand(), m_name) : Outcome::WentOn;
     }
@@ -89,7 +91,7 @@ private:
     Outcome Pay(const Step& step) {
         Limits& limits = m_work.limits;
         if (const Outcome outcome = limits.Spend(1, m_error); !outcome) return outcome;
-        if (m_level + step.level > limits.GetRemainingLevels()) return limits.AbandonTooDeep(m_error);
+        if (m_level + step.level > m_room) return limits.AbandonTooDeep(m_error);
         return Outcome::WentOn;
     }
     Outcome PushNamed(Operand&& value, const s_str& name) {
@@ -105,9 +107,17 @@ private:
     [[gnu::noinline]] Outcome ApplyUnary(const UnaryOverloads* overloads, std::string_view before,
                                          std::string_view after, const s_str& name);
     bool ApplyFlatBinary(const Operator* op);
+    Outcome ReadSymbol(const Step& step) {
+        const Operand* const value = m_work.symbols.Read(step.text);
+        if (!value) return ReadOtherName(step);
+        m_operands.push_back(*value);
+        return Outcome::WentOn;
+    }
     [[gnu::noinline]] Outcome Dispatch(const Step& step, const s_str& name);
     [[gnu::noinline]] Outcome Construct(const Step& step, const s_str& name, bool isLiteral);
+    [[gnu::noinline]] Outcome ReadVariable(const BoundVariable& variable);
     [[gnu::noinline]] Outcome ReadName(const Step& step, const s_str& name);
+    [[gnu::noinline]] Outcome ReadOtherName(const Step& step);
     [[gnu::noinline]] Outcome Call(const FunctionOverloads& functions, std::string_view name,
                                    std::size_t argumentCount);
 
@@ -119,6 +129,7 @@ private:
     const bool m_allowNew;
     Source m_source;
     unsigned m_level = 0;
+    unsigned m_room = 0; ///< how many levels may nest
 };
 
 /// Replaces the top two operands with the result. False if they, or the callable for them, are not flat.

@@ -14,7 +14,10 @@ SymbolTable::~SymbolTable() = default;
 
 inline SymbolTable::Recent* SymbolTable::FindRecent(std::string_view name) {
     Recent& recent = m_recent[NameSlot(name, SlotCount)];
-    if (recent.symbol && IsSameName(recent.symbol->first, name)) return &recent;
+    return recent.symbol && IsSameName(recent.symbol->first, name) ? &recent : Search(name, recent);
+}
+
+SymbolTable::Recent* SymbolTable::Search(std::string_view name, Recent& recent) {
     const auto found = m_map.find(name);
     if (found == m_map.end()) return nullptr;
     recent = {&*found, {}};

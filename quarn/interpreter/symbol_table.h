@@ -49,6 +49,8 @@ private:
 
     /// The slot that caches the symbol from now on; null if there is none.
     Recent* FindRecent(std::string_view name);
+    /// The same for a name that is not in its slot.
+    [[gnu::noinline]] Recent* Search(std::string_view name, Recent& recent);
 
     Map m_map;
     std::uint64_t m_changes = 0; ///< but those of the last result
