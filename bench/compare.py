@@ -18,6 +18,7 @@ import sys
 import tempfile
 
 ENOUGH = 8  # seconds of processor time for a work
+TURN = 0.3  # for a turn of a program, in which a short run is repeated
 COMMANDS = {"orbel": [], "bc": ["bc", "-q"], "mawk": ["mawk", "-f"], "lua": ["lua5.4"], "luajit": ["luajit"]}
 
 
@@ -197,7 +198,10 @@ class Runner:
         times = {program: [] for program in work.texts}
         for _ in range(rounds):
             for program in times:
-                times[program].append(self.run(program)[0])
+                turn = []
+                while sum(turn) < TURN and len(turn) < 10:
+                    turn.append(self.run(program)[0])
+                times[program] += turn
             if sum(map(sum, times.values())) > ENOUGH:
                 break
         return {program: statistics.median(values) for program, values in times.items()}
