@@ -89,8 +89,9 @@ std::size_t Brackets::NestingOf(std::string_view text) {
     std::size_t deepest = 0;
     for (const char character : text) {
         const Bracket bracket(character);
+        if (bracket.IsNone()) continue;
         if (bracket.IsOpening()) deepest = std::max(deepest, ++open);
-        else if (bracket.IsClosing() && open > 0) --open;
+        else if (open > 0) --open;
     }
     return deepest;
 }

@@ -53,8 +53,12 @@ public:
 
     /// The operator with exactly this text, or null.
     const Operator* Find(std::string_view text) const {
-        if (text.empty() || m_starts[static_cast<unsigned char>(text.front())] == None) return nullptr;
-        return FindFrom(text);
+        if (text.empty()) return nullptr;
+        const Position start = m_starts[static_cast<unsigned char>(text.front())];
+        if (start == None) return nullptr;
+        // One of a single character is the first of those that start with it.
+        const bool isShort = m_operators[start].text.View().size() == 1;
+        return text.size() == 1 ? (isShort ? &m_operators[start] : nullptr) : FindFrom(text);
     }
 
     /// The first position from there on where an operator may start, or a bracket stands.

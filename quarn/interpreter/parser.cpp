@@ -53,6 +53,40 @@ struct Place {
     Place Torn() const { return {level + 1, false, false}; }
 };
 
+Step StepAt(Place place, Step::Kind kind, std::string_view text) {
+    Step step;
+    step.kind = kind;
+    step.isLast = place.isLast;
+    step.level = place.level;
+    step.text = text;
+    return step;
+}
+
+Step FlatStep(Place place, std::string_view text, const FlatType& type, Word word) {
+    Step step = StepAt(place, Step::Kind::Flat, text);
+    step.isConstant = true;
+    step.type = &type;
+    step.word = word;
+    return step;
+}
+
+/// Whether a text is a name, or a flat literal of letters, digits and points, and the step for it.
+bool ReadWord(std::string_view text, Place place, const Language& language, Step& step) {
+    const Operators& operators = language.GetOperators();
+    const bool isName = IsLetter(text.front());
+    const ByteSet& isInWord = isName ? operators.GetNameCharacters() : operators.GetNumberCharacters();
+    for (const char character : text)
+        if (!isInWord[static_cast<unsigned char>(character)]) return false;
+    if (isName) {
+        step = StepAt(place, Step::Kind::Name, text);
+        return true;
+    }
+    Word word = 0;
+    const FlatType* const type = language.ReadFlatLiteral(text, word);
+    if (type) step = FlatStep(place, text, *type, word);
+    return type != nullptr;
+}
+
 } // namespace
 
 struct ParserMemory::Open {
@@ -128,7 +162,6 @@ private:
     Outcome ContinueCall();
     Outcome ApplyWaiting(Open& text, Place place);
 
-    static Step StepAt(Place place, Step::Kind kind, std::string_view text);
     Outcome EmitName(std::string_view name, Place place) {
         return m_sink.Accept(StepAt(place, Step::Kind::Name, name));
     }
@@ -288,7 +321,8 @@ Outcome Parser::OpenPiece(std::string_view piece, Place place) {
     }
 
     const bool beginsWithLetter = IsLetter(piece.front());
-    const auto nameEnd = static_cast<std::size_t>(std::ranges::find_if_not(piece, IsNameCharacter) - piece.begin());
+    std::size_t nameEnd = 0;
+    while (nameEnd < piece.size() && IsNameCharacter(piece[nameEnd])) ++nameEnd;
     const bool isName = nameEnd == piece.size();
     if (beginsWithLetter && isName) return EmitName(piece, place);
     Word word = 0;
@@ -299,7 +333,7 @@ Outcome Parser::OpenPiece(std::string_view piece, Place place) {
         return EmitFlat(piece, *literal->reader.type, word, place);
     if (literal) return EmitLiteral(piece, *literal, place);
     if (isName || piece == "_") return EmitName(piece, place);
-    const std::size_t parenthesis = piece.find('(', nameEnd);
+    const std::size_t parenthesis = piece[nameEnd] == '(' ? nameEnd : piece.find('(', nameEnd);
     return parenthesis == std::string_view::npos ? OpenIndexing(piece, place) : OpenCall(piece, parenthesis, place);
 }
 
@@ -360,21 +394,8 @@ Outcome Parser::ContinueCall() {
     return m_sink.Accept(step);
 }
 
-Step Parser::StepAt(Place place, Step::Kind kind, std::string_view text) {
-    Step step;
-    step.kind = kind;
-    step.isLast = place.isLast;
-    step.level = place.level;
-    step.text = text;
-    return step;
-}
-
 Outcome Parser::EmitFlat(std::string_view text, const FlatType& type, Word word, Place place) {
-    Step step = StepAt(place, Step::Kind::Flat, text);
-    step.isConstant = true;
-    step.type = &type;
-    step.word = word;
-    return m_sink.Accept(step);
+    return m_sink.Accept(FlatStep(place, text, type, word));
 }
 
 Outcome Parser::EmitLiteral(std::string_view text, const Literal& literal, Place place) {
@@ -415,6 +436,10 @@ Outcome Parser::EmitAmbiguity(std::string_view piece, Place place) {
 } // namespace
 
 Outcome Parse(std::string_view text, unsigned deepest, const Language& language, ParserMemory& memory, StepSink& sink) {
+    // Many are a single word: elements of vectors, symbols to show. It has no brackets to match, and opens nothing.
+    const std::string_view word = Trimmed(text);
+    Step step;
+    if (!word.empty() && ReadWord(word, Place{}, language, step)) return sink.Accept(step);
     return Parser(text, deepest, language, memory, sink).Parse(text);
 }
 

@@ -130,8 +130,10 @@ s_refptr<Symbol> Index(const Vector& v, const Scalar& index, s_str& error) {
 /// Checks that an element has the same type as the others so far. References are skipped.
 [[gnu::noinline]] Outcome TakeElement(const Operand& element, s_str& elementType, s_str& error) {
     const FlatType* const flat = element.GetFlatType();
-    const s_str type = flat && !flat->hasFullType ? *flat->name : element.ToObject()->GetFullType();
-    if (type == Reference::TypeName) return Outcome::WentOn;
+    s_str fullType;
+    if (!flat || flat->hasFullType) fullType = element.ToObject()->GetFullType();
+    const s_str& type = flat && !flat->hasFullType ? *flat->name : fullType;
+    if (type == elementType || type == Reference::TypeName) return Outcome::WentOn;
     if (!elementType.IsEmpty() && type != elementType) return FailNonHomogeneous(error, elementType, type);
     elementType = type;
     return Outcome::WentOn;
