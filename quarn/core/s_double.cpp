@@ -75,7 +75,7 @@ char* WriteFixed(char* text, double number) {
     auto rest = static_cast<std::uint32_t>(value % Split);
     for (std::size_t end = digits.size(); end > 1; end -= 2, rest /= 100) {
         if (end == digits.size() - 8) rest = static_cast<std::uint32_t>(value / Split);
-        std::memcpy(digits.data() + end - 2, DigitPairs.data() + 2 * (rest % 100), 2);
+        std::memcpy(digits.data() + end - 2, DigitPairs.data() + std::size_t{2} * (rest % 100), 2);
     }
     digits[0] = static_cast<char>('0' + rest);
     int count = PlainDigits;
