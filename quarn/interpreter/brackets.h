@@ -153,9 +153,16 @@ private:
 
 /// Separates arguments.
 struct Commas {
+    /// The bytes that are neither commas nor brackets.
+    static constexpr std::array<bool, 256> IsPlain = [] {
+        std::array<bool, 256> isPlain{};
+        for (unsigned i = 0; i < isPlain.size(); ++i) isPlain[i] = i != ',' && Bracket(static_cast<char>(i)).IsNone();
+        return isPlain;
+    }();
+
     std::size_t Match(std::string_view text, std::size_t position) const { return text[position] == ',' ? 1 : 0; }
     std::size_t SkipPlain(std::string_view text, std::size_t position) const {
-        while (position < text.size() && text[position] != ',' && Bracket(text[position]).IsNone()) ++position;
+        while (position < text.size() && IsPlain[static_cast<unsigned char>(text[position])]) ++position;
         return position;
     }
 };

@@ -58,6 +58,7 @@ public:
         // The most frequent cases, without a look at anything else.
         if (step.kind == Step::Kind::Flat) m_operands.emplace_back(*step.type, step.word);
         else if (step.kind == Step::Kind::Name && !m_source.variables && !step.isLast) return ReadSymbol(step);
+        else if (step.kind == Step::Kind::Call) return Call(*step.functions, step.text, step.argumentCount);
         else if (step.kind != Step::Kind::Binary || !ApplyFlatBinary(step.op)) return Execute(step);
         return step.isLast && !m_name.IsEmpty() ? PushNamed(PopOperand(), m_name) : Outcome::WentOn;
     }

@@ -51,6 +51,7 @@ void Language::RefreshAll() {
         m_readers[byte] = {};
         const auto canBegin = [&](const Literal& literal) { return literal.canBegin[byte]; };
         const auto first = std::ranges::find_if(m_literals, canBegin);
+        m_canBegin[byte] = first != m_literals.end();
         if (first != m_literals.end() && std::ranges::none_of(first + 1, m_literals.end(), canBegin))
             m_readers[byte] = first->reader;
     }

@@ -57,6 +57,7 @@ public:
     };
     FoundLiteral FindLiteral(std::string_view text) const {
         FoundLiteral found;
+        if (!m_canBegin[static_cast<unsigned char>(text.front())]) return found;
         ForEachLiteral(text, [&](const Literal& literal) { found = {found.count + 1, &literal}; });
         return found;
     }
@@ -95,6 +96,7 @@ private:
     unsigned m_refreshedGeneration = 0;
     Operators m_operators;
     std::vector<Literal> m_literals;       ///< in ascending order of the types
+    std::array<bool, 256> m_canBegin;      ///< the bytes that one of them can begin with
     std::array<FlatReader, 256> m_readers; ///< of the only kind that can begin with the byte
     mutable std::array<const Table<FunctionOverloads>::value_type*, 64> m_recentFunctions{};
     std::bitset<1024> m_takenSlots; ///< of the names of functions and constructors

@@ -148,6 +148,10 @@ private:
         --m_openCount;
     }
 
+    [[gnu::noinline]] const char* FindFault(std::string_view text) {
+        const bool hasBrackets = !std::ranges::all_of(text, [](char c) { return Bracket(c).IsNone(); });
+        return hasBrackets ? m_brackets.FindFault(text, OperatorSeparators{m_operators}) : nullptr;
+    }
     Outcome OpenText(std::string_view text, Place place);
     Outcome OpenPiece(std::string_view piece, Place place);
     Outcome OpenIndexing(std::string_view piece, Place place);
@@ -185,9 +189,8 @@ Outcome Parser::OpenText(std::string_view text, Place place) {
     if (place.level > m_deepest) return EmitFault(place, {});
     text = Trimmed(text);
     if (text.empty()) return EmitFault(place, "\tError : Empty symbol");
-    if (!place.isWhole && !std::ranges::all_of(text, [](char c) { return Bracket(c).IsNone(); }))
-        if (const char* fault = m_brackets.FindFault(text, OperatorSeparators{m_operators}))
-            return EmitFault(place, fault);
+    if (!place.isWhole)
+        if (const char* fault = FindFault(text)) return EmitFault(place, fault);
     Push(Open::Kind::Text, place, text);
     return Outcome::WentOn;
 }
