@@ -48,6 +48,17 @@ TEST(Console, LinesMayHaveOtherLineEnds) {
               "\t          Are you sure ? ([y|Enter]/n) \tAll symbols erased\n> ");
 }
 
+TEST(Console, LinesOfScriptsMayHaveAnyLength) {
+    const Folder folder;
+    // Scripts are read in blocks of about 8 KiB: line ends before, at and behind the end of one, or of the second.
+    for (const std::size_t blocks : {1u, 2u}) {
+        for (std::size_t length = blocks * 8192 - 4; length <= blocks * 8192 + 2; ++length) {
+            folder.Write("script", std::string(length - 1, '0') + "7\n2\n\n3");
+            EXPECT_EQ(RunProgram(folder, "", "script").output, "\tScalar : 7\n\tScalar : 2\n\tScalar : 3\n") << length;
+        }
+    }
+}
+
 TEST(Console, ReadOnlyScriptsRun) {
     const Folder folder;
     std::filesystem::permissions(folder.Write("script", "1\n"), std::filesystem::perms::owner_read);
