@@ -31,7 +31,7 @@ std::string_view WithoutCarriageReturn(std::string_view line) {
     return line;
 }
 
-/// Cuts a script into lines. Most are read where they stand in a block.
+/// Reads a script in blocks and cuts it into lines. A line within a block is not copied.
 class ScriptLines {
 public:
     explicit ScriptLines(File& script) : m_script(script) {}
@@ -58,14 +58,14 @@ public:
     }
 
 private:
-    /// Cuts off the rest of the line in the block, with its end. False if the line goes on in the next block.
+    /// Cuts off the line, or as much of it as the block holds. False if it continues in the next block.
     bool Cut(std::string_view& part) {
         const std::size_t end = m_rest.find('\n');
         part = m_rest.substr(0, end);
         m_rest.remove_prefix(std::min(part.size() + 1, m_rest.size()));
         return end != std::string_view::npos;
     }
-    /// False at the end.
+    /// Reads the next block. False at the end of the script.
     bool ReadBlock() {
         m_rest = {m_block.data(), m_script.ReadAvailable(m_block.data(), m_block.size())};
         return !m_rest.empty();
@@ -73,8 +73,8 @@ private:
 
     File& m_script;
     std::array<char, 8192> m_block;
-    std::string_view m_rest; ///< of the block
-    std::string m_joined;    ///< a line that stands in several blocks
+    std::string_view m_rest; ///< of the block, not yet cut off
+    std::string m_joined;    ///< the current line, if it spans several blocks
 };
 
 void ReportLostOutput() { std::cerr << "orbel: the output could not be written\n"; }

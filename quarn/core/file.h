@@ -43,7 +43,8 @@ public:
     void PutChar(char character) { m_stream.put(character); }
     /// Reads at most `count` bytes into `bytes`; returns the number read.
     std::size_t ReadBlock(char* bytes, std::size_t count);
-    /// The same, but waits for the first byte only: reads what a pipe has. 0 at the end.
+    /// Reads at most `count` bytes of those that are available, and waits only if there are none yet, as in a pipe.
+    /// Returns the number read; 0 at the end.
     std::size_t ReadAvailable(char* bytes, std::size_t count);
     void WriteBlock(const char* bytes, std::size_t count);
     /// Writes the text as it is, without indentation or line end.

@@ -70,7 +70,7 @@ char* WriteFixed(char* text, double number) {
     while (static_cast<double>(value) >= SmallestLonger) value = firstDigits(++point);
 
     std::array<char, PlainDigits> digits;
-    // The last eight digits, then the others: numbers of 32 bits divide faster.
+    // The last eight digits are written first, then the others. Each part fits into 32 bits, which divide faster.
     constexpr std::uint32_t Split = 100'000'000;
     auto rest = static_cast<std::uint32_t>(value % Split);
     for (std::size_t end = digits.size(); end > 1; end -= 2, rest /= 100) {

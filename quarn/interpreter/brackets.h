@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include "quarn/interpreter/names.h"
+
 namespace Quarn {
 
 /// What a character is to the scanner: no bracket, or a round, angle or square one (kinds 0, 1 and 2). One byte,
@@ -154,8 +156,8 @@ private:
 /// Separates arguments.
 struct Commas {
     /// The bytes that are neither commas nor brackets.
-    static constexpr std::array<bool, 256> IsPlain = [] {
-        std::array<bool, 256> isPlain{};
+    static constexpr ByteSet IsPlain = [] {
+        ByteSet isPlain{};
         for (unsigned i = 0; i < isPlain.size(); ++i) isPlain[i] = i != ',' && Bracket(static_cast<char>(i)).IsNone();
         return isPlain;
     }();

@@ -74,7 +74,7 @@ bool Evaluator::IsBetterParsed(const Expression& expression) {
 Outcome Evaluator::RunOnce(Expression& expression, unsigned level, Executor& executor) {
     m_work.language.Refresh();
     const std::string_view text = expression.GetSharedText().view;
-    // An upper bound, where a program knows the level of each step: so nothing is remembered for too deep a level.
+    // Only a program knows the deepest level of its steps. The number of nested brackets is an upper bound.
     m_work.limits.Reach(level + static_cast<unsigned>(std::min<std::size_t>(Brackets::NestingOf(text), text.size())));
     executor.Begin({&expression.GetSharedText(), nullptr}, level);
     return Parse(text, m_work.limits.GetDeepestNesting(), m_work.language, m_memory, executor);

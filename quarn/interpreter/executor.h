@@ -130,7 +130,7 @@ private:
     const bool m_allowNew;
     Source m_source;
     unsigned m_level = 0;
-    unsigned m_room = 0; ///< how many levels may nest
+    unsigned m_room = 0; ///< the number of levels that may still nest
 };
 
 /// Replaces the top two operands with the result. False if they, or the callable for them, are not flat.

@@ -14,7 +14,7 @@ struct Literal {
     const Constructor* constructor; ///< reads it; null when none is registered
     bool isConstant;                ///< depends on nothing but its text
     FlatReader reader;
-    std::array<bool, 256> canBegin; ///< with this byte
+    ByteSet canBegin; ///< the bytes that such a literal can begin with
 };
 
 /// What texts mean: the registries and the operators, and both in the form that the parser uses.
@@ -96,7 +96,7 @@ private:
     unsigned m_refreshedGeneration = 0;
     Operators m_operators;
     std::vector<Literal> m_literals;       ///< in ascending order of the types
-    std::array<bool, 256> m_canBegin;      ///< the bytes that one of them can begin with
+    ByteSet m_canBegin;                    ///< the bytes that any of them can begin with
     std::array<FlatReader, 256> m_readers; ///< of the only kind that can begin with the byte
     mutable std::array<const Table<FunctionOverloads>::value_type*, 64> m_recentFunctions{};
     std::bitset<1024> m_takenSlots; ///< of the names of functions and constructors

@@ -11,7 +11,7 @@ namespace Quarn {
 constexpr bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 constexpr bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
-/// Which bytes belong to a set.
+/// A set of bytes: whether each one belongs to it.
 using ByteSet = std::array<bool, 256>;
 
 inline constexpr ByteSet NameCharacters = [] {
@@ -31,8 +31,8 @@ constexpr bool IsSameName(std::string_view a, std::string_view b) {
     return true;
 }
 
-/// Where a cache of names with `count` slots keeps a name. Names that are numbered in decimal, like x1 to x50, get
-/// different slots: the factor is above ten, so that x9 and x10 do as well.
+/// The slot for a name in a cache of `count` names. The factor is larger than ten, so that numbered names like x1 to
+/// x50 get different slots.
 constexpr std::size_t NameSlot(std::string_view name, std::size_t count) {
     std::size_t slot = 0;
     for (const char character : name) slot = 11 * slot + static_cast<unsigned char>(character);

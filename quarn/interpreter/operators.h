@@ -56,7 +56,7 @@ public:
         if (text.empty()) return nullptr;
         const Position start = m_starts[static_cast<unsigned char>(text.front())];
         if (start == None) return nullptr;
-        // One of a single character is the first of those that start with it.
+        // The operators are sorted, so one of a single character comes before the longer ones that start with it.
         const bool isShort = m_operators[start].text.View().size() == 1;
         return text.size() == 1 ? (isShort ? &m_operators[start] : nullptr) : FindFrom(text);
     }
@@ -66,11 +66,11 @@ public:
         while (position < text.size() && m_isPlain[static_cast<unsigned char>(text[position])]) ++position;
         return position;
     }
-    /// Whether a character is no bracket, and no operator starts with it.
+    /// Whether a character is neither a bracket nor the first character of an operator.
     bool IsPlain(char character) const { return m_isPlain[static_cast<unsigned char>(character)]; }
-    /// The letters and digits that are plain.
+    /// The letters and digits with which no operator starts.
     const ByteSet& GetNameCharacters() const { return m_isInName; }
-    /// The same, and the point.
+    /// The same characters and the decimal point.
     const ByteSet& GetNumberCharacters() const { return m_isInNumber; }
     /// Whether one but "[]" contains a bracket.
     bool HaveBrackets() const { return m_haveBrackets; }
@@ -91,7 +91,7 @@ private:
 
     std::vector<Operator> m_operators;  ///< in ascending order
     std::array<Position, 256> m_starts; ///< where the operators that start with a byte begin
-    ByteSet m_isPlain;                  ///< those that are no brackets, and do not start an operator
+    ByteSet m_isPlain;                  ///< see `IsPlain`
     ByteSet m_isInName;                 ///< see `GetNameCharacters`
     ByteSet m_isInNumber;               ///< see `GetNumberCharacters`
     std::size_t m_longest = 0;

@@ -70,7 +70,7 @@ Step FlatStep(Place place, std::string_view text, const FlatType& type, Word wor
     return step;
 }
 
-/// Whether a text is a name, or a flat literal of letters, digits and points, and the step for it.
+/// Makes the step of a text that is a name, or a flat literal of letters, digits and points. False for any other text.
 bool ReadWord(std::string_view text, Place place, const Language& language, Step& step) {
     const Operators& operators = language.GetOperators();
     const bool isName = IsLetter(text.front());
@@ -102,7 +102,7 @@ struct ParserMemory::Open {
     Place place;
     std::string_view text;
     std::size_t position = 0;                     ///< where the rest begins
-    std::size_t waitingCount = 0;                 ///< the operators of a text that wait
+    std::size_t waitingCount = 0;                 ///< the number of waiting operators of a text
     std::string_view name = {};                   ///< of the called function
     const FunctionOverloads* functions = nullptr; ///< of that name
     std::size_t argumentCount = 0;
@@ -182,7 +182,7 @@ private:
     const Operators& m_operators;
     ParserMemory& m_memory;
     StepSink& m_sink;
-    std::size_t m_openCount = 0; ///< of those in the memory
+    std::size_t m_openCount = 0; ///< how many in the memory are of this parser
 };
 
 Outcome Parser::OpenText(std::string_view text, Place place) {
@@ -239,13 +239,13 @@ Outcome Parser::ContinueText() {
     return Outcome::WentOn;
 }
 
-/// Takes the next operand if it is a name, or a flat literal of letters, digits and points, as most are, and finds the
-/// operator that follows. False for any other operand. The position then may be behind its first word, within which
-/// there is no operator.
+/// Takes the next operand if it is a name, or a flat literal of letters, digits and points, as most operands are. Also
+/// finds the operator that follows it. False for any other operand; the search for the end of that operand continues at
+/// the position, which may be after its first word.
 inline bool Parser::TakeWord(Open& text, const Operator*& following, Outcome& outcome) {
     const char* const textEnd = text.text.data() + text.text.size();
     const char* begin = text.text.data() + text.position;
-    while (*begin == ' ') ++begin; // a text ends with something else
+    while (*begin == ' ') ++begin; // ends, because the text is trimmed
     const bool isName = IsLetter(*begin);
     const ByteSet& isInWord = isName ? m_operators.GetNameCharacters() : m_operators.GetNumberCharacters();
     const char* end = begin;
@@ -439,7 +439,7 @@ Outcome Parser::EmitAmbiguity(std::string_view piece, Place place) {
 } // namespace
 
 Outcome Parse(std::string_view text, unsigned deepest, const Language& language, ParserMemory& memory, StepSink& sink) {
-    // Many are a single word: elements of vectors, symbols to show. It has no brackets to match, and opens nothing.
+    // Many texts are a single word, like most elements of vectors. They have no brackets to match.
     const std::string_view word = Trimmed(text);
     Step step;
     if (!word.empty() && ReadWord(word, Place{}, language, step)) return sink.Accept(step);

@@ -49,7 +49,7 @@ private:
 
     /// The slot that caches the symbol from now on; null if there is none.
     Recent* FindRecent(std::string_view name);
-    /// The same for a name that is not in its slot.
+    /// Searches the map for a name that is not in its slot, and puts it there.
     [[gnu::noinline]] Recent* Search(std::string_view name, Recent& recent);
 
     Map m_map;
