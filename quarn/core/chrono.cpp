@@ -11,7 +11,7 @@ Chrono::~Chrono() { Stop(); }
 void Chrono::Stop(s_bool keep) {
     if (m_isStopped) return;
     if (m_profiler) {
-        m_accumulated += Span(m_start, TimeManager::Get().GetTime());
+        m_accumulated += TimeManager::Get().GetTime() - m_start;
         if (!keep) {
             m_profiler->AddRecord(m_accumulated);
             m_accumulated = 0;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <concepts>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -17,6 +18,10 @@ namespace Quarn {
 /// that type, but not for `unsigned int`.
 template <class T> struct s_code_unit { using type = T; };
 template <> struct s_code_unit<unsigned int> { using type = char32_t; };
+
+template <class T> constexpr bool is_character = std::is_same_v<T, char> || std::is_same_v<T, wchar_t> ||
+                                                 std::is_same_v<T, char8_t> || std::is_same_v<T, char16_t> ||
+                                                 std::is_same_v<T, char32_t>;
 
 /// A text. It converts to a view, so reading copies nothing. It orders by code units as unsigned values, a proper
 /// prefix first.
@@ -70,6 +75,7 @@ public:
         return *this;
     }
     s_str_t& operator+=(const s_str_t& text) { return *this += text.View(); }
+    s_str_t& operator+=(const string& text) { return *this += view(text); }
     s_str_t& operator+=(const unit* literal) { return *this += view(literal); }
     s_str_t& operator+=(unit single) {
         m_text += single;
@@ -87,6 +93,20 @@ public:
         Append(PlainText(value));
         return *this;
     }
+    template <std::floating_point Number> s_str_t& operator+=(Number value) {
+        return *this += static_cast<double>(value);
+    }
+    /// The decimal digits, with a "-" below zero.
+    template <std::integral Number>
+    requires(!is_character<Number> && !std::is_same_v<Number, bool>) s_str_t& operator+=(Number value) {
+        Append(std::to_string(value));
+        return *this;
+    }
+    s_str_t& operator+=(s_bool value) {
+        Append(value ? "true" : "false");
+        return *this;
+    }
+    template <std::same_as<bool> Truth> s_str_t& operator+=(Truth value) { return *this += s_bool(value); }
 
     friend s_str_t operator+(s_str_t left, const s_str_t& right) { return std::move(left += right); }
     friend s_str_t operator+(s_str_t left, view right) { return std::move(left += right); }

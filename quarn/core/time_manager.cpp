@@ -35,7 +35,7 @@ void TimeManager::Start() {
 void TimeManager::Update() {
     const double previousTime = m_currentTime;
     m_currentTime = GetTime();
-    m_frameDelta = Span(previousTime, m_currentTime);
+    m_frameDelta = m_currentTime - previousTime;
     ++m_frameCount;
     m_lastRate = m_frameDelta < ShortestFrame ? s_uint(HighestRate) : s_uint(1 / m_frameDelta);
     m_rateSum = m_rateSum + m_lastRate;
@@ -55,7 +55,7 @@ Profiler& TimeManager::GetProfiler(const s_str& name, s_uint group, s_bool listR
 void TimeManager::PrintProfiling(s_uint group) {
     if (!m_isProfilingEnabled) return;
     if (m_isProfilingRunning) {
-        m_profilingDuration = Span(m_profilingStart, GetTime());
+        m_profilingDuration = GetTime() - m_profilingStart;
         m_isProfilingRunning = false;
     }
     Log("\n");

@@ -41,7 +41,8 @@ public:
     /// The duration of the last frame in seconds; before the first, 0.017, about a sixtieth.
     double GetFrameDelta() const { return m_frameDelta; }
     s_uint GetFrameCount() const { return m_frameCount; }
-    /// The sum of all frame rates, in frames per second. Divide it by the frame count for the average.
+    /// The sum of all frame rates, in frames per second. Divide it by the frame count for the average. A frame during
+    /// which the clock went back counts as a short one; NaN once the length of a frame was NaN.
     s_uint GetRateSum() const { return m_rateSum; }
     s_uint GetLastRate() const { return m_lastRate; }
     s_uint GetHighestRate() const { return m_highestRate; }

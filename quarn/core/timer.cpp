@@ -1,12 +1,8 @@
 #include "quarn/core/timer.h"
 
-#include <algorithm>
-
 #include "quarn/core/time_manager.h"
 
 namespace Quarn {
-
-double Span(double from, double to) { return std::max(0.0, to - from); }
 
 Timer::Timer(s_bool isStarted) : m_isStopped(true) {
     if (isStarted) Start();
@@ -24,7 +20,7 @@ void Timer::Stop() {
 }
 
 double Timer::GetElapsed() const {
-    return m_isStopped ? m_accumulated : m_accumulated + Span(m_start, TimeManager::Get().GetTime());
+    return m_isStopped ? m_accumulated : m_accumulated + (TimeManager::Get().GetTime() - m_start);
 }
 
 } // namespace Quarn

@@ -5,7 +5,7 @@
 
 namespace Quarn {
 
-/// A stopwatch on the `TimeManager`'s time, in seconds. A clock that goes backward counts as standing still.
+/// A stopwatch on the `TimeManager`'s time, in seconds. What a clock goes back counts as it is, negative.
 class QUARN_API Timer {
 public:
     inline static const s_str ClassName = "Timer";
@@ -19,7 +19,7 @@ public:
     void Stop();
     s_bool IsStopped() const { return m_isStopped; }
 
-    /// The time counted so far, never negative.
+    /// The time counted so far.
     double GetElapsed() const;
 
 private:
@@ -27,8 +27,5 @@ private:
     double m_start = 0;
     s_bool m_isStopped;
 };
-
-/// The seconds between two times; 0 if the clock went backward or the difference is NaN.
-QUARN_API double Span(double from, double to);
 
 } // namespace Quarn

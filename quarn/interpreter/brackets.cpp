@@ -84,18 +84,6 @@ const Brackets::Pair& Brackets::PairAt(std::size_t opening) {
     return pairs[m_next++];
 }
 
-std::size_t Brackets::NestingOf(std::string_view text) {
-    std::size_t open = 0;
-    std::size_t deepest = 0;
-    for (const char character : text) {
-        const Bracket bracket(character);
-        if (bracket.IsNone()) continue;
-        if (bracket.IsOpening()) deepest = std::max(deepest, ++open);
-        else if (open > 0) --open;
-    }
-    return deepest;
-}
-
 std::size_t Brackets::SearchPartner(std::string_view text, std::size_t position) {
     const unsigned kind = Bracket(text[position]).GetKind();
     std::size_t depth = 0;

@@ -129,8 +129,6 @@ public:
         }
     }
 
-    /// The largest number of brackets, of any kind, that are open at once.
-    static std::size_t NestingOf(std::string_view text);
     /// The partner of the opening bracket at the position, found by a search; `None` if there is none.
     static std::size_t SearchPartner(std::string_view text, std::size_t position);
 

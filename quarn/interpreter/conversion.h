@@ -30,11 +30,15 @@ template <class T> constexpr bool IsFlat = [] {
     else return false;
 }();
 
+/// The message for a value that is not of the type. For a reference that cannot be evaluated it says why, as its
+/// expression itself would.
+QUARN_API s_str WhyNot(const Symbol& value, std::string_view type);
+
 /// The value as a C++ type, or an error if it is of another class.
 template <class T> Result<T> ConvertTo(const Symbol& value) {
     using Class = typename Conversion<T>::Class;
     if (const Class* object = As<Class>(value)) return T(Conversion<T>::Read(*object));
-    return Result<T>::Error("\tError : The value is a " + s_str(value.GetRealType()) + ", not a " + Class::TypeName);
+    return Result<T>::Error(WhyNot(value, Class::TypeName));
 }
 
 } // namespace Quarn

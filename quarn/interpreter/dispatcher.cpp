@@ -12,20 +12,12 @@ namespace {
 constexpr TextWriter::Limit KeptExpression{std::size_t{1} << 20, 0,
                                            "\tError : Expression longer than 1048576 characters"};
 
+/// A named operand contributes nothing to messages and kept operations. Sub-expressions have no names, so this affects
+/// only values that a function named itself; their text would begin with "name = ", which is no expression. Pinned by
+/// "NamedOperandsContributeNothing".
+bool HasText(const Operand& operand) { return !operand.GetObject() || operand.GetObject()->GetName().IsEmpty(); }
+
 } // namespace
-
-/// An operand as it was passed, and what its references led to.
-struct Dispatcher::ResolvedOperand {
-    const Operand& operand;
-    const Operand& value;
-
-    const s_str& Type() const { return Reference::TypeOfResolved(value); }
-
-    /// A named operand contributes nothing to messages and kept operations. Sub-expressions have no names, so this
-    /// affects only values that a function named itself; their text would begin with "name = ", which is no expression.
-    /// Pinned by "NamedOperandsContributeNothing".
-    bool HasText() const { return !operand.GetObject() || operand.GetObject()->GetName().IsEmpty(); }
-};
 
 /// An ongoing operation on the values of references. If it meets itself again on the same references, and nothing has
 /// changed, that is a circle: a vector leads to itself.
@@ -73,7 +65,7 @@ Operand Dispatcher::ApplyBinary(const Operator& op, const Operand& left, const O
     if (const BinaryOperator* callable =
             op.FindBinary(Reference::TypeOfResolved(left), Reference::TypeOfResolved(right)))
         return Call(*callable, left, right, error);
-    return FailWithoutMatch({left, left}, op.text, right, error);
+    return FailWithoutMatch(left, left, op.text, right, error);
 }
 
 Operand Dispatcher::ApplyBinary(std::string_view op, const Operand& left, const Operand& right, s_str& error) {
@@ -88,19 +80,17 @@ Operand Dispatcher::ApplyBinary(std::string_view op, const Operand& left, const 
 Operand Dispatcher::ApplyToReferences(const Operator& op, const Operand& left, const Operand& right, s_str& error) {
     const Operand leftValue = Resolve(left, error);
     if (!leftValue) return {};
-    const bool isKept = op.binary && Reference::In(leftValue);
-    if (Reference::In(right)) {
-        // Evaluated only if the operator has an overload for the left type, or if the operation is kept.
-        if (!isKept && !(op.binary && FindIn(*op.binary, Reference::TypeOfResolved(leftValue))))
-            return FailWithoutMatch({left, leftValue}, op.text, right, error);
-    }
+    if (!op.binary) return FailWithoutMatch(leftValue, left, op.text, right, error);
+    if (Reference::In(leftValue)) return Keep(left, op.text, right, error);
+    // Evaluated only if the operator has an overload for the left type.
+    if (Reference::In(right) && !FindIn(*op.binary, Reference::TypeOfResolved(leftValue)))
+        return FailWithoutMatch(ResolveAnew(left), left, op.text, right, error);
     const Operand rightValue = Resolve(right, error);
     if (!rightValue) return {};
-    if (isKept || Reference::In(rightValue))
-        return KeepOperation({left, leftValue}, op.text, {right, rightValue}, error);
+    if (Reference::In(rightValue)) return Keep(left, op.text, right, error);
     const BinaryOperator* callable =
         op.FindBinary(Reference::TypeOfResolved(leftValue), Reference::TypeOfResolved(rightValue));
-    if (!callable) return FailWithoutMatch({left, leftValue}, op.text, right, error);
+    if (!callable) return FailWithoutMatch(ResolveAnew(left), left, op.text, right, error);
     const OngoingOperation operation(*this, op.binary, left, right);
     if (const Expression* circle = operation.FindCircle()) return AbandonCircle(*circle, error);
     return Call(*callable, leftValue, rightValue, error);
@@ -111,7 +101,7 @@ Operand Dispatcher::ApplyUnary(const UnaryOverloads* overloads, const Operand& o
     const Operand value = Resolve(operand, error);
     if (!value) return {};
     const UnaryOperator* callable = overloads ? FindIn(*overloads, Reference::TypeOfResolved(value)) : nullptr;
-    if (!callable) return FailWithoutMatch({operand, value}, before, after, error);
+    if (!callable) return FailWithoutMatch(overloads ? ResolveAnew(operand) : value, before, operand, after, error);
     if (!Reference::In(operand)) return Call(*callable, value, error);
     const Operand none;
     const OngoingOperation operation(*this, overloads, none, operand);
@@ -141,78 +131,92 @@ Outcome Dispatcher::AbandonCircle(const Expression& expression, s_str& error) {
     return m_limits.Abandon(error, "\tError : Circular reference in expression '" + expression.GetText() + "'");
 }
 
-Outcome Dispatcher::WriteText(const ResolvedOperand& operand, s_str& text, s_str& error) {
-    if (!operand.HasText()) return Outcome::WentOn;
-    TextWriter writer(&m_limits, text, error);
-    const Reference* const reference = Reference::In(operand.value);
-    return reference ? writer.Append(*reference->GetUnevaluatedExpression()) : writer.Write(operand.value);
+/// What the operand comes to now; the operand itself if it cannot be evaluated. A circle is no error here.
+Operand Dispatcher::ResolveAnew(const Operand& operand) {
+    Limits::PrivateError unseen(m_limits);
+    const Operand value = Resolve(operand, unseen.text);
+    return value ? value : operand;
 }
 
-Outcome Dispatcher::FailWithoutMatch(const ResolvedOperand& left, std::string_view op, const Operand& rightOperand,
-                                     s_str& error) {
-    // A circle is no error here any more: it is shown as the reference that it is.
-    const Operand value = [&] {
-        Limits::PrivateError unseen(m_limits);
-        return Resolve(rightOperand, unseen.text);
-    }();
-    const ResolvedOperand right{rightOperand, value ? value : rightOperand};
-    s_str message =
-        "\tError : No match for operator '" + left.Type() + " " + op + " " + right.Type() + "' in :\n\t        \t";
+// Messages ask first for the types of the operands and then for their texts, and kept operations for the texts. Each
+// time a reference is evaluated anew, which shows if it is impure. Pinned by "WhatIsShownIsEvaluatedAnew".
+
+Outcome Dispatcher::WriteText(const Operand& operand, s_str& text, s_str& error) {
+    if (!HasText(operand)) return Outcome::WentOn;
+    TextWriter writer(&m_limits, text, error);
+    const Operand value = ResolveAnew(operand);
+    const Reference* const reference = Reference::In(value);
+    return reference ? writer.Append(*reference->GetUnevaluatedExpression()) : writer.Write(value);
+}
+
+Outcome Dispatcher::FailWithoutMatch(const Operand& leftForType, const Operand& left, std::string_view op,
+                                     const Operand& right, s_str& error) {
+    s_str message = "\tError : No match for operator '";
+    (((message += Reference::TypeOfResolved(leftForType)) += " ") += op) += " ";
+    (message += Reference::TypeOfResolved(ResolveAnew(right))) += "' in :\n\t        \t";
     if (const Outcome outcome = WriteText(left, message, error); !outcome) return outcome;
     (((message += " ") += op) += " ");
     if (const Outcome outcome = WriteText(right, message, error); !outcome) return outcome;
     return Fail(error, message);
 }
 
-Outcome Dispatcher::FailWithoutMatch(const ResolvedOperand& operand, std::string_view before, std::string_view after,
-                                     s_str& error) {
+Outcome Dispatcher::FailWithoutMatch(const Operand& forType, std::string_view before, const Operand& operand,
+                                     std::string_view after, s_str& error) {
+    const s_str type = Reference::TypeOfResolved(forType);
     s_str text;
     if (const Outcome outcome = WriteText(operand, text, error); !outcome) return outcome;
     const auto written = [&](const s_str& what) {
         return before.empty() ? what + " " + after : s_str(before) + " " + what;
     };
-    return Fail(error,
-                "\tError : No match for operator '" + written(operand.Type()) + "' in :\n\t        \t" + written(text));
+    return Fail(error, "\tError : No match for operator '" + written(type) + "' in :\n\t        \t" + written(text));
 }
 
-/// What an operand contributes to a kept operation; null on failure.
-s_refptr<Expression> Dispatcher::ExpressionOf(const ResolvedOperand& operand, s_str& error) {
-    if (!operand.HasText()) return make_refptr<Expression>("");
-    if (const Reference* reference = Reference::In(operand.value)) {
+/// What the value of an operand contributes to a kept operation; null on failure.
+s_refptr<Expression> Dispatcher::ExpressionOf(const Operand& value, s_str& error) {
+    if (const Reference* reference = Reference::In(value)) {
         s_refptr<Expression> expression = reference->GetUnevaluatedExpression();
         expression->Update(m_language.GetOperatorsVersion());
         return expression;
     }
     s_str text;
-    if (!TextWriter(&m_limits, text, error, KeptExpression).Write(operand.value)) return nullptr;
+    if (!TextWriter(&m_limits, text, error, KeptExpression).Write(value)) return nullptr;
     return make_refptr<Expression>(text);
+}
+
+/// Keeps an operation of which an operand cannot be evaluated. A circle in the other operand is an error.
+Operand Dispatcher::Keep(const Operand& left, std::string_view op, const Operand& right, s_str& error) {
+    const auto expressionOf = [&](const Operand& operand) {
+        if (!HasText(operand)) return make_refptr<Expression>("");
+        const Operand value = Resolve(operand, error);
+        return value ? ExpressionOf(value, error) : nullptr;
+    };
+    const s_refptr<Expression> leftExpression = expressionOf(left);
+    const s_refptr<Expression> rightExpression = leftExpression ? expressionOf(right) : nullptr;
+    return rightExpression ? KeepOperation(leftExpression, op, rightExpression, error) : nullptr;
 }
 
 /// The operation as a reference. Its text is built only if the shapes of the operands do not tell how it reads, so the
 /// cost is that of what is added, however long the operands are.
-s_refptr<Symbol> Dispatcher::KeepOperation(const ResolvedOperand& left, std::string_view op,
-                                           const ResolvedOperand& right, s_str& error) {
-    const s_refptr<Expression> leftExpression = ExpressionOf(left, error);
-    const s_refptr<Expression> rightExpression = leftExpression ? ExpressionOf(right, error) : nullptr;
-    if (!rightExpression) return nullptr;
-    const std::size_t length = leftExpression->GetLength() + op.size() + rightExpression->GetLength() + 4;
+s_refptr<Symbol> Dispatcher::KeepOperation(const s_refptr<Expression>& left, std::string_view op,
+                                           const s_refptr<Expression>& right, s_str& error) {
+    const std::size_t length = left->GetLength() + op.size() + right->GetLength() + 4;
     if (length > KeptExpression.size) return m_limits.Abandon(error, KeptExpression.message);
 
     using enum Expression::Shape;
     const Operators& operators = m_language.GetOperators();
     const unsigned version = m_language.GetOperatorsVersion();
-    const auto leftShape = leftExpression->GetShape(operators, version);
-    const auto rightShape = rightExpression->GetShape(operators, version);
+    const auto leftShape = left->GetShape(operators, version);
+    const auto rightShape = right->GetShape(operators, version);
     const bool isWritten = operators.Find(op) && op != "[]";
     if (isWritten && leftShape != Irregular && rightShape != Irregular) {
         return make_refptr<Reference>(
-            make_refptr<Expression>(Expression::Operation{
-                {leftExpression, leftShape == Bracketed}, op, {rightExpression, rightShape == Bracketed}, version}),
+            make_refptr<Expression>(
+                Expression::Operation{{left, leftShape == Bracketed}, op, {right, rightShape == Bracketed}, version}),
             m_state);
     }
     if (const Outcome outcome = m_limits.Spend(length, error); !outcome) return outcome;
     s_str rewritten;
-    const s_str text = "(" + leftExpression->GetText() + ")" + op + "(" + rightExpression->GetText() + ")";
+    const s_str text = "(" + left->GetText() + ")" + op + "(" + right->GetText() + ")";
     if (const Outcome outcome = RewriteOperation(text, operators, rewritten, error); !outcome) return outcome;
     return make_refptr<Reference>("", rewritten, m_state);
 }

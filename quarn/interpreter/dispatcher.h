@@ -45,19 +45,20 @@ public:
 
 private:
     class OngoingOperation;
-    struct ResolvedOperand;
 
     // Rare cases are not inlined: the other functions take stack for every level of nesting.
     Operand ApplyToReferences(const Operator& op, const Operand& left, const Operand& right, s_str& error);
     Operand Call(const BinaryOperator& callable, const Operand& left, const Operand& right, s_str& error);
     Operand Call(const UnaryOperator& callable, const Operand& operand, s_str& error);
-    [[gnu::noinline]] s_refptr<Symbol> KeepOperation(const ResolvedOperand& left, std::string_view op,
-                                                     const ResolvedOperand& right, s_str& error);
-    s_refptr<Expression> ExpressionOf(const ResolvedOperand& operand, s_str& error);
-    Outcome WriteText(const ResolvedOperand& operand, s_str& text, s_str& error);
-    [[gnu::noinline]] Outcome FailWithoutMatch(const ResolvedOperand& left, std::string_view op,
-                                               const Operand& rightOperand, s_str& error);
-    [[gnu::noinline]] Outcome FailWithoutMatch(const ResolvedOperand& operand, std::string_view before,
+    [[gnu::noinline]] Operand Keep(const Operand& left, std::string_view op, const Operand& right, s_str& error);
+    s_refptr<Symbol> KeepOperation(const s_refptr<Expression>& left, std::string_view op,
+                                   const s_refptr<Expression>& right, s_str& error);
+    Operand ResolveAnew(const Operand& operand);
+    s_refptr<Expression> ExpressionOf(const Operand& value, s_str& error);
+    Outcome WriteText(const Operand& operand, s_str& text, s_str& error);
+    [[gnu::noinline]] Outcome FailWithoutMatch(const Operand& leftForType, const Operand& left, std::string_view op,
+                                               const Operand& right, s_str& error);
+    [[gnu::noinline]] Outcome FailWithoutMatch(const Operand& forType, std::string_view before, const Operand& operand,
                                                std::string_view after, s_str& error);
 
     State& m_state;

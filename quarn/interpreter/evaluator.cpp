@@ -42,7 +42,6 @@ public:
         if (m_program.steps.size() % StepsBetweenPolls == StepsBetweenPolls - 1)
             if (const Outcome outcome = m_limits.Poll(m_error); !outcome) return outcome;
         Step& kept = m_program.steps.emplace_back(Program::KeptStep{step}).step;
-        m_program.nesting = std::max(m_program.nesting, step.level);
         if (kept.kind == Step::Kind::Fault) {
             kept.text = m_program.message = step.text;
             return Outcome::Failed;
@@ -62,44 +61,34 @@ private:
     s_str& m_error;
 };
 
-/// Whether to parse the text on each use. A program takes about 50 bytes for each character; one that does not fit into
-/// the caches runs hardly faster than its text is parsed. A text of the form "&&...&name" needs one: it is refused if
-/// it nests too deeply, before each level parses the rest. A formula always has one.
+/// Whether to parse the text on each use. A text of the form "&&...&name" needs a program: it is refused if it nests too
+/// deeply, before each level parses the rest. A formula always has one.
 bool Evaluator::IsBetterParsed(const Expression& expression) {
-    constexpr std::size_t LongestProgram = std::size_t{1} << 16;
     const std::string_view text = expression.GetSharedText().view;
-    return text.size() > LongestProgram && CountReferences(text) == 0;
+    return text.size() > Expression::LongestWithProgram && CountReferences(text) == 0;
 }
 
-Outcome Evaluator::RunOnce(Expression& expression, unsigned level, Executor& executor) {
+Outcome Evaluator::RunOnce(Expression& expression, Executor& executor) {
     m_work.language.Refresh();
-    const std::string_view text = expression.GetSharedText().view;
-    // Only a program knows the deepest level of its steps. The number of nested brackets is an upper bound.
-    m_work.limits.Reach(level + static_cast<unsigned>(std::min<std::size_t>(Brackets::NestingOf(text), text.size())));
-    executor.Begin({&expression.GetSharedText(), nullptr}, level);
-    return Parse(text, m_work.limits.GetDeepestNesting(), m_work.language, m_memory, executor);
+    executor.Begin({&expression.GetSharedText(), nullptr});
+    return Parse(expression.GetSharedText().view, m_work.language, m_memory, executor);
 }
 
-/// Runs the program of a text at a level of brackets.
+/// Runs the program of a text.
 /// Inlined, because evaluation recurses through it: a processor predicts only so many returns, so chains of references
 /// are as fast as their calls are few.
-[[gnu::always_inline]] inline Outcome Evaluator::RunText(Expression& expression, unsigned level, Executor& executor) {
+[[gnu::always_inline]] inline Outcome Evaluator::RunText(Expression& expression, Executor& executor) {
     const Program* const kept = expression.program.Get();
-    const bool isUsable = kept && kept->generation == m_work.language.GetGeneration() &&
-                          kept->deepest == m_work.limits.GetDeepestNesting();
-    if (!isUsable) {
-        if (!kept && IsBetterParsed(expression)) return RunOnce(expression, level, executor);
+    if (!kept || kept->generation != m_work.language.GetGeneration()) {
+        if (!kept && IsBetterParsed(expression)) return RunOnce(expression, executor);
         if (const Outcome outcome = ParseProgram(expression, executor.GetError()); !outcome) return outcome;
     }
 
     Program& program = *expression.program;
     const Running running(program);
-    executor.Begin({&expression.GetSharedText(), program.variables.Get()}, level);
-    if (program.references > m_work.limits.GetRemainingLevels()) {
-        Step tooDeep;
-        tooDeep.level = program.references;
-        return executor.Accept(tooDeep);
-    }
+    if (program.references > m_work.limits.GetRemainingLevels())
+        return m_work.limits.AbandonTooDeep(executor.GetError());
+    executor.Begin({&expression.GetSharedText(), program.variables.Get()});
     for (Program::KeptStep& step : program.steps)
         if (const Outcome outcome = executor.Accept(step, program); !outcome) return outcome;
     return Outcome::WentOn;
@@ -111,14 +100,14 @@ Operand Evaluator::Evaluate(const s_str& name, std::string_view expression, s_st
     Executor executor(m_work, name, error, allowNew); // a text that is evaluated once needs no program
     // Only a part of the text of a formula sees its variables, not what a callable evaluates.
     const bool isPart = m_work.source.text && Contains(m_work.source.text->view, expression);
-    executor.Begin(isPart ? m_work.source : Source(), 0); // it may be a part of this text
-    if (!Parse(expression, m_work.limits.GetDeepestNesting(), m_work.language, m_memory, executor)) return {};
+    executor.Begin(isPart ? m_work.source : Source()); // it may be a part of this text
+    if (!Parse(expression, m_work.language, m_memory, executor)) return {};
     return executor.PopOperand();
 }
 
 Operand Evaluator::Evaluate(Expression& expression, s_str& error) {
     if (m_work.language.IsTesting()) return FailTesting(error);
-    if (Knows(expression, 0)) {
+    if (Knows(expression)) {
         if (const Outcome outcome = m_work.limits.Spend(1, error); !outcome) return outcome;
         m_work.limits.Reach(expression.known.depth);
         return Recall(expression.known);
@@ -138,15 +127,15 @@ Operand Evaluator::Evaluate(Expression& expression, s_str& error) {
     const Limits::Sounding sounding(m_work.limits);
     Executor executor(m_work, Nameless(), error, false);
     const Outcome outcome =
-        expression.GetOperation() ? RunParts(expression, executor, error) : RunText(expression, 0, executor);
-    if (expression.program) m_work.limits.Reach(expression.program->nesting);
+        expression.GetOperation() ? RunParts(expression, executor, error) : RunText(expression, executor);
     Operand value = outcome ? executor.PopOperand() : Operand();
-    if (m_work.dispatcher.GetImpureCalls() != impureCalls) return value;
-    if (!value) { // also if something was abandoned on the way, but not passed on: it fails again
-        if (!outcome.IsAbandoned())
-            expression.known = {m_work.dispatcher.GetChanges(), nullptr, 0, sounding.GetReached(), true};
-    } else if (m_work.limits.GetAbandonments() == abandonments && GetMoment() == moment) {
-        // If something was abandoned on the way, the value may depend on where it was.
+    // If something was abandoned on the way, the value or the failure may depend on where it was, even if that was not
+    // passed on.
+    if (m_work.dispatcher.GetImpureCalls() != impureCalls || m_work.limits.GetAbandonments() != abandonments)
+        return value;
+    if (!value) {
+        expression.known = {m_work.dispatcher.GetChanges(), nullptr, 0, sounding.GetReached(), true};
+    } else if (GetMoment() == moment) {
         RememberValue(expression, value, sounding.GetReached(), m_work.limits.GetSpent() - spent);
         if (value.GetFlatType() && expression.program) Translate(expression, bindings);
     }
@@ -156,7 +145,7 @@ Operand Evaluator::Evaluate(Expression& expression, s_str& error) {
 /// Null for a failure, without a message: nobody would see it.
 Operand Evaluator::Recall(const Expression::Known& known) const {
     if (known.isFailure) return {};
-    return known.type ? Operand(*known.type, known.word) : Operand(m_work.limits.GetKept(known.word));
+    return known.type ? Operand(*known.type, known.word) : Operand(m_work.limits.FindKept(known.word));
 }
 
 /// Objects are held by the limits and not by the expression, which they may lead to.
@@ -165,7 +154,7 @@ void Evaluator::RememberValue(Expression& expression, const Operand& value, unsi
     if (known.type) {
         known.word = value.GetWord();
     } else {
-        const std::optional<std::size_t> number = m_work.limits.Keep(value.ToObject(), steps);
+        const std::optional<std::uint64_t> number = m_work.limits.Keep(value.ToObject(), steps);
         if (!number) return;
         known.word = *number;
     }
@@ -199,53 +188,46 @@ Operand Evaluator::EvaluateFormula(Expression& expression, s_str& error) {
     if (const Outcome outcome = RunFlat(expression, flat, error); outcome || outcome.IsAbandoned()) return flat;
     const std::uint64_t bindings = m_work.GetBindings();
     Executor executor(m_work, Nameless(), error, false);
-    if (!RunText(expression, 0, executor)) return {};
+    if (!RunText(expression, executor)) return {};
     Translate(expression, bindings);
     return executor.PopOperand();
 }
 
 /// Runs an operation as its text would run: left operand, right operand, operator. Does not recurse, because operations
-/// nest without limit; their brackets count as levels, like those of a text.
+/// nest without limit.
 Outcome Evaluator::RunParts(Expression& expression, Executor& executor, s_str& error) {
     m_work.language.Refresh();
     expression.Update(m_work.language.GetOperatorsVersion());
     struct Part {
         Expression* expression; ///< null for an operator
-        unsigned level;
         const s_str* op;
     };
-    std::vector<Part> parts{{&expression, 0, nullptr}}; // the last one runs next
+    std::vector<Part> parts{{&expression, nullptr}}; // the last one runs next
     while (!parts.empty()) {
-        const auto [part, level, op] = parts.back();
+        const auto [part, op] = parts.back();
         parts.pop_back();
         if (op) {
             Step step;
             step.kind = Step::Kind::Binary;
             step.text = *op;
             step.op = m_work.language.GetOperators().Find(*op);
-            executor.Begin({}, level);
+            executor.Begin({});
             if (const Outcome outcome = executor.Accept(step); !outcome) return outcome;
             continue;
         }
-        m_work.limits.Reach(level);
-        if (level > m_work.limits.GetRemainingLevels()) return m_work.limits.AbandonTooDeep(error);
-        if (Knows(*part, level)) {
+        if (Knows(*part)) {
             if (const Outcome outcome = m_work.limits.Spend(1, error); !outcome) return outcome;
-            m_work.limits.Reach(level + part->known.depth);
+            m_work.limits.Reach(part->known.depth);
             if (part->known.isFailure) return Outcome::Failed;
             if (const Outcome outcome = executor.Push(Recall(part->known)); !outcome) return outcome;
             continue;
         }
         if (const Expression::Operation* operation = part->GetOperation()) {
-            const Expression::Side& left = operation->left;
-            const Expression::Side& right = operation->right;
-            parts.push_back({nullptr, level, &operation->op});
-            parts.push_back({right.expression.Get(), level + right.isBracketed, nullptr});
-            parts.push_back({left.expression.Get(), level + left.isBracketed, nullptr});
-        } else {
-            const Outcome outcome = RunText(*part, level, executor);
-            if (part->program) m_work.limits.Reach(level + part->program->nesting);
-            if (!outcome) return outcome;
+            parts.push_back({nullptr, &operation->op});
+            parts.push_back({operation->right.expression.Get(), nullptr});
+            parts.push_back({operation->left.expression.Get(), nullptr});
+        } else if (const Outcome outcome = RunText(*part, executor); !outcome) {
+            return outcome;
         }
     }
     return Outcome::WentOn;
@@ -262,13 +244,10 @@ Outcome Evaluator::ParseProgram(Expression& expression, s_str& error) {
     m_work.language.Refresh();
     const std::string_view text = expression.GetSharedText().view;
     program->generation = m_work.language.GetGeneration();
-    program->deepest = m_work.limits.GetDeepestNesting();
     if (!program->variables) program->references = CountReferences(text);
-    if (program->references <= program->deepest) {
-        Recorder recorder(*program, m_work.limits, error);
-        const Outcome outcome = Parse(text, program->deepest, m_work.language, m_memory, recorder);
-        if (outcome.IsAbandoned()) return outcome; // any other failure is one of the steps
-    }
+    Recorder recorder(*program, m_work.limits, error);
+    const Outcome outcome = Parse(text, m_work.language, m_memory, recorder);
+    if (outcome.IsAbandoned()) return outcome; // any other failure is one of the steps
     expression.program = program;
     return Outcome::WentOn;
 }

@@ -33,18 +33,19 @@ private:
 
     /// Counts the changes of everything that an evaluation depends on, and the statements.
     std::uint64_t GetMoment() const { return m_work.dispatcher.GetChanges() + m_work.limits.GetBegun(); }
-    bool Knows(const Expression& expression, unsigned level) const {
+    bool Knows(const Expression& expression) const {
         const Expression::Known& known = expression.known;
         return known.moment == (known.isFailure ? m_work.dispatcher.GetChanges() : GetMoment()) &&
-               level + known.depth <= m_work.limits.GetRemainingLevels();
+               known.depth <= m_work.limits.GetRemainingLevels() &&
+               (known.isFailure || known.type || m_work.limits.FindKept(known.word));
     }
     Operand Recall(const Expression::Known& known) const;
     void RememberValue(Expression& expression, const Operand& value, unsigned depth, std::uint64_t steps);
     Outcome RunFlat(const Expression& expression, Operand& value, s_str& error);
     void Translate(Expression& expression, std::uint64_t bindings);
     static bool IsBetterParsed(const Expression& expression);
-    Outcome RunOnce(Expression& expression, unsigned level, Executor& executor);
-    Outcome RunText(Expression& expression, unsigned level, Executor& executor);
+    Outcome RunOnce(Expression& expression, Executor& executor);
+    Outcome RunText(Expression& expression, Executor& executor);
     Outcome RunParts(Expression& expression, Executor& executor, s_str& error);
     Outcome ParseProgram(Expression& expression, s_str& error);
 

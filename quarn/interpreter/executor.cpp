@@ -80,17 +80,21 @@ bool Executor::ApplyFlat(const FlatCallable& callable, std::size_t operandCount)
 
 Outcome Executor::ApplyUnary(const UnaryOverloads* overloads, std::string_view before, std::string_view after,
                              const s_str& name) {
-    const Operand operand = PopOperand();
-    return PushNamed(m_work.dispatcher.ApplyUnary(overloads, operand, before, after, m_error), name);
+    Operand operand = PopOperand();
+    Operand result = m_work.dispatcher.ApplyUnary(overloads, operand, before, after, m_error);
+    Destroy(std::move(operand));
+    return PushNamed(std::move(result), name);
 }
 
 Outcome Executor::Dispatch(const Step& step, const s_str& name) {
     Dispatcher& dispatcher = m_work.dispatcher;
-    const Operand right = PopOperand();
-    const Operand left = PopOperand();
-    return PushNamed(step.op ? dispatcher.ApplyBinary(*step.op, left, right, m_error)
-                             : dispatcher.ApplyBinary(step.text, left, right, m_error),
-                     name);
+    Operand right = PopOperand();
+    Operand left = PopOperand();
+    Operand result = step.op ? dispatcher.ApplyBinary(*step.op, left, right, m_error)
+                             : dispatcher.ApplyBinary(step.text, left, right, m_error);
+    Destroy(std::move(left));
+    Destroy(std::move(right));
+    return PushNamed(std::move(result), name);
 }
 
 Outcome Executor::Construct(const Step& step, const s_str& name, bool isLiteral) {
@@ -134,7 +138,7 @@ Outcome Executor::ReadOtherName(const Step& step) {
     if (const Constructor* constructor = FindIn(registry.constructors, text))
         return Push(m_work.dispatcher.Calling(*constructor)(m_work.state, Nameless(), {}, false, m_error));
     // Only a text that is a single name makes a new symbol, and only if it gets no other name: `a = b` needs a `b`.
-    if (m_allowNew && step.isLast && step.level == 0 && m_name.IsEmpty()) return Push(make_refptr<Symbol>(text));
+    if (m_allowNew && step.isLast && !step.isBracketed && m_name.IsEmpty()) return Push(make_refptr<Symbol>(text));
     return Fail(m_error, "\tError : Unknown symbol '" + s_str(text) + "'");
 }
 
@@ -155,7 +159,7 @@ Outcome Executor::Call(const FunctionOverloads& functions, std::string_view name
         if (!argument.GetFlatType()) areFlat = false;
         types[i] = &Reference::TypeOfResolved(argument);
     }
-    const Function* function = functions.Find(types);
+    const Function* function = functions.Find(types, areFlat);
     if (!function) return FailWithoutOverload(functions, name, SignatureOf(types), m_error);
     m_work.dispatcher.Calling(*function);
     if (areFlat && ApplyFlat(function->flat, argumentCount)) return Outcome::WentOn;

@@ -47,14 +47,10 @@ public:
     }
 
     s_str& GetError() { return m_error; }
-    /// The next steps come from this text, which is at this level of brackets.
-    void Begin(Source source, unsigned level) {
-        m_source = source;
-        m_level = level;
-        m_room = m_work.limits.GetRemainingLevels();
-    }
+    /// The next steps come from this text.
+    void Begin(Source source) { m_source = source; }
     Outcome Accept(const Step& step) override {
-        if (const Outcome outcome = Pay(step); !outcome) return outcome;
+        if (const Outcome outcome = m_work.limits.Spend(1, m_error); !outcome) return outcome;
         // The most frequent cases, without a look at anything else.
         if (step.kind == Step::Kind::Flat) m_operands.emplace_back(*step.type, step.word);
         else if (step.kind == Step::Kind::Name && !m_source.variables && !step.isLast) return ReadSymbol(step);
@@ -65,7 +61,7 @@ public:
     /// Carries out a step of a program; its value may be known.
     Outcome Accept(Program::KeptStep& kept, Program& program) {
         const Step& step = kept.step;
-        if (const Outcome outcome = Pay(step); !outcome) return outcome;
+        if (const Outcome outcome = m_work.limits.Spend(1, m_error); !outcome) return outcome;
         const bool isFlat =
             step.kind == Step::Kind::Flat || (step.kind == Step::Kind::Name && kept.bindings == m_work.GetBindings());
         if (isFlat) m_operands.emplace_back(*step.type, step.word);
@@ -88,12 +84,9 @@ public:
 
 private:
     const Operand& TopOperand() const { return m_operands.back(); }
-    /// Charges the step and the levels of brackets around it to the limits.
-    Outcome Pay(const Step& step) {
-        Limits& limits = m_work.limits;
-        if (const Outcome outcome = limits.Spend(1, m_error); !outcome) return outcome;
-        if (m_level + step.level > m_room) return limits.AbandonTooDeep(m_error);
-        return Outcome::WentOn;
+    /// For an operand that is not needed any more.
+    void Destroy(Operand&& operand) {
+        if (operand.GetObject()) m_work.limits.Destroy(std::move(operand).ToObject());
     }
     Outcome PushNamed(Operand&& value, const s_str& name) {
         if (!value) return Push({});
@@ -129,8 +122,6 @@ private:
     s_str& m_error;
     const bool m_allowNew;
     Source m_source;
-    unsigned m_level = 0;
-    unsigned m_room = 0; ///< the number of levels that may still nest
 };
 
 /// Replaces the top two operands with the result. False if they, or the callable for them, are not flat.
@@ -138,7 +129,7 @@ inline bool Executor::ApplyFlatBinary(const Operator* op) {
     Operand& left = m_operands[m_operands.size() - 2];
     const Operand& right = m_operands.back();
     if (!left.GetFlatType() || !right.GetFlatType() || !op) return false;
-    const BinaryOperator* const callable = op->FindBinary(*left.GetFlatType()->name, *right.GetFlatType()->name);
+    const BinaryOperator* const callable = op->FindBinary(*left.GetFlatType(), *right.GetFlatType());
     if (!callable || !callable->flat) return false;
     m_work.dispatcher.Calling(*callable);
     const std::array words{left.GetWord(), right.GetWord()};

@@ -55,6 +55,12 @@ void Expression::AppendTo(s_str& text) const {
     }
 }
 
+std::size_t Expression::GetWeight() const {
+    constexpr std::size_t Usual = 640; // of a short text with its program
+    constexpr std::size_t PerStep = 50;
+    return Usual + GetLength() * (GetLength() > LongestWithProgram ? 1 : PerStep);
+}
+
 s_str Expression::GetText() const {
     s_str text;
     text.Reserve(GetLength());

@@ -38,8 +38,6 @@ struct Program {
     s_str message;                            ///< of the fault that ends them
     s_refptr<const BoundVariables> variables; ///< of a formula; null for a reference
     unsigned generation = 0;                  ///< of the language that it was parsed in; 0 if it must be parsed
-    unsigned deepest = 0;                     ///< the nesting limit that it was parsed with
-    unsigned nesting = 0;                     ///< the deepest level of brackets among its steps
     unsigned references = 0;                  ///< how many levels of references it certainly evaluates
     unsigned runs = 0;                        ///< how many evaluations of it are under way
     FlatProgram flat;                         ///< once it is worth it, see `Evaluator::Translate`
@@ -89,12 +87,18 @@ public:
 
     /// The number of characters in the text.
     std::size_t GetLength() const { return m_operation ? m_operation->length : m_text.view.size(); }
+    /// How much memory it takes, in bytes, with the program that it may have: an estimate.
+    std::size_t GetWeight() const;
     void AppendTo(s_str& text) const;
     s_str GetText() const;
     /// Whether both have the same text. Operations count as different.
     bool IsSameAs(const Expression& other) const {
         return this == &other || (!m_operation && !other.m_operation && m_text.view == other.m_text.view);
     }
+
+    /// Texts up to this length keep a program, which takes about 50 bytes for each character. A program that does not fit
+    /// into the caches runs hardly faster than its text is parsed.
+    static constexpr std::size_t LongestWithProgram = std::size_t{1} << 16;
 
     /// Null for a text.
     const Operation* GetOperation() const { return m_operation.get(); }

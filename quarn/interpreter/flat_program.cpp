@@ -17,9 +17,9 @@ using FlatTypes = std::vector<const FlatType*>;
 /// Passes the callable that the step applies to operands of the types, and their number, to `take`. False if there is
 /// none.
 template <class Take> bool WithCallable(const Step& step, const FlatTypes& types, const Take& take) {
-    const auto typeAt = [&](std::size_t fromTop) -> const s_str& { return *types[types.size() - fromTop]->name; };
+    const auto typeAt = [&](std::size_t fromTop) -> const FlatType& { return *types[types.size() - fromTop]; };
     const auto unary = [&](const UnaryOverloads* overloads) {
-        const UnaryOperator* const callable = overloads ? FindIn(*overloads, typeAt(1)) : nullptr;
+        const UnaryOperator* const callable = overloads ? FindIn(*overloads, *typeAt(1).name) : nullptr;
         return callable && take(*callable, 1u);
     };
     switch (step.kind) {
@@ -32,8 +32,8 @@ template <class Take> bool WithCallable(const Step& step, const FlatTypes& types
     }
     case Step::Kind::Call: {
         std::vector<const s_str*> names;
-        for (std::size_t i = step.argumentCount; i > 0; --i) names.push_back(&typeAt(i));
-        const Function* const callable = step.functions->Find(names);
+        for (std::size_t i = step.argumentCount; i > 0; --i) names.push_back(typeAt(i).name);
+        const Function* const callable = step.functions->Find(names, true);
         return callable && take(*callable, static_cast<unsigned>(step.argumentCount));
     }
     default: return false;
@@ -52,7 +52,7 @@ bool FlatProgram::TranslateSteps(const Program& program, State& state, SymbolTab
                                  std::uint64_t bindings) {
     m_steps.clear();
     if (program.steps.size() > MostSteps) return false;
-    m_depth = program.nesting;
+    m_depth = 0;
     FlatTypes types; // of the operands on the stack
     const auto push = [&](const Step& step, const FlatType* type) {
         m_steps.push_back(step);
@@ -80,7 +80,7 @@ bool FlatProgram::TranslateSteps(const Program& program, State& state, SymbolTab
             return value && reference(*value);
         }
         const FunctionOverloads* const functions = language.FindFunctions(text);
-        const Function* const callable = functions ? functions->Find({}) : nullptr;
+        const Function* const callable = functions ? functions->Find({}, true) : nullptr;
         return callable && call(*callable, 0);
     };
     const auto translate = [&](const Quarn::Step& step, bool isKnown) {

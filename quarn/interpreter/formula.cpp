@@ -37,16 +37,14 @@ Result<s_refptr<Symbol>> Formula::Evaluate() { return Value(*this, false).ToResu
 
 Formula::Value::Value(Formula& formula, bool isResolved) {
     Interpreter& interpreter = Interpreter::Of(*formula.m_state);
-    const Limits::Level level(interpreter.limits);
-    if (!level) {
-        (void)interpreter.limits.AbandonTooDeep(error);
-        return;
-    }
     const s_refptr<Expression> expression = formula.m_parts->expression; // a callable may destroy the formula
-    const Operand operand = interpreter.evaluator.EvaluateFormula(*expression, error);
+    Operand operand = interpreter.Enter(error, [&] {
+        Operand value = interpreter.evaluator.EvaluateFormula(*expression, error);
+        return isResolved && Reference::In(value) ? Reference::Resolve(value, error) : value;
+    });
     type = operand.GetFlatType();
     if (type) word = operand.GetWord();
-    else if (operand) object = (isResolved ? Reference::Resolve(operand, error) : operand).ToObject();
+    else object = std::move(operand).ToObject();
 }
 
 Result<s_refptr<Symbol>> Formula::Value::ToResult() const {

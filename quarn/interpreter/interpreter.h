@@ -17,6 +17,19 @@ struct Interpreter {
 
     static Interpreter& Of(State& state) { return *state.m_interpreter; }
 
+    /// The value that `evaluate` gives for a caller outside of the engine, one level deeper. Null, with a message, if that
+    /// is too deep, or if the statement was stopped meanwhile.
+    template <class Evaluate> Operand Enter(s_str& error, const Evaluate& evaluate) {
+        const std::size_t position = error.View().size();
+        const Limits::Level level(limits);
+        if (!level) return limits.AbandonTooDeep(error);
+        Operand value = evaluate();
+        const Outcome outcome = limits.CheckStopped(error, position);
+        if (outcome) return value;
+        limits.Destroy(std::move(value).ToObject());
+        return outcome;
+    }
+
     Limits limits;
     Language language;
     SymbolTable symbols;

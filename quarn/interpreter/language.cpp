@@ -16,14 +16,9 @@ bool BreaksBrackets(std::string_view op) {
 } // namespace
 
 Outcome Language::SetPriorities(const OperatorPriorities& priorities, s_str& error) {
-    std::string_view before;
-    for (const auto& [op, priority] : priorities) { // in ascending order, so an operator comes after its prefix
+    for (const auto& [op, priority] : priorities) {
         if (op.IsEmpty()) return Fail(error, "\tError : An operator needs a text");
         if (BreaksBrackets(op) && op != "[]") return Fail(error, "\tError : Operator '" + op + "' contains a bracket");
-        if (!before.empty() && op.StartsWith(before))
-            return Fail(error,
-                        "\tError : Operator '" + op + "' begins with operator '" + before + "' and can never be found");
-        before = op;
     }
     m_priorities = priorities;
     m_operators = Operators(m_priorities);

@@ -1,9 +1,7 @@
 #include "quarn/interpreter/limits.h"
 
 #include <algorithm>
-#include <new>
 
-#include "quarn/interpreter/brackets.h"
 #include "quarn/types/symbol.h"
 
 namespace Quarn {
@@ -34,13 +32,6 @@ void Limits::SetStackSize(std::size_t bytes) {
     SetDeepestNesting(static_cast<unsigned>(std::min<std::size_t>(bytes / StackPerLevel, DeepestNesting)));
 }
 
-bool Limits::HasRoomFor(std::string_view text) {
-    const std::size_t nesting = Brackets::NestingOf(text);
-    if (nesting >= GetRemainingLevels()) return false;
-    Reach(static_cast<unsigned>(nesting) + 1);
-    return true;
-}
-
 bool Limits::WasCancelled() const { return m_stopped == Cancelled; }
 
 void Limits::Begin() {
@@ -51,48 +42,46 @@ void Limits::Begin() {
     m_stepsBeyond = m_stepBudget;
     m_granted = 0;
     ++m_begun;
+    m_abandonment.reset();
     if (!m_stopped) TakePortion();
-    DestroyDiscarded();
+    DestroyUnlessInterrupted();
     if (m_timeLimit) {
         const auto now = std::chrono::steady_clock::now();
         if (*m_timeLimit < m_deadline - now) m_deadline = now + *m_timeLimit;
     }
 }
 
-void Limits::Discard(s_refptr<Symbol> value) noexcept {
-    try {
-        m_discarded.push_back(std::move(value));
-    } catch (const std::bad_alloc&) { // it is destroyed now
-    }
+void Limits::Destroy(s_refptr<Symbol> value) noexcept {
+    constexpr std::size_t Large = std::size_t{1} << 16;
+    if (!value.IsUnique() || value->GetWeight() < Large) return;
+    m_discarded.Add(std::move(value));
+    DestroyUnlessInterrupted();
 }
 
-std::optional<std::size_t> Limits::Keep(const s_refptr<Symbol>& value, std::uint64_t steps) noexcept {
-    // Each number in a vector takes a step, so these are some hundred megabytes. An object of any other type counts as
-    // a thousand numbers.
-    constexpr std::uint64_t MostKept = std::uint64_t{1} << 24;
-    constexpr std::uint64_t StepsPerValue = 1024;
-    steps += StepsPerValue;
-    if (steps > MostKept - m_keptSteps) return std::nullopt;
-    try {
-        m_kept.push_back(value);
-    } catch (const std::bad_alloc&) {
-        return std::nullopt;
-    }
-    m_keptSteps += steps;
-    return m_kept.size() - 1;
+bool Limits::MustStop() {
+    if (!m_stopped) m_stopped = GetInterruption();
+    if (!m_stopped) return false;
+    ++m_abandonments; // what depends on this must not be remembered
+    return true;
 }
 
-/// They are destroyed now, or later if the statement was stopped: see `Discard`.
+std::optional<std::uint64_t> Limits::Keep(const s_refptr<Symbol>& value, std::uint64_t steps) noexcept {
+    const std::optional<std::uint64_t> number = m_kept.Keep(value, steps);
+    DestroyUnlessInterrupted();
+    return number;
+}
+
 void Limits::ReleaseKept() noexcept {
-    std::vector<s_refptr<Symbol>> kept;
-    kept.swap(m_kept);
-    m_keptSteps = 0;
-    if (m_stopped)
-        for (s_refptr<Symbol>& value : kept) Discard(std::move(value));
+    m_kept.Release();
+    DestroyUnlessInterrupted();
 }
 
-void Limits::DestroyDiscarded() {
-    if (!m_discarded.empty()) const auto destroyed = std::move(m_discarded);
+void Limits::DestroyUnlessInterrupted() noexcept {
+    m_discarded.Destroy([this] { return GetInterruption() != nullptr; });
+}
+
+void Limits::DestroyDiscarded() noexcept {
+    m_discarded.Destroy([] { return false; });
 }
 
 /// Allows some of the steps without checks.
@@ -120,8 +109,9 @@ Outcome Limits::SpendSlowly(std::uint64_t steps, s_str& error) {
 }
 
 Outcome Limits::Abandon(s_str& error, std::string_view message) {
-    AppendMessage(error, message);
-    m_abandonment = {&error, error.View().size()};
+    auto abandonment = std::make_unique<const s_str>(message);
+    AppendMessage(error, *abandonment); // the message may be a part of what is replaced
+    m_abandonment = std::move(abandonment);
     ++m_abandonments;
     return Outcome::Abandoned;
 }

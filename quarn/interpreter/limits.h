@@ -5,11 +5,12 @@
 #include <chrono>
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <optional>
-#include <vector>
 
 #include "quarn/core/api.h"
 #include "quarn/core/s_refptr.h"
+#include "quarn/interpreter/kept_values.h"
 #include "quarn/interpreter/outcome.h"
 
 namespace Quarn {
@@ -22,20 +23,15 @@ class Symbol;
 ///
 /// Other threads may only set the cancellation flag.
 class QUARN_API Limits {
-    /// The last failure that was abandoned: its message ends this error text.
-    struct Abandonment {
-        const s_str* error = nullptr;
-        std::size_t end = 0; ///< the size of the text with its message
-    };
-
 public:
-    /// How deeply texts may nest by default: brackets, calls, indexings, vectors, references, statements within
-    /// statements, and values within values. Everything that recurses counts (`Level`).
+    /// How deeply vectors, references, constructors and statements may nest by default, in a text and in one another,
+    /// and values within values as they are written. Everything that recurses counts (`Level`). Round brackets, calls
+    /// of functions and indexings do not recurse, and nest without limit.
     static constexpr unsigned DeepestNesting = 1000;
     /// An upper bound, in bytes, for the stack that one level takes in this build of the library. Measured with the
     /// kinds of nesting that take the most; see docs/design.md.
     static const std::size_t StackPerLevel;
-    /// No step limit.
+    /// No limit.
     static constexpr std::uint64_t Unlimited = std::numeric_limits<std::uint64_t>::max();
 
     Limits();
@@ -51,10 +47,14 @@ public:
     /// While the flag is true every statement and evaluation fails, including the one under way. Any thread, and a
     /// signal handler, may set the flag. Not owned; null for none.
     void SetCancellation(const std::atomic<bool>* isCancelled) { m_isCancelled = isCancelled; }
-    /// How deeply texts may nest. Every thread that uses the state needs `StackPerLevel` bytes of stack for each level:
+    /// How many levels may nest. Every thread that uses the state needs `StackPerLevel` bytes of stack for each level:
     /// 2.2 MiB for the 1000 levels of a release build. For a smaller stack, set a smaller limit or use `SetStackSize`.
     void SetDeepestNesting(unsigned levels);
     unsigned GetDeepestNesting() const { return m_deepestNesting; }
+    /// How much memory the symbols may take together, in bytes, the last result included: by the weights of their values
+    /// (`Symbol::GetWeight`). Unlimited at first. A statement that would exceed it fails.
+    void SetMemory(std::uint64_t bytes) { m_memory = bytes; }
+    std::uint64_t GetMemory() const { return m_memory; }
     /// Limits the nesting to what a stack of this size has room for, at most `DeepestNesting` levels. Pass the size
     /// that is left when the state is used.
     void SetStackSize(std::size_t bytes);
@@ -69,7 +69,7 @@ public:
             if (m_limits.m_depth == OutermostDepth) m_limits.Begin();
         }
         ~Level() {
-            if (--m_limits.m_depth == 0 && !m_limits.m_kept.empty()) m_limits.ReleaseKept();
+            if (--m_limits.m_depth == 0 && !m_limits.m_kept.AreEmpty()) m_limits.ReleaseKept();
         }
         Level(const Level&) = delete;
         Level& operator=(const Level&) = delete;
@@ -88,29 +88,30 @@ public:
     private:
         std::optional<Level> m_level;
     };
-    /// Whether the text can be evaluated without nesting too deeply, judging by its brackets. Rejects hopeless texts
-    /// early.
-    bool HasRoomFor(std::string_view text);
     /// Takes steps from the budget. Fails if it is used up, if the time is over, or if cancelled.
     Outcome Spend(std::uint64_t steps, s_str& error) {
         return SpendQuickly(steps) ? Outcome(Outcome::WentOn) : SpendSlowly(steps, error);
     }
     /// Fails in a way that references pass on. A reference takes any other failure for "not defined yet" and keeps
     /// operations on it; after a circle or a limit these would fail again, or grow. A failure counts as abandoned as
-    /// long as its message is the last one of this error text.
+    /// long as its message ends the error text, whoever has put it there.
     Outcome Abandon(s_str& error, std::string_view message);
     Outcome AbandonTooDeep(s_str& error);
-    /// For a value that is not needed any more because the statement was stopped. It lives until the next statement or
-    /// evaluation begins: destroying millions of values takes longer than stopping may.
-    void Discard(s_refptr<Symbol> value) noexcept;
+    /// Destroys a value that is not needed any more, if this pointer alone holds it. Destroying millions of values can be
+    /// stopped like everything else; the rest is destroyed when the next statement or evaluation begins.
+    void Destroy(s_refptr<Symbol> value) noexcept;
+    /// Whether the statement has to stop. For long work that takes no steps, to be asked every now and then. Whoever gets
+    /// true may give up with whatever result: nobody will see it.
+    bool MustStop();
 
     // --- For the engine
 
-    void DestroyDiscarded();
-    /// Keeps a value until the statement or evaluation under way ends, and gives its number. Gives none if the values
-    /// that are kept have taken too many steps; this one took `steps`.
-    std::optional<std::size_t> Keep(const s_refptr<Symbol>& value, std::uint64_t steps) noexcept;
-    const s_refptr<Symbol>& GetKept(std::size_t number) const { return m_kept[number]; }
+    /// Destroys all that is left.
+    void DestroyDiscarded() noexcept;
+    /// Keeps a value, which took so many steps, while the statement or evaluation under way lasts: see `KeptValues`.
+    std::optional<std::uint64_t> Keep(const s_refptr<Symbol>& value, std::uint64_t steps) noexcept;
+    /// Null if it was let go.
+    const s_refptr<Symbol>& FindKept(std::uint64_t number) { return m_kept.Find(number); }
     /// Counts the statements and evaluations that have begun.
     std::uint64_t GetBegun() const { return m_begun; }
     /// How many steps were spent since the one under way began.
@@ -134,23 +135,28 @@ public:
     bool IsIdle() const { return m_depth == 0; }
     /// Counts what was abandoned.
     std::uint64_t GetAbandonments() const { return m_abandonments; }
-    /// Fails if the statement was stopped. Results of references may be wrong then and must not be shown.
-    Outcome CheckStopped(s_str& error) { return m_stopped ? Abandon(error, m_stopped) : Outcome(Outcome::WentOn); }
+    /// Fails if the statement was stopped. Its results may be wrong then, and messages behind the position only
+    /// consequences, as a callable need not pass the failure on: they are dropped.
+    Outcome CheckStopped(s_str& error, std::size_t position) {
+        if (!m_stopped) return Outcome::WentOn;
+        error.Truncate(position);
+        return Abandon(error, m_stopped);
+    }
+    Outcome CheckStopped(s_str& error) { return CheckStopped(error, error.View().size()); }
     bool IsStopped() const { return m_stopped != nullptr; }
     /// Whether the statement, or the last one if none is under way, was stopped by cancellation.
     bool WasCancelled() const;
     /// The outcome of an operation that appends to the error text when it fails.
     Outcome OutcomeOf(bool succeeded, const s_str& error) const {
         if (succeeded) return Outcome::WentOn;
-        return m_abandonment.error == &error && m_abandonment.end == error.View().size() ? Outcome::Abandoned
-                                                                                         : Outcome::Failed;
+        return m_abandonment && error.View().ends_with(*m_abandonment) ? Outcome::Abandoned : Outcome::Failed;
     }
 
     /// Needed for every error text that nobody else sees: it restores the abandonments of other texts afterwards.
     class PrivateError {
     public:
-        explicit PrivateError(Limits& limits) : m_limits(limits), m_outer(std::exchange(limits.m_abandonment, {})) {}
-        ~PrivateError() { m_limits.m_abandonment = m_outer; }
+        explicit PrivateError(Limits& limits) : m_limits(limits), m_outer(std::move(limits.m_abandonment)) {}
+        ~PrivateError() { m_limits.m_abandonment = std::move(m_outer); }
         PrivateError(const PrivateError&) = delete;
         PrivateError& operator=(const PrivateError&) = delete;
 
@@ -158,7 +164,7 @@ public:
 
     private:
         Limits& m_limits;
-        const Abandonment m_outer;
+        std::unique_ptr<const s_str> m_outer;
     };
 
     /// Finds the deepest level that is reached while it exists.
@@ -188,6 +194,7 @@ private:
     void Begin();
     void TakePortion();
     void ReleaseKept() noexcept;
+    void DestroyUnlessInterrupted() noexcept;
     Outcome SpendSlowly(std::uint64_t steps, s_str& error);
 
     unsigned m_depth = 0;
@@ -198,17 +205,17 @@ private:
     std::uint64_t m_stepsBeyond = Unlimited;
     std::uint64_t m_granted = 0; ///< steps that are spent, or left before the next check
     std::uint64_t m_begun = 0;
-    const char* m_stopped = nullptr; ///< the message, once the statement was stopped
-    Abandonment m_abandonment;
+    const char* m_stopped = nullptr;            ///< the message, once the statement was stopped
+    std::unique_ptr<const s_str> m_abandonment; ///< the message of the last failure that was abandoned
     std::uint64_t m_abandonments = 0;
 
     std::uint64_t m_stepBudget = Unlimited;
     std::optional<std::chrono::nanoseconds> m_timeLimit;
     std::chrono::steady_clock::time_point m_deadline = std::chrono::steady_clock::time_point::max();
     const std::atomic<bool>* m_isCancelled = nullptr;
-    std::vector<s_refptr<Symbol>> m_discarded;
-    std::vector<s_refptr<Symbol>> m_kept; ///< until the outermost level ends
-    std::uint64_t m_keptSteps = 0;        ///< that they took
+    std::uint64_t m_memory = Unlimited;
+    DiscardedValues m_discarded;
+    KeptValues m_kept{m_discarded}; ///< until the outermost level ends
 };
 
 } // namespace Quarn

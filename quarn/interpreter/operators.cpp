@@ -11,15 +11,28 @@ void Operator::LookUp(const Registry& registry) {
     rightUnary = FindIn(registry.rightUnaryOperators, text);
 }
 
-const BinaryOperator* Operator::SearchBinary(const s_str& left, const s_str& right) const {
-    const auto* const byRightType = binary ? FindIn(*binary, left) : nullptr;
-    const BinaryOperator* const callable = byRightType ? FindIn(*byRightType, right) : nullptr;
+const BinaryOperator* Operator::SearchBinary(const FlatType& left, const FlatType& right) const {
+    const BinaryOperator* const callable = FindBinary(*left.name, *right.name);
     if (callable) {
         m_recentLeft = &left;
         m_recentRight = &right;
-        m_recentBinary = callable;
+        m_recentFlat = callable;
     }
     return callable;
+}
+
+const BinaryOperator* Operator::FindBinary(std::string_view left, std::string_view right) const {
+    if (m_recentBinary && IsSameName(m_recentLeftName, left) && IsSameName(m_recentRightName, right))
+        return m_recentBinary;
+    if (!binary) return nullptr;
+    const auto byRightType = binary->find(left);
+    if (byRightType == binary->end()) return nullptr;
+    const auto found = byRightType->second.find(right);
+    if (found == byRightType->second.end() || !found->second) return nullptr;
+    m_recentLeftName = byRightType->first;
+    m_recentRightName = found->first;
+    m_recentBinary = &found->second;
+    return m_recentBinary;
 }
 
 Operators::Operators(const OperatorPriorities& priorities) {
@@ -30,7 +43,7 @@ Operators::Operators(const OperatorPriorities& priorities) {
         if (start == None) start = static_cast<Position>(m_operators.size());
         Operator& op = m_operators.emplace_back();
         op.text = text;
-        m_longest = std::max(m_longest, text.View().size());
+        if (text != "[]") m_longest = std::max(m_longest, text.View().size());
         m_isPlain[static_cast<unsigned char>(text.View().front())] = false;
         if (text != "[]" && !std::ranges::all_of(text.View(), [](char c) { return Bracket(c).IsNone(); }))
             m_haveBrackets = true;
@@ -54,6 +67,17 @@ const Operator* Operators::MatchLong(std::string_view rest) const {
         if (text.substr(0, compared) == rest.substr(0, compared)) return &m_operators[i];
     }
     return nullptr;
+}
+
+const Operator* Operators::MatchAtEnd(std::string_view text, std::size_t& position) const {
+    const Operator* match = nullptr;
+    for (std::size_t i = text.size(); i > 0 && text.size() - i + 1 < m_longest && Bracket(text[i - 1]).IsNone(); --i) {
+        const Operator* const op = Match(text, i - 1);
+        if (!op) continue;
+        match = op;
+        position = i - 1;
+    }
+    return match;
 }
 
 const Operator* Operators::FindFrom(std::string_view text) const {

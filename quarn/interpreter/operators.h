@@ -21,18 +21,21 @@ struct Operator {
     /// Points to what the registry holds now.
     void LookUp(const Registry& registry);
 
-    /// The callable for operands of these types, or null. Pass the names that the types themselves hold, which last as
-    /// long as the program: the last pair found is cached by address. The cache stays valid because entries of the
-    /// registry are never removed.
-    const BinaryOperator* FindBinary(const s_str& left, const s_str& right) const {
-        return &left == m_recentLeft && &right == m_recentRight ? m_recentBinary : SearchBinary(left, right);
+    /// The callable for operands of these types, or null. The last one found is cached, for flat types by their
+    /// addresses. The cache stays valid because entries of the registry are never removed.
+    const BinaryOperator* FindBinary(const FlatType& left, const FlatType& right) const {
+        return &left == m_recentLeft && &right == m_recentRight ? m_recentFlat : SearchBinary(left, right);
     }
+    const BinaryOperator* FindBinary(std::string_view left, std::string_view right) const;
 
 private:
-    const BinaryOperator* SearchBinary(const s_str& left, const s_str& right) const;
+    const BinaryOperator* SearchBinary(const FlatType& left, const FlatType& right) const;
 
-    mutable const s_str* m_recentLeft = nullptr;
-    mutable const s_str* m_recentRight = nullptr;
+    mutable const FlatType* m_recentLeft = nullptr;
+    mutable const FlatType* m_recentRight = nullptr;
+    mutable const BinaryOperator* m_recentFlat = nullptr;
+    mutable std::string_view m_recentLeftName; ///< in the registry
+    mutable std::string_view m_recentRightName;
     mutable const BinaryOperator* m_recentBinary = nullptr;
 };
 
@@ -50,6 +53,16 @@ public:
         if (start == None) return nullptr;
         return m_operators[start].text.View().size() == 1 ? &m_operators[start] : MatchLong(text.substr(position));
     }
+
+    /// In ascending order of the texts; null if there is none.
+    const Operator* GetFirst() const { return m_operators.empty() ? nullptr : &m_operators.front(); }
+    /// Whether one has several characters, other than "[]".
+    bool AreLong() const { return m_longest > 1; }
+    /// The number of characters in the longest one, other than "[]".
+    std::size_t GetLongest() const { return m_longest; }
+    /// The operator that the end of the text cuts off, and where it begins: the leftmost if there are several. Null if
+    /// there is none.
+    const Operator* MatchAtEnd(std::string_view text, std::size_t& position) const;
 
     /// The operator with exactly this text, or null.
     const Operator* Find(std::string_view text) const {
@@ -77,9 +90,6 @@ public:
 
     /// Points to what the registry holds now.
     void LookUp(const Registry& registry);
-
-    /// The number of characters in the longest one.
-    std::size_t GetLongest() const { return m_longest; }
 
 private:
     using Position = unsigned;

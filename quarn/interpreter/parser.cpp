@@ -26,8 +26,10 @@
 // fault of the text is a step too, so it is reported in the order of evaluation, and only when evaluation reaches it.
 // Brackets are checked first: nothing of a text is evaluated unless each bracket at its top level has its partner.
 //
-// Operators are recognised once, in the whole text. With operators of several characters a side may end in the
-// beginning of one, which does not count as an operator there.
+// Operators are recognised from the left, the first in ascending order wins, and one that the end of the text cuts off
+// counts as a whole one. That also holds for the left side of an operator, which is a text of its own: with an operator
+// `#$`, the left side of `2#*3` is `2#`, that is `2#$`. So with operators of several characters a text may have to be
+// cut into its sides, and these be read anew. Pinned by "OperatorsOfSeveralCharacters".
 
 #include "quarn/interpreter/parser.h"
 
@@ -39,25 +41,26 @@ namespace Quarn {
 
 namespace {
 
+constexpr const char* NoIndex = "\tError : Illegal use of '[.]' with empty argument";
+
 std::string_view Trimmed(std::string_view text) { return s_str::Trimmed(text); }
 
 /// Where a text is in the expression.
 struct Place {
-    unsigned level = 0; ///< of brackets around it
-    bool isLast = true; ///< gives the value of the expression
-    bool isWhole;       ///< all its brackets have their partners: it is not torn out between others
+    bool isWhole;             ///< all its brackets have their partners: it is not torn out between others
+    bool isLast = true;       ///< gives the value of the expression
+    bool isBracketed = false; ///< stands within round brackets
 
-    Place Inner() const { return {level + 1, false, isWhole}; }
-    Place Bracketed() const { return {level + 1, isLast, isWhole}; }
-    Place Operand() const { return {level, false, isWhole}; }
-    Place Torn() const { return {level + 1, false, false}; }
+    Place Bracketed() const { return {isWhole, isLast, true}; }
+    Place Operand() const { return {isWhole, false}; }
+    Place Torn() const { return {false, false}; }
 };
 
 Step StepAt(Place place, Step::Kind kind, std::string_view text) {
     Step step;
     step.kind = kind;
     step.isLast = place.isLast;
-    step.level = place.level;
+    step.isBracketed = place.isBracketed;
     step.text = text;
     return step;
 }
@@ -92,6 +95,7 @@ bool ReadWord(std::string_view text, Place place, const Language& language, Step
 struct ParserMemory::Open {
     enum class Kind : unsigned char {
         Text,      ///< operators and operands
+        Sides,     ///< of an operator, each a text by itself
         Index,     ///< the text between the square brackets; the object is open above it
         Arguments, ///< of a call
     };
@@ -101,9 +105,10 @@ struct ParserMemory::Open {
     bool hasOperand = false; ///< since the last operator of a text
     Place place;
     std::string_view text;
-    std::size_t position = 0;                     ///< where the rest begins
+    std::size_t position = 0;                     ///< where the rest begins; 0 before the right one of two sides
     std::size_t waitingCount = 0;                 ///< the number of waiting operators of a text
     std::string_view name = {};                   ///< of the called function
+    const Operator* op = nullptr;                 ///< between the sides
     const FunctionOverloads* functions = nullptr; ///< of that name
     std::size_t argumentCount = 0;
 };
@@ -117,9 +122,9 @@ using Open = ParserMemory::Open;
 
 class Parser {
 public:
-    Parser(std::string_view text, unsigned deepest, const Language& language, ParserMemory& memory, StepSink& sink)
-        : m_brackets(text, memory.brackets), m_deepest(deepest), m_language(language),
-          m_operators(language.GetOperators()), m_memory(memory), m_sink(sink) {}
+    Parser(std::string_view text, const Language& language, ParserMemory& memory, StepSink& sink)
+        : m_brackets(text, memory.brackets), m_language(language), m_operators(language.GetOperators()),
+          m_memory(memory), m_sink(sink) {}
     Parser(const Parser&) = delete;
     Parser& operator=(const Parser&) = delete;
     ~Parser() {
@@ -131,7 +136,7 @@ public:
 
     Outcome Parse(std::string_view text) {
         const bool isWhole = !m_operators.HaveBrackets() && m_brackets.AreBalanced();
-        Outcome outcome = OpenText(text, {0, true, isWhole});
+        Outcome outcome = OpenText(text, {isWhole});
         while (outcome && m_openCount > 0) outcome = Continue();
         return outcome;
     }
@@ -162,6 +167,16 @@ private:
     bool TakeWord(Open& text, const Operator*& following, Outcome& outcome);
     Outcome TakeOperand(std::string_view piece);
     Outcome FinishText();
+    /// A part of a text at its top bracket level.
+    struct Token {
+        std::size_t begin;
+        std::size_t end;
+        const Operator* op; ///< null for an operand
+    };
+    std::vector<Token> Cut(std::string_view text);
+    bool HasCutOperators(std::string_view text, const std::vector<Token>& tokens) const;
+    Outcome OpenSides(std::string_view text, const std::vector<Token>& tokens, Place place);
+    Outcome ContinueSides();
     Outcome ContinueIndexing();
     Outcome ContinueCall();
     Outcome ApplyWaiting(Open& text, Place place);
@@ -171,13 +186,13 @@ private:
     }
     Outcome EmitFlat(std::string_view text, const FlatType& type, Word word, Place place);
     Outcome EmitLiteral(std::string_view text, const Literal& literal, Place place);
+    Outcome EmitOperation(const Operator& op, bool hasLeftOperand, bool hasRightOperand, Place place);
     Outcome EmitOperator(Step::Kind kind, const Operator* op, std::string_view text, Place place);
     Outcome EmitFault(Place place, std::string_view begin, std::string_view middle = {}, std::string_view end = {});
     Outcome EmitMissingOperands(const Operator& op, Place place);
     Outcome EmitAmbiguity(std::string_view piece, Place place);
 
     Brackets m_brackets;
-    const unsigned m_deepest;
     const Language& m_language;
     const Operators& m_operators;
     ParserMemory& m_memory;
@@ -186,11 +201,13 @@ private:
 };
 
 Outcome Parser::OpenText(std::string_view text, Place place) {
-    if (place.level > m_deepest) return EmitFault(place, {});
     text = Trimmed(text);
     if (text.empty()) return EmitFault(place, "\tError : Empty symbol");
     if (!place.isWhole)
         if (const char* fault = FindFault(text)) return EmitFault(place, fault);
+    if (m_operators.AreLong())
+        if (const std::vector<Token> tokens = Cut(text); HasCutOperators(text, tokens))
+            return OpenSides(text, tokens, place);
     Push(Open::Kind::Text, place, text);
     return Outcome::WentOn;
 }
@@ -198,6 +215,7 @@ Outcome Parser::OpenText(std::string_view text, Place place) {
 Outcome Parser::Continue() {
     switch (Top().kind) {
     case Open::Kind::Text: return ContinueText();
+    case Open::Kind::Sides: return ContinueSides();
     case Open::Kind::Index: return ContinueIndexing();
     case Open::Kind::Arguments: return ContinueCall();
     }
@@ -308,12 +326,7 @@ Outcome Parser::ApplyWaiting(Open& text, Place place) {
     const auto [op, hasLeftOperand] = m_memory.waiting.back();
     m_memory.waiting.pop_back();
     --text.waitingCount;
-    const bool hasRightOperand = std::exchange(text.hasOperand, true);
-    if (!hasLeftOperand && !hasRightOperand) return EmitMissingOperands(*op, place);
-    const Step::Kind kind = !hasLeftOperand    ? Step::Kind::RightUnary
-                            : !hasRightOperand ? Step::Kind::LeftUnary
-                                               : Step::Kind::Binary;
-    return EmitOperator(kind, op, op->text, place);
+    return EmitOperation(*op, hasLeftOperand, std::exchange(text.hasOperand, true), place);
 }
 
 Outcome Parser::OpenPiece(std::string_view piece, Place place) {
@@ -340,12 +353,59 @@ Outcome Parser::OpenPiece(std::string_view piece, Place place) {
     return parenthesis == std::string_view::npos ? OpenIndexing(piece, place) : OpenCall(piece, parenthesis, place);
 }
 
+std::vector<Parser::Token> Parser::Cut(std::string_view text) {
+    std::vector<Token> tokens;
+    Quarn::Cut cut(text);
+    for (Piece piece;;) {
+        const std::size_t begin = cut.position;
+        if (!NextPiece(m_brackets, cut, m_operators, piece)) return tokens;
+        tokens.push_back({begin, std::min(cut.position, text.size()), piece.op});
+    }
+}
+
+/// Whether the left side of an operator ends in the beginning of another one that the whole text does not have there.
+bool Parser::HasCutOperators(std::string_view text, const std::vector<Token>& tokens) const {
+    for (std::size_t end = 1; end < tokens.size(); ++end) {
+        if (!tokens[end].op) continue;
+        const std::string_view side = Trimmed(text.substr(0, tokens[end].begin));
+        const std::size_t reach = side.size() - std::min(side.size(), m_operators.GetLongest() - 1);
+        for (std::size_t i = end; i-- > 0 && tokens[i].end > reach;) {
+            if (tokens[i].op) continue;
+            for (std::size_t at = std::max(tokens[i].begin, reach); at < std::min(tokens[i].end, side.size()); ++at)
+                if (Bracket(side[at]).IsNone() && m_operators.Match(side, at)) return true;
+        }
+    }
+    return false;
+}
+
+/// Opens both sides of the operator that is applied last.
+Outcome Parser::OpenSides(std::string_view text, const std::vector<Token>& tokens, Place place) {
+    const Token* last = nullptr;
+    for (const Token& token : tokens)
+        if (token.op && (!last || token.op->priority <= last->op->priority)) last = &token;
+    Open& sides = Push(Open::Kind::Sides, place, text.substr(last->end));
+    sides.op = last->op;
+    if (last->begin == 0) return Outcome::WentOn;
+    sides.hasOperand = true;
+    return OpenText(text.substr(0, last->begin), place.Operand());
+}
+
+/// Opens the right side, then applies the operator.
+Outcome Parser::ContinueSides() {
+    Open& sides = Top();
+    const bool isRightOpen = std::exchange(sides.position, 1) > 0;
+    if (!isRightOpen && !sides.text.empty()) return OpenText(sides.text, sides.place.Operand());
+    const Open done = sides;
+    Pop();
+    return EmitOperation(*done.op, done.hasOperand, !done.text.empty(), done.place);
+}
+
 Outcome Parser::OpenIndexing(std::string_view piece, Place place) {
     const std::size_t open = piece.find('[');
     const std::size_t close = piece.find(']');
     if (open == std::string_view::npos || close == std::string_view::npos || close < open)
         return EmitFault(place, "\tError : Unable to parse expression '", piece, "', no operator found");
-    if (close == open + 1) return EmitFault(place, "\tError : Illegal use of '[.]' with empty argument");
+    if (close == open + 1) return EmitFault(place, NoIndex);
     if (open == 0) return EmitFault(place, "\tError : Illegal use of '[.]' on empty object");
     Push(Open::Kind::Index, place, piece.substr(open + 1, close - open - 1));
     return OpenText(piece.substr(0, open), place.Torn());
@@ -388,7 +448,7 @@ Outcome Parser::ContinueCall() {
         const char* none = nullptr; // the brackets were checked before
         position = m_brackets.FindSeparator(call.text, begin, Commas(), none);
         ++call.argumentCount;
-        return OpenText(call.text.substr(begin, position - begin), call.place.Inner());
+        return OpenText(call.text.substr(begin, position - begin), call.place.Operand());
     }
     Step step = StepAt(call.place, Step::Kind::Call, call.name);
     step.functions = call.functions;
@@ -409,6 +469,14 @@ Outcome Parser::EmitLiteral(std::string_view text, const Literal& literal, Place
     return m_sink.Accept(step);
 }
 
+Outcome Parser::EmitOperation(const Operator& op, bool hasLeftOperand, bool hasRightOperand, Place place) {
+    if (!hasLeftOperand && !hasRightOperand) return EmitMissingOperands(op, place);
+    const Step::Kind kind = !hasLeftOperand    ? Step::Kind::RightUnary
+                            : !hasRightOperand ? Step::Kind::LeftUnary
+                                               : Step::Kind::Binary;
+    return EmitOperator(kind, &op, op.text, place);
+}
+
 Outcome Parser::EmitOperator(Step::Kind kind, const Operator* op, std::string_view text, Place place) {
     Step step = StepAt(place, kind, text);
     step.op = op;
@@ -424,7 +492,9 @@ Outcome Parser::EmitFault(Place place, std::string_view begin, std::string_view 
     return outcome ? Outcome::Failed : outcome;
 }
 
+/// "[]" without operands is an index without text: it is no operator that the scanner finds.
 Outcome Parser::EmitMissingOperands(const Operator& op, Place place) {
+    if (op.text == "[]") return EmitFault(place, NoIndex);
     return EmitFault(place, "\tError : Operator '", op.text, "' is missing its operands");
 }
 
@@ -438,12 +508,12 @@ Outcome Parser::EmitAmbiguity(std::string_view piece, Place place) {
 
 } // namespace
 
-Outcome Parse(std::string_view text, unsigned deepest, const Language& language, ParserMemory& memory, StepSink& sink) {
+Outcome Parse(std::string_view text, const Language& language, ParserMemory& memory, StepSink& sink) {
     // Many texts are a single word, like most elements of vectors. They have no brackets to match.
     const std::string_view word = Trimmed(text);
     Step step;
-    if (!word.empty() && ReadWord(word, Place{}, language, step)) return sink.Accept(step);
-    return Parser(text, deepest, language, memory, sink).Parse(text);
+    if (!word.empty() && ReadWord(word, {true}, language, step)) return sink.Accept(step);
+    return Parser(text, language, memory, sink).Parse(text);
 }
 
 } // namespace Quarn

@@ -21,9 +21,9 @@ struct Step {
         Index,      ///< "[]" applied to the top two operands
     };
     Kind kind = Kind::Fault;
-    bool isLast = false;     ///< gives the value of the expression
-    bool isConstant = false; ///< a literal that depends on nothing but its text
-    unsigned level = 0;      ///< of brackets around it
+    bool isLast = false;      ///< gives the value of the expression
+    bool isBracketed = false; ///< stands within round brackets
+    bool isConstant = false;  ///< a literal that depends on nothing but its text
     std::string_view text;
     union {
         const Constructor* constructor = nullptr;
@@ -68,9 +68,8 @@ struct ParserMemory {
     Brackets::Memory brackets;
 };
 
-/// Passes the steps of the expression `text` to the sink, and returns the last outcome. Brackets nested more than
-/// `deepest` levels deep are not parsed: a fault on their level takes their place. Takes time linear in the text and
-/// does not recurse.
-Outcome Parse(std::string_view text, unsigned deepest, const Language& language, ParserMemory& memory, StepSink& sink);
+/// Passes the steps of the expression `text` to the sink, and returns the last outcome. Takes time linear in the text
+/// and does not recurse, so brackets may nest without limit.
+Outcome Parse(std::string_view text, const Language& language, ParserMemory& memory, StepSink& sink);
 
 } // namespace Quarn

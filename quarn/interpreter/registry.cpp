@@ -5,9 +5,13 @@ namespace Quarn {
 const Function* FunctionOverloads::Search(std::span<const s_str* const> types) const {
     const Function* const found = FindIn<Function>(*this, SignatureOf(types));
     if (found && types.size() <= m_recentTypes.size()) {
-        m_recent = found; // entries are never removed
+        m_recent = nullptr; // unless all is copied
+        for (std::size_t i = 0; i < types.size(); ++i) {
+            m_recentAddresses[i] = types[i];
+            m_recentTypes[i] = *types[i];
+        }
         m_recentCount = types.size();
-        std::ranges::copy(types, m_recentTypes.begin());
+        m_recent = found; // entries are never removed
     }
     return found;
 }

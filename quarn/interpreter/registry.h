@@ -136,19 +136,23 @@ using BinaryOverloads = Table<Table<BinaryOperator>>; ///< by left type, then ri
 /// By signature, "(Scalar, Scalar)".
 class FunctionOverloads : public Table<Function> {
 public:
-    /// The callable for arguments of these types, or null. Pass the names that the types themselves hold: the last
-    /// types that were found are remembered by address.
-    const Function* Find(std::span<const s_str* const> types) const {
-        return m_recent && std::ranges::equal(types, std::span(m_recentTypes).first(m_recentCount)) && *m_recent
-                   ? m_recent
-                   : Search(types);
+    /// The callable for arguments of these types, or null. The last one found is remembered; if all types are flat, by
+    /// the addresses of their names.
+    const Function* Find(std::span<const s_str* const> types, bool areFlat) const {
+        const auto isRecent = [&](std::size_t i) {
+            return types[i] == m_recentAddresses[i] && (areFlat || *types[i] == m_recentTypes[i]);
+        };
+        bool areRecent = m_recent && *m_recent && types.size() == m_recentCount;
+        for (std::size_t i = 0; areRecent && i < types.size(); ++i) areRecent = isRecent(i);
+        return areRecent ? m_recent : Search(types);
     }
 
 private:
     const Function* Search(std::span<const s_str* const> types) const;
 
     mutable const Function* m_recent = nullptr;
-    mutable std::array<const s_str*, 4> m_recentTypes{};
+    mutable std::array<const s_str*, 4> m_recentAddresses{};
+    mutable std::array<s_str, 4> m_recentTypes;
     mutable std::size_t m_recentCount = 0;
 };
 /// The signature of arguments of these types.

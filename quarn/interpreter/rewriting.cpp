@@ -33,12 +33,6 @@ public:
     Pieces CountPieces(std::string_view part);
 
 private:
-    struct EndMatch {
-        const Operator* op; ///< null for none
-        std::size_t position;
-    };
-
-    EndMatch MatchAtEnd(std::string_view operand) const;
     Outcome RewriteOperand(std::string_view operand, s_str& output, s_str& error);
     std::string_view PeelPlainEnds(std::string_view operand) const;
 
@@ -71,11 +65,12 @@ Outcome Rewriting::RewriteOperand(std::string_view operand, s_str& output, s_str
     // So may the part before it.
     std::vector<const Operator*> ends;
     const std::size_t firstBracket = operand.find('(');
+    std::size_t end = 0;
     while (firstBracket < operand.size()) {
-        const EndMatch end = MatchAtEnd(operand);
-        if (!end.op) break;
-        ends.push_back(end.op);
-        operand = operand.substr(0, end.position);
+        const Operator* const op = m_operators.MatchAtEnd(operand, end);
+        if (!op) break;
+        ends.push_back(op);
+        operand = operand.substr(0, end);
     }
     while (HoldsRoundBracket(operand)) {
         operand = PeelPlainEnds(operand);
@@ -91,24 +86,15 @@ Outcome Rewriting::RewriteOperand(std::string_view operand, s_str& output, s_str
     return Outcome::WentOn;
 }
 
-/// The operator whose first characters end the operand; the leftmost if there are several.
-Rewriting::EndMatch Rewriting::MatchAtEnd(std::string_view operand) const {
-    EndMatch match{nullptr, 0};
-    std::size_t position = operand.size();
-    for (std::size_t i = 1; i < m_operators.GetLongest() && position > 0; ++i) {
-        if (!Bracket(operand[--position]).IsNone()) break;
-        if (const Operator* op = m_operators.Match(operand, position)) match = {op, position};
-    }
-    return match;
-}
-
 /// Peels off what can be peeled without looking at the rest: with a character at each end that is no bracket, a single
 /// operand stays one. Otherwise each of these would cost a cut of all the rest.
 std::string_view Rewriting::PeelPlainEnds(std::string_view operand) const {
     for (;;) {
         const std::string_view trimmed = s_str::Trimmed(operand);
         const std::string_view peeled = trimmed.substr(1, trimmed.size() - 2);
-        if (!Bracket(trimmed.front()).IsNone() || !Bracket(trimmed.back()).IsNone() || MatchAtEnd(peeled).op)
+        std::size_t end = 0;
+        if (!Bracket(trimmed.front()).IsNone() || !Bracket(trimmed.back()).IsNone() ||
+            m_operators.MatchAtEnd(peeled, end))
             return operand;
         operand = peeled;
     }

@@ -50,14 +50,20 @@ Result<s_refptr<Symbol>> State::Set(std::string_view name, s_refptr<Symbol> valu
     if (!value) return Result<s_refptr<Symbol>>::Error("\tError : No value for the symbol '" + s_str(name) + "'");
     const s_str key = name; // it may be a part of the name that the value has
     s_refptr<Symbol> named = Symbol::Named(std::move(value), key);
-    m_interpreter->symbols.Exchange(key, named);
-    return named;
+    SymbolTable& symbols = m_interpreter->symbols;
+    s_refptr<Symbol> before = symbols.Exchange(key, named);
+    const Outcome outcome = m_interpreter->statements.CheckMemory(*symbols.Find(SymbolTable::LastResultName), error);
+    if (!outcome && before) symbols.Exchange(key, std::move(before));
+    else if (!outcome) symbols.Erase(key);
+    GetLimits().Destroy(std::move(before));
+    return outcome ? Result(named) : Result<s_refptr<Symbol>>::Error(error);
 }
 
 bool State::Erase(std::string_view name) {
-    const bool isThere = name != SymbolTable::LastResultName && m_interpreter->symbols.Find(name);
-    if (isThere) m_interpreter->symbols.Erase(name);
-    return isThere;
+    s_refptr<Symbol> value = m_interpreter->symbols.Erase(name);
+    const bool wasThere = static_cast<bool>(value);
+    GetLimits().Destroy(std::move(value));
+    return wasThere;
 }
 
 void State::SetLastResult(s_refptr<Symbol> value) { m_interpreter->statements.SetLastResult(std::move(value)); }
@@ -73,30 +79,29 @@ Result<s_refptr<Symbol>> State::Evaluate(std::string_view expression) {
 }
 
 s_refptr<Symbol> State::ParseSymbol(const s_str& name, std::string_view expression, s_str& error, s_bool allowNew) {
-    const Limits::Level level(GetLimits());
-    if (!level) return GetLimits().AbandonTooDeep(error);
-    return m_interpreter->evaluator.Evaluate(name, expression, error, static_cast<bool>(allowNew)).ToObject();
+    return m_interpreter
+        ->Enter(error,
+                [&] { return m_interpreter->evaluator.Evaluate(name, expression, error, static_cast<bool>(allowNew)); })
+        .ToObject();
 }
 
 Operand State::ParseOperand(std::string_view expression, s_str& error) {
-    const Limits::Level level(GetLimits());
-    if (!level) return GetLimits().AbandonTooDeep(error);
-    return m_interpreter->evaluator.Evaluate({}, expression, error, false);
+    return m_interpreter->Enter(error, [&] { return m_interpreter->evaluator.Evaluate({}, expression, error, false); });
 }
 
 Result<s_refptr<Symbol>> State::EvaluateAndResolve(std::string_view expression) {
-    const Limits::Level level(GetLimits()); // one budget for both
     s_str error;
-    Operand value =
-        level ? m_interpreter->evaluator.Evaluate({}, expression, error, false) : GetLimits().AbandonTooDeep(error);
-    if (value) value = Reference::Resolve(value, error);
+    Operand value = m_interpreter->Enter(error, [&] { // one budget for both
+        const Operand operand = m_interpreter->evaluator.Evaluate({}, expression, error, false);
+        return operand ? Reference::Resolve(operand, error) : Operand();
+    });
     return value ? Result(std::move(value).ToObject()) : Result<s_refptr<Symbol>>::Error(std::move(error));
 }
 
 Result<s_refptr<Symbol>> State::Resolve(s_refptr<Symbol> value) {
-    const Limits::Level level(GetLimits());
     s_str error;
-    s_refptr<Symbol> resolved = Reference::Resolve(value, error);
+    s_refptr<Symbol> resolved =
+        m_interpreter->Enter(error, [&] { return Operand(Reference::Resolve(value, error)); }).ToObject();
     return resolved ? Result(std::move(resolved)) : Result<s_refptr<Symbol>>::Error(std::move(error));
 }
 
@@ -104,7 +109,8 @@ Result<s_str> State::TextOf(const Symbol& value) {
     const Limits::Level level(GetLimits());
     s_str text;
     s_str error;
-    const Outcome outcome = TextWriter(&GetLimits(), text, error).Write(value);
+    Outcome outcome = TextWriter(&GetLimits(), text, error).Write(value);
+    if (GetLimits().IsStopped()) outcome = GetLimits().CheckStopped(error, 0);
     return outcome ? Result(std::move(text)) : Result<s_str>::Error(std::move(error));
 }
 
@@ -151,8 +157,9 @@ s_bool State::SplitOperators(s_ctnr<s_str>& pieces, const s_str& text, s_str& er
 }
 
 s_bool State::MatchOperator(std::size_t position, const s_str& wholeText, s_str& matchedText) const {
-    if (position >= wholeText.View().size()) return false;
-    const Operator* op = m_interpreter->language.GetOperators().Match(wholeText, position);
+    const Operators& operators = m_interpreter->language.GetOperators();
+    const bool isAtEnd = position >= wholeText.View().size();
+    const Operator* const op = isAtEnd ? operators.GetFirst() : operators.Match(wholeText, position);
     if (op) matchedText = op->text;
     return op != nullptr;
 }

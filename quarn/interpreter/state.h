@@ -110,7 +110,7 @@ public:
                            s_bool keepSeparators) const;
     /// The same with operators as separators, which are kept.
     s_bool SplitOperators(s_ctnr<s_str>& pieces, const s_str& text, s_str& error) const;
-    /// The matcher of operators.
+    /// The matcher of operators. One that runs past the end of the text counts as matched.
     s_bool MatchOperator(std::size_t position, const s_str& wholeText, s_str& matchedText) const;
     /// The same with commas as separators, which are not kept. The pieces are views of the text.
     bool SplitArguments(std::vector<std::string_view>& arguments, std::string_view text, s_str& error) const;
@@ -140,8 +140,8 @@ public:
     const OperatorPriorities& GetOperatorPriorities() const;
     /// Not-a-number if it is no operator.
     s_uint GetOperatorPriority(std::string_view op) const;
-    /// Replaces all operators that can be written. False, with a message and nothing replaced, while an expression is
-    /// evaluated, and for an operator that begins with another (it could never be found), is empty, or contains a
+    /// Replaces all operators that can be written. An operator that begins with another one is never found. False, with
+    /// a message and nothing replaced, while an expression is evaluated, and for an operator that is empty or contains a
     /// bracket. "[]" may be an operator, and a longer one may end in an angle or square bracket.
     bool SetOperatorPriorities(const OperatorPriorities& priorities, s_str& error);
     bool SetOperatorPriorities(const OperatorPriorities& priorities);

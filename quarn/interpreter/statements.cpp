@@ -69,9 +69,12 @@ constexpr std::size_t Portion = 4096;
 /// What a statement reports and changes.
 class Statements::Transaction {
 public:
-    Transaction(SymbolTable& symbols, s_str&& emptyReport) : report(std::move(emptyReport)), m_symbols(symbols) {}
+    Transaction(SymbolTable& symbols, Limits& limits, s_str&& emptyReport)
+        : report(std::move(emptyReport)), m_symbols(symbols), m_limits(limits) {}
     ~Transaction() {
         if (!m_isDone) Undo();
+        m_limits.Destroy(std::move(m_before));
+        m_limits.Destroy(std::move(m_lastBefore));
     }
     Transaction(const Transaction&) = delete;
     Transaction& operator=(const Transaction&) = delete;
@@ -85,17 +88,13 @@ public:
     /// Keeps the changes: the stored symbol has its value, whatever was stored in between, and so has the last result.
     void Finish(const s_refptr<Symbol>& lastResult) {
         if (m_value && !Holds(m_name, m_value)) m_symbols.Exchange(m_name, m_value);
-        if (report.View().size() > Portion) { // its printing may be interrupted
-            m_lastResult = lastResult;
-            m_lastBefore = *m_symbols.Find(SymbolTable::LastResultName);
-        }
-        m_symbols.SetLastResult(lastResult);
+        m_lastResult = lastResult;
+        m_lastBefore = m_symbols.SetLastResult(lastResult);
         m_isDone = true;
     }
     bool IsDone() const { return m_isDone; }
     /// Takes the changes back. What was stored in between by statements of an evaluation, or of a stream, stays.
-    /// Returns the value that is not needed any more.
-    s_refptr<Symbol> Undo() {
+    void Undo() {
         m_isDone = true;
         if (m_value && Holds(m_name, m_value)) {
             if (m_before) m_symbols.Exchange(m_name, std::move(m_before));
@@ -103,10 +102,11 @@ public:
         }
         if (m_lastBefore && Holds(SymbolTable::LastResultName, m_lastResult))
             m_symbols.SetLastResult(std::move(m_lastBefore));
-        return m_value ? std::move(m_value) : std::move(m_lastResult);
+        m_limits.Destroy(std::move(m_lastResult));
+        m_limits.Destroy(std::move(m_value));
     }
-    /// Whether something is done that can be undone.
-    bool CanUndo() const { return static_cast<bool>(m_lastBefore); }
+    /// Whether something is done that the printing of its report may undo.
+    bool CanUndo() const { return m_isDone && report.View().size() > Portion; }
 
     s_str report;
 
@@ -117,6 +117,7 @@ private:
     }
 
     SymbolTable& m_symbols;
+    Limits& m_limits;
     std::string_view m_name;
     s_refptr<Symbol> m_value;
     s_refptr<Symbol> m_before;
@@ -131,7 +132,7 @@ Statements::Statements(State& state, Limits& limits, Language& language, SymbolT
 
 void Statements::SetLastResult(s_refptr<Symbol> value) {
     if (!value) value = MakeEmptyReference();
-    m_symbols.SetLastResult(std::move(value));
+    m_limits.Destroy(m_symbols.SetLastResult(std::move(value)));
 }
 
 s_refptr<Symbol> Statements::MakeEmptyReference() { return make_refptr<Reference>("", "", m_state); }
@@ -165,7 +166,7 @@ void Statements::ParseLine(std::string_view line) {
         const std::string_view statement = CutStatement(line);
         if (statement.empty() || statement.starts_with("//")) continue;
         m_reportBuffer.Clear();
-        Transaction transaction(m_symbols, std::move(m_reportBuffer));
+        Transaction transaction(m_symbols, m_limits, std::move(m_reportBuffer));
         bool isComplete = false;
         try {
             ParseStatement(statement, transaction);
@@ -173,10 +174,7 @@ void Statements::ParseLine(std::string_view line) {
         } catch (const std::bad_alloc&) {
         } catch (const std::length_error&) { // a container larger than any memory
         }
-        if (!transaction.IsDone()) { // before the report, which others may see
-            s_refptr<Symbol> rejected = transaction.Undo();
-            if (rejected && m_limits.IsStopped()) m_limits.Discard(std::move(rejected));
-        }
+        if (!transaction.IsDone()) transaction.Undo(); // before the report, which others may see
         const bool wasCancelled = m_limits.WasCancelled();
         const bool isPrinted = isComplete ? PrintReport(transaction) : Print("\tError : Out of memory\n");
         constexpr std::size_t MostKept = 4096; // more than most reports take
@@ -220,8 +218,9 @@ void Statements::Assign(std::string_view name, std::string_view expression, Tran
     s_str error;
     if (!CheckAssignable(name, error)) return AppendLine(transaction.report, error);
     const s_refptr<Symbol> value = m_evaluator.Evaluate(name, expression, error, false).ToObject();
-    if (!error.IsEmpty()) AppendLine(transaction.report, error); // a warning comes with a value
-    if (value) Define(name, value, value->GetRealType(), transaction);
+    if (!value) return Reject(error, transaction);
+    if (!error.IsEmpty()) AppendLine(transaction.report, error); // a warning
+    Define(name, value, value->GetRealType(), transaction);
 }
 
 void Statements::DefineSymbol(std::string_view name, std::string_view type, Transaction& transaction) {
@@ -237,27 +236,41 @@ void Statements::DefineSymbol(std::string_view name, std::string_view type, Tran
     const bool isDefault = text.arguments.empty() || !constructor;
     const s_refptr<Symbol> value =
         isDefault ? (*factory)(name) : m_evaluator.Construct(*constructor, name, text.arguments, error);
-    if (!value) return AppendLine(transaction.report, error);
+    if (!value) return Reject(error, transaction);
     Define(name, value, text.type, transaction);
 }
 
 void Statements::ShowExpression(std::string_view expression, Transaction& transaction) {
     s_str error;
     const s_refptr<Symbol> value = m_evaluator.Evaluate({}, expression, error, true).ToObject();
-    if (!value) return AppendLine(transaction.report, error);
+    if (!value) return Reject(error, transaction);
     const s_str& name = value->GetName();
     if (!name.IsEmpty() && !m_symbols.Find(name)) {
         if (!CheckSymbolName(name, error)) return AppendLine(transaction.report, error);
         return Define(name, value, value->GetType(), transaction);
     }
-    if (ReportValue("\t", value->GetType(), *value, transaction.report)) transaction.Finish(value);
+    if (ReportValue("\t", value->GetType(), *value, transaction)) Finish(value, transaction);
 }
 
 /// Stores the value in the symbol and as the last result, and reports it as one of the type.
 void Statements::Define(std::string_view name, const s_refptr<Symbol>& value, std::string_view type,
                         Transaction& transaction) {
     transaction.Store(name, value);
-    if (ReportValue("\tDefining ", type, *value, transaction.report)) transaction.Finish(value);
+    if (ReportValue("\tDefining ", type, *value, transaction)) Finish(value, transaction);
+}
+
+/// Completes the statement, unless the symbols would take too much memory.
+void Statements::Finish(const s_refptr<Symbol>& lastResult, Transaction& transaction) {
+    s_str error;
+    if (CheckMemory(lastResult, error)) return transaction.Finish(lastResult);
+    transaction.report.Clear();
+    AppendLine(transaction.report, error);
+}
+
+Outcome Statements::CheckMemory(const s_refptr<Symbol>& lastResult, s_str& error) {
+    const std::uint64_t most = m_limits.GetMemory();
+    if (most == Limits::Unlimited || m_symbols.GetWeightWith(lastResult) <= most) return Outcome::WentOn;
+    return Fail(error, "\tError : The symbols would take more than " + std::to_string(most) + " bytes of memory");
 }
 
 // These forms clear the last result. Its new value is made before anything changes, as memory may run out.
@@ -271,7 +284,7 @@ void Statements::Inspect(std::string_view name, Transaction& transaction) {
         AppendLine(transaction.report, "\t'" + s_str(name) + "' is undefined");
     } else {
         const s_refptr<Symbol> value = *symbol; // evaluating it may erase the symbol
-        if (!ReportValue("\t", value->GetType(), *value, transaction.report)) return;
+        if (!ReportValue("\t", value->GetType(), *value, transaction)) return;
     }
     transaction.Finish(empty);
 }
@@ -280,7 +293,7 @@ void Statements::Erase(std::string_view name, Transaction& transaction) {
     s_refptr<Symbol> empty = MakeEmptyReference();
     const s_refptr<Symbol>* const symbol = m_symbols.Find(name);
     if (!symbol) return AppendLine(transaction.report, "\tError : Unknown symbol '" + s_str(name) + "'");
-    const s_refptr<Symbol> value = *symbol; // evaluating it may erase the symbol
+    s_refptr<Symbol> value = *symbol; // evaluating it may erase the symbol
     const s_str& type = value->GetType();
     s_str error;
     const Outcome outcome = m_limits.CheckStopped(error);
@@ -288,6 +301,7 @@ void Statements::Erase(std::string_view name, Transaction& transaction) {
     if (!outcome) return;
     m_symbols.Erase(name);
     SetLastResult(std::move(empty));
+    m_limits.Destroy(std::move(value));
 }
 
 void Statements::EraseAll(Transaction& transaction) {
@@ -297,7 +311,8 @@ void Statements::EraseAll(Transaction& transaction) {
     if (m_limits.IsCancelled() && !m_limits.Poll(error)) return AppendLine(transaction.report, error);
     if (isWanted) {
         AppendLine(transaction.report, "\tAll symbols erased");
-        m_symbols.EraseAll();
+        SymbolTable::Map erased = m_symbols.EraseAll();
+        for (auto& [name, value] : erased) m_limits.Destroy(std::move(value));
     }
     SetLastResult(std::move(empty));
 }
@@ -312,28 +327,33 @@ bool Statements::AskWhetherToEraseAll() {
     return answer.empty() || answer == "y" || answer == "Y";
 }
 
+/// Reports the failure of an evaluation.
+void Statements::Reject(s_str& error, Transaction& transaction) {
+    (void)m_limits.CheckStopped(error, 0);
+    AppendLine(transaction.report, error);
+}
+
 /// Appends the line that shows a value. If it cannot be shown, appends the reason and returns false.
-bool Statements::ReportValue(std::string_view action, std::string_view type, const Symbol& value, s_str& report) {
+bool Statements::ReportValue(std::string_view action, std::string_view type, const Symbol& value,
+                             Transaction& transaction) {
+    s_str& report = transaction.report;
     const std::size_t begin = report.View().size();
     s_str error;
     ((report += action) += type) += " : ";
-    Outcome outcome = TextWriter(&m_limits, report, error).Write(value);
-    if (m_limits.IsStopped()) {
-        error.Clear(); // its messages are only consequences of the stop
-        outcome = m_limits.CheckStopped(error);
+    const bool isWritten = static_cast<bool>(TextWriter(&m_limits, report, error).Write(value));
+    if (isWritten && !m_limits.IsStopped()) {
+        report += '\n';
+        return true;
     }
-    if (!outcome) {
-        report.Truncate(begin);
-        report += error;
-    }
-    report += '\n';
-    return static_cast<bool>(outcome);
+    report.Truncate(begin);
+    Reject(error, transaction);
+    return false;
 }
 
 /// Prints the report. If that is interrupted, takes back what the statement changed, and returns false.
 bool Statements::PrintReport(Transaction& transaction) {
     if (Print(transaction.report, transaction.CanUndo())) return true;
-    m_limits.Discard(transaction.Undo());
+    transaction.Undo();
     return false;
 }
 

@@ -22,6 +22,8 @@ public:
     bool CheckSymbolName(std::string_view name, s_str& error) const;
     /// The same for a name to be assigned: functions and constructors keep their names.
     bool CheckAssignable(std::string_view name, s_str& error) const;
+    /// Whether the symbols, with this last result, take no more memory than they may.
+    Outcome CheckMemory(const s_refptr<Symbol>& lastResult, s_str& error);
     /// Writes to the output. If the stream carries out statements while it is written to, their reports follow this
     /// one. A long report may be interrupted by cancellation, or when the time is up: its error follows what is
     /// written by then, and false is returned.
@@ -39,7 +41,9 @@ private:
     void Erase(std::string_view name, Transaction& transaction);
     void EraseAll(Transaction& transaction);
     void Define(std::string_view name, const s_refptr<Symbol>& value, std::string_view type, Transaction& transaction);
-    bool ReportValue(std::string_view action, std::string_view type, const Symbol& value, s_str& report);
+    void Finish(const s_refptr<Symbol>& lastResult, Transaction& transaction);
+    void Reject(s_str& error, Transaction& transaction);
+    bool ReportValue(std::string_view action, std::string_view type, const Symbol& value, Transaction& transaction);
     bool AskWhetherToEraseAll();
     bool PrintReport(Transaction& transaction);
     s_refptr<Symbol> MakeEmptyReference();

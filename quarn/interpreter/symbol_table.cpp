@@ -36,40 +36,60 @@ const Operand* SymbolTable::Read(std::string_view name) {
     return &recent->nameless;
 }
 
-// Values that are replaced or erased are destroyed last: a destructor may use the table.
+// Values that are replaced or erased are destroyed by the caller: a destructor may use the table.
 
 s_refptr<Symbol> SymbolTable::Exchange(std::string_view name, s_refptr<Symbol> value) {
     ++m_changes;
     Recent* const recent = FindRecent(name);
     if (!recent) {
+        m_weight += WeightOf(name, value);
         m_map.emplace(name, std::move(value));
         return nullptr;
     }
+    m_weight += WeightOf(name, value) - WeightOf(name, recent->symbol->second);
     const Operand nameless = std::exchange(recent->nameless, {});
     return std::exchange(recent->symbol->second, std::move(value));
 }
 
-void SymbolTable::SetLastResult(s_refptr<Symbol> value) {
+s_refptr<Symbol> SymbolTable::SetLastResult(s_refptr<Symbol> value) {
     ++m_lastResultChanges;
     const Recent recent = std::exchange(m_recent[NameSlot(LastResultName, SlotCount)], {});
     m_lastResult.Swap(value);
+    return value;
 }
 
-void SymbolTable::Erase(std::string_view name) {
-    if (name == LastResultName) return;
+s_refptr<Symbol> SymbolTable::Erase(std::string_view name) {
+    if (name == LastResultName) return nullptr;
     ++m_changes;
     const Recent recent = std::exchange(m_recent[NameSlot(name, SlotCount)], {});
     const auto found = m_map.find(name);
-    if (found != m_map.end()) const auto erased = m_map.extract(found);
+    if (found == m_map.end()) return nullptr;
+    m_weight -= WeightOf(name, found->second);
+    return std::move(m_map.extract(found).mapped());
 }
 
-void SymbolTable::EraseAll() {
+SymbolTable::Map SymbolTable::EraseAll() {
     ++m_changes;
     const auto recent = std::make_unique<std::array<Recent, SlotCount>>();
     recent->swap(m_recent);
     Map erased;
     erased.swap(m_map);
     m_map.insert(erased.extract(erased.find(LastResultName)));
+    m_weight = 0;
+    return erased;
+}
+
+std::size_t SymbolTable::GetWeightWith(const s_refptr<Symbol>& lastResult) {
+    if (!std::exchange(m_isCounted, true))
+        for (const auto& [name, value] : m_map)
+            if (name != LastResultName) m_weight += WeightOf(name, value);
+    const s_refptr<Symbol>* const stored = Find(lastResult->GetName());
+    return stored && *stored == lastResult ? m_weight : m_weight + WeightOf({}, lastResult);
+}
+
+std::size_t SymbolTable::WeightOf(std::string_view name, const s_refptr<Symbol>& value) const {
+    constexpr std::size_t Entry = 96;
+    return m_isCounted ? Entry + name.size() + value->GetWeight() : 0;
 }
 
 } // namespace Quarn

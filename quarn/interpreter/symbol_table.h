@@ -34,11 +34,14 @@ public:
     /// Gives the symbol the value, and creates it if there is none. Returns its previous value; null if there was none.
     s_refptr<Symbol> Exchange(std::string_view name, s_refptr<Symbol> value);
     /// The same for the last result; cannot fail.
-    void SetLastResult(s_refptr<Symbol> value);
-    /// Does nothing if there is none, or for the last result.
-    void Erase(std::string_view name);
-    /// All but the last result.
-    void EraseAll();
+    s_refptr<Symbol> SetLastResult(s_refptr<Symbol> value);
+    /// Returns the value. Does nothing if there is none, or for the last result.
+    s_refptr<Symbol> Erase(std::string_view name);
+    /// Returns all but the last result.
+    Map EraseAll();
+
+    /// The memory that the symbols would take with this last result, in bytes. They are counted from the first call on.
+    std::size_t GetWeightWith(const s_refptr<Symbol>& lastResult);
 
 private:
     struct Recent {
@@ -52,11 +55,16 @@ private:
     /// Searches the map for a name that is not in its slot, and puts it there.
     [[gnu::noinline]] Recent* Search(std::string_view name, Recent& recent);
 
+    /// Of a symbol, in bytes; 0 while they are not counted.
+    std::size_t WeightOf(std::string_view name, const s_refptr<Symbol>& value) const;
+
     Map m_map;
     std::uint64_t m_changes = 0; ///< but those of the last result
     std::uint64_t m_lastResultChanges = 0;
     s_refptr<Symbol>& m_lastResult; ///< in the map
     std::array<Recent, SlotCount> m_recent;
+    bool m_isCounted = false;
+    std::size_t m_weight = 0; ///< of all but the last result, once they are counted
 };
 
 } // namespace Quarn

@@ -1,0 +1,18 @@
+#include "quarn/interpreter/conversion.h"
+
+#include "quarn/interpreter/expression.h"
+#include "quarn/interpreter/state.h"
+#include "quarn/types/reference.h"
+
+namespace Quarn {
+
+s_str WhyNot(const Symbol& value, std::string_view type) {
+    const Reference* const reference = As<Reference>(value);
+    if (reference && reference->GetExpression()->GetLength() > 0) {
+        const auto again = reference->GetState().Evaluate(reference->GetExpression()->GetText());
+        if (!again) return again.GetError();
+    }
+    return "\tError : The value is a " + s_str(value.GetRealType()) + ", not a " + type;
+}
+
+} // namespace Quarn
