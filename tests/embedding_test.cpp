@@ -362,7 +362,11 @@ TEST_F(Embedding, SymbolsAreSetAndReadWithoutText) {
     EXPECT_EQ(Play("x;y+z;?z"), "\tScalar : 2.5\n\tLength : 6m\n\tLength : z = 3m\n");
     Play("r &= 2*x; u &= nothing");
     EXPECT_EQ(*state.Get<double>("r"), 5);
-    EXPECT_EQ(state.Get<double>("u").GetError().Get(), "\tError : The value is a Reference, not a Scalar");
+    Play("b &= u*2; e:Reference");
+    for (const char* name : {"u", "b"}) // as the expression of the reference would say
+        EXPECT_EQ(state.Get<double>(name).GetError().Get(), "\tError : Unknown symbol 'nothing'");
+    EXPECT_EQ(Formula(state, "b+1").Evaluate<double>().GetError().Get(), "\tError : Unknown symbol 'nothing'");
+    EXPECT_EQ(state.Get<double>("e").GetError().Get(), "\tError : The value is a Reference, not a Scalar");
     EXPECT_EQ(state.Evaluate<double>("y").GetError().Get(), "\tError : The value is a Length, not a Scalar");
     EXPECT_EQ(state.Set("_", 1.0).GetError().Get(), "\tError : Reference to last result '_' is not assignable");
     EXPECT_FALSE(state.Set("Length", 1.0) || state.Set("", 1.0));
@@ -451,6 +455,51 @@ TEST_F(Embedding, OnlyWhatIsPureIsEvaluatedOnce) {
     EXPECT_EQ(calls, 2);
     EXPECT_EQ(Play("j*j"), "\tScalar : 1\n"); // 3-4 and 5-6
     EXPECT_EQ(calls, 6);
+}
+
+TEST_F(Embedding, WhatIsShownIsEvaluatedAnew) {
+    int calls = 0;
+    Binding(state).Function("next", [&] { return static_cast<double>(++calls); });
+    Play("k:Symbol; z &= q; r &= next()");
+    const std::pair<const char*, const char*> rows[] = {
+        {"k+r", "\tError : No match for operator 'Symbol + Scalar' in :\n\t        \tk + 2\n"},
+        {"r+k", "\tError : No match for operator 'Scalar + Symbol' in :\n\t        \t3 + k\n"},
+        {"r%<1>", "\tError : No match for operator 'Scalar % Vector' in :\n\t        \t3 % <1>\n"},
+        {"r!", "\tError : No match for operator 'Scalar !' in :\n\t        \t3 !\n"},
+        {"r^", "\tError : No match for operator 'Scalar ^' in :\n\t        \t2 ^\n"}, // no overload of any type
+        {"r+z", "\tReference : 2+q\n"}, // once for the type and once for the text
+        {"z+r", "\tReference : q+1\n"}, // only the text
+    };
+    for (const auto& [line, answer] : rows) {
+        calls = 0;
+        EXPECT_EQ(Play(line), answer);
+    }
+}
+
+TEST_F(Embedding, AFailureForALimitOrACircleIsNotRemembered) {
+    const auto add = [&](const char* name, const char* text, bool falls) {
+        Binding(state, Purity::Pure).Function(name, [text, falls](State& owner, s_str& error) -> s_refptr<Symbol> {
+            const Result<double> value = owner.Evaluate<double>(text);
+            if (!value && !falls) return Fail(error, s_str("\tError : no ") + text);
+            return make_refptr<Scalar>(value ? *value : 0);
+        });
+    };
+    add("f", "x+x", false);
+    Play("x = 1; r &= f");
+    const char* const tooMany = "\tError : Too many steps, the statement was stopped";
+    for (const char* text : {"r", "f", "sqrt(r)", "r+1"}) {
+        state.GetLimits().SetStepBudget(3);
+        EXPECT_EQ(state.Evaluate<double>(text).GetError().Get(), tooMany) << text;
+        EXPECT_EQ(Formula(state, text).Evaluate<double>().GetError().Get(), tooMany) << text;
+        EXPECT_EQ(Play(text), s_str(tooMany) + "\n") << text;
+        state.GetLimits().SetStepBudget(Limits::Unlimited);
+        EXPECT_TRUE(state.Evaluate<double>(text)) << text;
+    }
+
+    add("inner", "r", false);
+    add("outer", "s+1", true);
+    Play("s &= inner; r &= outer");
+    for (const char* line : {"s+2", "r+s+2", "s+r+2"}) EXPECT_EQ(Play(line), "\tScalar : 2\n") << line;
 }
 
 TEST_F(Embedding, EveryChangeEndsWhatIsKnown) {

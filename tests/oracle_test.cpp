@@ -50,6 +50,42 @@ TEST(Oracle, FastAndSlowEvaluationAreTheSameLanguage) {
     EXPECT_LT(successes, 50'000);
 }
 
+/// Operators of several characters, of which one may begin like another, or end a side.
+TEST(Oracle, LongOperatorsAreFoundAsTheRulesSay) {
+    std::mt19937 random(22);
+    const auto below = [&](std::size_t bound) { return random() % bound; };
+    int successes = 0;
+    for (int i = 0; i < 2'000; ++i) {
+        State state;
+        OperatorPriorities table;
+        Binding bind(state);
+        for (std::size_t count = 2 + below(4); table.size() < count;) {
+            std::string op;
+            for (std::size_t length = 1 + below(3); op.size() < length;) op += "#$*!"[below(4)];
+            table[op] = 1 + below(3);
+            bind.Binary(op, [](double a, double b) { return a * 3 + b; });
+            bind.LeftUnary(op, [](double a) { return a + 100; });
+            if (below(2)) bind.RightUnary(op, [](double a) { return a - 0.5; });
+        }
+        ASSERT_TRUE(state.SetOperatorPriorities(table));
+        std::string operators;
+        for (const auto& [op, priority] : table) operators += " " + op.Get() + ":" + s_str(priority).Get();
+        SlowEvaluator slow(state);
+        for (int text = 0; text < 30; ++text) {
+            std::string expression;
+            for (std::size_t length = 1 + below(10); expression.size() < length;)
+                expression += "##$$**!!1234x ()"[below(16)];
+            s_str fastError;
+            s_str slowError;
+            const s_refptr<Symbol> fastValue = state.ParseSymbol("", expression, fastError, true);
+            const s_refptr<Symbol> slowValue = slow.ParseSymbol("", expression, slowError, true);
+            ASSERT_EQ(Outcome(fastValue, fastError), Outcome(slowValue, slowError)) << expression << operators;
+            successes += fastValue ? 1 : 0;
+        }
+    }
+    EXPECT_GT(successes, 4'000);
+}
+
 /// Texts of references that stay references, as operands of operators of one character and of several.
 TEST(Oracle, OperationsAreKeptAsTheirRewrittenTexts) {
     std::mt19937 random(21);

@@ -90,13 +90,16 @@ TEST(Scanner, OperatorsOfSeveralCharacters) {
     };
     EXPECT_EQ(split("a=>b=c"), "[a][=>][b=c]");
     EXPECT_EQ(split("a="), "[a][=>]"); // a text that ends within an operator
-    EXPECT_FALSE(state.MatchOperator(1, "*", error));
+    s_str matched;
+    EXPECT_TRUE(state.MatchOperator(1, "=", matched)); // at the end every operator counts as cut off
+    EXPECT_EQ(matched.Get(), "*");
     EXPECT_EQ(state.GetOperatorPriority("=>").Get(), 1u);
 
     const std::pair<OperatorPriorities, const char*> refused[] = {
-        {{{"*", 1}, {"*!", 1}, {"+", 1}}, "\tError : Operator '*!' begins with operator '*' and can never be found"},
-        {{{"", 1}}, "\tError : An operator needs a text"},
-        {{{"a(", 1}}, "\tError : Operator 'a(' contains a bracket"},
+        {{{"", 1}, {"+", 1}}, "\tError : An operator needs a text"},
+        {{{"a(", 1}, {"+", 1}}, "\tError : Operator 'a(' contains a bracket"},
+        {{{"a<b", 1}, {"+", 1}}, "\tError : Operator 'a<b' contains a bracket"},
+        {{{"]", 1}, {"+", 1}}, "\tError : Operator ']' contains a bracket"},
     };
     for (const auto& [priorities, message] : refused) {
         error.Clear();
@@ -104,6 +107,25 @@ TEST(Scanner, OperatorsOfSeveralCharacters) {
         EXPECT_EQ(error.Get(), message);
     }
     EXPECT_FALSE(state.GetOperatorPriority("+").IsValid()); // nothing was replaced
+
+    EXPECT_TRUE(state.SetOperatorPriorities({{"*", 2}, {"**", 3}, {"#$", 1}, {"##", 3}, {"+", 1}}));
+    EXPECT_EQ(split("2**3"), "[2][*][*][3]"); // the longer one is never found
+    Binding bind(state);
+    bind.LeftUnary("#$", [](double a) { return a + 100; });
+    bind.LeftUnary("##", [](double a) { return -a; });
+    bind.LeftUnary("+", [](double a) { return a + 0.5; });
+    // The left side of an operator is a text of its own, and may end within another operator.
+    const std::pair<const char*, double> rows[] = {
+        {"2#*3", -6},  {"2 # *3", -6}, {"1+2#*3", -5},         {"(1+2)#*3", -9}, {"2#$*3", 0},
+        {"2#+3", 1},   {"1+2#+3", 2},  {"2*3#+1", -5},         {"2#", -2},       {"2 # #", 2},
+        {"2# #*3", 6}, {"1+#+2", 0},   {"(2#)*(3#$+1)", -208}, {"2*(3#", 0},     {"#*3", 0},
+    };
+    for (const auto& [text, value] : rows) {
+        const Result<double> result = state.Evaluate<double>(text);
+        if (value != 0) EXPECT_EQ(result ? *result : 0, value) << text << result.GetError().Get();
+        else EXPECT_FALSE(result) << text;
+    }
+    EXPECT_EQ(state.Evaluate("#*3").GetError().Get(), "\tError : Operator '##' is missing its operands");
 }
 
 TEST(Scanner, LiteralsAndNearMisses) {

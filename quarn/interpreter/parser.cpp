@@ -102,13 +102,16 @@ struct ParserMemory::Open {
     Open(Kind whatKind, Place where, std::string_view whole) : kind(whatKind), place(where), text(whole) {}
 
     Kind kind;
-    bool hasOperand = false; ///< since the last operator of a text
+    bool hasOperand = false;      ///< since the last operator of a text
+    bool endsInOperators = false; ///< the operand, see `ParserMemory::ends`
     Place place;
     std::string_view text;
-    std::size_t position = 0;                     ///< where the rest begins; 0 before the right one of two sides
+    std::size_t position = 0;                     ///< where the rest begins
     std::size_t waitingCount = 0;                 ///< the number of waiting operators of a text
     std::string_view name = {};                   ///< of the called function
-    const Operator* op = nullptr;                 ///< between the sides
+    const Operator* op = nullptr;                 ///< between two sides
+    std::string_view right = {};                  ///< the right one of them
+    bool hasRight = false;                        ///< whether there is one
     const FunctionOverloads* functions = nullptr; ///< of that name
     std::size_t argumentCount = 0;
 };
@@ -130,6 +133,7 @@ public:
     ~Parser() {
         while (m_openCount > 0) {
             for (std::size_t count = Top().waitingCount; count > 0; --count) m_memory.waiting.pop_back();
+            while (Top().endsInOperators) TakeEnd();
             Pop();
         }
     }
@@ -165,7 +169,11 @@ private:
     Outcome ContinueText();
     Outcome TakeOperator(const Operator& op);
     bool TakeWord(Open& text, const Operator*& following, Outcome& outcome);
+    Outcome ApplyDownTo(unsigned priority);
     Outcome TakeOperand(std::string_view piece);
+    std::string_view CutEnds(std::string_view operand, const Operator& following);
+    ParserMemory::End TakeEnd();
+    Outcome ApplyEnds();
     Outcome FinishText();
     /// A part of a text at its top bracket level.
     struct Token {
@@ -175,7 +183,7 @@ private:
     };
     std::vector<Token> Cut(std::string_view text);
     bool HasCutOperators(std::string_view text, const std::vector<Token>& tokens) const;
-    Outcome OpenSides(std::string_view text, const std::vector<Token>& tokens, Place place);
+    void OpenSides(std::string_view text, const std::vector<Token>& tokens, Place place);
     Outcome ContinueSides();
     Outcome ContinueIndexing();
     Outcome ContinueCall();
@@ -206,8 +214,10 @@ Outcome Parser::OpenText(std::string_view text, Place place) {
     if (!place.isWhole)
         if (const char* fault = FindFault(text)) return EmitFault(place, fault);
     if (m_operators.AreLong())
-        if (const std::vector<Token> tokens = Cut(text); HasCutOperators(text, tokens))
-            return OpenSides(text, tokens, place);
+        if (const std::vector<Token> tokens = Cut(text); HasCutOperators(text, tokens)) {
+            OpenSides(text, tokens, place);
+            return Outcome::WentOn;
+        }
     Push(Open::Kind::Text, place, text);
     return Outcome::WentOn;
 }
@@ -228,6 +238,10 @@ Outcome Parser::ContinueText() {
     const Open* const current = &Top();
     while (&Top() == current) { // nor if accepting a step has moved it
         Open& text = Top();
+        if (text.endsInOperators) {
+            if (const Outcome outcome = ApplyEnds(); !outcome) return outcome;
+            continue;
+        }
         const std::size_t begin = text.position;
         if (begin >= text.text.size()) return FinishText();
         const Operator* op = nullptr;
@@ -290,12 +304,17 @@ inline bool Parser::TakeWord(Open& text, const Operator*& following, Outcome& ou
     return true;
 }
 
+/// Applies the operators that wait and bind as tightly, or more.
+Outcome Parser::ApplyDownTo(unsigned priority) {
+    const Place place = Top().place.Operand();
+    while (Top().waitingCount > 0 && m_memory.waiting.back().op->priority >= priority)
+        if (const Outcome outcome = ApplyWaiting(Top(), place); !outcome) return outcome;
+    return Outcome::WentOn;
+}
+
 /// Lets the operator wait for its right operand, after those that must be applied first.
 Outcome Parser::TakeOperator(const Operator& op) {
-    const Place place = Top().place.Operand();
-    const std::vector<ParserMemory::WaitingOperator>& waiting = m_memory.waiting;
-    while (Top().waitingCount > 0 && waiting.back().op->priority >= op.priority)
-        if (const Outcome outcome = ApplyWaiting(Top(), place); !outcome) return outcome;
+    if (const Outcome outcome = ApplyDownTo(op.priority); !outcome) return outcome;
     Open& text = Top();
     m_memory.waiting.push_back({&op, std::exchange(text.hasOperand, false)});
     ++text.waitingCount;
@@ -303,11 +322,42 @@ Outcome Parser::TakeOperator(const Operator& op) {
 }
 
 Outcome Parser::TakeOperand(std::string_view piece) {
-    const std::string_view operand = Trimmed(piece);
-    if (operand.empty()) return Outcome::WentOn;
+    std::string_view operand = Trimmed(piece);
     Open& text = Top();
+    if (m_operators.AreLong() && text.position < text.text.size()) // an operator follows
+        operand = CutEnds(operand, *m_operators.Match(text.text, text.position));
+    if (operand.empty()) return Outcome::WentOn;
     text.hasOperand = true;
     return OpenPiece(operand, piece.size() == text.text.size() ? text.place : text.place.Operand());
+}
+
+/// Cuts off the operators that end the left side of the following one, and remembers them.
+std::string_view Parser::CutEnds(std::string_view operand, const Operator& following) {
+    unsigned priority = following.priority;
+    std::size_t position = 0;
+    while (const Operator* const op = m_operators.MatchAtEnd(operand, position)) {
+        priority = std::max(priority, op->priority);
+        m_memory.ends.push_back({op, priority, std::exchange(Top().endsInOperators, true)});
+        operand = Trimmed(operand.substr(0, position));
+    }
+    return operand;
+}
+
+ParserMemory::End Parser::TakeEnd() {
+    const ParserMemory::End end = m_memory.ends.back();
+    m_memory.ends.pop_back();
+    Top().endsInOperators = end.hasOuter;
+    return end;
+}
+
+/// Applies the innermost of the operators that end the operand.
+Outcome Parser::ApplyEnds() {
+    const ParserMemory::End end = TakeEnd();
+    if (const Outcome outcome = ApplyDownTo(end.priority); !outcome) return outcome;
+    Open& text = Top();
+    m_memory.waiting.push_back({end.op, std::exchange(text.hasOperand, false)});
+    ++text.waitingCount;
+    return ApplyWaiting(text, text.place.Operand());
 }
 
 /// Applies all operators that wait.
@@ -363,41 +413,52 @@ std::vector<Parser::Token> Parser::Cut(std::string_view text) {
     }
 }
 
-/// Whether the left side of an operator ends in the beginning of another one that the whole text does not have there.
+/// Whether the left side of an operator ends in the beginning of another one that has an operator of the whole text
+/// within it. One that begins in the last operand of the side is no such case, see `CutEnds`.
 bool Parser::HasCutOperators(std::string_view text, const std::vector<Token>& tokens) const {
-    for (std::size_t end = 1; end < tokens.size(); ++end) {
-        if (!tokens[end].op) continue;
-        const std::string_view side = Trimmed(text.substr(0, tokens[end].begin));
-        const std::size_t reach = side.size() - std::min(side.size(), m_operators.GetLongest() - 1);
-        for (std::size_t i = end; i-- > 0 && tokens[i].end > reach;) {
-            if (tokens[i].op) continue;
-            for (std::size_t at = std::max(tokens[i].begin, reach); at < std::min(tokens[i].end, side.size()); ++at)
-                if (Bracket(side[at]).IsNone() && m_operators.Match(side, at)) return true;
+    const auto begins = [&](std::string_view side, const Token& token) {
+        std::size_t at = std::max(token.begin, side.size() - std::min(side.size(), m_operators.GetLongest() - 1));
+        const std::size_t end = std::min(token.end, side.size());
+        while (at < end && (!Bracket(side[at]).IsNone() || !m_operators.Match(side, at))) ++at;
+        return at < end;
+    };
+    for (std::size_t i = 1; i < tokens.size(); ++i) {
+        if (!tokens[i].op) continue;
+        const std::size_t operand = tokens[i - 1].op ? i : i - 1;
+        std::size_t end = tokens[i].begin;
+        for (bool isCut = true; isCut;) {
+            const std::string_view side = Trimmed(text.substr(0, end));
+            for (std::size_t before = operand;
+                 before-- > 0 && side.size() < tokens[before].end + m_operators.GetLongest();)
+                if (!tokens[before].op && begins(side, tokens[before])) return true;
+            isCut = side.size() > tokens[operand].begin && operand < i &&
+                    m_operators.MatchAtEnd(side.substr(tokens[operand].begin), end);
+            end += tokens[operand].begin;
         }
     }
     return false;
 }
 
-/// Opens both sides of the operator that is applied last.
-Outcome Parser::OpenSides(std::string_view text, const std::vector<Token>& tokens, Place place) {
+/// Cuts the text at the operator that is applied last.
+void Parser::OpenSides(std::string_view text, const std::vector<Token>& tokens, Place place) {
     const Token* last = nullptr;
     for (const Token& token : tokens)
         if (token.op && (!last || token.op->priority <= last->op->priority)) last = &token;
-    Open& sides = Push(Open::Kind::Sides, place, text.substr(last->end));
+    Open& sides = Push(Open::Kind::Sides, place, text.substr(0, last->begin));
     sides.op = last->op;
-    if (last->begin == 0) return Outcome::WentOn;
-    sides.hasOperand = true;
-    return OpenText(text.substr(0, last->begin), place.Operand());
+    sides.right = text.substr(last->end);
+    sides.hasOperand = last->begin > 0;
+    sides.hasRight = last->end < text.size();
 }
 
-/// Opens the right side, then applies the operator.
+/// Opens the left side, then the right side, then applies the operator.
 Outcome Parser::ContinueSides() {
     Open& sides = Top();
-    const bool isRightOpen = std::exchange(sides.position, 1) > 0;
-    if (!isRightOpen && !sides.text.empty()) return OpenText(sides.text, sides.place.Operand());
+    for (std::string_view* side : {&sides.text, &sides.right})
+        if (!side->empty()) return OpenText(std::exchange(*side, {}), sides.place.Operand());
     const Open done = sides;
     Pop();
-    return EmitOperation(*done.op, done.hasOperand, !done.text.empty(), done.place);
+    return EmitOperation(*done.op, done.hasOperand, done.hasRight, done.place);
 }
 
 Outcome Parser::OpenIndexing(std::string_view piece, Place place) {

@@ -57,6 +57,12 @@ struct ParserMemory {
         const Operator* op;
         bool hasLeftOperand;
     };
+    /// An operator in whose beginning the left side of another one ends.
+    struct End {
+        const Operator* op;
+        unsigned priority; ///< it is applied after what binds as tightly, or more
+        bool hasOuter;     ///< so does the left side of the one that follows the other
+    };
     /// A text, an indexing or a call that is not complete yet.
     struct Open;
 
@@ -64,6 +70,7 @@ struct ParserMemory {
     ~ParserMemory();
 
     std::vector<WaitingOperator> waiting;
+    std::vector<End> ends;
     std::vector<Open> open;
     Brackets::Memory brackets;
 };

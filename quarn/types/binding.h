@@ -8,6 +8,7 @@
 
 #include "quarn/interpreter/conversion.h"
 #include "quarn/interpreter/state.h"
+#include "quarn/types/reference.h"
 #include "quarn/types/value.h"
 
 namespace Quarn {
@@ -140,10 +141,9 @@ private:
         for (const std::string_view argument : texts) {
             const s_refptr<Symbol> value = state.ParseSymbol("", argument, error, false);
             if (!value) return nullptr;
-            const Result<s_refptr<Symbol>> resolved = state.Resolve(value);
-            if (!resolved) return Fail(error, resolved.GetError());
-            arguments.push_back(*resolved);
-            types.push_back((*resolved)->GetType());
+            arguments.push_back(Reference::Resolve(value, error));
+            if (!arguments.back()) return nullptr;
+            types.push_back(Reference::TypeOfResolved(*arguments.back()));
         }
         const s_str signature = SignatureOf(types);
         if (signature != SignatureOf(Shape::TypeNames()))

@@ -109,6 +109,8 @@ Outcome Reference::WriteTo(TextWriter& writer) const {
     return writer.Nest([&] { return writer.Write(*value); });
 }
 
+std::size_t Reference::GetWeight() const { return Value::GetWeight() + m_expression->GetWeight(); }
+
 const s_str& Reference::GetType() const {
     const Operand value = Evaluate();
     return value ? TypeOfResolved(value) : TypeNameOf<Reference>();

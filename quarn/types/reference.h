@@ -44,6 +44,7 @@ public:
     const s_str& GetRealType() const override { return TypeNameOf<Reference>(); }
     s_str GetFullType() const override { return TypeName; }
     Outcome WriteTo(TextWriter& writer) const override;
+    std::size_t GetWeight() const override;
 
     const s_refptr<Expression>& GetExpression() const { return m_expression; }
     State& GetState() const { return *m_state; }

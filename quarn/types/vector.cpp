@@ -22,15 +22,15 @@ namespace {
                                          " numbers are not supported");
     }
     if (const Outcome outcome = limits.Spend(vector->GetSize(), error); !outcome) {
-        limits.Discard(std::move(vector));
+        limits.Destroy(std::move(vector));
         return outcome;
     }
     return vector;
 }
 
-/// Returns null because an element failed. If the statement was stopped, its elements are destroyed later.
+/// Returns null because an element failed.
 [[gnu::noinline]] s_refptr<Symbol> GiveUp(State& state, Elements elements) {
-    if (state.GetLimits().IsStopped()) state.GetLimits().Discard(make_refptr<Vector>("", std::move(elements)));
+    state.GetLimits().Destroy(make_refptr<Vector>("", std::move(elements)));
     return nullptr;
 }
 
@@ -186,12 +186,11 @@ s_refptr<Symbol> Vector::CreateFrom(State& state, const s_str& name, std::string
     Elements elements;
     elements.Reserve(elementTexts.size());
     for (const std::string_view elementText : elementTexts) {
-        if (!state.GetLimits().HasRoomFor(elementText)) return state.GetLimits().AbandonTooDeep(error);
         Operand element = state.ParseOperand(elementText, error);
         if (!element || !TakeElement(element, elementType, error)) return GiveUp(state, std::move(elements));
         elements.PushBack(std::move(element));
     }
-    if (!CheckReferences(elements, elementType, error)) return nullptr;
+    if (!CheckReferences(elements, elementType, error)) return GiveUp(state, std::move(elements));
     return Build(state, name, std::move(elements), error);
 }
 
@@ -215,12 +214,14 @@ void Elements::PushBack(Operand element) {
 }
 
 Vector::Vector(const s_str& name, Elements elements) : Value(name) {
+    m_weight = Value::GetWeight() + elements.Count() * sizeof(Word);
     if (elements.GetFlatType()) {
         m_size = elements.Count();
     } else {
         for (const s_refptr<Symbol>& element : elements) {
             const Vector* const vector = As<Vector>(*element);
-            m_size += vector ? vector->m_size : 1;
+            m_size += vector ? std::max<std::size_t>(vector->m_size, 1) : 1;
+            m_weight += element->GetWeight();
             if (vector) m_nesting = std::max(m_nesting, vector->m_nesting + 1);
         }
     }
@@ -241,6 +242,10 @@ Outcome Vector::WriteTo(TextWriter& writer) const {
         }
         return outcome ? writer.Append(m_elements->IsEmpty() ? "<>" : ">") : outcome;
     });
+}
+
+std::vector<s_refptr<Symbol>> Vector::TakeApart() {
+    return m_elements.IsUnique() ? m_elements->TakeApart() : std::vector<s_refptr<Symbol>>();
 }
 
 s_str Vector::GetFullType() const { return s_str(m_elements->Size()) + "-" + TypeName; }

@@ -51,6 +51,8 @@ public:
     void Reserve(std::size_t count);
     /// The element must not be null.
     void PushBack(Operand element);
+    /// Gives up the objects.
+    std::vector<s_refptr<Symbol>> TakeApart() { return std::exchange(m_objects, {}); }
 
 private:
     const FlatType* m_type = nullptr; ///< null for objects
@@ -84,16 +86,19 @@ public:
     /// "3-Vector" for three elements.
     s_str GetFullType() const override;
     Outcome WriteTo(TextWriter& writer) const override;
+    std::size_t GetWeight() const override { return m_weight; }
+    std::vector<s_refptr<Symbol>> TakeApart() override;
 
     const Elements& GetElements() const { return *m_elements; }
-    /// The number of elements at all depths, not counting vectors themselves.
+    /// The number of elements at all depths. Vectors count only if they are empty.
     std::size_t GetSize() const { return m_size; }
     /// How deeply vectors nest in it: 1 for a vector of numbers.
     unsigned GetNesting() const { return m_nesting; }
 
 private:
-    s_refptr<const Elements> m_elements; ///< never changed, so that copies share it
+    s_refptr<Elements> m_elements; ///< never changed, so that copies share it
     std::size_t m_size = 0;
+    std::size_t m_weight = 0;
     unsigned m_nesting = 1;
 };
 
