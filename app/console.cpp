@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <iostream>
 #include <new>
+#include <utility>
 
 #include "quarn/interpreter/limits.h"
 
@@ -39,6 +40,15 @@ public:
     /// The next line, valid until the next call; false at the end. If a line does not fit in memory, skips it, leaves
     /// `line` empty, and throws std::bad_alloc.
     bool Read(std::string_view& line) {
+        const bool hasLine = ReadAny(line);
+        constexpr std::string_view ByteOrderMark = "\xEF\xBB\xBF";
+        if (std::exchange(m_isAtBegin, false) && line.starts_with(ByteOrderMark))
+            line.remove_prefix(ByteOrderMark.size());
+        return hasLine;
+    }
+
+private:
+    bool ReadAny(std::string_view& line) {
         bool isWhole = Cut(line);
         if (isWhole) return true;
         try {
@@ -57,7 +67,6 @@ public:
         return isWhole || !line.empty();
     }
 
-private:
     /// Cuts off the line, or as much of it as the block holds. False if it continues in the next block.
     bool Cut(std::string_view& part) {
         const std::size_t end = m_rest.find('\n');
@@ -72,6 +81,7 @@ private:
     }
 
     File& m_script;
+    bool m_isAtBegin = true;
     std::array<char, 8192> m_block;
     std::string_view m_rest; ///< of the block, not yet cut off
     std::string m_joined;    ///< the current line, if it spans several blocks

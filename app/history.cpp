@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <ctime>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -13,13 +14,15 @@ namespace Quarn {
 
 namespace {
 
-/// The file, locked; closed and unlocked by the destructor.
+/// The file, locked unless somebody else keeps it locked; closed and unlocked by the destructor.
 class LockedFile {
 public:
-    LockedFile(const std::filesystem::path& path, int flags) {
+    /// Waits for the lock only if it is free as far as is known.
+    LockedFile(const std::filesystem::path& path, int flags, bool& isLockFree) {
         do {
             Close();
             Open(path, flags);
+            if (IsOpen() && !Lock(isLockFree)) Close();
         } while (IsOpen() && !IsAt(path)); // another session may have replaced it meanwhile
     }
     ~LockedFile() { Close(); }
@@ -27,7 +30,11 @@ public:
     LockedFile& operator=(const LockedFile&) = delete;
 
     bool IsOpen() const { return m_descriptor >= 0; }
-    bool IsWritable() const { return (fcntl(m_descriptor, F_GETFL) & O_ACCMODE) != O_RDONLY; }
+    bool IsLocked() const { return m_isLocked; }
+    /// The superuser can write to any file, but should not to one that its owner has made read-only.
+    bool IsWritable() const {
+        return (fcntl(m_descriptor, F_GETFL) & O_ACCMODE) != O_RDONLY && (m_status.st_mode & S_IWUSR) != 0;
+    }
 
     /// The last bytes of the file.
     std::string ReadEnd(std::size_t most) const {
@@ -41,7 +48,7 @@ public:
     bool Write(std::string_view contents) const {
         const ssize_t count = write(m_descriptor, contents.data(), contents.size());
         if (count == static_cast<ssize_t>(contents.size())) return true;
-        if (count > 0) static_cast<void>(ftruncate(m_descriptor, m_status.st_size) == 0);
+        if (count > 0 && m_isLocked) static_cast<void>(ftruncate(m_descriptor, m_status.st_size) == 0);
         return false;
     }
     bool Flush() const { return fsync(m_descriptor) == 0; }
@@ -52,14 +59,22 @@ private:
         constexpr mode_t OnlyForTheUser = 0600;
         m_descriptor = open(path.c_str(), flags | O_NONBLOCK | O_CLOEXEC, OnlyForTheUser); // never waits for a pipe
         if (!IsOpen() && flags == O_RDWR) m_descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-        if (!IsOpen()) return;
-        int locked = -1;
-        if (fstat(m_descriptor, &m_status) == 0 && S_ISREG(m_status.st_mode)) {
-            do locked = flock(m_descriptor, IsWritable() ? LOCK_EX : LOCK_SH);
-            while (locked != 0 && errno == EINTR);
+    }
+    /// False if it is no regular file.
+    bool Lock(bool& isLockFree) {
+        if (fstat(m_descriptor, &m_status) != 0 || !S_ISREG(m_status.st_mode)) return false;
+        constexpr int Attempts = 20;
+        constexpr timespec Pause{0, 10'000'000};
+        const int kind = IsWritable() ? LOCK_EX : LOCK_SH;
+        for (int attempt = 0; !m_isLocked && attempt < (isLockFree ? Attempts : 1); ++attempt) {
+            if (attempt > 0) nanosleep(&Pause, nullptr);
+            m_isLocked = flock(m_descriptor, kind | LOCK_NB) == 0;
         }
-        if (locked != 0 || fstat(m_descriptor, &m_status) != 0) return Close();
-        if ((m_status.st_mode & 0777) != OnlyForTheUser) fchmod(m_descriptor, OnlyForTheUser);
+        isLockFree = m_isLocked;
+        constexpr mode_t ForOthers = 077;
+        if (fstat(m_descriptor, &m_status) != 0) return false;
+        if ((m_status.st_mode & ForOthers) != 0) fchmod(m_descriptor, m_status.st_mode & 07777 & ~ForOthers);
+        return true;
     }
     bool IsAt(const std::filesystem::path& path) const {
         struct stat named {};
@@ -68,9 +83,11 @@ private:
     void Close() {
         if (m_descriptor >= 0) close(m_descriptor);
         m_descriptor = -1;
+        m_isLocked = false;
     }
 
     int m_descriptor = -1;
+    bool m_isLocked = false;
     struct stat m_status {}; ///< when it was locked
 };
 
@@ -99,7 +116,7 @@ History::History(std::filesystem::path file) : m_file(std::move(file)) {
         m_file = std::filesystem::weakly_canonical(
             m_file, ignored); // a symbolic link is followed, so that renaming does not replace it
     if (m_file.empty()) return;
-    const LockedFile locked(m_file, O_RDWR);
+    const LockedFile locked(m_file, O_RDWR, m_isLockFree);
     if (!locked.IsOpen()) return;
     const std::string contents = locked.ReadEnd(MostBytes);
     if (contents.empty()) return;
@@ -111,13 +128,13 @@ History::History(std::filesystem::path file) : m_file(std::move(file)) {
         Keep(rest.substr(0, end));
         rest.remove_prefix(std::min(end + 1, rest.size()));
     }
-    if ((count <= MostLines && locked.GetSize() <= MostBytes) || !locked.IsWritable()) return;
+    if ((count <= MostLines && locked.GetSize() <= MostBytes) || !locked.IsWritable() || !locked.IsLocked()) return;
 
     std::string kept;
     for (const std::string& line : m_lines) (kept += line) += '\n';
     const std::filesystem::path shortened = m_file.string() + ".new";
     std::filesystem::remove(shortened, ignored);
-    const LockedFile written(shortened, O_WRONLY | O_CREAT | O_EXCL);
+    const LockedFile written(shortened, O_WRONLY | O_CREAT | O_EXCL, m_isLockFree);
     if (written.IsOpen() && written.Write(kept) && written.Flush()) std::filesystem::rename(shortened, m_file, ignored);
     else std::filesystem::remove(shortened, ignored);
 }
@@ -133,8 +150,8 @@ void History::Add(std::string_view line) {
     Keep(line);
     if (m_file.empty() || line.size() > LongestInFile) return;
     MakeFolders(m_file.parent_path());
-    const LockedFile locked(m_file, O_RDWR | O_APPEND | O_CREAT);
-    if (!locked.IsOpen()) return;
+    const LockedFile locked(m_file, O_RDWR | O_APPEND | O_CREAT, m_isLockFree);
+    if (!locked.IsOpen() || !locked.IsWritable()) return;
     std::string entry = std::string(line) + '\n';
     const std::string end = locked.ReadEnd(entry.size() + 1); // another session may have written
     if (end == entry || end == '\n' + entry) return;

@@ -10,7 +10,7 @@ namespace Quarn {
 
 /// The lines that were typed, oldest first, no line twice in a row. They are kept in a file that sessions share: each
 /// line is appended at once, so that sessions that run side by side lose none. A file that cannot be read or written is
-/// the same as none.
+/// the same as none. One that somebody else keeps locked is read and appended to all the same, after a moment.
 class History {
 public:
     static constexpr std::size_t MostLines = 10'000;
@@ -32,6 +32,7 @@ public:
 private:
     void Keep(std::string_view line);
 
+    bool m_isLockFree = true; ///< not kept by somebody else
     std::filesystem::path m_file;
     std::deque<std::string> m_lines;
 };

@@ -44,11 +44,13 @@ namespace Quarn {
 
 namespace {
 
-std::size_t WidthOfTerminal() {
+winsize SizeOfTerminal() {
     winsize window{};
     ioctl(STDOUT_FILENO, TIOCGWINSZ, &window);
-    return window.ws_col;
+    return window;
 }
+
+std::size_t WidthOfTerminal() { return SizeOfTerminal().ws_col; }
 
 class LineEditor : public LineInput {
 public:
@@ -82,6 +84,8 @@ private:
     Got Read(std::string& line);
     void SetPrompt(std::string_view prompt);
     void Redraw();
+    void MakeRoomFor(std::size_t more);
+    void Insert(const std::wstring& text);
 
     std::wstring_view GetLine() const;
     std::size_t GetCursor() const;
@@ -117,6 +121,9 @@ private:
     EditLine* m_editor = nullptr;
     std::FILE* m_nowhere = nullptr; ///< for the error messages of the library
 
+    std::size_t m_rows = 0;    ///< that the library takes the window for; 0 for as many as it has
+    std::size_t m_longest = 0; ///< line of this session, in characters
+
     std::wstring m_prompt;
     std::wstring m_shownPrompt; ///< another one while the history is searched
     bool m_isAnswer = false;
@@ -150,6 +157,7 @@ int LineEditor::ReadKey(EditLine* editor, wchar_t* key) {
     LineEditor& self = Of(editor);
     try {
         do {
+            self.MakeRoomFor(1);
             if (!self.m_keys.Read(*key)) return 0;
             if (*key == WindowChanged) self.Redraw();
         } while (*key == WindowChanged);
@@ -257,6 +265,7 @@ LineInput::Got LineEditor::Read(std::string& line) {
     SetPrompt(m_outputBuffer.TakePrompt());
     m_isDropped = false;
     m_recall.Begin();
+    m_terminal.WaitForOutput();
     std::fflush(stdout);
     m_terminal.MarkPastes(true);
     el_wset(m_editor, EL_PREP_TERM, 1); // before the prompt shows that keys can be typed
@@ -273,7 +282,8 @@ LineInput::Got LineEditor::Read(std::string& line) {
 LineInput::Got LineEditor::ReadLine(std::string& line) {
     m_isAnswer = false;
     const Got got = Read(line);
-    if (got != Got::Line || line.empty()) return got;
+    // What ends a session would end the next one by Up and Enter.
+    if (got != Got::Line || line.empty() || line == "q" || line == "exit") return got;
     try {
         m_history.Add(line);
     } catch (const std::bad_alloc&) { // the line itself is there
@@ -292,6 +302,24 @@ void LineEditor::AnswerInterrupt() {
     if (cameMeanwhile) m_keys.Drop();
 }
 
+/// Has the library take the window for higher than it is, if a line may come to be that does not fit. It would write
+/// outside of its memory then. Instead the upper rows of such a line are not drawn right.
+void LineEditor::MakeRoomFor(std::size_t more) {
+    constexpr std::size_t LargestArgument = 1000; // typed by Alt and digits: how often a key counts
+    constexpr std::size_t CellsPerCharacter = 2;
+    m_longest = std::max(m_longest, GetLine().size() + more);
+    const std::size_t cells = CellsPerCharacter * (m_shownPrompt.size() + GetLine().size() + m_longest + LargestArgument);
+    const std::size_t needed = cells / std::max<std::size_t>(1, SizeOfTerminal().ws_col) + 2;
+    if (needed <= std::max<std::size_t>(m_rows, SizeOfTerminal().ws_row)) return;
+    m_rows = 2 * needed;
+    el_set(m_editor, EL_SETTC, "li", std::to_string(m_rows).c_str(), nullptr);
+}
+
+void LineEditor::Insert(const std::wstring& text) {
+    MakeRoomFor(text.size());
+    el_winsertstr(m_editor, text.c_str());
+}
+
 std::wstring_view LineEditor::GetLine() const {
     const LineInfoW* const line = el_wline(m_editor);
     return {line->buffer, static_cast<std::size_t>(line->lastchar - line->buffer)};
@@ -305,21 +333,21 @@ std::size_t LineEditor::GetCursor() const {
 void LineEditor::SetLine(const std::wstring& line) {
     MoveTo(GetLine().size());
     el_wdeletestr(m_editor, static_cast<int>(GetLine().size()));
-    el_winsertstr(m_editor, line.c_str());
+    Insert(line);
 }
 
 LineEditor::Next LineEditor::Drop() {
     m_terminal.Interrupt();
     m_isDropped = true;
     MoveTo(GetLine().size());
-    el_winsertstr(m_editor, L"^C");
+    Insert(L"^C");
     m_keys.Push(Return);
     return CC_REFRESH;
 }
 
 LineEditor::Next LineEditor::DeleteOrEnd() {
     if (GetLine().empty()) {
-        el_winsertstr(m_editor, m_isAnswer ? L"n" : L"q");
+        Insert(m_isAnswer ? L"n" : L"q");
         m_keys.Push(Return);
         return CC_REFRESH;
     }
@@ -350,12 +378,14 @@ void LineEditor::Redraw() {
         el_wset(m_editor, EL_PREP_TERM, 1);
     }
     el_resize(m_editor);
+    m_rows = 0;
+    MakeRoomFor(0);
     el_wset(m_editor, EL_REFRESH);
 }
 
 LineEditor::Next LineEditor::Paste() {
     const KeyReader::Pasted pasted = m_keys.ReadPasted();
-    el_winsertstr(m_editor, pasted.text.c_str());
+    Insert(pasted.text);
     if (pasted.endsLine) m_keys.Push(Return);
     return CC_REFRESH;
 }
@@ -429,7 +459,7 @@ LineEditor::Next LineEditor::Complete() {
     m_lastTab = m_keys.GetCount();
     const std::size_t typed = before.size() - completions.begin;
     if (common.size() > typed) {
-        el_winsertstr(m_editor, ToWide(common.substr(typed)).c_str());
+        Insert(ToWide(common.substr(typed)));
         return CC_REFRESH;
     }
     if (!isSecond || completions.candidates.size() == 1) return CC_NORM;

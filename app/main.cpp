@@ -9,10 +9,11 @@
 
 int main(int argumentCount, char** argumentWords) {
     using namespace Quarn;
+    std::ios::sync_with_stdio(false);
     const bool hasOutput = PrepareStreams();
+    PrepareForLackOfMemory();
     s_ctnr_t<s_str> arguments;
     for (int i = 0; i < argumentCount; ++i) arguments.PushBack(argumentWords[i]);
-    std::ios::sync_with_stdio(false);
     std::cin.tie(nullptr); // output is flushed where somebody waits for it
 
     const s_str scriptPath = arguments.Count() > 1 ? arguments[1] : s_str();

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 
 #include <fcntl.h>
 #include <io.h>
@@ -33,6 +34,17 @@ bool PrepareStreams() {
         SetConsoleCtrlHandler(OnControl, TRUE); // a terminal's own handler comes first
     }
     return true;
+}
+
+void PrepareForLackOfMemory() {} // exceptions take none
+
+s_str EmptyOwnFile(const s_str& name, const s_str& other) {
+    std::error_code ignored;
+    const bool isThere = std::filesystem::exists(std::filesystem::symlink_status(name.Get(), ignored));
+    const bool isOwn = !std::filesystem::is_symlink(name.Get(), ignored) &&
+                       std::filesystem::hard_link_count(name.Get(), ignored) == 1 &&
+                       !std::filesystem::equivalent(name.Get(), other.Get(), ignored);
+    return isThere && !isOwn ? s_str() : name;
 }
 
 unsigned FitNestingToStack() { return Limits::DeepestNesting; } // the linker sets the stack size

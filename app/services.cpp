@@ -1,10 +1,10 @@
 #include "app/services.h"
 
 #include <ctime>
-#include <filesystem>
 #include <iostream>
 #include <memory>
 
+#include "app/process.h"
 #include "quarn/core/file.h"
 #include "quarn/core/time_manager.h"
 #include "quarn/core/utils_manager.h"
@@ -29,9 +29,8 @@ double ProcessorTime() { return static_cast<double>(std::clock()) / CLOCKS_PER_S
 } // namespace
 
 void StartServices(const s_str& script) {
-    std::error_code ignored;
-    if (!std::filesystem::is_fifo(LogPath, ignored) && !std::filesystem::equivalent(LogPath, script.Get(), ignored))
-        LogFile = std::make_unique<File>(LogPath, File::Write);
+    const s_str log = EmptyOwnFile(LogPath, script);
+    if (!log.IsEmpty()) LogFile = std::make_unique<File>(log, File::Write);
     UtilsManager::Get().SetLogFunction(WriteMessage);
     TimeManager::Get().SetGetTimeFunction(ProcessorTime);
 }

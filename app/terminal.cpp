@@ -11,6 +11,8 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "app/descriptor_buffer.h"
+
 namespace Quarn {
 
 namespace {
@@ -42,15 +44,6 @@ void Handle(int signal, void (*handler)(int)) {
 
 constexpr std::string_view PasteMarksOn = "\033[?2004h";
 constexpr std::string_view PasteMarksOff = "\033[?2004l";
-
-void WriteAll(int descriptor, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = write(descriptor, text.data(), text.size());
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return;
-        text.remove_prefix(static_cast<std::size_t>(written));
-    }
-}
 
 /// Whether the terminal is this program's to use. In the background its modes belong to another one.
 bool IsInForeground() { return tcgetpgrp(STDIN_FILENO) == getpgrp(); }
@@ -198,6 +191,11 @@ bool Terminal::HasInput(int milliseconds) const {
 bool Terminal::EditsLines() const {
     termios modes{};
     return tcgetattr(STDIN_FILENO, &modes) == 0 && (modes.c_lflag & ICANON) != 0;
+}
+
+void Terminal::WaitForOutput() {
+    const int flags = fcntl(STDOUT_FILENO, F_GETFL);
+    if (flags != -1 && (flags & O_NONBLOCK) != 0) fcntl(STDOUT_FILENO, F_SETFL, flags & ~O_NONBLOCK);
 }
 
 void Terminal::MarkPastes(bool areMarked) {

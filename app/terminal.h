@@ -38,6 +38,8 @@ public:
     bool HasInput(int milliseconds) const;
     /// Whether it is in the modes in which the terminal edits lines.
     bool EditsLines() const;
+    /// Makes standard output blocking, in case another program left it non-blocking. For what does not wait by itself.
+    void WaitForOutput();
     /// Asks the terminal to mark what is pasted, until the program stops or ends.
     void MarkPastes(bool areMarked);
     /// Stops the program, as Ctrl-Z does.
