@@ -3,7 +3,6 @@ if(BUILD_SHARED_LIBS OR ORBEL_STATIC OR NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr"
   message(FATAL_ERROR "Debian packages need a static library, a dynamically linked program and the prefix /usr: "
     "cmake --preset debian")
 endif()
-set_target_properties(quarn PROPERTIES POSITION_INDEPENDENT_CODE ON) # it can be linked into shared libraries
 find_program(GZIP gzip REQUIRED)
 function(install_compressed source name destination component)
   add_custom_command(OUTPUT ${name}.gz COMMAND ${GZIP} -9nc ${source} > ${name}.gz DEPENDS ${source} VERBATIM)

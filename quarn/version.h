@@ -1,7 +1,7 @@
 #pragma once
 
 /// The version of these headers, 10000 for each major, 100 for each minor version.
-#define QUARN_VERSION 10000
+#define QUARN_VERSION 20000
 
 #include "quarn/core/api.h"
 

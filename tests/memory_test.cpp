@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <streambuf>
+#include <string>
 #include <thread>
 
 #include "failing_allocation.h"
@@ -64,6 +66,19 @@ TEST_P(Memory, RunningOutUndoesTheStatement) {
     EXPECT_GT(failures, 0u);
 }
 
+/// The letters and digits of the statement, after a number that makes the name unique.
+std::string NameOf(const testing::TestParamInfo<const char*>& parameter) {
+    std::string name = std::to_string(parameter.index);
+    bool isWord = false;
+    for (const char* character = parameter.param; *character; ++character) {
+        const bool continues = std::isalnum(static_cast<unsigned char>(*character)) != 0;
+        if (continues && !isWord) name += '_';
+        if (continues) name += *character;
+        isWord = continues;
+    }
+    return name;
+}
+
 INSTANTIATE_TEST_SUITE_P(Statements, Memory,
                          testing::Values("x = 1.23456789012345+a*(b-2)", "a = <a, 2, 3>",
                                          "anotherNameOfSomeLength &= a+b*2", "a &= a+undefined1", "x:Scalar(2.5)",
@@ -72,7 +87,8 @@ INSTANTIATE_TEST_SUITE_P(Statements, Memory,
                                          "sqrt(abs(-a)+max(a, b))", "u*2", "u+u*(a+1)", "r*v", "z+1", "s = s", "x = s",
                                          "v+n", "sqrt(a, b)", "a+", "unknownNameOfSomeLength+1", "((((a))))*v",
                                          "<1, r, a+1>", "Reference(a+undefined1)", "<1, <2>>", "a:Unknown(1)",
-                                         "1 2 3 4 5 6 7 8 9 10"));
+                                         "1 2 3 4 5 6 7 8 9 10"),
+                         NameOf);
 
 TEST(Pools, TakeBackWhatAnotherThreadMade) {
     if (!s_pools_keep) GTEST_SKIP() << "no pools under the address sanitizer";

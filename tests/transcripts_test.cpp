@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <sstream>
 #include <vector>
 
 #include "program.h"
@@ -89,12 +90,53 @@ std::string ScreenOf(std::string_view output, const std::vector<std::string>& in
     return screen;
 }
 
+/// The lines of a text, and what follows the last end of a line, even if that is nothing.
+std::vector<std::string> SplitLines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text + '\n');
+    for (std::string line; std::getline(stream, line);) lines.push_back(line);
+    return lines;
+}
+
+/// The lines around one of them, which is marked, as much of each as can be read at a glance, from a column on.
+std::string Excerpt(const std::vector<std::string>& lines, std::size_t marked, std::size_t column) {
+    constexpr std::size_t Around = 3;
+    constexpr std::size_t Width = 160;
+    std::string text;
+    for (std::size_t i = marked - std::min(marked, Around); i <= marked + Around && i < lines.size(); ++i) {
+        const std::size_t begin = i == marked ? column : 0;
+        text += i == marked ? "  * " : "    ";
+        text += (begin > 0 ? "..." : "") + lines[i].substr(begin, Width);
+        text += lines[i].size() > begin + Width ? "...\n" : "\n";
+    }
+    return marked < lines.size() ? text : text + "  * (the end)\n";
+}
+
+/// Compares texts of many or long lines, and shows both only around the first difference.
+testing::AssertionResult AreSame(const char*, const char*, const std::string& expected, const std::string& printed) {
+    if (expected == printed) return testing::AssertionSuccess();
+    const std::vector<std::string> left = SplitLines(expected);
+    const std::vector<std::string> right = SplitLines(printed);
+    const auto line = std::mismatch(left.begin(), left.end(), right.begin(), right.end());
+    const auto number = static_cast<std::size_t>(line.first - left.begin());
+    std::size_t column = 0;
+    if (line.first != left.end() && line.second != right.end()) {
+        const auto character = std::mismatch(line.first->begin(), line.first->end(), //
+                                             line.second->begin(), line.second->end());
+        column = static_cast<std::size_t>(character.first - line.first->begin());
+        column = column < 100 ? 0 : column - 40;
+    }
+    return testing::AssertionFailure() << "They differ from line " << number + 1 << " on. Expected:\n"
+                                       << Excerpt(left, number, column) << "Printed:\n"
+                                       << Excerpt(right, number, column);
+}
+
 void ExpectOnScreen(const Transcript& transcript) {
     std::vector<std::string> inputs = transcript.inputs;
     inputs.push_back("q");
     const Folder folder;
     const Outcome outcome = RunProgram(folder, Lines(inputs));
-    EXPECT_EQ(ScreenOf(outcome.output, inputs), transcript.screen + "> q\n");
+    EXPECT_PRED_FORMAT2(AreSame, transcript.screen + "> q\n", ScreenOf(outcome.output, inputs));
     EXPECT_EQ(outcome.errors, "");
     EXPECT_EQ(outcome.status, 0);
 }
@@ -109,7 +151,7 @@ TEST_P(Scripts, PrintTheSameAnswers) {
     const Folder folder;
     folder.Write("script", Lines(transcript.inputs));
     const Outcome outcome = RunProgram(folder, "", "script");
-    EXPECT_EQ(outcome.output, transcript.answers);
+    EXPECT_PRED_FORMAT2(AreSame, transcript.answers, outcome.output);
     EXPECT_EQ(outcome.errors, "");
     EXPECT_EQ(outcome.status, 0);
 }

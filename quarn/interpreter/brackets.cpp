@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <functional>
 
+#include "quarn/interpreter/limits.h"
+
 namespace Quarn {
 
 const char* Bracket::GetFault() const {
@@ -37,6 +39,7 @@ bool Brackets::AreBalanced() {
 
 std::size_t Brackets::FindPartner(std::string_view part, std::size_t position) {
     if (!m_found) FindPartners();
+    if (m_found->m_isStopped) return None;
     const auto offset = static_cast<std::size_t>(part.data() - m_found->m_text.data());
     const std::size_t partner = m_found->PairAt(offset + position).closing;
     return partner == None || partner >= offset + part.size() ? None : partner - offset;
@@ -49,10 +52,15 @@ void Brackets::FindPartners() {
     // The pairs of a kind that still stand open form a chain through their closing positions, the innermost first.
     // Positions in the memory that are one too high; 0 for none.
     std::array<std::size_t, Bracket::KindCount> innermost{};
-    for (const char& character : m_text) {
-        const Bracket bracket(character);
+    constexpr std::size_t BetweenLooks = std::size_t{1} << 16;
+    for (std::size_t i = 0; i < m_text.size(); ++i) {
+        if (i % BetweenLooks == BetweenLooks - 1 && m_memory.limits && m_memory.limits->MustStop()) {
+            m_areBalanced = false;
+            m_isStopped = true;
+            break;
+        }
+        const Bracket bracket(m_text[i]);
         if (bracket.IsNone()) continue;
-        const auto i = static_cast<std::size_t>(&character - m_text.data());
         std::size_t& open = innermost[bracket.GetKind()];
         if (bracket.IsOpening()) {
             pairs.push_back({i, open});

@@ -9,6 +9,8 @@
 
 namespace Quarn {
 
+class Limits;
+
 /// What a character is to the scanner: no bracket, or a round, angle or square one (kinds 0, 1 and 2). One byte,
 /// because every character is looked at.
 class Bracket {
@@ -71,6 +73,7 @@ public:
     struct Memory {
         std::vector<Pair> pairs; ///< a stack; those of a text in the order of the opening brackets
         Brackets* innermost = nullptr;
+        Limits* limits = nullptr; ///< asked whether the search for partners must stop; null for never
     };
 
     /// A text that is a view into the innermost text of the memory shares the partners found there. Brackets must be
@@ -84,7 +87,8 @@ public:
     /// side by side. Then what is cut out between separators, or between two partners, has no fault. False for a text
     /// that is a part of another, of which this is not known.
     bool AreBalanced();
-    /// The partner of the opening bracket at a position of the part; `None` if it is not in the part.
+    /// The partner of the opening bracket at a position of the part; `None` if it is not in the part, or if the search
+    /// was stopped.
     std::size_t FindPartner(std::string_view part, std::size_t position);
     /// The message on the first top-level bracket of the part without a partner there; null if all have one. Brackets
     /// within separators do not count.
@@ -147,6 +151,7 @@ private:
     std::size_t m_end;         ///< where they end, once they are found
     std::size_t m_next;        ///< after the pair that was asked for last
     bool m_areBalanced = false;
+    bool m_isStopped = false;
     Brackets* const m_outer;
     Brackets* m_found; ///< the owner of the pairs used; null until they are found
 };

@@ -157,6 +157,7 @@ Outcome Dispatcher::FailWithoutMatch(const Operand& leftForType, const Operand& 
     if (const Outcome outcome = WriteText(left, message, error); !outcome) return outcome;
     (((message += " ") += op) += " ");
     if (const Outcome outcome = WriteText(right, message, error); !outcome) return outcome;
+    if (m_limits.MustStopBefore(message.View().size())) return Outcome::Failed;
     return Fail(error, message);
 }
 

@@ -80,6 +80,7 @@ Outcome Evaluator::RunOnce(Expression& expression, Executor& executor) {
 [[gnu::always_inline]] inline Outcome Evaluator::RunText(Expression& expression, Executor& executor) {
     const Program* const kept = expression.program.Get();
     if (!kept || kept->generation != m_work.language.GetGeneration()) {
+        if (m_work.limits.MustStopBefore(expression.GetLength())) return Outcome::Failed;
         if (!kept && IsBetterParsed(expression)) return RunOnce(expression, executor);
         if (const Outcome outcome = ParseProgram(expression, executor.GetError()); !outcome) return outcome;
     }

@@ -8,7 +8,9 @@ namespace Quarn {
 class Evaluator {
 public:
     Evaluator(State& state, Limits& limits, Language& language, SymbolTable& symbols, Dispatcher& dispatcher)
-        : m_work{state, limits, language, symbols, dispatcher} {}
+        : m_work{state, limits, language, symbols, dispatcher} {
+        m_memory.brackets.limits = &limits;
+    }
 
     /// Evaluates a text like `State::ParseSymbol`, but takes no level of nesting.
     Operand Evaluate(const s_str& name, std::string_view expression, s_str& error, bool allowNew);

@@ -98,6 +98,7 @@ Outcome Executor::Dispatch(const Step& step, const s_str& name) {
 }
 
 Outcome Executor::Construct(const Step& step, const s_str& name, bool isLiteral) {
+    if (m_work.limits.MustStopBefore(step.text.size())) return Outcome::Failed;
     const struct Inner {
         Source& innermost;
         const Source outer;
@@ -133,6 +134,7 @@ Outcome Executor::ReadOtherName(const Step& step) {
     const std::string_view text = step.text;
     if (text == SymbolTable::LastResultName)
         return Fail(m_error, "\tError : Unable to parse expression '_', no operator found");
+    if (m_work.limits.MustStopBefore(text.size())) return Outcome::Failed;
     const Registry& registry = m_work.language.GetRegistry();
     if (const FunctionOverloads* functions = m_work.language.FindFunctions(text)) return Call(*functions, text, 0);
     if (const Constructor* constructor = FindIn(registry.constructors, text))
@@ -143,12 +145,14 @@ Outcome Executor::ReadOtherName(const Step& step) {
 }
 
 Outcome Executor::Call(const FunctionOverloads& functions, std::string_view name, std::size_t argumentCount) {
+    constexpr std::size_t ManyArguments = 4096; // between two looks at the limits
     const std::size_t first = m_operands.size() - argumentCount;
     std::array<const s_str*, 8> few;
     std::vector<const s_str*> many(argumentCount > few.size() ? argumentCount : 0);
     const std::span<const s_str*> types = many.empty() ? std::span(few).first(argumentCount) : std::span(many);
     bool areFlat = true;
     for (std::size_t i = 0; i < argumentCount; ++i) {
+        if (i % ManyArguments == ManyArguments - 1 && m_work.limits.MustStop()) return Outcome::Failed;
         if (Reference::In(m_operands[first + i])) {
             const Operand reference = m_operands[first + i]; // the stack may move
             Operand value = m_work.dispatcher.Resolve(reference, m_error);
@@ -160,7 +164,12 @@ Outcome Executor::Call(const FunctionOverloads& functions, std::string_view name
         types[i] = &Reference::TypeOfResolved(argument);
     }
     const Function* function = functions.Find(types, areFlat);
-    if (!function) return FailWithoutOverload(functions, name, SignatureOf(types), m_error);
+    if (!function) {
+        if (m_work.limits.MustStopBefore(argumentCount)) return Outcome::Failed;
+        const s_str signature = SignatureOf(types);
+        if (m_work.limits.MustStopBefore(signature.View().size())) return Outcome::Failed;
+        return FailWithoutOverload(functions, name, signature, m_error);
+    }
     m_work.dispatcher.Calling(*function);
     if (areFlat && ApplyFlat(function->flat, argumentCount)) return Outcome::WentOn;
 

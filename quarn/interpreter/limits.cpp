@@ -62,6 +62,7 @@ bool Limits::MustStop() {
     if (!m_stopped) m_stopped = GetInterruption();
     if (!m_stopped) return false;
     ++m_abandonments; // what depends on this must not be remembered
+    TakeBackPortion();
     return true;
 }
 
@@ -91,6 +92,11 @@ void Limits::TakePortion() {
     m_granted += m_stepsToCheck;
 }
 
+void Limits::TakeBackPortion() {
+    if (m_stepsBeyond != Unlimited) m_stepsBeyond += m_stepsToCheck;
+    m_granted -= std::exchange(m_stepsToCheck, 0);
+}
+
 const char* Limits::GetInterruption() const {
     if (IsCancelled()) return Cancelled;
     const bool hasDeadline = m_deadline != std::chrono::steady_clock::time_point::max();
@@ -98,8 +104,7 @@ const char* Limits::GetInterruption() const {
 }
 
 Outcome Limits::SpendSlowly(std::uint64_t steps, s_str& error) {
-    if (m_stepsBeyond != Unlimited) m_stepsBeyond += m_stepsToCheck;
-    m_granted -= std::exchange(m_stepsToCheck, 0);
+    TakeBackPortion();
     if (!m_stopped) m_stopped = steps > m_stepsBeyond ? TooManySteps : GetInterruption();
     if (m_stopped) return Abandon(error, m_stopped);
     if (m_stepsBeyond != Unlimited) m_stepsBeyond -= steps;

@@ -103,6 +103,11 @@ public:
     /// Whether the statement has to stop. For long work that takes no steps, to be asked every now and then. Whoever gets
     /// true may give up with whatever result: nobody will see it.
     bool MustStop();
+    /// The same, if the work is long enough to ask: by the number of characters that are read or copied.
+    bool MustStopBefore(std::size_t characters) {
+        constexpr std::size_t Long = std::size_t{1} << 16; // less than a millisecond
+        return characters >= Long && MustStop();
+    }
 
     // --- For the engine
 
@@ -193,6 +198,7 @@ private:
 
     void Begin();
     void TakePortion();
+    void TakeBackPortion();
     void ReleaseKept() noexcept;
     void DestroyUnlessInterrupted() noexcept;
     Outcome SpendSlowly(std::uint64_t steps, s_str& error);

@@ -34,8 +34,9 @@ constexpr bool IsSameName(std::string_view a, std::string_view b) {
 /// The slot for a name in a cache of `count` names. The factor is larger than ten, so that numbered names like x1 to
 /// x50 get different slots.
 constexpr std::size_t NameSlot(std::string_view name, std::size_t count) {
+    constexpr std::size_t Looked = 64; // at the first characters only: names may have millions
     std::size_t slot = 0;
-    for (const char character : name) slot = 11 * slot + static_cast<unsigned char>(character);
+    for (const char character : name.substr(0, Looked)) slot = 11 * slot + static_cast<unsigned char>(character);
     return slot % count;
 }
 

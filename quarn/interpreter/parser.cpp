@@ -35,6 +35,7 @@
 
 #include <algorithm>
 
+#include "quarn/interpreter/limits.h"
 #include "quarn/interpreter/names.h"
 
 namespace Quarn {
@@ -102,18 +103,18 @@ struct ParserMemory::Open {
     Open(Kind whatKind, Place where, std::string_view whole) : kind(whatKind), place(where), text(whole) {}
 
     Kind kind;
-    bool hasOperand = false;      ///< since the last operator of a text
-    bool endsInOperators = false; ///< the operand, see `ParserMemory::ends`
     Place place;
+    bool hasOperand = false;      ///< since the last operator of a text; on the left one of two sides
+    bool hasRight = false;        ///< whether there is a right side
+    bool endsInOperators = false; ///< the operand, see `ParserMemory::ends`
     std::string_view text;
-    std::size_t position = 0;                     ///< where the rest begins
-    std::size_t waitingCount = 0;                 ///< the number of waiting operators of a text
-    std::string_view name = {};                   ///< of the called function
-    const Operator* op = nullptr;                 ///< between two sides
-    std::string_view right = {};                  ///< the right one of them
-    bool hasRight = false;                        ///< whether there is one
-    const FunctionOverloads* functions = nullptr; ///< of that name
-    std::size_t argumentCount = 0;
+    std::size_t position = 0;     ///< where the rest begins
+    std::size_t count = 0;        ///< of the waiting operators of a text, or of the arguments so far
+    std::string_view second = {}; ///< the right side, or the name of the called function
+    union {
+        const Operator* op = nullptr;       ///< between two sides
+        const FunctionOverloads* functions; ///< of that name
+    };
 };
 
 ParserMemory::ParserMemory() = default;
@@ -132,7 +133,7 @@ public:
     Parser& operator=(const Parser&) = delete;
     ~Parser() {
         while (m_openCount > 0) {
-            for (std::size_t count = Top().waitingCount; count > 0; --count) m_memory.waiting.pop_back();
+            for (; Top().kind == Open::Kind::Text && Top().count > 0; --Top().count) m_memory.waiting.pop_back();
             while (Top().endsInOperators) TakeEnd();
             Pop();
         }
@@ -157,6 +158,14 @@ private:
         --m_openCount;
     }
 
+    /// Nothing is left to do for a text that is a single piece, so it takes no memory while the piece is read.
+    void CloseIfWhole(std::string_view piece) {
+        if (piece.size() == Top().text.size()) Pop();
+    }
+    /// Every operand is looked at several times.
+    bool MustStopBefore(std::size_t characters) {
+        return m_memory.brackets.limits && m_memory.brackets.limits->MustStopBefore(characters);
+    }
     [[gnu::noinline]] const char* FindFault(std::string_view text) {
         const bool hasBrackets = !std::ranges::all_of(text, [](char c) { return Bracket(c).IsNone(); });
         return hasBrackets ? m_brackets.FindFault(text, OperatorSeparators{m_operators}) : nullptr;
@@ -236,7 +245,8 @@ Outcome Parser::Continue() {
 Outcome Parser::ContinueText() {
     const OperatorSeparators separators{m_operators};
     const Open* const current = &Top();
-    while (&Top() == current) { // nor if accepting a step has moved it
+    // Accepting a step may have moved it, and a call may have taken its place.
+    while (m_openCount > 0 && &Top() == current && current->kind == Open::Kind::Text) {
         Open& text = Top();
         if (text.endsInOperators) {
             if (const Outcome outcome = ApplyEnds(); !outcome) return outcome;
@@ -307,7 +317,7 @@ inline bool Parser::TakeWord(Open& text, const Operator*& following, Outcome& ou
 /// Applies the operators that wait and bind as tightly, or more.
 Outcome Parser::ApplyDownTo(unsigned priority) {
     const Place place = Top().place.Operand();
-    while (Top().waitingCount > 0 && m_memory.waiting.back().op->priority >= priority)
+    while (Top().count > 0 && m_memory.waiting.back().op->priority >= priority)
         if (const Outcome outcome = ApplyWaiting(Top(), place); !outcome) return outcome;
     return Outcome::WentOn;
 }
@@ -317,7 +327,7 @@ Outcome Parser::TakeOperator(const Operator& op) {
     if (const Outcome outcome = ApplyDownTo(op.priority); !outcome) return outcome;
     Open& text = Top();
     m_memory.waiting.push_back({&op, std::exchange(text.hasOperand, false)});
-    ++text.waitingCount;
+    ++text.count;
     return Outcome::WentOn;
 }
 
@@ -356,15 +366,15 @@ Outcome Parser::ApplyEnds() {
     if (const Outcome outcome = ApplyDownTo(end.priority); !outcome) return outcome;
     Open& text = Top();
     m_memory.waiting.push_back({end.op, std::exchange(text.hasOperand, false)});
-    ++text.waitingCount;
+    ++text.count;
     return ApplyWaiting(text, text.place.Operand());
 }
 
 /// Applies all operators that wait.
 Outcome Parser::FinishText() {
     const Place place = Top().place;
-    while (Top().waitingCount > 0) {
-        const bool isLast = Top().waitingCount == 1;
+    while (Top().count > 0) {
+        const bool isLast = Top().count == 1;
         if (const Outcome outcome = ApplyWaiting(Top(), isLast ? place : place.Operand()); !outcome) return outcome;
     }
     Pop();
@@ -375,14 +385,16 @@ Outcome Parser::FinishText() {
 Outcome Parser::ApplyWaiting(Open& text, Place place) {
     const auto [op, hasLeftOperand] = m_memory.waiting.back();
     m_memory.waiting.pop_back();
-    --text.waitingCount;
+    --text.count;
     return EmitOperation(*op, hasLeftOperand, std::exchange(text.hasOperand, true), place);
 }
 
 Outcome Parser::OpenPiece(std::string_view piece, Place place) {
+    if (MustStopBefore(piece.size())) return Outcome::Failed;
     if (const Operator* op = m_operators.Find(piece)) return EmitMissingOperands(*op, place);
     if (piece.front() == '(' && piece.back() == ')' && piece.size() > 1) {
         if (place.isWhole && m_brackets.FindPartner(piece, 0) != piece.size() - 1) place.isWhole = false;
+        CloseIfWhole(piece);
         return OpenText(piece.substr(1, piece.size() - 2), place.Bracketed());
     }
 
@@ -446,7 +458,7 @@ void Parser::OpenSides(std::string_view text, const std::vector<Token>& tokens, 
         if (token.op && (!last || token.op->priority <= last->op->priority)) last = &token;
     Open& sides = Push(Open::Kind::Sides, place, text.substr(0, last->begin));
     sides.op = last->op;
-    sides.right = text.substr(last->end);
+    sides.second = text.substr(last->end);
     sides.hasOperand = last->begin > 0;
     sides.hasRight = last->end < text.size();
 }
@@ -454,7 +466,7 @@ void Parser::OpenSides(std::string_view text, const std::vector<Token>& tokens, 
 /// Opens the left side, then the right side, then applies the operator.
 Outcome Parser::ContinueSides() {
     Open& sides = Top();
-    for (std::string_view* side : {&sides.text, &sides.right})
+    for (std::string_view* side : {&sides.text, &sides.second})
         if (!side->empty()) return OpenText(std::exchange(*side, {}), sides.place.Operand());
     const Open done = sides;
     Pop();
@@ -489,8 +501,9 @@ Outcome Parser::OpenCall(std::string_view piece, std::size_t parenthesis, Place 
     if (const FunctionOverloads* functions = m_language.FindFunctions(name)) {
         if (const char* fault = place.isWhole ? nullptr : m_brackets.FindFault(arguments, Commas()))
             return EmitFault(place, fault);
+        CloseIfWhole(piece);
         Open& call = Push(Open::Kind::Arguments, place, arguments);
-        call.name = name;
+        call.second = name;
         call.functions = functions;
         return Outcome::WentOn;
     }
@@ -508,12 +521,12 @@ Outcome Parser::ContinueCall() {
     if (const std::size_t begin = position; begin < call.text.size()) {
         const char* none = nullptr; // the brackets were checked before
         position = m_brackets.FindSeparator(call.text, begin, Commas(), none);
-        ++call.argumentCount;
+        ++call.count;
         return OpenText(call.text.substr(begin, position - begin), call.place.Operand());
     }
-    Step step = StepAt(call.place, Step::Kind::Call, call.name);
+    Step step = StepAt(call.place, Step::Kind::Call, call.second);
     step.functions = call.functions;
-    step.argumentCount = call.argumentCount;
+    step.argumentCount = call.count;
     Pop();
     return m_sink.Accept(step);
 }

@@ -167,8 +167,14 @@ s_bool State::MatchOperator(std::size_t position, const s_str& wholeText, s_str&
 bool State::SplitArguments(std::vector<std::string_view>& arguments, std::string_view text, s_str& error) const {
     Brackets brackets(text, m_interpreter->evaluator.GetBrackets());
     Cut cut(text);
-    for (std::string_view piece; brackets.Next(cut, Commas(), piece);)
-        if (!cut.isSeparator) arguments.push_back(piece);
+    for (std::string_view piece; brackets.Next(cut, Commas(), piece);) {
+        if (cut.isSeparator) continue;
+        arguments.push_back(piece);
+        constexpr std::size_t Many = 4096;
+        if (arguments.size() % Many == 0 && m_interpreter->limits.MustStop()) return false;
+        if (arguments.size() == Many) // as many again for each part of the text as long as this one
+            arguments.reserve(Many * (text.size() / cut.position + 1));
+    }
     if (cut.fault) AppendMessage(error, cut.fault);
     return !cut.fault;
 }

@@ -37,8 +37,9 @@ namespace {
 
 std::string_view Trimmed(std::string_view text) { return s_str::Trimmed(text); }
 
-/// Cuts the first statement off the line, with its ";".
+/// Cuts the first statement that is not empty off the line, with its ";".
 std::string_view CutStatement(std::string_view& line) {
+    line.remove_prefix(std::min(line.find_first_not_of(';'), line.size()));
     const auto end = std::min(line.find(';'), line.size());
     const std::string_view statement = line.substr(0, end);
     line.remove_prefix(std::min(end + 1, line.size()));
@@ -142,6 +143,7 @@ bool Statements::CheckSymbolName(std::string_view name, s_str& error) const {
         AppendMessage(error, "\tError : Reference to last result '_' is not assignable");
         return false;
     }
+    if (m_limits.MustStopBefore(name.size())) return false;
     if (!std::ranges::all_of(name, IsNameCharacter)) {
         AppendMessage(error, "\tError : Only alphanumeric names are allowed for symbols, in '" + s_str(name) + "'");
         return false;
@@ -187,7 +189,7 @@ void Statements::ParseStatement(std::string_view statement, Transaction& transac
     const Limits::Level level(m_limits);
     s_str error;
     const Outcome outcome = level ? m_limits.CheckStopped(error) : m_limits.AbandonTooDeep(error);
-    if (!outcome) return AppendLine(transaction.report, error);
+    if (!outcome) return Reject(std::move(error), transaction);
     constexpr auto npos = std::string_view::npos;
     const auto equals = statement.find('=');
     const auto standsBeforeEquals = [&](char sign) { // and is the first such sign
@@ -209,23 +211,23 @@ void Statements::ParseStatement(std::string_view statement, Transaction& transac
 
 void Statements::AssignReference(std::string_view name, std::string_view expression, Transaction& transaction) {
     s_str error;
-    if (!CheckSymbolName(name, error)) return AppendLine(transaction.report, error);
+    if (!CheckSymbolName(name, error)) return Reject(std::move(error), transaction);
     const s_refptr<Symbol> reference = make_refptr<Reference>(name, expression, m_state);
     Define(name, reference, reference->GetRealType(), transaction);
 }
 
 void Statements::Assign(std::string_view name, std::string_view expression, Transaction& transaction) {
     s_str error;
-    if (!CheckAssignable(name, error)) return AppendLine(transaction.report, error);
+    if (!CheckAssignable(name, error)) return Reject(std::move(error), transaction);
     const s_refptr<Symbol> value = m_evaluator.Evaluate(name, expression, error, false).ToObject();
-    if (!value) return Reject(error, transaction);
+    if (!value) return Reject(std::move(error), transaction);
     if (!error.IsEmpty()) AppendLine(transaction.report, error); // a warning
     Define(name, value, value->GetRealType(), transaction);
 }
 
 void Statements::DefineSymbol(std::string_view name, std::string_view type, Transaction& transaction) {
     s_str error;
-    if (!CheckSymbolName(name, error)) return AppendLine(transaction.report, error);
+    if (!CheckSymbolName(name, error)) return Reject(std::move(error), transaction);
     const TypeText text = ReadTypeText(type);
     if (!text.isTerminated) return AppendLine(transaction.report, "\tError : Unterminated '('");
     const Registry& registry = m_language.GetRegistry();
@@ -236,17 +238,17 @@ void Statements::DefineSymbol(std::string_view name, std::string_view type, Tran
     const bool isDefault = text.arguments.empty() || !constructor;
     const s_refptr<Symbol> value =
         isDefault ? (*factory)(name) : m_evaluator.Construct(*constructor, name, text.arguments, error);
-    if (!value) return Reject(error, transaction);
+    if (!value) return Reject(std::move(error), transaction);
     Define(name, value, text.type, transaction);
 }
 
 void Statements::ShowExpression(std::string_view expression, Transaction& transaction) {
     s_str error;
     const s_refptr<Symbol> value = m_evaluator.Evaluate({}, expression, error, true).ToObject();
-    if (!value) return Reject(error, transaction);
+    if (!value) return Reject(std::move(error), transaction);
     const s_str& name = value->GetName();
     if (!name.IsEmpty() && !m_symbols.Find(name)) {
-        if (!CheckSymbolName(name, error)) return AppendLine(transaction.report, error);
+        if (!CheckSymbolName(name, error)) return Reject(std::move(error), transaction);
         return Define(name, value, value->GetType(), transaction);
     }
     if (ReportValue("\t", value->GetType(), *value, transaction)) Finish(value, transaction);
@@ -255,6 +257,7 @@ void Statements::ShowExpression(std::string_view expression, Transaction& transa
 /// Stores the value in the symbol and as the last result, and reports it as one of the type.
 void Statements::Define(std::string_view name, const s_refptr<Symbol>& value, std::string_view type,
                         Transaction& transaction) {
+    if (m_limits.MustStopBefore(name.size())) return Reject({}, transaction);
     transaction.Store(name, value);
     if (ReportValue("\tDefining ", type, *value, transaction)) Finish(value, transaction);
 }
@@ -308,7 +311,7 @@ void Statements::EraseAll(Transaction& transaction) {
     s_refptr<Symbol> empty = MakeEmptyReference();
     const bool isWanted = !m_isInteractive || AskWhetherToEraseAll();
     s_str error;
-    if (m_limits.IsCancelled() && !m_limits.Poll(error)) return AppendLine(transaction.report, error);
+    if (m_limits.IsCancelled() && !m_limits.Poll(error)) return Reject(std::move(error), transaction);
     if (isWanted) {
         AppendLine(transaction.report, "\tAll symbols erased");
         SymbolTable::Map erased = m_symbols.EraseAll();
@@ -328,7 +331,7 @@ bool Statements::AskWhetherToEraseAll() {
 }
 
 /// Reports the failure of an evaluation.
-void Statements::Reject(s_str& error, Transaction& transaction) {
+void Statements::Reject(s_str error, Transaction& transaction) {
     (void)m_limits.CheckStopped(error, 0);
     AppendLine(transaction.report, error);
 }
@@ -346,7 +349,7 @@ bool Statements::ReportValue(std::string_view action, std::string_view type, con
         return true;
     }
     report.Truncate(begin);
-    Reject(error, transaction);
+    Reject(std::move(error), transaction);
     return false;
 }
 

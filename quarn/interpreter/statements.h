@@ -42,7 +42,7 @@ private:
     void EraseAll(Transaction& transaction);
     void Define(std::string_view name, const s_refptr<Symbol>& value, std::string_view type, Transaction& transaction);
     void Finish(const s_refptr<Symbol>& lastResult, Transaction& transaction);
-    void Reject(s_str& error, Transaction& transaction);
+    void Reject(s_str error, Transaction& transaction);
     bool ReportValue(std::string_view action, std::string_view type, const Symbol& value, Transaction& transaction);
     bool AskWhetherToEraseAll();
     bool PrintReport(Transaction& transaction);

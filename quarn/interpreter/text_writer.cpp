@@ -25,6 +25,7 @@ Outcome TextWriter::Write(const Operand& value) {
 }
 
 Outcome TextWriter::Append(std::string_view text) {
+    if (m_limits && m_limits->MustStopBefore(text.size())) return m_limits->CheckStopped(m_error);
     const Outcome outcome = Count(text.size());
     if (outcome) m_text += text;
     return outcome;
