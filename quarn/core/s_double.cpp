@@ -95,10 +95,14 @@ char* WriteFixed(char* text, double number) {
 /// significant digit decides. There always is one: a number whose digits are all zero is in range.
 double OutOfRange(std::string_view text) {
     const double sign = text.front() == '-' ? -1 : 1;
-    const auto exponentMark = std::min(text.find_first_of("eE"), text.size());
+    const auto positionOf = [](std::string_view where, const auto& isWanted) {
+        return static_cast<std::size_t>(std::ranges::find_if(where, isWanted) - where.begin());
+    };
+    const std::size_t exponentMark = positionOf(text, [](char c) { return c == 'e' || c == 'E'; });
     const std::string_view mantissa = text.substr(0, exponentMark);
     const auto point = static_cast<std::int64_t>(std::min(mantissa.find('.'), mantissa.size()));
-    const auto firstDigit = static_cast<std::int64_t>(mantissa.find_first_of("123456789"));
+    const auto firstDigit =
+        static_cast<std::int64_t>(positionOf(mantissa, [](char c) { return c >= '1' && c <= '9'; }));
 
     std::string_view exponentText = text.substr(std::min(exponentMark + 1, text.size()));
     if (exponentText.starts_with('+')) exponentText.remove_prefix(1);
@@ -164,9 +168,12 @@ s_number_text PlainText(s_double value) {
 
 std::optional<double> ReadDecimal(std::string_view text) {
     // The library's functions also accept hexadecimal digits, the names of special values, blanks and plus signs.
-    const auto isPart = [](char c) {
-        return (c >= '0' && c <= '9') || c == '.' || c == 'e' || c == 'E' || c == '-' || c == '+';
-    };
+    static constexpr std::array<bool, 256> IsPart = [] {
+        std::array<bool, 256> isPart{};
+        for (const char c : std::string_view("0123456789.eE-+")) isPart[static_cast<unsigned char>(c)] = true;
+        return isPart;
+    }();
+    const auto isPart = [](char c) { return IsPart[static_cast<unsigned char>(c)]; };
     if (text.empty() || text.front() == '+' || !std::ranges::all_of(text, isPart)) return std::nullopt;
 #ifdef __cpp_lib_to_chars
     double value = 0;

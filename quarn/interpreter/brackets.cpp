@@ -65,6 +65,9 @@ void Brackets::FindPartners() {
         if (bracket.IsOpening()) {
             pairs.push_back({i, open});
             open = pairs.size();
+            constexpr std::size_t Many = 4096;
+            if (open - m_begin == Many) // as many again for each part of the text as long as this one
+                pairs.reserve(m_begin + Many * (m_text.size() / (i + 1) + 1));
         } else if (open == 0) {
             m_areBalanced = false;
         } else {
@@ -73,6 +76,7 @@ void Brackets::FindPartners() {
         }
     }
     for (std::size_t open : innermost) {
+        if (m_memory.limits && m_memory.limits->MustStopBefore(open)) m_isStopped = true;
         if (open > 0) m_areBalanced = false;
         while (open > 0) open = std::exchange(pairs[open - 1].closing, None);
     }

@@ -23,7 +23,7 @@ void DiscardedValues::Add(s_refptr<Symbol> value) noexcept {
     }
 }
 
-void DiscardedValues::Add(Group&& group) noexcept {
+void DiscardedValues::Add(Group group) noexcept {
     try {
         if (!group.empty()) m_groups.push_back(std::move(group));
     } catch (const std::bad_alloc&) {

@@ -18,7 +18,10 @@ public:
     DiscardedValues& operator=(const DiscardedValues&) = delete;
 
     bool IsEmpty() const { return m_groups.empty(); }
+    using Group = std::vector<s_refptr<Symbol>>;
+
     void Add(s_refptr<Symbol> value) noexcept;
+    void Add(Group group) noexcept;
     /// Destroys them until all are gone, or until `mustStop()`, which is asked every thousand values or so. Destructors
     /// may add others.
     template <class MustStop> void Destroy(const MustStop& mustStop) {
@@ -26,10 +29,7 @@ public:
     }
 
 private:
-    using Group = std::vector<s_refptr<Symbol>>;
-
     void DestroySome() noexcept;
-    void Add(Group&& group) noexcept;
 
     std::vector<Group> m_groups;
 };

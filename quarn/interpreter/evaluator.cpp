@@ -14,9 +14,13 @@ Outcome FailTesting(s_str& error) { return Fail(error, "\tError : A literal test
 /// The number of nested references in a text of the form "&&...&name"; 0 for any other. Each is evaluated on its own
 /// and parses the rest of the text, so too many are refused beforehand.
 unsigned CountReferences(std::string_view text) {
-    const auto name = std::min(text.find_first_not_of("& "), text.size());
-    if (!std::ranges::all_of(text.substr(name), IsNameCharacter)) return 0;
-    return static_cast<unsigned>(std::ranges::count(text.substr(0, name), Reference::Marker));
+    unsigned count = 0;
+    const auto isBeforeName = [&](char c) {
+        if (c == Reference::Marker) ++count;
+        return c == Reference::Marker || c == ' ';
+    };
+    const auto name = std::ranges::find_if_not(text, isBeforeName);
+    return std::all_of(name, text.end(), IsNameCharacter) ? count : 0;
 }
 
 class Running {
@@ -61,11 +65,12 @@ private:
     s_str& m_error;
 };
 
-/// Whether to parse the text on each use. A text of the form "&&...&name" needs a program: it is refused if it nests too
+/// Whether to parse the text without keeping a program. A program is worth its memory from the second use on: of a vector
+/// of references, each may be used only once. A text of the form "&&...&name" needs a program: it is refused if it nests too
 /// deeply, before each level parses the rest. A formula always has one.
-bool Evaluator::IsBetterParsed(const Expression& expression) {
+bool Evaluator::IsBetterParsed(Expression& expression) {
     const std::string_view text = expression.GetSharedText().view;
-    return text.size() > Expression::LongestWithProgram && CountReferences(text) == 0;
+    return (text.size() > Expression::LongestWithProgram || !std::exchange(expression.wasRun, true)) && CountReferences(text) == 0;
 }
 
 Outcome Evaluator::RunOnce(Expression& expression, Executor& executor) {
@@ -122,8 +127,7 @@ Operand Evaluator::Evaluate(Expression& expression, s_str& error) {
         return {};
     }
     const std::uint64_t bindings = m_work.GetBindings();
-    const std::uint64_t impureCalls = m_work.dispatcher.GetImpureCalls();
-    const std::uint64_t abandonments = m_work.limits.GetAbandonments();
+    const std::uint64_t deeds = GetDeeds();
     const std::uint64_t spent = m_work.limits.GetSpent();
     const Limits::Sounding sounding(m_work.limits);
     Executor executor(m_work, Nameless(), error, false);
@@ -132,8 +136,7 @@ Operand Evaluator::Evaluate(Expression& expression, s_str& error) {
     Operand value = outcome ? executor.PopOperand() : Operand();
     // If something was abandoned on the way, the value or the failure may depend on where it was, even if that was not
     // passed on.
-    if (m_work.dispatcher.GetImpureCalls() != impureCalls || m_work.limits.GetAbandonments() != abandonments)
-        return value;
+    if (GetDeeds() != deeds) return value;
     if (!value) {
         expression.known = {m_work.dispatcher.GetChanges(), nullptr, 0, sounding.GetReached(), true};
     } else if (GetMoment() == moment) {
@@ -246,6 +249,7 @@ Outcome Evaluator::ParseProgram(Expression& expression, s_str& error) {
     const std::string_view text = expression.GetSharedText().view;
     program->generation = m_work.language.GetGeneration();
     if (!program->variables) program->references = CountReferences(text);
+    if (m_work.limits.MustStopBefore(text.size())) return m_work.limits.CheckStopped(error);
     Recorder recorder(*program, m_work.limits, error);
     const Outcome outcome = Parse(text, m_work.language, m_memory, recorder);
     if (outcome.IsAbandoned()) return outcome; // any other failure is one of the steps

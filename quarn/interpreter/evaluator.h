@@ -25,6 +25,10 @@ public:
     s_refptr<Symbol> Construct(const Constructor& constructor, const s_str& name, std::string_view text, s_str& error) {
         return m_work.dispatcher.Calling(constructor)(m_work.state, name, text, false, error);
     }
+    /// Counts the changes of everything that an evaluation depends on, and the statements.
+    std::uint64_t GetMoment() const { return m_work.dispatcher.GetChanges() + m_work.limits.GetBegun(); }
+    /// Counts what an evaluation did that must not be left out: impure calls, and whatever was abandoned.
+    std::uint64_t GetDeeds() const { return m_work.dispatcher.GetImpureCalls() + m_work.limits.GetAbandonments(); }
     /// The text for an expression. A large part of the text that is being evaluated shares its memory.
     SharedText ShareText(std::string_view text) const;
     /// The brackets of the texts that are being parsed.
@@ -33,8 +37,6 @@ public:
 private:
     class Recorder;
 
-    /// Counts the changes of everything that an evaluation depends on, and the statements.
-    std::uint64_t GetMoment() const { return m_work.dispatcher.GetChanges() + m_work.limits.GetBegun(); }
     bool Knows(const Expression& expression) const {
         const Expression::Known& known = expression.known;
         return known.moment == (known.isFailure ? m_work.dispatcher.GetChanges() : GetMoment()) &&
@@ -45,7 +47,7 @@ private:
     void RememberValue(Expression& expression, const Operand& value, unsigned depth, std::uint64_t steps);
     Outcome RunFlat(const Expression& expression, Operand& value, s_str& error);
     void Translate(Expression& expression, std::uint64_t bindings);
-    static bool IsBetterParsed(const Expression& expression);
+    static bool IsBetterParsed(Expression& expression);
     Outcome RunOnce(Expression& expression, Executor& executor);
     Outcome RunText(Expression& expression, Executor& executor);
     Outcome RunParts(Expression& expression, Executor& executor, s_str& error);

@@ -114,6 +114,7 @@ public:
     s_refptr<Program> program; ///< of a text; null while it is not compiled
     Known known;
     bool isInUse = false; ///< being evaluated: meeting it again is a circle
+    bool wasRun = false;  ///< without a program
 
 private:
     SharedText m_text;

@@ -58,6 +58,11 @@ void Limits::Destroy(s_refptr<Symbol> value) noexcept {
     DestroyUnlessInterrupted();
 }
 
+void Limits::Destroy(std::vector<s_refptr<Symbol>> values) noexcept {
+    m_discarded.Add(std::move(values));
+    DestroyUnlessInterrupted();
+}
+
 bool Limits::MustStop() {
     if (!m_stopped) m_stopped = GetInterruption();
     if (!m_stopped) return false;

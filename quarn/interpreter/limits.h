@@ -100,6 +100,7 @@ public:
     /// Destroys a value that is not needed any more, if this pointer alone holds it. Destroying millions of values can be
     /// stopped like everything else; the rest is destroyed when the next statement or evaluation begins.
     void Destroy(s_refptr<Symbol> value) noexcept;
+    void Destroy(std::vector<s_refptr<Symbol>> values) noexcept;
     /// Whether the statement has to stop. For long work that takes no steps, to be asked every now and then. Whoever gets
     /// true may give up with whatever result: nobody will see it.
     bool MustStop();

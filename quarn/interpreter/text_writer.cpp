@@ -1,10 +1,17 @@
 #include "quarn/interpreter/text_writer.h"
 
+#include <algorithm>
+
 #include "quarn/interpreter/expression.h"
 #include "quarn/interpreter/operand.h"
 #include "quarn/types/symbol.h"
 
 namespace Quarn {
+
+TextWriter::TextWriter(Limits* limits, s_str& text, s_str& error, const Limit& limit)
+    : m_limits(limits), m_text(text), m_error(error), m_limit(limit) {}
+
+TextWriter::~TextWriter() = default;
 
 s_str TextWriter::TextOf(const Symbol& value, Limits* limits) {
     s_str text;
@@ -44,6 +51,33 @@ Outcome TextWriter::AppendName(const s_str& name) {
     return outcome ? Append(" = ") : outcome;
 }
 
+const TextWriter::Written* TextWriter::FindWritten(const Expression& expression, std::uint64_t moment) const {
+    const auto found = m_written.find(&expression);
+    const bool isValid = found != m_written.end() && found->second.moment == moment &&
+                         found->second.depth <= m_limits->GetRemainingLevels();
+    return isValid ? &found->second : nullptr;
+}
+
+Outcome TextWriter::Repeat(const Written& written) {
+    m_limits->Reach(written.depth);
+    Outcome outcome = Count(written.size);
+    if (outcome) outcome = Spend(written.steps);
+    if (!outcome) return outcome;
+    m_text.Reserve(std::max(m_text.View().size() + written.length, m_text.View().size() * 3 / 2)); // it is a part of it
+    m_text += m_text.View().substr(written.begin, written.length);
+    return outcome;
+}
+
+void TextWriter::Remember(Written written, unsigned depth) {
+    constexpr std::size_t WorthIt = 256;
+    written.length = m_text.View().size() - written.begin;
+    if (written.length < WorthIt) return;
+    written.size = m_size - written.size;
+    written.steps = m_limits->GetSpent() - written.steps;
+    written.depth = depth;
+    m_written.insert_or_assign(written.expression.Get(), std::move(written));
+}
+
 Outcome TextWriter::Count(std::size_t size) {
     m_size += size;
     if (m_size <= m_limit.size) return Outcome::WentOn;
@@ -57,8 +91,11 @@ TextWriter::ExpressionResult::ExpressionResult(TextWriter& writer, const Express
 }
 
 bool TextWriter::ExpressionResult::IsCircle() const {
-    for (const ExpressionResult* outer = m_outer; outer; outer = outer->m_outer)
-        if (outer->m_expression.IsSameAs(m_expression)) return true;
+    for (const ExpressionResult* outer = m_outer; outer; outer = outer->m_outer) {
+        if (!outer->m_expression.IsSameAs(m_expression)) continue;
+        ++m_writer.m_circles;
+        return true;
+    }
     return false;
 }
 

@@ -102,11 +102,16 @@ Outcome Reference::WriteTo(TextWriter& writer) const {
     if (m_expression->GetLength() == 0) return writer.Append(EmptyText); // without its name
     if (const Outcome outcome = writer.AppendName(GetName()); !outcome) return outcome;
     const TextWriter::ExpressionResult result(writer, *m_expression, m_state->GetLimits());
-    const s_refptr<Symbol> value = result.IsCircle() ? nullptr : Evaluate().ToObject();
-    if (const Outcome outcome = writer.CheckStopped(); !outcome) return outcome;
-    if (!value) return writer.Append(*m_expression);
-    if (const Reference* last = As<Reference>(*value)) return writer.Append(*last->GetUnevaluatedExpression());
-    return writer.Nest([&] { return writer.Write(*value); });
+    const Evaluator& evaluator = Interpreter::Of(*m_state).evaluator;
+    return writer.WriteOnce(
+        m_expression, evaluator.GetMoment(), [&] { return evaluator.GetDeeds(); },
+        [&] {
+            const s_refptr<Symbol> value = result.IsCircle() ? nullptr : Evaluate().ToObject();
+            if (const Outcome outcome = writer.CheckStopped(); !outcome) return outcome;
+            if (!value) return writer.Append(*m_expression);
+            if (const Reference* last = As<Reference>(*value)) return writer.Append(*last->GetUnevaluatedExpression());
+            return writer.Nest([&] { return writer.Write(*value); });
+        });
 }
 
 std::size_t Reference::GetWeight() const { return Value::GetWeight() + m_expression->GetWeight(); }

@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "quarn/core/elementary.h"
+#include "quarn/interpreter/limits.h"
 #include "quarn/interpreter/names.h"
 #include "quarn/interpreter/state.h"
 #include "quarn/interpreter/text_writer.h"
@@ -35,7 +36,8 @@ bool IsLiteral(std::string_view text) {
     return !text.empty() && std::ranges::all_of(text, IsDigit);
 }
 
-s_refptr<Symbol> FromText(State&, const s_str& name, std::string_view text, s_bool, s_str& error) {
+s_refptr<Symbol> FromText(State& state, const s_str& name, std::string_view text, s_bool, s_str& error) {
+    if (state.GetLimits().MustStopBefore(text.size())) return nullptr;
     const std::optional<double> value = Scalar::Read(text);
     if (!value) return Fail(error, "\tError : '" + s_str(text) + "' is not a number");
     return make_refptr<Scalar>(name, *value);

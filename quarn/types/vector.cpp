@@ -30,7 +30,7 @@ namespace {
 
 /// Returns null because an element failed.
 [[gnu::noinline]] s_refptr<Symbol> GiveUp(State& state, Elements elements) {
-    state.GetLimits().Destroy(make_refptr<Vector>("", std::move(elements)));
+    state.GetLimits().Destroy(elements.TakeApart());
     return nullptr;
 }
 
@@ -206,27 +206,23 @@ void Elements::PushBack(Operand element) {
     if (m_type && m_type == type) return m_words.push_back(element.GetWord());
     if (m_type) {
         m_objects.reserve(std::max(m_expected, m_words.size() + 1));
-        for (const Word word : m_words) m_objects.push_back(m_type->make(word));
+        for (const Word word : m_words) PushObject(m_type->make(word));
         m_type = nullptr;
         std::vector<Word>().swap(m_words);
     }
-    m_objects.push_back(std::move(element).ToObject());
+    PushObject(std::move(element).ToObject());
 }
 
-Vector::Vector(const s_str& name, Elements elements) : Value(name) {
-    m_weight = Value::GetWeight() + elements.Count() * sizeof(Word);
-    if (elements.GetFlatType()) {
-        m_size = elements.Count();
-    } else {
-        for (const s_refptr<Symbol>& element : elements) {
-            const Vector* const vector = As<Vector>(*element);
-            m_size += vector ? std::max<std::size_t>(vector->m_size, 1) : 1;
-            m_weight += element->GetWeight();
-            if (vector) m_nesting = std::max(m_nesting, vector->m_nesting + 1);
-        }
-    }
-    m_elements = make_refptr<Elements>(std::move(elements));
+void Elements::PushObject(s_refptr<Symbol> object) {
+    const Vector* const vector = As<Vector>(*object);
+    m_size += vector ? std::max<std::size_t>(vector->GetSize(), 1) : 1;
+    m_weight += object->GetWeight();
+    if (vector) m_nesting = std::max(m_nesting, vector->GetNesting());
+    m_objects.push_back(std::move(object));
 }
+
+Vector::Vector(const s_str& name, Elements elements)
+    : Value(name), m_elements(make_refptr<Elements>(std::move(elements))) {}
 
 s_str Vector::ToString() const { return TextWriter::TextOf(*this, nullptr); }
 
@@ -236,6 +232,8 @@ Outcome Vector::WriteTo(TextWriter& writer) const {
         if (outcome) outcome = writer.AppendName(GetName());
         std::string_view before = "<";
         for (std::size_t i = 0; i < m_elements->Count(); ++i) {
+            constexpr std::size_t BetweenLooks = 4096;
+            if (i % BetweenLooks == BetweenLooks - 1) outcome = writer.CheckStopped();
             if (outcome) outcome = writer.Append(std::exchange(before, ", "));
             if (outcome) outcome = writer.Write(m_elements->At(i));
             if (!outcome) return outcome;

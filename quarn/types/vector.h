@@ -51,13 +51,22 @@ public:
     void Reserve(std::size_t count);
     /// The element must not be null.
     void PushBack(Operand element);
+    /// See `Vector`.
+    std::size_t GetSize() const { return m_type ? m_words.size() : m_size; }
+    std::size_t GetWeight() const { return m_type ? m_words.size() * sizeof(Word) : m_weight; }
+    unsigned GetNesting() const { return m_nesting; }
     /// Gives up the objects.
     std::vector<s_refptr<Symbol>> TakeApart() { return std::exchange(m_objects, {}); }
 
 private:
+    void PushObject(s_refptr<Symbol> object);
+
     const FlatType* m_type = nullptr; ///< null for objects
     std::vector<Word> m_words;
     std::vector<s_refptr<Symbol>> m_objects;
+    std::size_t m_size = 0; ///< of objects, like the next two
+    std::size_t m_weight = 0;
+    unsigned m_nesting = 0;
     std::size_t m_expected = 0; ///< the elements to make room for, once their kind is known
 };
 
@@ -86,20 +95,17 @@ public:
     /// "3-Vector" for three elements.
     s_str GetFullType() const override;
     Outcome WriteTo(TextWriter& writer) const override;
-    std::size_t GetWeight() const override { return m_weight; }
+    std::size_t GetWeight() const override { return Value::GetWeight() + m_elements->GetWeight(); }
     std::vector<s_refptr<Symbol>> TakeApart() override;
 
     const Elements& GetElements() const { return *m_elements; }
     /// The number of elements at all depths. Vectors count only if they are empty.
-    std::size_t GetSize() const { return m_size; }
+    std::size_t GetSize() const { return m_elements->GetSize(); }
     /// How deeply vectors nest in it: 1 for a vector of numbers.
-    unsigned GetNesting() const { return m_nesting; }
+    unsigned GetNesting() const { return m_elements->GetNesting() + 1; }
 
 private:
     s_refptr<Elements> m_elements; ///< never changed, so that copies share it
-    std::size_t m_size = 0;
-    std::size_t m_weight = 0;
-    unsigned m_nesting = 1;
 };
 
 } // namespace Quarn
