@@ -33,6 +33,7 @@ enum Key : wchar_t {
     SearchChanged,
     Candidates,
     WindowChanged,
+    Typed,
     FirstPrintable = 0xa0,
 };
 

@@ -84,8 +84,8 @@ private:
     Got Read(std::string& line);
     void SetPrompt(std::string_view prompt);
     void Redraw();
-    void MakeRoomFor(std::size_t more);
-    void Insert(const std::wstring& text);
+    bool IsTall() const;
+    bool IsTyped(wchar_t key);
 
     std::wstring_view GetLine() const;
     std::size_t GetCursor() const;
@@ -96,6 +96,7 @@ private:
     Next DeleteOrEnd();
     Next Suspend();
     Next Paste();
+    Next InsertTyped();
     Next Ignore() { return CC_NORM; }
 
     /// Puts another line in the place of this one, if `move` finds one.
@@ -121,8 +122,9 @@ private:
     EditLine* m_editor = nullptr;
     std::FILE* m_nowhere = nullptr; ///< for the error messages of the library
 
-    std::size_t m_rows = 0;    ///< that the library takes the window for; 0 for as many as it has
-    std::size_t m_longest = 0; ///< line of this session, in characters
+    bool m_isVi = false;
+    bool m_isBehindEscape = false;
+    std::wstring m_typed; ///< the character that is inserted next
 
     std::wstring m_prompt;
     std::wstring m_shownPrompt; ///< another one while the history is searched
@@ -157,11 +159,14 @@ int LineEditor::ReadKey(EditLine* editor, wchar_t* key) {
     LineEditor& self = Of(editor);
     try {
         do {
-            self.MakeRoomFor(1);
             if (!self.m_keys.Read(*key)) return 0;
             if (*key == WindowChanged) self.Redraw();
         } while (*key == WindowChanged);
         if (self.m_recall.IsSearching()) *key = self.SearchWith(*key);
+        if (self.IsTyped(*key) && self.IsTall()) {
+            self.m_typed = *key;
+            *key = Typed;
+        }
     } catch (const std::exception&) {
         *key = CtrlC;
     }
@@ -202,8 +207,8 @@ void LineEditor::BindKeys() {
     el_source(m_editor, nullptr); // the user's own keys, or the ones of vi
     el_wset(m_editor, EL_EDITMODE, 1);
     const wchar_t* map = nullptr;
-    const bool isVi = el_wget(m_editor, EL_EDITOR, &map) == 0 && map && map == std::wstring_view(L"vi");
-    m_keys.SetEscapeIsKey(isVi);
+    m_isVi = el_wget(m_editor, EL_EDITOR, &map) == 0 && map && map == std::wstring_view(L"vi");
+    m_keys.SetEscapeIsKey(m_isVi);
     // The keys that send sequences come as one character (`Key`).
     for (const wchar_t* const begin : {L"\033[", L"\033O"}) el_wset(m_editor, EL_BIND, L"-r", begin, nullptr);
     const std::initializer_list<Binding> bindings = {
@@ -224,6 +229,7 @@ void LineEditor::BindKeys() {
         {L"orbel-search-changed", Call<&LineEditor::ShowSearch>, {{SearchChanged}}},
         {L"orbel-complete", Call<&LineEditor::Complete>, {L"\t"}},
         {L"orbel-candidates", Call<&LineEditor::ListCandidates>, {{Candidates}}},
+        {L"orbel-insert", Call<&LineEditor::InsertTyped>, {{Typed}}},
         {L"orbel-paste", Call<&LineEditor::Paste>, {{MoreToPaste}}},
         {L"orbel-drop", Call<&LineEditor::Drop>, {L"\003"}},
         {L"orbel-delete-or-end", Call<&LineEditor::DeleteOrEnd>, {L"\004"}},
@@ -235,12 +241,12 @@ void LineEditor::BindKeys() {
         if (binding.call) el_wset(m_editor, EL_ADDFN, binding.action, L"", binding.call);
         for (const std::wstring& key : binding.keys) {
             const bool isAlt = key.front() == Escape;
-            if (isVi && isAlt) continue;
+            if (m_isVi && isAlt) continue;
             el_wset(m_editor, EL_BIND, key.c_str(), binding.action, nullptr);
-            if (isVi) el_wset(m_editor, EL_BIND, L"-a", key.c_str(), binding.action, nullptr);
+            if (m_isVi) el_wset(m_editor, EL_BIND, L"-a", key.c_str(), binding.action, nullptr);
         }
     }
-    if (!isVi) return;
+    if (!m_isVi) return;
     el_wset(m_editor, EL_BIND, L"\033", L"vi-command-mode", nullptr); // no sequences begin with it now
     el_wset(m_editor, EL_BIND, L"-a", L"k", L"orbel-previous", nullptr);
     el_wset(m_editor, EL_BIND, L"-a", L"j", L"orbel-next", nullptr);
@@ -264,6 +270,7 @@ LineInput::Got LineEditor::Read(std::string& line) {
     line.clear();
     SetPrompt(m_outputBuffer.TakePrompt());
     m_isDropped = false;
+    m_isBehindEscape = false;
     m_recall.Begin();
     m_terminal.WaitForOutput();
     std::fflush(stdout);
@@ -302,22 +309,28 @@ void LineEditor::AnswerInterrupt() {
     if (cameMeanwhile) m_keys.Drop();
 }
 
-/// Has the library take the window for higher than it is, if a line may come to be that does not fit. It would write
-/// outside of its memory then. Instead the upper rows of such a line are not drawn right.
-void LineEditor::MakeRoomFor(std::size_t more) {
-    constexpr std::size_t LargestArgument = 1000; // typed by Alt and digits: how often a key counts
+/// Whether the line may take all rows of the window. The library writes outside of its memory if it adds a character to
+/// such a line without drawing all of it. So those are inserted here.
+bool LineEditor::IsTall() const {
     constexpr std::size_t CellsPerCharacter = 2;
-    m_longest = std::max(m_longest, GetLine().size() + more);
-    const std::size_t cells = CellsPerCharacter * (m_shownPrompt.size() + GetLine().size() + m_longest + LargestArgument);
-    const std::size_t needed = cells / std::max<std::size_t>(1, SizeOfTerminal().ws_col) + 2;
-    if (needed <= std::max<std::size_t>(m_rows, SizeOfTerminal().ws_row)) return;
-    m_rows = 2 * needed;
-    el_set(m_editor, EL_SETTC, "li", std::to_string(m_rows).c_str(), nullptr);
+    const winsize window = SizeOfTerminal();
+    const std::size_t cells = CellsPerCharacter * (m_shownPrompt.size() + GetLine().size() + 1);
+    return cells + window.ws_col >= std::size_t{window.ws_row} * window.ws_col;
 }
 
-void LineEditor::Insert(const std::wstring& text) {
-    MakeRoomFor(text.size());
-    el_winsertstr(m_editor, text.c_str());
+/// Whether the key stands for itself. Behind Escape it does not: with the keys of vi up to one that begins to insert.
+bool LineEditor::IsTyped(wchar_t key) {
+    const bool isCharacter = (key >= L' ' && key < Delete) || key >= FirstPrintable;
+    const bool isTyped = isCharacter && !m_isBehindEscape;
+    const bool stays =
+        m_isVi && m_isBehindEscape && std::wstring_view(L"aAcCiIrRsS").find(key) == std::wstring_view::npos;
+    m_isBehindEscape = key == Escape || stays;
+    return isTyped;
+}
+
+LineEditor::Next LineEditor::InsertTyped() {
+    el_winsertstr(m_editor, m_typed.c_str());
+    return CC_REFRESH;
 }
 
 std::wstring_view LineEditor::GetLine() const {
@@ -333,21 +346,21 @@ std::size_t LineEditor::GetCursor() const {
 void LineEditor::SetLine(const std::wstring& line) {
     MoveTo(GetLine().size());
     el_wdeletestr(m_editor, static_cast<int>(GetLine().size()));
-    Insert(line);
+    el_winsertstr(m_editor, line.c_str());
 }
 
 LineEditor::Next LineEditor::Drop() {
     m_terminal.Interrupt();
     m_isDropped = true;
     MoveTo(GetLine().size());
-    Insert(L"^C");
+    el_winsertstr(m_editor, L"^C");
     m_keys.Push(Return);
     return CC_REFRESH;
 }
 
 LineEditor::Next LineEditor::DeleteOrEnd() {
     if (GetLine().empty()) {
-        Insert(m_isAnswer ? L"n" : L"q");
+        el_winsertstr(m_editor, m_isAnswer ? L"n" : L"q");
         m_keys.Push(Return);
         return CC_REFRESH;
     }
@@ -378,14 +391,12 @@ void LineEditor::Redraw() {
         el_wset(m_editor, EL_PREP_TERM, 1);
     }
     el_resize(m_editor);
-    m_rows = 0;
-    MakeRoomFor(0);
     el_wset(m_editor, EL_REFRESH);
 }
 
 LineEditor::Next LineEditor::Paste() {
     const KeyReader::Pasted pasted = m_keys.ReadPasted();
-    Insert(pasted.text);
+    el_winsertstr(m_editor, pasted.text.c_str());
     if (pasted.endsLine) m_keys.Push(Return);
     return CC_REFRESH;
 }
@@ -459,7 +470,7 @@ LineEditor::Next LineEditor::Complete() {
     m_lastTab = m_keys.GetCount();
     const std::size_t typed = before.size() - completions.begin;
     if (common.size() > typed) {
-        Insert(ToWide(common.substr(typed)));
+        el_winsertstr(m_editor, ToWide(common.substr(typed)).c_str());
         return CC_REFRESH;
     }
     if (!isSecond || completions.candidates.size() == 1) return CC_NORM;

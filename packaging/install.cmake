@@ -23,7 +23,8 @@ set(headers ${CMAKE_INSTALL_INCLUDEDIR}/quarn)
 install(FILES quarn/quarn.h quarn/version.h DESTINATION ${headers} ${library_component})
 install(DIRECTORY quarn/core quarn/types DESTINATION ${headers} ${library_component} FILES_MATCHING PATTERN "*.h")
 # Of the interpreter, those that quarn.h includes.
-foreach(header completion conversion flat formula limits operand outcome registry result state text_writer)
+foreach(header completion conversion discarded_values flat formula kept_values limits operand outcome registry result
+    state text_writer)
   install(FILES quarn/interpreter/${header}.h DESTINATION ${headers}/interpreter ${library_component})
 endforeach()
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/quarn)

@@ -2,9 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <chrono>
 #include <cstdlib>
+#include <thread>
 
+#include <fcntl.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include "program.h"
 #include "quarn/core/s_pool.h"
@@ -126,11 +131,68 @@ TEST(Console, ClosedDescriptorsAreNotTakenByFiles) {
     }
 }
 
-TEST(Console, TheLogMayBeTheScript) {
+TEST(Console, ALogThatIsSomebodyElsesIsLeftAlone) {
+    const std::string script = "1+1\n";
+    const std::pair<const char*, const char*> rows[] = {
+        {"mv other orbel.log;", "./orbel.log"},       // the script
+        {"mv other orbel.log;", "other2 <orbel.log"}, // what is read
+        {"mv other orbel.log;", "stdin >>orbel.log"}, // what is written
+        {"ln -s other orbel.log;", "other"},          {"ln other orbel.log;", "other"},
+    };
+    for (const auto& [before, behind] : rows) {
+        const Folder folder;
+        folder.Write("other", script);
+        folder.Write("other2", script);
+        EXPECT_EQ(RunProgram(folder, "", behind, before).status, 0);
+        EXPECT_TRUE(folder.Read("orbel.log").starts_with(script)) << before << behind;
+    }
+}
+
+TEST(Console, AByteOrderMarkIsSkippedAtTheBegin) {
     const Folder folder;
-    folder.Write("orbel.log", "1+1\n");
-    EXPECT_EQ(RunProgram(folder, "", "./orbel.log").output, "\tScalar : 2\n");
-    EXPECT_EQ(folder.Read("orbel.log"), "1+1\n");
+    folder.Write("script", "\xEF\xBB\xBFx = 1\n\xEF\xBB\xBFx\n");
+    EXPECT_EQ(RunProgram(folder, "", "script").output,
+              "\tDefining Scalar : x = 1\n\tError : Unable to parse expression '\xEF\xBB\xBFx', no operator found\n");
+    folder.Write("script", "\xEF\xBB\xBF");
+    EXPECT_EQ(RunProgram(folder, "", "script").output, "");
+}
+
+TEST(Console, StreamsThatDoNotWaitLoseNothing) {
+    std::array<int, 2> output{};
+    std::array<int, 2> input{};
+    ASSERT_EQ(pipe(output.data()) + pipe(input.data()), 0);
+    const Folder folder;
+    const pid_t process = fork();
+    if (process == 0) {
+        for (const int descriptor : {output[1], input[0]}) fcntl(descriptor, F_SETFL, O_NONBLOCK);
+        dup2(input[0], STDIN_FILENO);
+        dup2(output[1], STDOUT_FILENO);
+        for (const int descriptor : {output[0], output[1], input[0], input[1]}) close(descriptor);
+        if (chdir(folder.Path("").c_str()) == 0) execl(ORBEL_PROGRAM, ORBEL_PROGRAM, nullptr);
+        _exit(127);
+    }
+    close(output[1]);
+    close(input[0]);
+    std::string lines;
+    for (int i = 0; i < 9'000; ++i) lines += "12345678\n";
+    const std::string end = "q\n";
+    EXPECT_EQ(write(input[1], lines.data(), 54'000), 54'000);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100)); // it has read all, and filled the pipe
+    std::string shown;
+    std::array<char, 4096> buffer;
+    ssize_t count = 0;
+    bool isAllSent = false;
+    while ((count = read(output[0], buffer.data(), buffer.size())) > 0) {
+        shown.append(buffer.data(), static_cast<std::size_t>(count));
+        if (!std::exchange(isAllSent, true)) {
+            EXPECT_EQ(write(input[1], end.data(), end.size()), 2);
+        }
+    }
+    int status = 0;
+    EXPECT_EQ(waitpid(process, &status, 0), process);
+    EXPECT_EQ(shown.size(), 6'000 * std::string("> \tScalar : 12345678\n").size() + 2);
+    close(output[0]);
+    close(input[1]);
 }
 
 TEST(Console, PipesAreOpenedOnceAndNeverAsLog) {

@@ -209,6 +209,14 @@ TEST_F(LimitsTest, WebsOfReferencesCostTheirSize) {
     EXPECT_EQ(Play("?w4"), "\tReference : w4 = ((unknown+unknown)+unknown)+(unknown+unknown)\n");
 }
 
+TEST_F(LimitsTest, WebsOfLargeVectorsCostTheirSize) {
+    Play("v = <1" + Repeat(", 1", 999) + ">; f0 &= v; f1 &= v");
+    // From the top down: undefined names cost nothing.
+    for (int i = 900; i > 1; --i)
+        Play("f" + std::to_string(i) + " &= f" + std::to_string(i - 1) + "+f" + std::to_string(i - 2));
+    EXPECT_LT(StepsOf(state, output, "f900[0]"), 3'000'000u);
+}
+
 TEST_F(LimitsTest, LongChainsCostTheirLengthEachTime) {
     Play("r0 = 1");
     for (int i = 1; i <= 990; ++i) Play("r" + std::to_string(i) + " &= r" + std::to_string(i - 1) + "+1");
@@ -385,10 +393,64 @@ TEST_F(LimitsTest, VectorsGrowOnlySoDeepAndSoLarge) {
 }
 
 TEST_F(LimitsTest, KeptOperationsGrowOnlySoLong) {
+    const std::string text(524'285, 'a'); // two of them, an operator, and the brackets that they could need
+    Play("x = &a" + text + "; y = &" + text);
+    EXPECT_EQ(Play("x+y").size(), std::string("\tReference : a+\n").size() + 2 * text.size());
+    Play("y = &a" + text);
+    EXPECT_EQ(Play("x+y"), "\tError : Expression longer than 1048576 characters\n");
     Play("x = &aa");
     for (int i = 0; i < 17; ++i) Play("x = x+x");
     EXPECT_EQ(Play("x = x+x"), "\tError : Expression longer than 1048576 characters\n");
     EXPECT_EQ(Play("?x").size(), std::string("\tReference : x = \n").size() + 5 * (std::size_t{2} << 16) - 5);
+}
+
+TEST_F(LimitsTest, SymbolsTakeOnlySoMuchMemory) {
+    const std::string large = "<1" + Repeat(", 1", 9'999) + ">";
+    const char* const refused = "\tError : The symbols would take more than 200000 bytes of memory\n";
+    Play("a = " + large);
+    state.GetLimits().SetMemory(200'000);
+    EXPECT_EQ(Play("b = " + large).substr(0, 10), "\tDefining "); // which is the last result, too
+    for (const std::string& line :
+         {"c = " + large, large, "b = <<1>, " + large + ">", "c &= " + Repeat("1+", 5'000) + "1"})
+        EXPECT_EQ(Play(line).substr(0, 9), "\tError : ") << line.substr(0, 40);
+    EXPECT_EQ(Play("c = " + large), refused);
+    EXPECT_FALSE(state.Set("c", *state.Evaluate(large)));
+    EXPECT_EQ(Play("?c;b[0]"), "\t'c' is undefined\n\tScalar : 1\n");
+    EXPECT_TRUE(Play("b = 1; c = " + large).starts_with("\tDefining Scalar : b = 1\n\tDefining Vector : c = <"));
+    EXPECT_TRUE(Play("~c; b = " + large).starts_with("\tVector 'c' erased\n\tDefining Vector : b = <"));
+    EXPECT_TRUE(Play("~; c = " + large).starts_with("\tAll symbols erased\n\tDefining Vector : c = <"));
+    state.GetLimits().SetMemory(Limits::Unlimited);
+    EXPECT_EQ(Play("d = " + large + "; e = d").find("Error"), std::string::npos);
+}
+
+TEST_F(LimitsTest, CancelledAnythingLongEndsSoon) {
+    // What a host would do to a line of some megabytes, at any moment: nothing is changed, and nothing else is said.
+    constexpr std::size_t Long = 300'000;
+    std::atomic<bool> isCancelled = false;
+    state.GetLimits().SetCancellation(&isCancelled);
+    const std::string lines[] = {"<1" + Repeat(", &x", Long) + ">",
+                                 "<<1>" + Repeat(",<1>", Long) + ">",
+                                 "min(1" + Repeat(",1", Long) + ")",
+                                 Repeat("(", Long),
+                                 Repeat("a", Long),
+                                 "x:Vector(1" + Repeat(",1", Long) + ")",
+                                 "v" + Repeat("[0]", Long),
+                                 "r &= " + Repeat("&", Long) + "x"};
+    Play("x = 1; v = <1>");
+    for (const std::string& line : lines) {
+        for (const int microseconds : {0, 500, 3'000}) {
+            std::thread other([&] {
+                std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
+                isCancelled = true;
+            });
+            const std::string answer = Play(line);
+            other.join();
+            isCancelled = false;
+            if (answer.find("Cancelled") == std::string::npos) continue; // it was done before
+            EXPECT_TRUE(answer.ends_with("\tError : Cancelled, the statement was stopped\n"));
+            EXPECT_EQ(answer.find("\tError"), answer.rfind("\tError")) << line.substr(0, 20);
+        }
+    }
 }
 
 TEST_F(LimitsTest, StepBudgetsStopWhatIsLegalButEndless) {

@@ -7,6 +7,10 @@
 #include <deque>
 #include <thread>
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
 #include "app/history.h"
 #include "pseudo_terminal.h"
 
@@ -98,6 +102,18 @@ TEST_F(Terminal, KeysEditTheLine) {
     EXPECT_EQ(terminal.WaitForEnd(), 0);
 }
 
+TEST_F(Terminal, ALineMayBeLongerThanTheWindow) {
+    PseudoTerminal terminal(folder);
+    ASSERT_TRUE(terminal.Shows("> "));
+    const std::string ends = "\033[H\033[F";
+    for (int i = 0; i < 2; ++i) // typed, and then recalled
+        ExpectAnswer(terminal, (i == 0 ? "1" + Repeat("+1", 1'000) : Up) + ends + Repeat("+1", 90),
+                     "Scalar : " + std::to_string(1'091 + 90 * i));
+    terminal.Type("~\r" + std::string(3'000, 'n') + ends + std::string(90, 'n') + "\r");
+    EXPECT_TRUE(terminal.Shows(Question) && terminal.Shows("> "));
+    ExpectAnswer(terminal, "1+1", "Scalar : 2");
+}
+
 TEST_F(Terminal, TheKeysOfViWorkToo) {
     folder.Write(".editrc", "bind -v\n");
     PseudoTerminal terminal(folder);
@@ -114,6 +130,13 @@ TEST_F(Terminal, WhatIsTypedReachesTheCalculatorAsItIs) {
     ASSERT_TRUE(terminal.Shows("> "));
     ExpectAnswer(terminal, "\xc3\xa9\xff\xe6\x97\xa5=1",
                  "Error : Only alphanumeric names are allowed for symbols, in '\xc3\xa9\xff\xe6\x97\xa5'");
+    // Bytes that are no characters, and the first and last characters of each length.
+    for (const char* bytes : {"\xc3x", "\x80", "\xed\xa0\x80", "\xf4\x90\x80\x80", "\xc2\xa0", "\xdf\xbf",
+                              "\xe0\xa0\x80", "\xef\xbf\xbd", "\xf0\x90\x80\x80", "\xf4\x8f\xbf\xbf"})
+        ExpectAnswer(terminal, bytes + std::string("+1"),
+                     "Error : Unable to parse expression '" + std::string(bytes) + "', no operator found");
+    terminal.Type("\xe6\x97\x1b[D\x1b[C+1\r"); // a character that ends too early
+    EXPECT_TRUE(terminal.Shows("\tError : Unable to parse expression '\xe6\x97', no operator found\r\n"));
 }
 
 TEST_F(Terminal, HistoryComesBack) {
@@ -178,6 +201,7 @@ TEST(History, KeepsTheLastLinesOfItsFile) {
     const Folder folder;
     std::string contents;
     for (std::size_t i = 0; i < History::MostLines + 5; ++i) contents += std::to_string(i) + "\n";
+    EXPECT_EQ(History(folder.Write("short", "1\n\n1\n2\n2\n")).GetLines(), (std::deque<std::string>{"1", "2"}));
     const std::string path = folder.Write("history", contents + "last");
     EXPECT_EQ(History(path).GetLines().front(), "6");
     EXPECT_EQ(History(path).GetLines().back(), "last");
@@ -193,6 +217,28 @@ TEST(History, KeepsTheLastLinesOfItsFile) {
     folder.Write("history", std::string(History::MostBytes, '1') + "\n2\n");
     EXPECT_EQ(History(path).GetLines(), std::deque<std::string>{"2"});
     EXPECT_EQ(History("/dev/null").GetLines().size(), 0u);
+}
+
+TEST(History, LeavesAFileAsItsOwnerMadeIt) {
+    using Quarn::History;
+    using std::filesystem::perms;
+    const Folder folder;
+    const std::string path = folder.Write("history", "1\n");
+    for (const auto& [before, after] : {std::pair(perms{0444}, perms{0400}), {perms{0640}, perms{0600}}}) {
+        std::filesystem::permissions(path, before);
+        History history(path);
+        history.Add("2");
+        EXPECT_EQ(std::filesystem::status(path).permissions(), after);
+        EXPECT_EQ(folder.Read("history"), before == perms{0444} ? "1\n" : "1\n2\n");
+        EXPECT_EQ(history.GetLines().size(), 2u);
+    }
+    EXPECT_EQ(History(folder.Path("missing/history")).GetLines().size(), 0u);
+    const int locked = open(path.c_str(), O_RDONLY);
+    ASSERT_EQ(flock(locked, LOCK_EX), 0);
+    History history(path); // goes on after a moment
+    history.Add("3");
+    EXPECT_EQ(folder.Read("history"), "1\n2\n3\n");
+    close(locked);
 }
 
 TEST(History, LosesNoLineOfSessionsThatWriteAtOnce) {

@@ -8,8 +8,8 @@ namespace Quarn {
 
 class Symbol;
 
-/// Values that nobody needs any more. To destroy millions of them takes a second, so it can be interrupted: a value that
-/// holds others is taken apart first.
+/// Values that nobody needs any more. To destroy millions of them takes a second, so it can be interrupted: a value
+/// that holds others is taken apart first.
 class DiscardedValues {
 public:
     DiscardedValues();

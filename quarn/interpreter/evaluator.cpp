@@ -65,9 +65,9 @@ private:
     s_str& m_error;
 };
 
-/// Whether to parse the text without keeping a program. A program is worth its memory from the second use on: of a vector
-/// of references, each may be used only once. A text of the form "&&...&name" needs a program: it is refused if it nests too
-/// deeply, before each level parses the rest. A formula always has one.
+/// Whether to parse the text without keeping a program. A program is worth its memory from the second use on: of a
+/// vector of references, each may be used only once. A text of the form "&&...&name" needs a program: it is refused if
+/// it nests too deeply, before each level parses the rest. A formula always has one.
 bool Evaluator::IsBetterParsed(Expression& expression) {
     const std::string_view text = expression.GetSharedText().view;
     return (text.size() > Expression::LongestWithProgram || !std::exchange(expression.wasRun, true)) && CountReferences(text) == 0;

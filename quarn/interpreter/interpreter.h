@@ -17,8 +17,8 @@ struct Interpreter {
 
     static Interpreter& Of(State& state) { return *state.m_interpreter; }
 
-    /// The value that `evaluate` gives for a caller outside of the engine, one level deeper. Null, with a message, if that
-    /// is too deep, or if the statement was stopped meanwhile.
+    /// The value that `evaluate` gives for a caller outside of the engine, one level deeper. Null, with a message, if
+    /// that is too deep, or if the statement was stopped meanwhile.
     template <class Evaluate> Operand Enter(s_str& error, const Evaluate& evaluate) {
         const std::size_t position = error.View().size();
         const Limits::Level level(limits);

@@ -9,8 +9,8 @@
 namespace Quarn {
 
 /// Values that are kept while a statement runs, because they may be needed again. They take a bounded amount of memory:
-/// beyond it, the one is let go that is worth least, by the work that it took for the memory that it takes. What was not
-/// used for long loses its worth (the replacement policy GreedyDual-Size; P. Cao and S. Irani, 1997).
+/// beyond it, the one is let go that is worth least, by the work that it took for the memory that it takes. What was
+/// not used for long loses its worth (the replacement policy GreedyDual-Size; P. Cao and S. Irani, 1997).
 class KeptValues {
 public:
     /// The memory that they may take, in bytes, by the weights of the values: as much as a vector of the largest size.

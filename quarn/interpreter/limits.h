@@ -51,8 +51,8 @@ public:
     /// 2.2 MiB for the 1000 levels of a release build. For a smaller stack, set a smaller limit or use `SetStackSize`.
     void SetDeepestNesting(unsigned levels);
     unsigned GetDeepestNesting() const { return m_deepestNesting; }
-    /// How much memory the symbols may take together, in bytes, the last result included: by the weights of their values
-    /// (`Symbol::GetWeight`). Unlimited at first. A statement that would exceed it fails.
+    /// How much memory the symbols may take together, in bytes, the last result included: by the weights of their
+    /// values (`Symbol::GetWeight`). Unlimited at first. A statement that would exceed it fails.
     void SetMemory(std::uint64_t bytes) { m_memory = bytes; }
     std::uint64_t GetMemory() const { return m_memory; }
     /// Limits the nesting to what a stack of this size has room for, at most `DeepestNesting` levels. Pass the size
@@ -97,12 +97,12 @@ public:
     /// long as its message ends the error text, whoever has put it there.
     Outcome Abandon(s_str& error, std::string_view message);
     Outcome AbandonTooDeep(s_str& error);
-    /// Destroys a value that is not needed any more, if this pointer alone holds it. Destroying millions of values can be
-    /// stopped like everything else; the rest is destroyed when the next statement or evaluation begins.
+    /// Destroys a value that is not needed any more, if this pointer alone holds it. Destroying millions of values can
+    /// be stopped like everything else; the rest is destroyed when the next statement or evaluation begins.
     void Destroy(s_refptr<Symbol> value) noexcept;
     void Destroy(std::vector<s_refptr<Symbol>> values) noexcept;
-    /// Whether the statement has to stop. For long work that takes no steps, to be asked every now and then. Whoever gets
-    /// true may give up with whatever result: nobody will see it.
+    /// Whether the statement has to stop. For long work that takes no steps, to be asked every now and then. Whoever
+    /// gets true may give up with whatever result: nobody will see it.
     bool MustStop();
     /// The same, if the work is long enough to ask: by the number of characters that are read or copied.
     bool MustStopBefore(std::size_t characters) {

@@ -19,9 +19,6 @@ struct Interpreter;
 
 /// The interpreter: the symbols that statements work on, and the registries that give expressions their meaning.
 ///
-///     Quarn::State state;
-///     Quarn::Vector::Register(state); // Symbol, Reference and Scalar are there already
-///     state.ParseLine("x = 2*<1, 2, 3>");
 ///
 /// Faults of the input do not throw. An operation that takes an error text appends a message to it and returns null or
 /// false; the others return a `Result`. Exceptions come from memory allocation, registered callables, and streams; a
@@ -141,8 +138,8 @@ public:
     /// Not-a-number if it is no operator.
     s_uint GetOperatorPriority(std::string_view op) const;
     /// Replaces all operators that can be written. An operator that begins with another one is never found. False, with
-    /// a message and nothing replaced, while an expression is evaluated, and for an operator that is empty or contains a
-    /// bracket. "[]" may be an operator, and a longer one may end in an angle or square bracket.
+    /// a message and nothing replaced, while an expression is evaluated, and for an operator that is empty or contains
+    /// a bracket. "[]" may be an operator, and a longer one may end in an angle or square bracket.
     bool SetOperatorPriorities(const OperatorPriorities& priorities, s_str& error);
     bool SetOperatorPriorities(const OperatorPriorities& priorities);
 

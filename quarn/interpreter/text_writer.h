@@ -57,8 +57,8 @@ public:
         return m_limits && m_limits->MustStop() ? m_limits->CheckStopped(m_error) : Outcome(Outcome::WentOn);
     }
 
-    /// Writes an expression's result by `write`, or copies it if it was written before and nothing has changed since: texts
-    /// that double with each reference are stopped early. The moment and the deeds are those of the evaluator.
+    /// Writes an expression's result by `write`, or copies it if it was written before and nothing has changed since:
+    /// texts that double with each reference are stopped early. The moment and the deeds are those of the evaluator.
     template <class Write, class GetDeeds> Outcome WriteOnce(const s_refptr<Expression>& expression,
                                                              std::uint64_t moment, const GetDeeds& getDeeds,
                                                              const Write& write) {

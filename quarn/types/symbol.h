@@ -48,11 +48,11 @@ public:
     /// Writes the display text. A type that holds other values overrides this and has the writer write them, which
     /// bounds the text; its `ToString` then calls `TextWriter::TextOf`.
     virtual Outcome WriteTo(TextWriter& writer) const;
-    /// How much memory the value takes, in bytes, with all that it holds: an estimate. What several values share counts for
-    /// each. A type that holds more than its members overrides this.
+    /// How much memory the value takes, in bytes, with all that it holds: an estimate. What several values share counts
+    /// for each. A type that holds more than its members overrides this.
     virtual std::size_t GetWeight() const { return m_name.View().size() + m_text.View().size() + UsualWeight; }
-    /// Gives up the values that only this one holds; it is destroyed next. A type that may hold very many overrides this:
-    /// then destroying them can be interrupted.
+    /// Gives up the values that only this one holds; it is destroyed next. A type that may hold very many overrides
+    /// this: then destroying them can be interrupted.
     virtual std::vector<s_refptr<Symbol>> TakeApart() { return {}; }
     /// The value without its name as a word, and its flat type; null if the value cannot be flat.
     virtual const FlatType* GetFlat(Word& word) const;
