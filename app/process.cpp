@@ -37,7 +37,7 @@ bool PrepareStreams() {
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
         if (isClosed(descriptor))
             open("/dev/null", descriptor == STDIN_FILENO ? O_RDONLY : O_WRONLY); // takes the lowest free number
-    std::cin.rdbuf(new DescriptorBuffer(STDIN_FILENO)); // used until the process ends
+    std::cin.rdbuf(new DescriptorBuffer(STDIN_FILENO));                          // used until the process ends
     std::cout.rdbuf(new DescriptorBuffer(STDOUT_FILENO));
     return hasOutput;
 }

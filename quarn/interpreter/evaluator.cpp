@@ -70,7 +70,8 @@ private:
 /// it nests too deeply, before each level parses the rest. A formula always has one.
 bool Evaluator::IsBetterParsed(Expression& expression) {
     const std::string_view text = expression.GetSharedText().view;
-    return (text.size() > Expression::LongestWithProgram || !std::exchange(expression.wasRun, true)) && CountReferences(text) == 0;
+    const bool isFirst = !std::exchange(expression.wasRun, true);
+    return (isFirst || text.size() > Expression::LongestWithProgram) && CountReferences(text) == 0;
 }
 
 Outcome Evaluator::RunOnce(Expression& expression, Executor& executor) {
