@@ -117,7 +117,7 @@ int main() {
     std::puts("| statement | longest time from cancellation to the end |\n|---|---|");
     for (const Case& tried : Cases()) {
         double longest = 0;
-        for (const double seconds : {0.0, 0.003, 0.01, 0.03, 0.06, 0.1, 0.2, 0.4, 0.8}) {
+        for (const double seconds : {0.0, 0.01, 0.04, 0.15, 0.5}) {
             const double wentOn = CancelAfter(tried, seconds);
             longest = std::max(longest, wentOn);
             if (wentOn < 0) break; // later moments come too late, too

@@ -6,12 +6,20 @@ namespace Quarn {
 
 namespace {
 
-Outcome FailWithoutOverload(const FunctionOverloads& functions, std::string_view name, std::string_view signature,
-                            s_str& error) {
-    s_str message =
-        "\tError : No matching function call to :\n\t\t  " + s_str(name) + signature + "\n\t\tPossible candidates :";
-    for (const auto& [candidate, function] : functions) message += "\n\t\t  " + s_str(name) + candidate;
-    return Fail(error, message);
+constexpr std::size_t ManyArguments = 4096; // between two looks at the limits
+
+Outcome FailWithoutOverload(const FunctionOverloads& functions, std::string_view name,
+                            std::span<const s_str* const> types, Limits& limits, s_str& error) {
+    s_str signature = "(";
+    for (std::size_t i = 0; i < types.size(); ++i) {
+        if (i % ManyArguments == ManyArguments - 1 && limits.MustStop()) return Outcome::Failed;
+        (signature += i > 0 ? ", " : "") += *types[i];
+    }
+    if (limits.MustStopBefore(signature.View().size())) return Outcome::Failed;
+    AppendMessage(error, "\tError : No matching function call to :\n\t\t  ");
+    (((error += name) += signature) += ")") += "\n\t\tPossible candidates :";
+    for (const auto& [candidate, function] : functions) ((error += "\n\t\t  ") += name) += candidate;
+    return Outcome::Failed;
 }
 
 } // namespace
@@ -145,7 +153,6 @@ Outcome Executor::ReadOtherName(const Step& step) {
 }
 
 Outcome Executor::Call(const FunctionOverloads& functions, std::string_view name, std::size_t argumentCount) {
-    constexpr std::size_t ManyArguments = 4096; // between two looks at the limits
     const std::size_t first = m_operands.size() - argumentCount;
     std::array<const s_str*, 8> few;
     std::vector<const s_str*> many(argumentCount > few.size() ? argumentCount : 0);
@@ -164,12 +171,7 @@ Outcome Executor::Call(const FunctionOverloads& functions, std::string_view name
         types[i] = &Reference::TypeOfResolved(argument);
     }
     const Function* function = functions.Find(types, areFlat);
-    if (!function) {
-        if (m_work.limits.MustStopBefore(argumentCount)) return Outcome::Failed;
-        const s_str signature = SignatureOf(types);
-        if (m_work.limits.MustStopBefore(signature.View().size())) return Outcome::Failed;
-        return FailWithoutOverload(functions, name, signature, m_error);
-    }
+    if (!function) return FailWithoutOverload(functions, name, types, m_work.limits, m_error);
     m_work.dispatcher.Calling(*function);
     if (areFlat && ApplyFlat(function->flat, argumentCount)) return Outcome::WentOn;
 

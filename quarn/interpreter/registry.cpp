@@ -3,6 +3,8 @@
 namespace Quarn {
 
 const Function* FunctionOverloads::Search(std::span<const s_str* const> types) const {
+    const auto mayHave = [&](const auto& entry) { return entry.first.View().size() > types.size(); };
+    if (std::ranges::none_of(*this, mayHave)) return nullptr; // without a look at a million types
     const Function* const found = FindIn<Function>(*this, SignatureOf(types));
     if (found && types.size() <= m_recentTypes.size()) {
         m_recent = nullptr; // unless all is copied
