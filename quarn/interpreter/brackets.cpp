@@ -46,21 +46,32 @@ std::size_t Brackets::FindPartner(std::string_view part, std::size_t position) {
 }
 
 void Brackets::FindPartners() {
+    constexpr std::size_t BetweenLooks = std::size_t{1} << 16;
     m_found = this;
     m_areBalanced = true;
-    std::vector<Pair>& pairs = m_memory.pairs;
     // The pairs of a kind that still stand open form a chain through their closing positions, the innermost first.
     // Positions in the memory that are one too high; 0 for none.
-    std::array<std::size_t, Bracket::KindCount> innermost{};
-    constexpr std::size_t BetweenLooks = std::size_t{1} << 16;
-    for (std::size_t i = 0; i < m_text.size(); ++i) {
-        if (i % BetweenLooks == BetweenLooks - 1 && m_memory.limits && m_memory.limits->MustStop()) {
-            m_areBalanced = false;
-            m_isStopped = true;
-            break;
-        }
-        const Bracket bracket(m_text[i]);
+    Innermost innermost{};
+    for (std::size_t begin = 0; begin < m_text.size() && !m_isStopped; begin += BetweenLooks) {
+        FindPartners(m_text.substr(begin, BetweenLooks), innermost);
+        m_isStopped = m_memory.limits && m_memory.limits->MustStopBefore(m_text.size() - begin);
+    }
+    std::vector<Pair>& pairs = m_memory.pairs;
+    for (std::size_t open : innermost) {
+        if (m_memory.limits && m_memory.limits->MustStopBefore(open)) m_isStopped = true;
+        if (open > 0) m_areBalanced = false;
+        while (open > 0) open = std::exchange(pairs[open - 1].closing, None);
+    }
+    if (m_isStopped) m_areBalanced = false;
+    m_end = pairs.size();
+}
+
+void Brackets::FindPartners(std::string_view block, Innermost& innermost) {
+    std::vector<Pair>& pairs = m_memory.pairs;
+    for (const char& character : block) {
+        const Bracket bracket(character);
         if (bracket.IsNone()) continue;
+        const auto i = static_cast<std::size_t>(&character - m_text.data());
         std::size_t& open = innermost[bracket.GetKind()];
         if (bracket.IsOpening()) {
             pairs.push_back({i, open});
@@ -75,12 +86,6 @@ void Brackets::FindPartners() {
             open = std::exchange(pairs[open - 1].closing, i);
         }
     }
-    for (std::size_t open : innermost) {
-        if (m_memory.limits && m_memory.limits->MustStopBefore(open)) m_isStopped = true;
-        if (open > 0) m_areBalanced = false;
-        while (open > 0) open = std::exchange(pairs[open - 1].closing, None);
-    }
-    m_end = pairs.size();
 }
 
 /// Texts are read from the left, so it mostly is the next pair, or the last one again.

@@ -142,7 +142,10 @@ private:
         return Bracket(text[position]).IsNone() ? separators.Match(text, position) : 0;
     }
 
+    using Innermost = std::array<std::size_t, Bracket::KindCount>;
+
     void FindPartners();
+    void FindPartners(std::string_view block, Innermost& innermost);
     const Pair& PairAt(std::size_t opening);
 
     const std::string_view m_text;

@@ -315,7 +315,7 @@ inline bool Parser::TakeWord(Open& text, const Operator*& following, Outcome& ou
 }
 
 /// Applies the operators that wait and bind as tightly, or more.
-Outcome Parser::ApplyDownTo(unsigned priority) {
+[[gnu::always_inline]] inline Outcome Parser::ApplyDownTo(unsigned priority) {
     const Place place = Top().place.Operand();
     while (Top().count > 0 && m_memory.waiting.back().op->priority >= priority)
         if (const Outcome outcome = ApplyWaiting(Top(), place); !outcome) return outcome;
@@ -329,6 +329,32 @@ Outcome Parser::TakeOperator(const Operator& op) {
     m_memory.waiting.push_back({&op, std::exchange(text.hasOperand, false)});
     ++text.count;
     return Outcome::WentOn;
+}
+
+Outcome Parser::OpenPiece(std::string_view piece, Place place) {
+    if (MustStopBefore(piece.size())) return Outcome::Failed;
+    if (const Operator* op = m_operators.Find(piece)) return EmitMissingOperands(*op, place);
+    if (piece.front() == '(' && piece.back() == ')' && piece.size() > 1) {
+        if (place.isWhole && m_brackets.FindPartner(piece, 0) != piece.size() - 1) place.isWhole = false;
+        CloseIfWhole(piece);
+        return OpenText(piece.substr(1, piece.size() - 2), place.Bracketed());
+    }
+
+    const bool beginsWithLetter = IsLetter(piece.front());
+    std::size_t nameEnd = 0;
+    while (nameEnd < piece.size() && IsNameCharacter(piece[nameEnd])) ++nameEnd;
+    const bool isName = nameEnd == piece.size();
+    if (beginsWithLetter && isName) return EmitName(piece, place);
+    Word word = 0;
+    if (const FlatType* type = m_language.ReadFlatLiteral(piece, word)) return EmitFlat(piece, *type, word, place);
+    const auto [count, literal] = m_language.FindLiteral(piece);
+    if (count > 1) return EmitAmbiguity(piece, place);
+    if (literal && literal->reader && literal->reader.read(piece, word))
+        return EmitFlat(piece, *literal->reader.type, word, place);
+    if (literal) return EmitLiteral(piece, *literal, place);
+    if (isName || piece == "_") return EmitName(piece, place);
+    const std::size_t parenthesis = piece[nameEnd] == '(' ? nameEnd : piece.find('(', nameEnd);
+    return parenthesis == std::string_view::npos ? OpenIndexing(piece, place) : OpenCall(piece, parenthesis, place);
 }
 
 Outcome Parser::TakeOperand(std::string_view piece) {
@@ -387,32 +413,6 @@ Outcome Parser::ApplyWaiting(Open& text, Place place) {
     m_memory.waiting.pop_back();
     --text.count;
     return EmitOperation(*op, hasLeftOperand, std::exchange(text.hasOperand, true), place);
-}
-
-Outcome Parser::OpenPiece(std::string_view piece, Place place) {
-    if (MustStopBefore(piece.size())) return Outcome::Failed;
-    if (const Operator* op = m_operators.Find(piece)) return EmitMissingOperands(*op, place);
-    if (piece.front() == '(' && piece.back() == ')' && piece.size() > 1) {
-        if (place.isWhole && m_brackets.FindPartner(piece, 0) != piece.size() - 1) place.isWhole = false;
-        CloseIfWhole(piece);
-        return OpenText(piece.substr(1, piece.size() - 2), place.Bracketed());
-    }
-
-    const bool beginsWithLetter = IsLetter(piece.front());
-    std::size_t nameEnd = 0;
-    while (nameEnd < piece.size() && IsNameCharacter(piece[nameEnd])) ++nameEnd;
-    const bool isName = nameEnd == piece.size();
-    if (beginsWithLetter && isName) return EmitName(piece, place);
-    Word word = 0;
-    if (const FlatType* type = m_language.ReadFlatLiteral(piece, word)) return EmitFlat(piece, *type, word, place);
-    const auto [count, literal] = m_language.FindLiteral(piece);
-    if (count > 1) return EmitAmbiguity(piece, place);
-    if (literal && literal->reader && literal->reader.read(piece, word))
-        return EmitFlat(piece, *literal->reader.type, word, place);
-    if (literal) return EmitLiteral(piece, *literal, place);
-    if (isName || piece == "_") return EmitName(piece, place);
-    const std::size_t parenthesis = piece[nameEnd] == '(' ? nameEnd : piece.find('(', nameEnd);
-    return parenthesis == std::string_view::npos ? OpenIndexing(piece, place) : OpenCall(piece, parenthesis, place);
 }
 
 std::vector<Parser::Token> Parser::Cut(std::string_view text) {

@@ -53,7 +53,7 @@ Result<s_refptr<Symbol>> State::Set(std::string_view name, s_refptr<Symbol> valu
     SymbolTable& symbols = m_interpreter->symbols;
     s_refptr<Symbol> before = symbols.Exchange(key, named);
     const Outcome outcome = m_interpreter->statements.CheckMemory(*symbols.Find(SymbolTable::LastResultName), error);
-    if (!outcome && before) symbols.Exchange(key, std::move(before));
+    if (!outcome && before) before = symbols.Exchange(key, before);
     else if (!outcome) symbols.Erase(key);
     GetLimits().Destroy(std::move(before));
     return outcome ? Result(named) : Result<s_refptr<Symbol>>::Error(error);

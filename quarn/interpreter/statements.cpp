@@ -39,7 +39,7 @@ std::string_view Trimmed(std::string_view text) { return s_str::Trimmed(text); }
 
 /// Cuts the first statement that is not empty off the line, with its ";".
 std::string_view CutStatement(std::string_view& line) {
-    line.remove_prefix(std::min(line.find_first_not_of(';'), line.size()));
+    if (line.starts_with(';')) line.remove_prefix(std::min(line.find_first_not_of(';'), line.size()));
     const auto end = std::min(line.find(';'), line.size());
     const std::string_view statement = line.substr(0, end);
     line.remove_prefix(std::min(end + 1, line.size()));
@@ -89,7 +89,7 @@ public:
     /// Keeps the changes: the stored symbol has its value, whatever was stored in between, and so has the last result.
     void Finish(const s_refptr<Symbol>& lastResult) {
         if (m_value && !Holds(m_name, m_value)) m_symbols.Exchange(m_name, m_value);
-        m_lastResult = lastResult;
+        if (report.View().size() > Portion) m_lastResult = lastResult; // its printing may be interrupted
         m_lastBefore = m_symbols.SetLastResult(lastResult);
         m_isDone = true;
     }
@@ -264,6 +264,7 @@ void Statements::Define(std::string_view name, const s_refptr<Symbol>& value, st
 
 /// Completes the statement, unless the symbols would take too much memory.
 void Statements::Finish(const s_refptr<Symbol>& lastResult, Transaction& transaction) {
+    if (m_limits.GetMemory() == Limits::Unlimited) return transaction.Finish(lastResult);
     s_str error;
     if (CheckMemory(lastResult, error)) return transaction.Finish(lastResult);
     transaction.report.Clear();
