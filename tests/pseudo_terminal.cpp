@@ -8,6 +8,7 @@
 
 #include <poll.h>
 #include <pty.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -38,6 +39,11 @@ PseudoTerminal::~PseudoTerminal() {
 void PseudoTerminal::HangUp() {
     if (m_master >= 0) close(m_master);
     m_master = -1;
+}
+
+void PseudoTerminal::Resize(unsigned short columns) const {
+    const winsize size{24, columns, 0, 0};
+    ioctl(m_master, TIOCSWINSZ, &size);
 }
 
 void PseudoTerminal::InterruptUntilItEnds() const {

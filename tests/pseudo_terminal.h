@@ -25,6 +25,8 @@ public:
     /// Waits for the end of the program: its exit status, or the negated signal that ended it.
     int WaitForEnd();
     void HangUp();
+    /// Gives the window another width.
+    void Resize(unsigned short columns) const;
     /// Types Ctrl-C, while nothing that is shown is read.
     void InterruptUntilItEnds() const;
     /// Waits until the program waits for somebody to read what it shows.

@@ -114,6 +114,17 @@ TEST_F(Terminal, ALineMayBeLongerThanTheWindow) {
     ExpectAnswer(terminal, "1+1", "Scalar : 2");
 }
 
+TEST_F(Terminal, AWrappedLineIsDrawnAnewWhenTheWindowChanges) {
+    PseudoTerminal terminal(folder);
+    ASSERT_TRUE(terminal.Shows("> "));
+    terminal.Type("1" + Repeat("+1", 49)); // 101 columns with the prompt
+    EXPECT_TRUE(terminal.Shows(Repeat("+1", 5)));
+    terminal.WaitUntilBlocked();
+    terminal.Resize(40);
+    EXPECT_TRUE(terminal.Shows("\033[2A\r\033[J> 1+1+1")); // from the first of now three rows
+    ExpectAnswer(terminal, "", "Scalar : 50");
+}
+
 TEST_F(Terminal, TheKeysOfViWorkToo) {
     folder.Write(".editrc", "bind -v\n");
     PseudoTerminal terminal(folder);

@@ -107,7 +107,7 @@ public:
         m_limits.Destroy(std::move(m_value));
     }
     /// Whether something is done that the printing of its report may undo.
-    bool CanUndo() const { return m_isDone && report.View().size() > Portion; }
+    bool CanUndo() const { return m_lastBefore && report.View().size() > Portion; }
 
     s_str report;
 
