@@ -17,7 +17,8 @@ s_refptr<Symbol> SlowEvaluator::ParseSymbol(const s_str& name, s_str expression,
     if (expression.IsEmpty()) return Fail(error, "\tError : Empty symbol");
     s_ctnr_t<s_str> pieces;
     if (!m_state.SplitOperators(pieces, expression, error)) return nullptr;
-    if (pieces.Count() == 1 && !IsOperator(m_state, pieces[0])) {
+    // "[]" is an operator that the scanner does not find.
+    if (pieces.Count() == 1 && (pieces[0] == "[]" || !IsOperator(m_state, pieces[0]))) {
         bool fallsThrough = false;
         const Value value = ParsePiece(name, pieces[0], error, allowNew, fallsThrough);
         if (!fallsThrough) return value;
