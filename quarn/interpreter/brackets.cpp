@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <stdexcept>
 
 #include "quarn/interpreter/limits.h"
 
@@ -41,12 +42,13 @@ std::size_t Brackets::FindPartner(std::string_view part, std::size_t position) {
     if (!m_found) FindPartners();
     if (m_found->m_isStopped) return None;
     const auto offset = static_cast<std::size_t>(part.data() - m_found->m_text.data());
-    const std::size_t partner = m_found->PairAt(offset + position).closing;
-    return partner == None || partner >= offset + part.size() ? None : partner - offset;
+    const std::uint32_t partner = m_found->PairAt(offset + position).closing;
+    return partner == Pair::NoPartner || partner >= offset + part.size() ? None : partner - offset;
 }
 
 void Brackets::FindPartners() {
     constexpr std::size_t BetweenLooks = std::size_t{1} << 16;
+    if (m_text.size() >= Pair::NoPartner - m_begin) throw std::length_error("a text of 4 GiB");
     m_found = this;
     m_areBalanced = true;
     // The pairs of a kind that still stand open form a chain through their closing positions, the innermost first.
@@ -57,10 +59,10 @@ void Brackets::FindPartners() {
         m_isStopped = m_memory.limits && m_memory.limits->MustStopBefore(m_text.size() - begin);
     }
     std::vector<Pair>& pairs = m_memory.pairs;
-    for (std::size_t open : innermost) {
+    for (std::uint32_t open : innermost) {
         if (m_memory.limits && m_memory.limits->MustStopBefore(open)) m_isStopped = true;
         if (open > 0) m_areBalanced = false;
-        while (open > 0) open = std::exchange(pairs[open - 1].closing, None);
+        while (open > 0) open = std::exchange(pairs[open - 1].closing, Pair::NoPartner);
     }
     if (m_isStopped) m_areBalanced = false;
     m_end = pairs.size();
@@ -71,11 +73,11 @@ void Brackets::FindPartners(std::string_view block, Innermost& innermost) {
     for (const char& character : block) {
         const Bracket bracket(character);
         if (bracket.IsNone()) continue;
-        const auto i = static_cast<std::size_t>(&character - m_text.data());
-        std::size_t& open = innermost[bracket.GetKind()];
+        const auto i = static_cast<std::uint32_t>(&character - m_text.data());
+        std::uint32_t& open = innermost[bracket.GetKind()];
         if (bracket.IsOpening()) {
             pairs.push_back({i, open});
-            open = pairs.size();
+            open = static_cast<std::uint32_t>(pairs.size());
             constexpr std::size_t Many = 4096;
             if (open - m_begin == Many) // as many again for each part of the text as long as this one
                 pairs.reserve(m_begin + Many * (m_text.size() / (i + 1) + 1));

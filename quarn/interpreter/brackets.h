@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -65,9 +66,11 @@ class Brackets {
 public:
     static constexpr std::size_t None = std::string_view::npos;
 
+    /// Positions in a text, of which there are many: so no text has more characters than these can count.
     struct Pair {
-        std::size_t opening;
-        std::size_t closing; ///< `None` if there is none
+        static constexpr std::uint32_t NoPartner = ~std::uint32_t{0};
+        std::uint32_t opening;
+        std::uint32_t closing; ///< `NoPartner` if there is none
     };
     /// The brackets of several texts, one parsed within another.
     struct Memory {
@@ -142,7 +145,7 @@ private:
         return Bracket(text[position]).IsNone() ? separators.Match(text, position) : 0;
     }
 
-    using Innermost = std::array<std::size_t, Bracket::KindCount>;
+    using Innermost = std::array<std::uint32_t, Bracket::KindCount>;
 
     void FindPartners();
     void FindPartners(std::string_view block, Innermost& innermost);

@@ -1,5 +1,7 @@
 #include "quarn/interpreter/executor.h"
 
+#include <new>
+
 #include "quarn/types/reference.h"
 
 namespace Quarn {
@@ -42,6 +44,13 @@ Outcome Executor::Execute(const Step& step) {
     case Step::Kind::Binary: return Dispatch(step, name);
     }
     return Outcome::Failed;
+}
+
+void Executor::Expect(std::size_t operands) {
+    try {
+        m_operands.reserve(m_operands.size() + operands);
+    } catch (const std::bad_alloc&) { // there may be fewer
+    }
 }
 
 Outcome Executor::ReadKeptName(Program::KeptStep& kept) {

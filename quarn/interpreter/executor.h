@@ -58,6 +58,8 @@ public:
         else if (step.kind != Step::Kind::Binary || !ApplyFlatBinary(step.op)) return Execute(step);
         return step.isLast && !m_name.IsEmpty() ? PushNamed(PopOperand(), m_name) : Outcome::WentOn;
     }
+    /// Makes room at once: copying millions of operands again and again takes long.
+    void Expect(std::size_t operands) override;
     /// Carries out a step of a program; its value may be known.
     Outcome Accept(Program::KeptStep& kept, Program& program) {
         const Step& step = kept.step;

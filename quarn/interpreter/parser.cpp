@@ -521,7 +521,9 @@ Outcome Parser::ContinueCall() {
     if (const std::size_t begin = position; begin < call.text.size()) {
         const char* none = nullptr; // the brackets were checked before
         position = m_brackets.FindSeparator(call.text, begin, Commas(), none);
-        ++call.count;
+        constexpr std::size_t Many = 4096;
+        if (++call.count == Many) // as many again for each part of the text as long as this one
+            m_sink.Expect(Many * (call.text.size() / position + 1));
         return OpenText(call.text.substr(begin, position - begin), call.place.Operand());
     }
     Step step = StepAt(call.place, Step::Kind::Call, call.second);

@@ -44,6 +44,8 @@ class StepSink {
 public:
     /// Anything but `WentOn` ends the parsing. Nothing follows a fault.
     virtual Outcome Accept(const Step& step) = 0;
+    /// That many operands are likely to come for a call.
+    virtual void Expect(std::size_t) {}
 
 protected:
     ~StepSink() = default;

@@ -333,8 +333,11 @@ bool Statements::AskWhetherToEraseAll() {
 
 /// Reports the failure of an evaluation.
 void Statements::Reject(s_str error, Transaction& transaction) {
+    m_limits.MustStopBefore(error.View().size());
     (void)m_limits.CheckStopped(error, 0);
-    AppendLine(transaction.report, error);
+    if (transaction.report.IsEmpty()) transaction.report = std::move(error); // it may be long
+    else transaction.report += error;
+    transaction.report += '\n';
 }
 
 /// Appends the line that shows a value. If it cannot be shown, appends the reason and returns false.
