@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <optional>
 #include <sstream>
@@ -500,6 +501,23 @@ TEST_F(Embedding, AFailureForALimitOrACircleIsNotRemembered) {
     add("outer", "s+1", true);
     Play("s &= inner; r &= outer");
     for (const char* line : {"s+2", "r+s+2", "s+r+2"}) EXPECT_EQ(Play(line), "\tScalar : 2\n") << line;
+}
+
+TEST_F(Embedding, AFormulaThatIsStoppedWhileItIsParsedIsParsedAgain) {
+    std::atomic<bool> isCancelled = false;
+    bool cancels = true;
+    state.GetLimits().SetCancellation(&isCancelled);
+    state.EditRegistry().literalTests["Length"] = [&](std::string_view text) {
+        if (cancels) isCancelled = true;
+        return text == "5m";
+    };
+    std::string text = "size(5m)+(1";
+    for (int i = 0; i < 40'000; ++i) text += "+1";
+    Formula formula(state, text + ")");
+    EXPECT_EQ(formula.Evaluate<double>().GetError().Get(), "\tError : Cancelled, the statement was stopped");
+    cancels = isCancelled = false;
+    const Result<double> value = formula.Evaluate<double>();
+    EXPECT_EQ(value ? *value : 0, 40'006) << value.GetError().Get();
 }
 
 TEST_F(Embedding, EveryChangeEndsWhatIsKnown) {

@@ -253,7 +253,8 @@ Outcome Evaluator::ParseProgram(Expression& expression, s_str& error) {
     if (m_work.limits.MustStopBefore(text.size())) return m_work.limits.CheckStopped(error);
     Recorder recorder(*program, m_work.limits, error);
     const Outcome outcome = Parse(text, m_work.language, m_memory, recorder);
-    if (outcome.IsAbandoned()) return outcome; // any other failure is one of the steps
+    if (outcome.IsAbandoned()) return outcome;                               // any other failure is one of the steps
+    if (m_work.limits.IsStopped()) return m_work.limits.CheckStopped(error); // then steps may be missing
     expression.program = program;
     return Outcome::WentOn;
 }
