@@ -12,14 +12,14 @@ constexpr std::size_t ManyArguments = 4096; // between two looks at the limits
 
 Outcome FailWithoutOverload(const FunctionOverloads& functions, std::string_view name,
                             std::span<const s_str* const> types, Limits& limits, s_str& error) {
-    s_str signature = "(";
+    AppendMessage(error, "\tError : No matching function call to :\n\t\t  ");
+    (error += name) += "(";
     for (std::size_t i = 0; i < types.size(); ++i) {
         if (i % ManyArguments == ManyArguments - 1 && limits.MustStop()) return Outcome::Failed;
-        (signature += i > 0 ? ", " : "") += *types[i];
+        (error += i > 0 ? ", " : "") += *types[i];
     }
-    if (limits.MustStopBefore(signature.View().size())) return Outcome::Failed;
-    AppendMessage(error, "\tError : No matching function call to :\n\t\t  ");
-    (((error += name) += signature) += ")") += "\n\t\tPossible candidates :";
+    if (limits.MustStopBefore(error.View().size())) return Outcome::Failed;
+    error += ")\n\t\tPossible candidates :";
     for (const auto& [candidate, function] : functions) ((error += "\n\t\t  ") += name) += candidate;
     return Outcome::Failed;
 }

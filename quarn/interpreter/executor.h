@@ -18,6 +18,8 @@ struct Workspace {
     SymbolTable& symbols;
     Dispatcher& dispatcher;
     std::vector<Operand> operands = {}; ///< a stack, for all evaluations under way
+    /// Below are operands of a statement that was stopped. To destroy millions of them takes long, so the next one does.
+    std::size_t bottom = 0;
     Source source = {};                 ///< of the innermost constructor
 
     /// Counts the changes of what names other than "_", and operators, stand for.
@@ -41,9 +43,18 @@ public:
     Executor(const Executor&) = delete;
     Executor& operator=(const Executor&) = delete;
     ~Executor() {
-        while (m_operands.size() > m_base) m_operands.pop_back();
         constexpr std::size_t MostKept = 4096; // a call with a million arguments should not keep their memory
-        if (m_base == 0 && m_operands.capacity() > MostKept) std::vector<Operand>().swap(m_operands);
+        const bool isOutermost = m_base <= m_work.bottom;
+        if (isOutermost && m_operands.size() > MostKept && m_work.limits.IsStopped()) {
+            m_work.bottom = m_operands.size();
+            return;
+        }
+        while (m_operands.size() > m_base) m_operands.pop_back();
+        if (!isOutermost) return;
+        m_work.bottom = m_base;
+        if (m_operands.capacity() <= MostKept) return;
+        std::vector<Operand>().swap(m_operands);
+        m_work.bottom = 0;
     }
 
     s_str& GetError() { return m_error; }
