@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <concepts>
+#include <iosfwd>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -23,8 +24,16 @@ template <class T> constexpr bool is_character = std::is_same_v<T, char> || std:
                                                  std::is_same_v<T, char8_t> || std::is_same_v<T, char16_t> ||
                                                  std::is_same_v<T, char32_t>;
 
-/// A text. It converts to a view, so reading copies nothing. It orders by code units as unsigned values, a proper
-/// prefix first.
+template <class T> class s_str_t;
+
+/// What else is a text of such units: a string or a view of the standard library, or a literal.
+template <class Text, class Unit>
+concept s_text =
+    std::is_convertible_v<const Text&, std::basic_string_view<Unit>> && !std::is_base_of_v<s_str_t<Unit>, Text> &&
+    !std::is_base_of_v<s_str_t<unsigned int>, Text>;
+
+/// A text. It converts to a view, so reading copies nothing, and mixes with the texts of the standard library. It
+/// orders by code units as unsigned values, a proper prefix first.
 template <class T> class s_str_t {
 public:
     using unit = typename s_code_unit<T>::type;
@@ -53,6 +62,7 @@ public:
     }
 
     operator view() const { return m_text; }
+    operator string() const { return m_text; }
     view View() const { return m_text; }
     const string& Get() const { return m_text; }
     s_uint Length() const { return s_uint(m_text.size()); }
@@ -70,13 +80,14 @@ public:
         return position == string::npos ? s_uint::NaN : s_uint(position);
     }
 
-    s_str_t& operator+=(view text) {
-        m_text += text;
+    s_str_t& operator+=(const s_str_t& text) {
+        m_text += text.m_text;
         return *this;
     }
-    s_str_t& operator+=(const s_str_t& text) { return *this += text.View(); }
-    s_str_t& operator+=(const string& text) { return *this += view(text); }
-    s_str_t& operator+=(const unit* literal) { return *this += view(literal); }
+    template <s_text<unit> Text> s_str_t& operator+=(const Text& text) {
+        m_text += view(text);
+        return *this;
+    }
     s_str_t& operator+=(unit single) {
         m_text += single;
         return *this;
@@ -109,17 +120,28 @@ public:
     template <std::same_as<bool> Truth> s_str_t& operator+=(Truth value) { return *this += s_bool(value); }
 
     friend s_str_t operator+(s_str_t left, const s_str_t& right) { return std::move(left += right); }
-    friend s_str_t operator+(s_str_t left, view right) { return std::move(left += right); }
-    friend s_str_t operator+(s_str_t left, const unit* right) { return std::move(left += right); }
-    friend s_str_t operator+(const unit* left, const s_str_t& right) { return s_str_t(left) + right; }
+    template <s_text<unit> Text> friend s_str_t operator+(s_str_t left, const Text& right) {
+        return std::move(left += right);
+    }
+    template <s_text<unit> Text> friend s_str_t operator+(const Text& left, const s_str_t& right) {
+        return s_str_t(view(left)) + right;
+    }
 
     friend s_bool operator==(const s_str_t& a, const s_str_t& b) { return a.m_text == b.m_text; }
-    friend s_bool operator==(const s_str_t& a, view b) { return view(a.m_text) == b; }
-    friend s_bool operator==(const s_str_t& a, const unit* b) { return a.m_text == b; }
+    template <s_text<unit> Text> friend s_bool operator==(const s_str_t& a, const Text& b) {
+        return a.m_text == view(b);
+    }
+    template <s_text<unit> Text> friend s_bool operator==(const Text& a, const s_str_t& b) {
+        return view(a) == b.m_text;
+    }
     friend s_bool operator!=(const s_str_t& a, const s_str_t& b) { return !(a == b); }
-    friend s_bool operator!=(const s_str_t& a, view b) { return !(a == b); }
-    friend s_bool operator!=(const s_str_t& a, const unit* b) { return !(a == b); }
+    template <s_text<unit> Text> friend s_bool operator!=(const s_str_t& a, const Text& b) { return !(a == b); }
+    template <s_text<unit> Text> friend s_bool operator!=(const Text& a, const s_str_t& b) { return !(a == b); }
     friend bool operator<(const s_str_t& a, const s_str_t& b) { return a.m_text < b.m_text; }
+
+    friend std::basic_ostream<unit>& operator<<(std::basic_ostream<unit>& stream, const s_str_t& text) {
+        return stream << text.m_text;
+    }
 
     /// The text repeated `count` times; empty if the count is infinite or NaN.
     s_str_t Repeat(s_uint count) const {

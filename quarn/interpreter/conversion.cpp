@@ -15,4 +15,9 @@ s_str WhyNot(const Symbol& value, std::string_view type) {
     return "\tError : The value is a " + s_str(value.GetRealType()) + ", not a " + type;
 }
 
+Result<s_refptr<Symbol>> Follow(const s_refptr<Symbol>& value) {
+    const Reference* const reference = As<Reference>(*value);
+    return reference ? reference->GetState().Resolve(value) : Result(value);
+}
+
 } // namespace Quarn

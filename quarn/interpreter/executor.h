@@ -20,7 +20,7 @@ struct Workspace {
     std::vector<Operand> operands = {}; ///< a stack, for all evaluations under way
     /// Below are operands of a statement that was stopped. To destroy millions of them takes long, so the next one does.
     std::size_t bottom = 0;
-    Source source = {};                 ///< of the innermost constructor
+    Source source = {}; ///< of the innermost constructor
 
     /// Counts the changes of what names other than "_", and operators, stand for.
     std::uint64_t GetBindings() const { return symbols.GetNamedChanges() + language.GetGeneration(); }

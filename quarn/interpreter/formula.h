@@ -26,14 +26,16 @@ public:
     Formula(Formula&&) noexcept;
     Formula& operator=(Formula&&) noexcept;
 
-    /// Lets a name stand for a variable of the host, of a plain type whose values can be flat (double can). In the text
-    /// of this formula, but not in references, the name hides a symbol, function or constructor. The variable is not
-    /// owned. A later variable replaces an earlier one. Fails for a name that no symbol may have.
+    /// Lets a name stand for a variable of the host: a double, or another number that always is one, of at most 32
+    /// bits; or a plain type whose values can be flat. In the text of this formula, but not in references, the name
+    /// hides a symbol, function or constructor. The variable is not owned. A later variable replaces an earlier one.
+    /// Fails for a name that no symbol may have.
     template <class T> bool Bind(std::string_view name, const T& variable) {
-        using Class = typename Conversion<T>::Class;
-        static_assert(IsFlat<T>);
-        return Bind(name, FlatTypeOf<Class>(), &variable,
-                    [](const void* address) { return ToWord(*static_cast<const T*>(address)); });
+        CheckConversion<T>();
+        static_assert(HasWord<T>, "Such a variable cannot be bound: not each of its values is a flat one. Bind a "
+                                  "double, or set a symbol.");
+        return Bind(name, FlatTypeOf<typename Conversion<T>::Class>(), &variable,
+                    [](const void* address) { return MakeWord(*static_cast<const T*>(address)); });
     }
     template <class T> bool Bind(std::string_view name, const T&& temporary) = delete;
 
@@ -41,11 +43,11 @@ public:
     Result<s_refptr<Symbol>> Evaluate();
     /// The value as a plain C++ type; references are evaluated. This is the fast way: a flat value needs no object.
     template <class T> Result<T> Evaluate() {
+        CheckConversion<T>();
         using Class = typename Conversion<T>::Class;
         const Value value(*this, true);
-        if constexpr (IsFlat<T>) {
-            if (value.type == &FlatTypeOf<Class>()) return FromWord<T>(value.word);
-        }
+        if constexpr (requires { typename Class::Flat; })
+            if (value.type == &FlatTypeOf<Class>()) return ReadWord<T>(value.word);
         const Result<s_refptr<Symbol>> object = value.ToResult();
         return object ? ConvertTo<T>(**object) : Result<T>::Error(object.GetError());
     }

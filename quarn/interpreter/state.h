@@ -83,12 +83,13 @@ public:
     Result<s_str> TextOf(const Symbol& value);
 
     // The same for plain C++ types with a `Conversion`: `state.Set("x", 2.5)`, `state.Evaluate<double>("2*x")`.
-    // References are evaluated.
+    // References are evaluated. What does not fit (2.5 into an int) is an error.
 
     template <class T>
     requires(!std::is_convertible_v<const T&, s_refptr<Symbol>>) Result<s_refptr<Symbol>> Set(std::string_view name,
                                                                                               const T& value) {
-        return Set(name, Conversion<T>::Make(value));
+        const Result<s_refptr<Symbol>> made = MakeValue(value);
+        return made ? Set(name, *made) : made;
     }
     template <class T> Result<T> Get(std::string_view name) {
         const s_refptr<Symbol> value = Get(name);

@@ -24,10 +24,11 @@ enum class Purity { Impure, Pure };
 ///     binding.Function("abs", [](double a) { return std::fabs(a); });
 ///     binding.Binary("+", [](State& state, const Vector& a, const Vector& b, s_str& error) -> s_refptr<Symbol> ...);
 ///
-/// A parameter is a value class by const reference, or a type with a `Conversion` (double has one). With promotion, a
-/// binary operator or a function is registered for every combination of operands of which at least one is of the class
-/// itself. A `State&` may come first and an `s_str& error` last; a callable that takes the error text may fail, and
-/// returns a pointer.
+/// A parameter is a value class by const reference, or a type with a `Conversion`: double, the other numbers, bool, and
+/// std::vector of these have one. With promotion, a binary operator or a function is registered for every combination
+/// of operands of which at least one is of the class itself. A `State&` may come first and an `s_str& error` last. A
+/// callable returns such a type too, a `Result` of it, or a pointer; it fails with the error of the result, or with a
+/// message of its own and null.
 class Binding {
 public:
     /// With `arePure` the callables are registered as pure, see `Registered`.
@@ -80,13 +81,13 @@ public:
         using Shape = ShapeOf<Construct>;
         const s_str& type = TypeNameOf<Class>();
         Registry& registry = m_state.EditRegistry();
-        registry.types[type] = [](const s_str& name) { return Symbol::Named(Conversion<Plain>::Make(Plain()), name); };
+        registry.types[type] = [](const s_str& name) { return Symbol::Named(*MakeValue(Plain()), name); };
         registry.literalTests[type] = [read](std::string_view text) { return read(text).has_value(); };
         registry.constantLiterals.insert(type);
         registry.constructors[type] = [read, construct](State& state, const s_str& name, std::string_view text,
                                                         s_bool isLiteral, s_str& error) -> s_refptr<Symbol> {
             s_refptr<Symbol> value =
-                isLiteral ? Conversion<Plain>::Make(*read(text)) : ConstructFrom<Shape>(construct, state, text, error);
+                isLiteral ? Shape::Wrap(*read(text), error) : ConstructFrom<Shape>(construct, state, text, error);
             return value ? Symbol::Named(std::move(value), name) : nullptr;
         };
         if constexpr (IsFlat<Plain> && std::is_empty_v<Read> && std::is_default_constructible_v<Read>) {
@@ -161,7 +162,11 @@ private:
         static constexpr bool TakesError = (std::is_same_v<Parameters, s_str&> || ...);
 
         template <std::size_t I> using Plain = std::remove_cvref_t<std::tuple_element_t<I + (TakesState ? 1 : 0), All>>;
-        template <std::size_t I> using Class = typename Conversion<Plain<I>>::Class;
+        template <std::size_t I> static consteval auto ClassOf() {
+            CheckConversion<Plain<I>>();
+            return std::type_identity<typename Conversion<Plain<I>>::Class>();
+        }
+        template <std::size_t I> using Class = typename decltype(ClassOf<I>())::type;
 
     public:
         static constexpr std::size_t Count = sizeof...(Parameters) - (TakesState ? 1 : 0) - (TakesError ? 1 : 0);
@@ -183,12 +188,14 @@ private:
             return [&]<std::size_t... I>(std::index_sequence<I...>)->s_refptr<Symbol> {
                 if (!(CanRead<I>(*operands[I]) && ...))
                     return Fail(error, "\tError : An operand's class does not match its type name");
+                const std::tuple<decltype(Read<I>(*operands[I]))...> read{Read<I>(*operands[I])...};
+                if (!(HasSucceeded(std::get<I>(read), error) && ...)) return nullptr;
                 const auto invoke = [&](auto&&... first) {
-                    if constexpr (TakesError) return callable(first..., Read<I>(*operands[I])..., error);
-                    else return callable(first..., Read<I>(*operands[I])...);
+                    if constexpr (TakesError) return callable(first..., ValueOf(std::get<I>(read))..., error);
+                    else return callable(first..., ValueOf(std::get<I>(read))...);
                 };
-                if constexpr (TakesState) return Wrap(invoke(state));
-                else return Wrap(invoke());
+                if constexpr (TakesState) return Wrap(invoke(state), error);
+                else return Wrap(invoke(), error);
             }
             (std::make_index_sequence<Count>());
         }
@@ -200,10 +207,10 @@ private:
                 return {};
             } else {
                 return []<std::size_t... I>(std::index_sequence<I...>)->FlatCallable {
-                    if constexpr (IsFlat<Returned> && (IsFlat<Plain<I>> && ...)) {
+                    if constexpr (HasWord<Returned> && (IsFlat<Plain<I>> && ...)) {
                         const auto call = [](const Word* operands) {
                             (void)operands; // there may be none
-                            return ToWord<Returned>(Callable()(FromWord<Plain<I>>(operands[I])...));
+                            return MakeWord<Returned>(Callable()(FromWord<Plain<I>>(operands[I])...));
                         };
                         return {call, &FlatTypeOf<typename Conversion<Returned>::Class>()};
                     } else {
@@ -212,6 +219,15 @@ private:
                 }
                 (std::make_index_sequence<Count>());
             }
+        }
+
+        static s_refptr<Symbol> Wrap(s_refptr<Symbol> value, s_str&) { return value; }
+        template <class T> static s_refptr<Symbol> Wrap(const Result<T>& result, s_str& error) {
+            return HasSucceeded(result, error) ? Wrap(*result, error) : nullptr;
+        }
+        template <class T> static s_refptr<Symbol> Wrap(const T& value, s_str& error) {
+            CheckConversion<T>();
+            return Wrap(Conversion<T>::Make(value), error);
         }
 
     private:
@@ -250,13 +266,20 @@ private:
             return Conversion<Plain<I>>::Read(static_cast<const Class<I>&>(value));
         }
         template <std::size_t I, class First, class... Others>
-        static Plain<I> ReadAs(const Symbol& value, std::type_identity<std::tuple<First, Others...>>) {
+        static Result<Plain<I>> ReadAs(const Symbol& value, std::type_identity<std::tuple<First, Others...>>) {
             if (const First* other = As<First>(value)) return Conversion<Plain<I>>::Read(*other);
             return ReadAs<I>(value, std::type_identity<std::tuple<Others...>>());
         }
 
-        static s_refptr<Symbol> Wrap(s_refptr<Symbol> value) { return value; }
-        template <class T> static s_refptr<Symbol> Wrap(T value) { return Conversion<T>::Make(value); }
+        // What `Conversion::Read` and `Make` give is a value, or a `Result`.
+
+        template <class T> static bool HasSucceeded(const T&, s_str&) { return true; }
+        template <class T> static bool HasSucceeded(const Result<T>& result, s_str& error) {
+            if (!result) AppendMessage(error, result.GetError());
+            return static_cast<bool>(result);
+        }
+        template <class T> static const T& ValueOf(const T& value) { return value; }
+        template <class T> static const T& ValueOf(const Result<T>& result) { return *result; }
     };
     template <class Callable> using ShapeOf = ShapeOfFunction<decltype(std::function(std::declval<Callable>()))>;
 

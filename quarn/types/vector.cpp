@@ -12,15 +12,16 @@ namespace Quarn {
 
 namespace {
 
+s_str TooLarge() {
+    return "\tError : Vectors of more than " + s_str(s_uint(Vector::LargestSize)) + " numbers are not supported";
+}
+
 /// The vector of these elements, unless it is too large or nests too deeply.
 [[gnu::noinline]] s_refptr<Symbol> Build(State& state, const s_str& name, Elements elements, s_str& error) {
     s_refptr<Vector> vector = make_refptr<Vector>(name, std::move(elements));
     Limits& limits = state.GetLimits();
     if (vector->GetNesting() > limits.GetDeepestNesting()) return limits.AbandonTooDeep(error);
-    if (vector->GetSize() > Vector::LargestSize) {
-        return limits.Abandon(error, "\tError : Vectors of more than " + s_str(s_uint(Vector::LargestSize)) +
-                                         " numbers are not supported");
-    }
+    if (vector->GetSize() > Vector::LargestSize) return limits.Abandon(error, TooLarge());
     if (const Outcome outcome = limits.Spend(vector->GetSize(), error); !outcome) {
         limits.Destroy(std::move(vector));
         return outcome;
@@ -223,6 +224,18 @@ void Elements::PushObject(s_refptr<Symbol> object) {
 
 Vector::Vector(const s_str& name, Elements elements)
     : Value(name), m_elements(make_refptr<Elements>(std::move(elements))) {}
+
+Result<s_refptr<Symbol>> Vector::Make(Elements elements) {
+    s_str elementType;
+    s_str error;
+    const FlatType* const flat = elements.GetFlatType();
+    const std::size_t checked = flat && !flat->hasFullType ? 0 : elements.Count();
+    for (std::size_t i = 0; i < checked; ++i)
+        if (!TakeElement(elements.At(i), elementType, error)) return Result<s_refptr<Symbol>>::Error(error);
+    s_refptr<Vector> vector = make_refptr<Vector>("", std::move(elements));
+    if (vector->GetSize() > LargestSize) return Result<s_refptr<Symbol>>::Error(TooLarge());
+    return s_refptr<Symbol>(std::move(vector));
+}
 
 s_str Vector::ToString() const { return TextWriter::TextOf(*this, nullptr); }
 

@@ -4,6 +4,7 @@
 #include <initializer_list>
 #include <vector>
 
+#include "quarn/interpreter/conversion.h"
 #include "quarn/interpreter/operand.h"
 #include "quarn/types/value.h"
 
@@ -90,6 +91,8 @@ public:
                                        s_str& error);
 
     explicit Vector(const s_str& name, Elements elements = {});
+    /// The same without a name; an error if the elements differ in type, or are too many. References are not followed.
+    static Result<s_refptr<Symbol>> Make(Elements elements);
 
     s_str ToString() const override;
     /// "3-Vector" for three elements.
@@ -106,6 +109,33 @@ public:
 
 private:
     s_refptr<Elements> m_elements; ///< never changed, so that copies share it
+};
+
+/// Lists of numbers, of lists, or of whatever has a conversion. References in a vector are followed.
+template <class T> struct Conversion<std::vector<T>> {
+    using Class = Vector;
+
+    static Result<std::vector<T>> Read(const Vector& vector) {
+        std::vector<T> plain;
+        const Elements& elements = vector.GetElements();
+        plain.reserve(elements.Count());
+        for (std::size_t i = 0; i < elements.Count(); ++i) {
+            const Result<T> element = ConvertTo<T>(elements.At(i));
+            if (!element) return Result<std::vector<T>>::Error(element.GetError());
+            plain.push_back(*element);
+        }
+        return plain;
+    }
+    static Result<s_refptr<Symbol>> Make(const std::vector<T>& plain) {
+        Elements elements;
+        elements.Reserve(plain.size());
+        for (const T& value : plain) {
+            const Result<s_refptr<Symbol>> element = MakeValue<T>(value);
+            if (!element) return element;
+            elements.PushBack(Operand::Flattened(*element));
+        }
+        return Vector::Make(std::move(elements));
+    }
 };
 
 } // namespace Quarn

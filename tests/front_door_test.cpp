@@ -1,0 +1,118 @@
+// What a host meets first: plain C++ types and texts, results that say why, formulas that can be asked.
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+#include <sstream>
+#include <vector>
+
+#include <quarn/quarn.h>
+
+namespace {
+
+using namespace Quarn;
+
+class FrontDoor : public testing::Test {
+protected:
+    FrontDoor() {
+        Vector::Register(state);
+        state.SetStreams(input, output);
+    }
+
+    std::string Play(std::string_view line) {
+        output.str("");
+        state.ParseLine(line);
+        return output.str();
+    }
+
+    std::istringstream input;
+    std::ostringstream output;
+    State state;
+};
+
+TEST_F(FrontDoor, TextsMixWithThoseOfTheStandardLibrary) {
+    const s_str text = "ab";
+    const std::string string = "cd";
+    const std::string_view view = "ef";
+    std::string all = text + string + view + "gh" + text;
+    all = "<" + (string + text) + (view + text);
+    EXPECT_EQ(all, "<cdabefab");
+    EXPECT_TRUE(text == std::string("ab") && std::string("ab") == text && "ab" == text && text != string);
+    std::ostringstream stream;
+    stream << text << (s_str("x") += string);
+    EXPECT_EQ(stream.str(), "abxcd");
+}
+
+TEST_F(FrontDoor, PlainValuesFitOrSayWhy) {
+    const auto error = [](const auto& result) { return result ? "" : result.GetError().Get(); };
+    EXPECT_TRUE(state.Set("n", 3) && state.Set("yes", true) && state.Set("half", 0.5f) && state.Set("c", 'c' == 'c'));
+    EXPECT_EQ(Play("n; yes; half"), "\tScalar : 3\n\tScalar : 1\n\tScalar : 0.5\n");
+    EXPECT_EQ(*state.Evaluate<std::int8_t>("-128"), -128);
+    EXPECT_EQ(error(state.Evaluate<std::int8_t>("128")), "\tError : '128' is not a whole number from -128 to 127");
+    EXPECT_EQ(error(state.Get<bool>("n")), "\tError : '3' is not a whole number from 0 to 1");
+    EXPECT_EQ(error(state.Evaluate<int>("2.5")),
+              "\tError : '2.5' is not a whole number from -2147483648 to 2147483647");
+    EXPECT_TRUE(state.Evaluate<std::int64_t>("-2^63") && !state.Evaluate<std::int64_t>("2^63"));
+    EXPECT_EQ(*state.Evaluate<std::uint64_t>("2^64-2048"), 18446744073709549568u);
+    EXPECT_TRUE(!state.Evaluate<std::uint64_t>("2^64") && !state.Evaluate<int>("log(0)*0"));
+    EXPECT_EQ(*state.Evaluate<float>("-log(0)"), std::numeric_limits<float>::infinity());
+    EXPECT_EQ(error(state.Evaluate<float>("10^39")),
+              "\tError : '1e+39' is not a number from -3.40282346638529e+38 to 3.40282346638529e+38");
+
+    constexpr std::int64_t Exact = std::int64_t{1} << 53;
+    EXPECT_TRUE(state.Set("big", Exact) && state.Set("big", std::uint64_t{1} << 63));
+    EXPECT_EQ(error(state.Set("big", Exact + 1)), "\tError : '9007199254740993' needs more than 53 bits");
+    EXPECT_FALSE(state.Set("big", std::numeric_limits<std::int64_t>::max()));
+    EXPECT_EQ(*state.Get<double>("big"), 0x1p63);
+}
+
+TEST_F(FrontDoor, ListsAreVectors) {
+    using Matrix = std::vector<std::vector<int>>;
+    state.Set("v", std::vector{1.5, 2.5});
+    state.Set("m", Matrix{{1, 2}, {3, 4}});
+    state.Set("none", std::vector<bool>());
+    EXPECT_EQ(Play("v; m; none"), "\tVector : <1.5, 2.5>\n\tVector : <<1, 2>, <3, 4>>\n\tVector : <>\n");
+    EXPECT_EQ(*state.Evaluate<Matrix>("2*m"), (Matrix{{2, 4}, {6, 8}}));
+    EXPECT_EQ(state.Set("m", Matrix{{1, 2}, {3}}).GetError(),
+              "\tError : Non-homogeneous Vectors are not allowed.\n\t        Trying to mix 2-Vector with 1-Vector");
+    Play("r &= k; k = 3; w = <1, &r>; k = 4");
+    double sum = 0;
+    for (const double element : *state.Get<std::vector<double>>("w")) sum += element;
+    EXPECT_EQ(sum, 5);
+    EXPECT_EQ(state.Evaluate<std::vector<int>>("v").GetError(),
+              "\tError : '1.5' is not a whole number from -2147483648 to 2147483647");
+    Play("~k");
+    EXPECT_EQ(state.Get<std::vector<double>>("w").GetError(), "\tError : Unknown symbol 'k'");
+    state.Set("copy", Vector("", {make_refptr<Scalar>(1)}));
+    EXPECT_EQ(Play("copy"), "\tVector : <1>\n");
+}
+
+TEST_F(FrontDoor, CallablesTakeAndGivePlainValues) {
+    Binding bind(state, Purity::Pure);
+    bind.Function("upto", [](int n) {
+        std::vector<int> numbers;
+        for (int i = 1; i <= n; ++i) numbers.push_back(i);
+        return numbers;
+    });
+    bind.Function("sum", [](const std::vector<double>& numbers) {
+        double sum = 0;
+        for (const double number : numbers) sum += number;
+        return sum;
+    });
+    bind.Function("halved", [](std::int64_t n) -> Result<std::int64_t> {
+        if (n % 2 != 0) return Result<std::int64_t>::Error("\tError : Odd");
+        return n / 2;
+    });
+    EXPECT_EQ(Play("sum(upto(4)); halved(4); halved(3); upto(0.5)"),
+              "\tScalar : 10\n\tScalar : 2\n\tError : Odd\n"
+              "\tError : '0.5' is not a whole number from -2147483648 to 2147483647\n");
+    int k = 2;
+    Formula formula(state, "halved(4)+k");
+    formula.Bind("k", k);
+    k = 5;
+    EXPECT_EQ(*formula.Evaluate<unsigned>(), 7u);
+    EXPECT_EQ(*formula.Evaluate<double>(), 7);
+}
+
+} // namespace
