@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdint>
 #include <limits>
 #include <sstream>
@@ -113,6 +114,89 @@ TEST_F(FrontDoor, CallablesTakeAndGivePlainValues) {
     k = 5;
     EXPECT_EQ(*formula.Evaluate<unsigned>(), 7u);
     EXPECT_EQ(*formula.Evaluate<double>(), 7);
+}
+
+TEST_F(FrontDoor, AResultSaysWhatFailedAndWhere) {
+    Play("v = <1, 2>; r &= later; c &= c+1; k &= a*b");
+    Binding bind(state);
+    bind.Function("passes",
+                  [](State& inner, s_str& error) { return inner.ParseSymbol("", "1+nothing", error, false); });
+    bind.Function("replaces", [](State& inner, s_str& error) -> s_refptr<Symbol> {
+        return inner.Evaluate("1+nothing") ? Outcome::Failed : Fail(error, "\tError : Replaced");
+    });
+    Limits& limits = state.GetLimits();
+    using enum FailureKind;
+    struct Row {
+        const char* text;
+        FailureKind kind;
+        std::optional<std::size_t> position;
+        const char* message;
+    };
+    constexpr auto None = std::nullopt;
+    const Row rows[] = {
+        {"1+(2", Text, 2, "Unterminated '('"},
+        {"(1+2))", Text, 5, "Too many closing ')'"},
+        {" 2 + <1, (3>", Text, 9, "Unterminated '('"},
+        {"sqrt(4, [)", Text, 8, "Unterminated '['"},
+        {"", Text, 0, "Empty symbol"},
+        {"1 + 2*(+)", Text, 7, "Operator '+' is missing its operands"},
+        {"2*v[]", Text, 3, "Illegal use of '[.]' with empty argument"},
+        {"1+a b", Text, 2, "Unable to parse expression 'a b', no operator found"},
+        {"1+ nothing", UnknownName, 3, "Unknown symbol 'nothing'"},
+        {"<1, nothing>", UnknownName, 4, "Unknown symbol 'nothing'"},
+        {"2*none(1)", UnknownName, 2, "Undefined function 'none'"},
+        {"passes()", UnknownName, None, "Unknown symbol 'nothing'"},
+        {"replaces()", Evaluation, None, "Replaced"},
+        {"v+<1>", Evaluation, None, "Cannot add two Vectors of different length (2 and 1)"},
+        {"v%v", Evaluation, None, "No match for operator 'Vector % Vector' in :\n<1, 2> % <1, 2>"},
+        {"c+1", Evaluation, None, "Circular reference in expression 'c+1'"},
+        {"<<<<1>>>>", NestingLimit, None, "Nested more than 3 levels deep"},
+    };
+    limits.SetDeepestNesting(3);
+    for (const auto& [text, kind, position, message] : rows) {
+        const auto result = state.Evaluate(text);
+        ASSERT_FALSE(result) << text;
+        EXPECT_EQ(static_cast<int>(result.GetKind()), static_cast<int>(kind)) << text;
+        EXPECT_EQ(result.GetPosition(), position) << text;
+        EXPECT_EQ(result.GetMessage(), message);
+    }
+    limits.SetDeepestNesting(Limits::DeepestNesting);
+
+    EXPECT_EQ(Formula(state, "2*(3+").Evaluate().GetPosition(), 2u);
+    EXPECT_EQ(Formula(state, "2*unknown").Evaluate<double>().GetPosition(), 2u);
+    EXPECT_FALSE(state.Evaluate<double>("r").GetPosition());
+    EXPECT_EQ(state.Evaluate<double>("r").GetKind(), UnknownName);
+    EXPECT_EQ(state.Get<double>("nothing").GetKind(), UnknownName);
+    EXPECT_EQ(state.Evaluate<int>("r").value_or(7), 7);
+
+    EXPECT_EQ(state.Evaluate("<1, 2>[0]+w").GetKind(), UnknownName);
+    limits.SetStepBudget(2);
+    EXPECT_EQ(state.Evaluate("1+2+3").GetKind(), StepLimit);
+    limits.SetStepBudget(Limits::Unlimited);
+    limits.SetTimeLimit(std::chrono::nanoseconds(0));
+    std::string sum = "1";
+    while (sum.size() < 4000) sum += "+1";
+    EXPECT_EQ(state.Evaluate(sum).GetKind(), TimeLimit);
+    limits.SetTimeLimit(std::nullopt);
+    std::atomic<bool> isCancelled = true;
+    limits.SetCancellation(&isCancelled);
+    EXPECT_EQ(state.Evaluate<double>("1").GetKind(), Cancelled);
+    limits.SetCancellation(nullptr);
+    limits.SetMemory(1000);
+    EXPECT_EQ(state.Set("w", std::vector<double>(1000)).GetKind(), MemoryLimit);
+    limits.SetMemory(Limits::Unlimited);
+    state.Set("long", std::vector<double>(Vector::LargestSize / 2 + 1));
+    EXPECT_EQ(state.Evaluate("<long, long>").GetKind(), SizeLimit);
+}
+
+TEST_F(FrontDoor, ALineSaysWhetherAllSucceeded) {
+    for (const char* line : {"1", "x = 2; x", "// (", "", "?nothing", "a := 3", "~x", "~"}) {
+        EXPECT_TRUE(state.ParseLine(line)) << line;
+    }
+    for (const char* line :
+         {"(", "1; (; 2", "~nothing", "x:None", "x:Scalar(1", "x:Scalar(a)", "pi = 3", "1+nothing"}) {
+        EXPECT_FALSE(state.ParseLine(line)) << line;
+    }
 }
 
 } // namespace

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "app/history.h"
+#include "app/wide_text.h"
 #include "pseudo_terminal.h"
 
 namespace {
@@ -205,6 +206,29 @@ TEST_F(Terminal, AHistoryThatCannotBeWrittenCostsNothing) {
     ExpectAnswer(terminal, "1+1", "Scalar : 2");
     ExpectAnswer(terminal, Up, "Scalar : 2");
     EXPECT_EQ(folder.Read("errors"), "");
+}
+
+TEST(WideText, GivesBackWhateverBytesItGot) {
+    const std::vector<std::pair<std::string, std::size_t>> texts = {{"\x7f\xc2\x80", 2},
+                                                                    {"\xdf\xbf\xe0\xa0\x80", 2},
+                                                                    {"\xef\xbf\xbf\xf0\x90\x80\x80", 2},
+                                                                    {"\xf4\x8f\xbf\xbf", 1},
+                                                                    {"\xf4\x90\x80\x80", 4},
+                                                                    {"\xc1\xbf", 2},
+                                                                    {"\xe0\x9f\xbf", 3},
+                                                                    {"\xf0\x8f\xbf\xbf", 4},
+                                                                    {"\xed\xa0\x80", 3},
+                                                                    {"\xed\x9f\xbf\xee\x80\x80", 2},
+                                                                    {"a\xff\x80z", 4},
+                                                                    {"\xc3", 1},
+                                                                    {"\xe2\x82", 2},
+                                                                    {"\xf0\x9f\x98", 3},
+                                                                    {"\xe2\x82z", 3}};
+    for (const auto& [bytes, count] : texts) {
+        const std::wstring wide = Quarn::ToWide(bytes);
+        EXPECT_EQ(wide.size(), count) << bytes;
+        EXPECT_EQ(Quarn::ToBytes(wide), bytes);
+    }
 }
 
 TEST(History, KeepsTheLastLinesOfItsFile) {

@@ -25,7 +25,7 @@ public:
     constexpr bool IsClosing() const { return !IsNone() && !IsOpening(); }
     /// For brackets only.
     constexpr unsigned GetKind() const { return (m_code - 1u) / 2; }
-    /// The message on a bracket without a partner.
+    /// The message on one without a partner.
     const char* GetFault() const;
 
 private:
@@ -48,7 +48,7 @@ struct Cut {
     std::string_view text;
     std::size_t position = 0;    ///< where the rest begins
     bool isSeparator = false;    ///< whether the last piece is one
-    const char* fault = nullptr; ///< the message on the bracket that ended the cutting, if one did
+    const char* fault = nullptr; ///< the bracket without a partner that ended the cutting, if one did
 
     explicit Cut(std::string_view whole) : text(whole) {}
 };
@@ -93,8 +93,8 @@ public:
     /// The partner of the opening bracket at a position of the part; `None` if it is not in the part, or if the search
     /// was stopped.
     std::size_t FindPartner(std::string_view part, std::size_t position);
-    /// The message on the first top-level bracket of the part without a partner there; null if all have one. Brackets
-    /// within separators do not count.
+    /// The first top-level bracket of the part without a partner there; null if all have one. Brackets within separators
+    /// do not count.
     template <class Separators> const char* FindFault(std::string_view part, const Separators& separators) {
         const char* fault = nullptr;
         for (std::size_t end = 0; end < part.size() && !fault;) {
@@ -129,7 +129,7 @@ public:
             }
             const std::size_t partner = bracket.IsOpening() ? FindPartner(part, i) : None;
             if (partner == None) {
-                fault = bracket.GetFault();
+                fault = &part[i];
                 return part.size();
             }
             i = partner + 1;

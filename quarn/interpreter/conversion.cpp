@@ -6,13 +6,13 @@
 
 namespace Quarn {
 
-s_str WhyNot(const Symbol& value, std::string_view type) {
+Failure WhyNot(const Symbol& value, std::string_view type) {
     const Reference* const reference = As<Reference>(value);
     if (reference && reference->GetExpression()->GetLength() > 0) {
         const auto again = reference->GetState().Evaluate(reference->GetExpression()->GetText());
-        if (!again) return again.GetError();
+        if (!again) return {again.GetError(), again.GetKind()}; // without the position in another text
     }
-    return "\tError : The value is a " + s_str(value.GetRealType()) + ", not a " + type;
+    return {"\tError : The value is a " + value.GetRealType() + ", not a " + type};
 }
 
 Result<s_refptr<Symbol>> Follow(const s_refptr<Symbol>& value) {

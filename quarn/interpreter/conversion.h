@@ -50,9 +50,9 @@ template <class T> constexpr bool IsFlat = [] {
     else return false;
 }();
 
-/// The message for a value that is not of the type. For a reference that cannot be evaluated it says why, as its
+/// The failure for a value that is not of the type. For a reference that cannot be evaluated it says why, as its
 /// expression itself would.
-QUARN_API s_str WhyNot(const Symbol& value, std::string_view type);
+QUARN_API Failure WhyNot(const Symbol& value, std::string_view type);
 
 /// What the references from a value lead to.
 QUARN_API Result<s_refptr<Symbol>> Follow(const s_refptr<Symbol>& value);
@@ -67,7 +67,7 @@ template <class T> Result<T> ConvertTo(const Symbol& value) {
     CheckConversion<T>();
     using Class = typename Conversion<T>::Class;
     if (const Class* object = As<Class>(value)) return ReadValue<T>(*object);
-    return Result<T>::Error(WhyNot(value, Class::TypeName));
+    return WhyNot(value, Class::TypeName);
 }
 
 /// Whether every value of the C++ type is a flat one.
@@ -91,7 +91,7 @@ template <class T> Result<T> ConvertTo(const Operand& operand) {
     if constexpr (requires { typename Class::Flat; })
         if (operand.GetFlatType() == &FlatTypeOf<Class>()) return ReadWord<T>(operand.GetWord());
     const Result<s_refptr<Symbol>> object = Follow(operand.ToObject());
-    return object ? ConvertTo<T>(**object) : Result<T>::Error(object.GetError());
+    return object ? ConvertTo<T>(**object) : object.GetFailure();
 }
 
 /// The value that a C++ one stands for, without a name, or an error if it does not fit.

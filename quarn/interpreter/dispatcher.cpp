@@ -128,7 +128,8 @@ Operand Dispatcher::Call(const UnaryOperator& callable, const Operand& operand, 
 }
 
 Outcome Dispatcher::AbandonCircle(const Expression& expression, s_str& error) {
-    return m_limits.Abandon(error, "\tError : Circular reference in expression '" + expression.GetText() + "'");
+    return m_limits.Abandon(error, "\tError : Circular reference in expression '" + expression.GetText() + "'",
+                            FailureKind::Evaluation);
 }
 
 /// What the operand comes to now; the operand itself if it cannot be evaluated. A circle is no error here.

@@ -259,6 +259,19 @@ Outcome Evaluator::ParseProgram(Expression& expression, s_str& error) {
     return Outcome::WentOn;
 }
 
+Failure Evaluator::FailureOf(const s_str& error, std::string_view text) const {
+    Failure failure{error};
+    const Fault& fault = m_work.fault;
+    if (m_work.limits.OutcomeOf(false, error).IsAbandoned()) {
+        failure.kind = m_work.limits.GetAbandonment()->kind;
+    } else if (fault.Ends(error)) {
+        failure.kind = fault.kind;
+        if (fault.at && Contains(text, {fault.at, 0}))
+            failure.position = static_cast<std::size_t>(fault.at - text.data());
+    }
+    return failure;
+}
+
 SharedText Evaluator::ShareText(std::string_view text) const {
     // A small part would keep all of the text alive.
     const SharedText* const source = m_work.source.text;

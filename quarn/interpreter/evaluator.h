@@ -31,6 +31,14 @@ public:
     std::uint64_t GetDeeds() const { return m_work.dispatcher.GetImpureCalls() + m_work.limits.GetAbandonments(); }
     /// The text for an expression. A large part of the text that is being evaluated shares its memory.
     SharedText ShareText(std::string_view text) const;
+    /// To be called before an evaluation whose failure will be asked for.
+    void ForgetFault() { m_work.fault.error = nullptr; }
+    /// Fails at a place of the text that is being evaluated.
+    Outcome FailAt(const char* at, FailureKind kind, std::string_view message, s_str& error) {
+        return m_work.FailAt(at, kind, message, error);
+    }
+    /// What is known of the failed evaluation of a text, from the error text that was passed in.
+    Failure FailureOf(const s_str& error, std::string_view text) const;
     /// The brackets of the texts that are being parsed.
     Brackets::Memory& GetBrackets() { return m_memory.brackets; }
 

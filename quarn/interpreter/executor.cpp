@@ -31,7 +31,7 @@ Outcome FailWithoutOverload(const FunctionOverloads& functions, std::string_view
 Outcome Executor::Execute(const Step& step) {
     const s_str& name = step.isLast ? m_name : Nameless();
     switch (step.kind) {
-    case Step::Kind::Fault: return Fail(m_error, step.text);
+    case Step::Kind::Fault: return m_work.FailAt(step.at, step.failure, step.text, m_error);
     case Step::Kind::Flat: break; // see `Accept`
     case Step::Kind::Literal: return Construct(step, name, true);
     case Step::Kind::Construct: return Construct(step, Nameless(), false);
@@ -158,7 +158,8 @@ Outcome Executor::ReadOtherName(const Step& step) {
         return Push(m_work.dispatcher.Calling(*constructor)(m_work.state, Nameless(), {}, false, m_error));
     // Only a text that is a single name makes a new symbol, and only if it gets no other name: `a = b` needs a `b`.
     if (m_allowNew && step.isLast && !step.isBracketed && m_name.IsEmpty()) return Push(make_refptr<Symbol>(text));
-    return Fail(m_error, "\tError : Unknown symbol '" + s_str(text) + "'");
+    return m_work.FailAt(text.data(), FailureKind::UnknownName, "\tError : Unknown symbol '" + s_str(text) + "'",
+                         m_error);
 }
 
 Outcome Executor::Call(const FunctionOverloads& functions, std::string_view name, std::size_t argumentCount) {

@@ -10,6 +10,17 @@ struct Source {
     const BoundVariables* variables = nullptr;
 };
 
+/// The last failure that has a place in a text.
+struct Fault {
+    const s_str* error = nullptr; ///< that the message was appended to; null for none
+    std::size_t end = 0;          ///< of the error text then
+    FailureKind kind = FailureKind::Text;
+    const char* at = nullptr; ///< in the text
+
+    /// Whether the error text ends with its message.
+    bool Ends(const s_str& text) const { return error == &text && end == text.View().size(); }
+};
+
 /// What all evaluations of a state share.
 struct Workspace {
     State& state;
@@ -20,8 +31,14 @@ struct Workspace {
     std::vector<Operand> operands = {}; ///< a stack, for all evaluations under way
     /// Below are operands of a statement that was stopped. To destroy millions of them takes long, so the next one does.
     std::size_t bottom = 0;
+    Fault fault = {};
     Source source = {}; ///< of the innermost constructor
 
+    Outcome FailAt(const char* at, FailureKind kind, std::string_view message, s_str& error) {
+        const Outcome outcome = Fail(error, message);
+        fault = {&error, error.View().size(), kind, at};
+        return outcome;
+    }
     /// Counts the changes of what names other than "_", and operators, stand for.
     std::uint64_t GetBindings() const { return symbols.GetNamedChanges() + language.GetGeneration(); }
 };

@@ -38,10 +38,15 @@ Result<s_refptr<Symbol>> Formula::Evaluate() { return Value(*this, false).ToResu
 Formula::Value::Value(Formula& formula, bool isResolved) {
     Interpreter& interpreter = Interpreter::Of(*formula.m_state);
     const s_refptr<Expression> expression = formula.m_parts->expression; // a callable may destroy the formula
-    Operand operand = interpreter.Enter(error, [&] {
+    Result<Operand> result = interpreter.Answer(expression->GetSharedText().view, [&](s_str& error) {
         Operand value = interpreter.evaluator.EvaluateFormula(*expression, error);
         return isResolved && Reference::In(value) ? Reference::Resolve(value, error) : value;
     });
+    if (!result) {
+        failure = result.GetFailure();
+        return;
+    }
+    Operand operand = *std::move(result);
     type = operand.GetFlatType();
     if (type) word = operand.GetWord();
     else object = std::move(operand).ToObject();
@@ -49,7 +54,7 @@ Formula::Value::Value(Formula& formula, bool isResolved) {
 
 Result<s_refptr<Symbol>> Formula::Value::ToResult() const {
     if (type) return type->make(word);
-    return object ? Result(object) : Result<s_refptr<Symbol>>::Error(error);
+    return object ? Result(object) : failure;
 }
 
 } // namespace Quarn

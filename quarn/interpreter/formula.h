@@ -49,7 +49,7 @@ public:
         if constexpr (requires { typename Class::Flat; })
             if (value.type == &FlatTypeOf<Class>()) return ReadWord<T>(value.word);
         const Result<s_refptr<Symbol>> object = value.ToResult();
-        return object ? ConvertTo<T>(**object) : Result<T>::Error(object.GetError());
+        return object ? ConvertTo<T>(**object) : object.GetFailure();
     }
 
 private:
@@ -63,7 +63,7 @@ private:
         const FlatType* type = nullptr; ///< of a flat value
         Word word = 0;
         s_refptr<Symbol> object;
-        s_str error;
+        Failure failure;
     };
 
     State* m_state;

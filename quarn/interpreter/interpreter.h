@@ -1,5 +1,8 @@
 #pragma once
 
+#include <new>
+#include <stdexcept>
+
 #include "quarn/interpreter/state.h"
 #include "quarn/interpreter/statements.h"
 
@@ -29,6 +32,22 @@ struct Interpreter {
         limits.Destroy(std::move(value).ToObject());
         return outcome;
     }
+
+    /// The same for the evaluation of a text, by `evaluate(error)`.
+    template <class Evaluate> Result<Operand> Answer(std::string_view text, const Evaluate& evaluate) {
+        s_str error;
+        evaluator.ForgetFault();
+        try {
+            Operand value = Enter(error, [&] { return evaluate(error); });
+            if (value) return value;
+        } catch (const std::bad_alloc&) {
+            return OutOfMemory();
+        } catch (const std::length_error&) { // a container larger than any memory
+            return OutOfMemory();
+        }
+        return evaluator.FailureOf(error, text);
+    }
+    static Failure OutOfMemory() { return {"\tError : Out of memory", FailureKind::OutOfMemory}; }
 
     Limits limits;
     Language language;

@@ -34,6 +34,12 @@ void Limits::SetStackSize(std::size_t bytes) {
 
 bool Limits::WasCancelled() const { return m_stopped == Cancelled; }
 
+FailureKind Limits::GetStopKind() const {
+    return m_stopped == Cancelled     ? FailureKind::Cancelled
+           : m_stopped == TooMuchTime ? FailureKind::TimeLimit
+                                      : FailureKind::StepLimit;
+}
+
 void Limits::Begin() {
     m_deepestReached = OutermostDepth;
     m_stopped = IsCancelled() ? Cancelled : nullptr;
@@ -111,23 +117,24 @@ const char* Limits::GetInterruption() const {
 Outcome Limits::SpendSlowly(std::uint64_t steps, s_str& error) {
     TakeBackPortion();
     if (!m_stopped) m_stopped = steps > m_stepsBeyond ? TooManySteps : GetInterruption();
-    if (m_stopped) return Abandon(error, m_stopped);
+    if (m_stopped) return Abandon(error, m_stopped, GetStopKind());
     if (m_stepsBeyond != Unlimited) m_stepsBeyond -= steps;
     m_granted += steps;
     TakePortion();
     return Outcome::WentOn;
 }
 
-Outcome Limits::Abandon(s_str& error, std::string_view message) {
-    auto abandonment = std::make_unique<const s_str>(message);
-    AppendMessage(error, *abandonment); // the message may be a part of what is replaced
+Outcome Limits::Abandon(s_str& error, std::string_view message, FailureKind kind) {
+    auto abandonment = std::make_unique<const Failure>(Failure{message, kind});
+    AppendMessage(error, abandonment->error); // the message may be a part of what is replaced
     m_abandonment = std::move(abandonment);
     ++m_abandonments;
     return Outcome::Abandoned;
 }
 
 Outcome Limits::AbandonTooDeep(s_str& error) {
-    return Abandon(error, "\tError : Nested more than " + s_str(s_uint(m_deepestNesting)) + " levels deep");
+    return Abandon(error, "\tError : Nested more than " + s_str(s_uint(m_deepestNesting)) + " levels deep",
+                   FailureKind::NestingLimit);
 }
 
 } // namespace Quarn

@@ -12,6 +12,7 @@
 #include "quarn/core/s_refptr.h"
 #include "quarn/interpreter/kept_values.h"
 #include "quarn/interpreter/outcome.h"
+#include "quarn/interpreter/result.h"
 
 namespace Quarn {
 
@@ -95,7 +96,7 @@ public:
     /// Fails in a way that references pass on. A reference takes any other failure for "not defined yet" and keeps
     /// operations on it; after a circle or a limit these would fail again, or grow. A failure counts as abandoned as
     /// long as its message ends the error text, whoever has put it there.
-    Outcome Abandon(s_str& error, std::string_view message);
+    Outcome Abandon(s_str& error, std::string_view message, FailureKind kind = FailureKind::SizeLimit);
     Outcome AbandonTooDeep(s_str& error);
     /// Destroys a value that is not needed any more, if this pointer alone holds it. Destroying millions of values can
     /// be stopped like everything else; the rest is destroyed when the next statement or evaluation begins.
@@ -146,7 +147,7 @@ public:
     Outcome CheckStopped(s_str& error, std::size_t position) {
         if (!m_stopped) return Outcome::WentOn;
         error.Truncate(position);
-        return Abandon(error, m_stopped);
+        return Abandon(error, m_stopped, GetStopKind());
     }
     Outcome CheckStopped(s_str& error) { return CheckStopped(error, error.View().size()); }
     bool IsStopped() const { return m_stopped != nullptr; }
@@ -155,8 +156,10 @@ public:
     /// The outcome of an operation that appends to the error text when it fails.
     Outcome OutcomeOf(bool succeeded, const s_str& error) const {
         if (succeeded) return Outcome::WentOn;
-        return m_abandonment && error.View().ends_with(*m_abandonment) ? Outcome::Abandoned : Outcome::Failed;
+        return m_abandonment && error.View().ends_with(m_abandonment->error) ? Outcome::Abandoned : Outcome::Failed;
     }
+    /// The message of the last failure that was abandoned, and its kind; null if there was none.
+    const Failure* GetAbandonment() const { return m_abandonment.get(); }
 
     /// Needed for every error text that nobody else sees: it restores the abandonments of other texts afterwards.
     class PrivateError {
@@ -170,7 +173,7 @@ public:
 
     private:
         Limits& m_limits;
-        std::unique_ptr<const s_str> m_outer;
+        std::unique_ptr<const Failure> m_outer;
     };
 
     /// Finds the deepest level that is reached while it exists.
@@ -198,6 +201,7 @@ private:
     static constexpr std::uint64_t StepsBetweenChecks = 1024; ///< some microseconds
 
     void Begin();
+    FailureKind GetStopKind() const;
     void TakePortion();
     void TakeBackPortion();
     void ReleaseKept() noexcept;
@@ -212,8 +216,8 @@ private:
     std::uint64_t m_stepsBeyond = Unlimited;
     std::uint64_t m_granted = 0; ///< steps that are spent, or left before the next check
     std::uint64_t m_begun = 0;
-    const char* m_stopped = nullptr;            ///< the message, once the statement was stopped
-    std::unique_ptr<const s_str> m_abandonment; ///< the message of the last failure that was abandoned
+    const char* m_stopped = nullptr; ///< the message, once the statement was stopped
+    std::unique_ptr<const Failure> m_abandonment;
     std::uint64_t m_abandonments = 0;
 
     std::uint64_t m_stepBudget = Unlimited;

@@ -203,10 +203,14 @@ private:
     }
     Outcome EmitFlat(std::string_view text, const FlatType& type, Word word, Place place);
     Outcome EmitLiteral(std::string_view text, const Literal& literal, Place place);
-    Outcome EmitOperation(const Operator& op, bool hasLeftOperand, bool hasRightOperand, Place place);
+    Outcome EmitOperation(const Operator& op, const char* at, bool hasLeftOperand, bool hasRightOperand, Place place);
     Outcome EmitOperator(Step::Kind kind, const Operator* op, std::string_view text, Place place);
-    Outcome EmitFault(Place place, std::string_view begin, std::string_view middle = {}, std::string_view end = {});
-    Outcome EmitMissingOperands(const Operator& op, Place place);
+    Outcome EmitFault(const char* at, Place place, std::string_view begin, std::string_view middle = {},
+                      std::string_view end = {}, FailureKind kind = FailureKind::Text);
+    Outcome EmitFault(const char* bracket, Place place) {
+        return EmitFault(bracket, place, Bracket(*bracket).GetFault());
+    }
+    Outcome EmitMissingOperands(const Operator& op, const char* at, Place place);
     Outcome EmitAmbiguity(std::string_view piece, Place place);
 
     Brackets m_brackets;
@@ -219,9 +223,9 @@ private:
 
 Outcome Parser::OpenText(std::string_view text, Place place) {
     text = Trimmed(text);
-    if (text.empty()) return EmitFault(place, "\tError : Empty symbol");
+    if (text.empty()) return EmitFault(text.data(), place, "\tError : Empty symbol");
     if (!place.isWhole)
-        if (const char* fault = FindFault(text)) return EmitFault(place, fault);
+        if (const char* fault = FindFault(text)) return EmitFault(fault, place);
     if (m_operators.AreLong())
         if (const std::vector<Token> tokens = Cut(text); HasCutOperators(text, tokens)) {
             OpenSides(text, tokens, place);
@@ -326,14 +330,15 @@ inline bool Parser::TakeWord(Open& text, const Operator*& following, Outcome& ou
 Outcome Parser::TakeOperator(const Operator& op) {
     if (const Outcome outcome = ApplyDownTo(op.priority); !outcome) return outcome;
     Open& text = Top();
-    m_memory.waiting.push_back({&op, std::exchange(text.hasOperand, false)});
+    const auto position = static_cast<std::uint32_t>(text.position - op.text.View().size());
+    m_memory.waiting.push_back({&op, position, std::exchange(text.hasOperand, false)});
     ++text.count;
     return Outcome::WentOn;
 }
 
 Outcome Parser::OpenPiece(std::string_view piece, Place place) {
     if (MustStopBefore(piece.size())) return Outcome::Failed;
-    if (const Operator* op = m_operators.Find(piece)) return EmitMissingOperands(*op, place);
+    if (const Operator* op = m_operators.Find(piece)) return EmitMissingOperands(*op, piece.data(), place);
     if (piece.front() == '(' && piece.back() == ')' && piece.size() > 1) {
         if (place.isWhole && m_brackets.FindPartner(piece, 0) != piece.size() - 1) place.isWhole = false;
         CloseIfWhole(piece);
@@ -373,7 +378,8 @@ std::string_view Parser::CutEnds(std::string_view operand, const Operator& follo
     std::size_t position = 0;
     while (const Operator* const op = m_operators.MatchAtEnd(operand, position)) {
         priority = std::max(priority, op->priority);
-        m_memory.ends.push_back({op, priority, std::exchange(Top().endsInOperators, true)});
+        const auto at = static_cast<std::uint32_t>(operand.data() + position - Top().text.data());
+        m_memory.ends.push_back({op, at, priority, std::exchange(Top().endsInOperators, true)});
         operand = Trimmed(operand.substr(0, position));
     }
     return operand;
@@ -391,7 +397,7 @@ Outcome Parser::ApplyEnds() {
     const ParserMemory::End end = TakeEnd();
     if (const Outcome outcome = ApplyDownTo(end.priority); !outcome) return outcome;
     Open& text = Top();
-    m_memory.waiting.push_back({end.op, std::exchange(text.hasOperand, false)});
+    m_memory.waiting.push_back({end.op, end.position, std::exchange(text.hasOperand, false)});
     ++text.count;
     return ApplyWaiting(text, text.place.Operand());
 }
@@ -409,10 +415,10 @@ Outcome Parser::FinishText() {
 
 /// Applies the last of the operators that wait in a text.
 Outcome Parser::ApplyWaiting(Open& text, Place place) {
-    const auto [op, hasLeftOperand] = m_memory.waiting.back();
+    const auto [op, position, hasLeftOperand] = m_memory.waiting.back();
     m_memory.waiting.pop_back();
     --text.count;
-    return EmitOperation(*op, hasLeftOperand, std::exchange(text.hasOperand, true), place);
+    return EmitOperation(*op, &text.text[position], hasLeftOperand, std::exchange(text.hasOperand, true), place);
 }
 
 std::vector<Parser::Token> Parser::Cut(std::string_view text) {
@@ -470,16 +476,16 @@ Outcome Parser::ContinueSides() {
         if (!side->empty()) return OpenText(std::exchange(*side, {}), sides.place.Operand());
     const Open done = sides;
     Pop();
-    return EmitOperation(*done.op, done.hasOperand, done.hasRight, done.place);
+    return EmitOperation(*done.op, nullptr, done.hasOperand, done.hasRight, done.place); // one side is there
 }
 
 Outcome Parser::OpenIndexing(std::string_view piece, Place place) {
     const std::size_t open = piece.find('[');
     const std::size_t close = piece.find(']');
     if (open == std::string_view::npos || close == std::string_view::npos || close < open)
-        return EmitFault(place, "\tError : Unable to parse expression '", piece, "', no operator found");
-    if (close == open + 1) return EmitFault(place, NoIndex);
-    if (open == 0) return EmitFault(place, "\tError : Illegal use of '[.]' on empty object");
+        return EmitFault(piece.data(), place, "\tError : Unable to parse expression '", piece, "', no operator found");
+    if (close == open + 1) return EmitFault(piece.data() + open, place, NoIndex);
+    if (open == 0) return EmitFault(piece.data(), place, "\tError : Illegal use of '[.]' on empty object");
     Push(Open::Kind::Index, place, piece.substr(open + 1, close - open - 1));
     return OpenText(piece.substr(0, open), place.Torn());
 }
@@ -495,12 +501,12 @@ Outcome Parser::ContinueIndexing() {
 
 Outcome Parser::OpenCall(std::string_view piece, std::size_t parenthesis, Place place) {
     const std::size_t partner = m_brackets.FindPartner(piece, parenthesis);
-    if (partner == Brackets::None) return EmitFault(place, Bracket('(').GetFault());
+    if (partner == Brackets::None) return EmitFault(&piece[parenthesis], place);
     const std::string_view name = Trimmed(piece.substr(0, parenthesis));
     const std::string_view arguments = piece.substr(parenthesis + 1, partner - parenthesis - 1);
     if (const FunctionOverloads* functions = m_language.FindFunctions(name)) {
         if (const char* fault = place.isWhole ? nullptr : m_brackets.FindFault(arguments, Commas()))
-            return EmitFault(place, fault);
+            return EmitFault(fault, place);
         CloseIfWhole(piece);
         Open& call = Push(Open::Kind::Arguments, place, arguments);
         call.second = name;
@@ -508,7 +514,8 @@ Outcome Parser::OpenCall(std::string_view piece, std::size_t parenthesis, Place 
         return Outcome::WentOn;
     }
     const Constructor* constructor = FindIn(m_language.GetRegistry().constructors, name);
-    if (!constructor) return EmitFault(place, "\tError : Undefined function '", name, "'");
+    if (!constructor)
+        return EmitFault(name.data(), place, "\tError : Undefined function '", name, "'", FailureKind::UnknownName);
     Step step = StepAt(place, Step::Kind::Construct, arguments);
     step.constructor = constructor;
     return m_sink.Accept(step);
@@ -538,15 +545,17 @@ Outcome Parser::EmitFlat(std::string_view text, const FlatType& type, Word word,
 }
 
 Outcome Parser::EmitLiteral(std::string_view text, const Literal& literal, Place place) {
-    if (!literal.constructor) return EmitFault(place, "\tError : No constructor for the type '", *literal.type, "'");
+    if (!literal.constructor)
+        return EmitFault(text.data(), place, "\tError : No constructor for the type '", *literal.type, "'");
     Step step = StepAt(place, Step::Kind::Literal, text);
     step.constructor = literal.constructor;
     step.isConstant = literal.isConstant;
     return m_sink.Accept(step);
 }
 
-Outcome Parser::EmitOperation(const Operator& op, bool hasLeftOperand, bool hasRightOperand, Place place) {
-    if (!hasLeftOperand && !hasRightOperand) return EmitMissingOperands(op, place);
+Outcome Parser::EmitOperation(const Operator& op, const char* at, bool hasLeftOperand, bool hasRightOperand,
+                              Place place) {
+    if (!hasLeftOperand && !hasRightOperand) return EmitMissingOperands(op, at, place);
     const Step::Kind kind = !hasLeftOperand    ? Step::Kind::RightUnary
                             : !hasRightOperand ? Step::Kind::LeftUnary
                                                : Step::Kind::Binary;
@@ -560,25 +569,29 @@ Outcome Parser::EmitOperator(Step::Kind kind, const Operator* op, std::string_vi
 }
 
 /// The message of the fault comes in three parts.
-Outcome Parser::EmitFault(Place place, std::string_view begin, std::string_view middle, std::string_view end) {
+Outcome Parser::EmitFault(const char* at, Place place, std::string_view begin, std::string_view middle,
+                          std::string_view end, FailureKind kind) {
     s_str message = begin;
     message += middle;
     message += end;
-    const Outcome outcome = m_sink.Accept(StepAt(place, Step::Kind::Fault, message));
+    Step step = StepAt(place, Step::Kind::Fault, message);
+    step.at = at;
+    step.failure = kind;
+    const Outcome outcome = m_sink.Accept(step);
     return outcome ? Outcome::Failed : outcome;
 }
 
 /// "[]" without operands is an index without text: it is no operator that the scanner finds.
-Outcome Parser::EmitMissingOperands(const Operator& op, Place place) {
-    if (op.text == "[]") return EmitFault(place, NoIndex);
-    return EmitFault(place, "\tError : Operator '", op.text, "' is missing its operands");
+Outcome Parser::EmitMissingOperands(const Operator& op, const char* at, Place place) {
+    if (op.text == "[]") return EmitFault(at, place, NoIndex);
+    return EmitFault(at, place, "\tError : Operator '", op.text, "' is missing its operands");
 }
 
 Outcome Parser::EmitAmbiguity(std::string_view piece, Place place) {
     s_str candidates;
     m_language.ForEachLiteral(
         piece, [&](const Literal& literal) { candidates += (candidates.IsEmpty() ? "" : ", ") + *literal.type; });
-    return EmitFault(place, "\tError : Ambiguous constructor : '",
+    return EmitFault(piece.data(), place, "\tError : Ambiguous constructor : '",
                      s_str(piece) + "'.\n\t        Possible candidates : ", candidates);
 }
 

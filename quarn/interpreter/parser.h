@@ -1,6 +1,7 @@
 #pragma once
 
 #include "quarn/interpreter/language.h"
+#include "quarn/interpreter/result.h"
 
 namespace Quarn {
 
@@ -8,7 +9,7 @@ namespace Quarn {
 /// or a call replaces its operands with its result.
 struct Step {
     enum class Kind : unsigned char {
-        Fault,      ///< fails with the message `text`
+        Fault,      ///< fails with the message `text`, as a `failure`; the fault is `at` this character of the text
         Flat,       ///< the flat value `word` of the type `type`
         Literal,    ///< `constructor` reads the literal `text`
         Construct,  ///< `constructor` reads the argument text `text`
@@ -31,10 +32,12 @@ struct Step {
         const Operator* op;
         const struct BoundVariable* variable;
         const FlatType* type;
+        const char* at;
     };
     union {
         Word word = 0;
         std::size_t argumentCount;
+        FailureKind failure;
     };
 };
 
@@ -57,13 +60,15 @@ struct ParserMemory {
     /// An operator whose right operand is not complete yet.
     struct WaitingOperator {
         const Operator* op;
+        std::uint32_t position; ///< in the text
         bool hasLeftOperand;
     };
     /// An operator in whose beginning the left side of another one ends.
     struct End {
         const Operator* op;
-        unsigned priority; ///< it is applied after what binds as tightly, or more
-        bool hasOuter;     ///< so does the left side of the one that follows the other
+        std::uint32_t position; ///< in the text
+        unsigned priority;      ///< it is applied after what binds as tightly, or more
+        bool hasOuter;          ///< so does the left side of the one that follows the other
     };
     /// A text, an indexing or a call that is not complete yet.
     struct Open;

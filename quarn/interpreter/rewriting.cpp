@@ -51,7 +51,8 @@ Rewriting::Pieces Rewriting::CountPieces(std::string_view part) {
 }
 
 Outcome Rewriting::Rewrite(s_str& output, s_str& error) {
-    if (const char* fault = m_brackets.FindFault(m_text, OperatorSeparators{m_operators})) return Fail(error, fault);
+    if (const char* fault = m_brackets.FindFault(m_text, OperatorSeparators{m_operators}))
+        return Fail(error, Bracket(*fault).GetFault());
     Cut cut(m_text);
     for (Piece piece; NextPiece(m_brackets, cut, m_operators, piece);) {
         if (piece.op) output += piece.text;
@@ -77,7 +78,7 @@ Outcome Rewriting::RewriteOperand(std::string_view operand, s_str& output, s_str
         const std::string_view trimmed = s_str::Trimmed(operand);
         const std::string_view peeled = trimmed.substr(1, trimmed.size() - 2);
         const Pieces pieces = CountPieces(peeled);
-        if (pieces.fault) return Fail(error, pieces.fault);
+        if (pieces.fault) return Fail(error, Bracket(*pieces.fault).GetFault());
         if (pieces.count != 1) break;
         operand = peeled;
     }

@@ -18,7 +18,7 @@ State::State() : m_interpreter(std::make_unique<Interpreter>(*this)) {
 
 State::~State() = default;
 
-void State::ParseLine(std::string_view line) { m_interpreter->statements.ParseLine(line); }
+bool State::ParseLine(std::string_view line) { return m_interpreter->statements.ParseLine(line); }
 
 void State::SetInteractive(s_bool interactive) {
     m_interpreter->statements.SetInteractive(static_cast<bool>(interactive));
@@ -56,7 +56,7 @@ Result<s_refptr<Symbol>> State::Set(std::string_view name, s_refptr<Symbol> valu
     if (!outcome && before) before = symbols.Exchange(key, before);
     else if (!outcome) symbols.Erase(key);
     GetLimits().Destroy(std::move(before));
-    return outcome ? Result(named) : Result<s_refptr<Symbol>>::Error(error);
+    return outcome ? Result(named) : Result<s_refptr<Symbol>>::Error(error, FailureKind::MemoryLimit);
 }
 
 bool State::Erase(std::string_view name) {
@@ -72,10 +72,17 @@ s_bool State::CheckSymbolName(std::string_view name, s_str& error) const {
     return m_interpreter->statements.CheckSymbolName(name, error);
 }
 
+namespace {
+
+Result<s_refptr<Symbol>> ToObject(Result<Operand> value) {
+    return value ? Result((*std::move(value)).ToObject()) : value.GetFailure();
+}
+
+} // namespace
+
 Result<s_refptr<Symbol>> State::Evaluate(std::string_view expression) {
-    s_str error;
-    s_refptr<Symbol> value = ParseSymbol("", expression, error, false);
-    return value ? Result(std::move(value)) : Result<s_refptr<Symbol>>::Error(std::move(error));
+    return ToObject(m_interpreter->Answer(
+        expression, [&](s_str& error) { return m_interpreter->evaluator.Evaluate({}, expression, error, false); }));
 }
 
 s_refptr<Symbol> State::ParseSymbol(const s_str& name, std::string_view expression, s_str& error, s_bool allowNew) {
@@ -89,20 +96,15 @@ Operand State::ParseOperand(std::string_view expression, s_str& error) {
     return m_interpreter->Enter(error, [&] { return m_interpreter->evaluator.Evaluate({}, expression, error, false); });
 }
 
-Result<s_refptr<Symbol>> State::EvaluateAndResolve(std::string_view expression) {
-    s_str error;
-    Operand value = m_interpreter->Enter(error, [&] { // one budget for both
-        const Operand operand = m_interpreter->evaluator.Evaluate({}, expression, error, false);
-        return operand ? Reference::Resolve(operand, error) : Operand();
+Result<Operand> State::EvaluateAndResolve(std::string_view expression) {
+    return m_interpreter->Answer(expression, [&](s_str& error) { // one budget for both
+        const Operand value = m_interpreter->evaluator.Evaluate({}, expression, error, false);
+        return value ? Reference::Resolve(value, error) : Operand();
     });
-    return value ? Result(std::move(value).ToObject()) : Result<s_refptr<Symbol>>::Error(std::move(error));
 }
 
 Result<s_refptr<Symbol>> State::Resolve(s_refptr<Symbol> value) {
-    s_str error;
-    s_refptr<Symbol> resolved =
-        m_interpreter->Enter(error, [&] { return Operand(Reference::Resolve(value, error)); }).ToObject();
-    return resolved ? Result(std::move(resolved)) : Result<s_refptr<Symbol>>::Error(std::move(error));
+    return ToObject(m_interpreter->Answer({}, [&](s_str& error) { return Operand(Reference::Resolve(value, error)); }));
 }
 
 Result<s_str> State::TextOf(const Symbol& value) {
@@ -111,7 +113,7 @@ Result<s_str> State::TextOf(const Symbol& value) {
     s_str error;
     Outcome outcome = TextWriter(&GetLimits(), text, error).Write(value);
     if (GetLimits().IsStopped()) outcome = GetLimits().CheckStopped(error, 0);
-    return outcome ? Result(std::move(text)) : Result<s_str>::Error(std::move(error));
+    return outcome ? Result(std::move(text)) : m_interpreter->evaluator.FailureOf(error, {});
 }
 
 namespace {
@@ -144,7 +146,7 @@ s_bool State::SplitExpression(s_ctnr<s_str>& pieces, const s_str& text, const Ma
             pieces.PushBack(matched);
         }
     }
-    return cut.fault ? Fail(error, cut.fault) : Outcome(Outcome::WentOn);
+    return cut.fault ? Fail(error, Bracket(*cut.fault).GetFault()) : Outcome(Outcome::WentOn);
 }
 
 s_bool State::SplitOperators(s_ctnr<s_str>& pieces, const s_str& text, s_str& error) const {
@@ -175,8 +177,9 @@ bool State::SplitArguments(std::vector<std::string_view>& arguments, std::string
         if (arguments.size() == Many) // as many again for each part of the text as long as this one
             arguments.reserve(Many * (text.size() / cut.position + 1));
     }
-    if (cut.fault) AppendMessage(error, cut.fault);
-    return !cut.fault;
+    if (!cut.fault) return true;
+    const char* const message = Bracket(*cut.fault).GetFault();
+    return static_cast<bool>(m_interpreter->evaluator.FailAt(cut.fault, FailureKind::Text, message, error));
 }
 
 s_refptr<Symbol> State::ApplyBinaryOperator(std::string_view op, const s_refptr<Symbol>& left,

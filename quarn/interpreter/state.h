@@ -19,10 +19,9 @@ struct Interpreter;
 
 /// The interpreter: the symbols that statements work on, and the registries that give expressions their meaning.
 ///
-///
 /// Faults of the input do not throw. An operation that takes an error text appends a message to it and returns null or
-/// false; the others return a `Result`. Exceptions come from memory allocation, registered callables, and streams; a
-/// statement interrupted by one leaves the symbols as they were.
+/// false; the others return a `Result`, also if memory runs out while they evaluate. Exceptions come from registered
+/// callables, streams, and memory allocation elsewhere; a statement interrupted by one leaves the symbols as they were.
 ///
 /// One thread at a time may use a state and its values. No value may outlive the state that made it.
 class QUARN_API State {
@@ -37,8 +36,9 @@ public:
     /// Carries out every statement of the line and prints its report. A statement either does everything it reports, or
     /// reports why not and changes nothing. It is complete before it is reported: if the output stream throws, the
     /// exception passes through and the rest of the line is not carried out. If the stream calls this while it is
-    /// written to, those reports follow the current one.
-    void ParseLine(std::string_view line);
+    /// written to, those reports follow the current one. Returns whether all statements succeeded: none reported an
+    /// error, or was left out after a cancellation.
+    bool ParseLine(std::string_view line);
     /// Whether "~" asks before it erases all symbols. False at first.
     void SetInteractive(s_bool interactive);
     /// Where answers are read from and reports printed to; std::cin and std::cout at first. Not owned.
@@ -93,11 +93,12 @@ public:
     }
     template <class T> Result<T> Get(std::string_view name) {
         const s_refptr<Symbol> value = Get(name);
-        if (!value) return Result<T>::Error("\tError : Unknown symbol '" + s_str(name) + "'");
-        return Convert<T>(Resolve(value));
+        if (value) return ConvertTo<T>(value);
+        return Result<T>::Error("\tError : Unknown symbol '" + s_str(name) + "'", FailureKind::UnknownName);
     }
     template <class T> Result<T> Evaluate(std::string_view expression) {
-        return Convert<T>(EvaluateAndResolve(expression));
+        const Result<Operand> value = EvaluateAndResolve(expression);
+        return value ? ConvertTo<T>(*value) : value.GetFailure();
     }
 
     /// Whether a separator starts at the position of the text; stores it in `matchedText`.
@@ -151,10 +152,7 @@ public:
 private:
     friend struct Interpreter;
 
-    Result<s_refptr<Symbol>> EvaluateAndResolve(std::string_view expression);
-    template <class T> static Result<T> Convert(const Result<s_refptr<Symbol>>& value) {
-        return value ? ConvertTo<T>(**value) : Result<T>::Error(value.GetError());
-    }
+    Result<Operand> EvaluateAndResolve(std::string_view expression);
 
     const std::unique_ptr<Interpreter> m_interpreter;
 };

@@ -110,6 +110,7 @@ public:
     bool CanUndo() const { return m_lastBefore && report.View().size() > Portion; }
 
     s_str report;
+    bool hasFailed = false;
 
 private:
     bool Holds(std::string_view name, const s_refptr<Symbol>& value) const {
@@ -163,7 +164,8 @@ bool Statements::CheckAssignable(std::string_view name, s_str& error) const {
     return false;
 }
 
-void Statements::ParseLine(std::string_view line) {
+bool Statements::ParseLine(std::string_view line) {
+    bool haveSucceeded = true;
     while (!line.empty()) {
         const std::string_view statement = CutStatement(line);
         if (statement.empty() || statement.starts_with("//")) continue;
@@ -181,8 +183,10 @@ void Statements::ParseLine(std::string_view line) {
         const bool isPrinted = isComplete ? PrintReport(transaction) : Print("\tError : Out of memory\n");
         constexpr std::size_t MostKept = 4096; // more than most reports take
         if (transaction.report.View().size() <= MostKept) m_reportBuffer = std::move(transaction.report);
-        if (wasCancelled || (!isPrinted && m_limits.IsCancelled())) return;
+        if (!isComplete || !isPrinted || transaction.hasFailed) haveSucceeded = false;
+        if (wasCancelled || (!isPrinted && m_limits.IsCancelled())) return false;
     }
+    return haveSucceeded;
 }
 
 void Statements::ParseStatement(std::string_view statement, Transaction& transaction) {
@@ -229,10 +233,10 @@ void Statements::DefineSymbol(std::string_view name, std::string_view type, Tran
     s_str error;
     if (!CheckSymbolName(name, error)) return Reject(std::move(error), transaction);
     const TypeText text = ReadTypeText(type);
-    if (!text.isTerminated) return AppendLine(transaction.report, "\tError : Unterminated '('");
+    if (!text.isTerminated) return Reject("\tError : Unterminated '('", transaction);
     const Registry& registry = m_language.GetRegistry();
     const TypeFactory* const factory = FindIn(registry.types, text.type);
-    if (!factory) return AppendLine(transaction.report, "\tError : Unknown type '" + s_str(type) + "'");
+    if (!factory) return Reject("\tError : Unknown type '" + s_str(type) + "'", transaction);
 
     const Constructor* constructor = FindIn(registry.constructors, text.type);
     const bool isDefault = text.arguments.empty() || !constructor;
@@ -268,7 +272,7 @@ void Statements::Finish(const s_refptr<Symbol>& lastResult, Transaction& transac
     s_str error;
     if (CheckMemory(lastResult, error)) return transaction.Finish(lastResult);
     transaction.report.Clear();
-    AppendLine(transaction.report, error);
+    Reject(std::move(error), transaction);
 }
 
 Outcome Statements::CheckMemory(const s_refptr<Symbol>& lastResult, s_str& error) {
@@ -296,13 +300,13 @@ void Statements::Inspect(std::string_view name, Transaction& transaction) {
 void Statements::Erase(std::string_view name, Transaction& transaction) {
     s_refptr<Symbol> empty = MakeEmptyReference();
     const s_refptr<Symbol>* const symbol = m_symbols.Find(name);
-    if (!symbol) return AppendLine(transaction.report, "\tError : Unknown symbol '" + s_str(name) + "'");
+    if (!symbol) return Reject("\tError : Unknown symbol '" + s_str(name) + "'", transaction);
     s_refptr<Symbol> value = *symbol; // evaluating it may erase the symbol
     const s_str& type = value->GetType();
     s_str error;
     const Outcome outcome = m_limits.CheckStopped(error);
-    AppendLine(transaction.report, outcome ? "\t" + type + " '" + name + "' erased" : error);
-    if (!outcome) return;
+    if (!outcome) return Reject(std::move(error), transaction);
+    AppendLine(transaction.report, "\t" + type + " '" + name + "' erased");
     m_symbols.Erase(name);
     SetLastResult(std::move(empty));
     m_limits.Destroy(std::move(value));
@@ -331,8 +335,9 @@ bool Statements::AskWhetherToEraseAll() {
     return answer.empty() || answer == "y" || answer == "Y";
 }
 
-/// Reports the failure of an evaluation.
+/// Reports a failure.
 void Statements::Reject(s_str error, Transaction& transaction) {
+    transaction.hasFailed = true;
     m_limits.MustStopBefore(error.View().size());
     (void)m_limits.CheckStopped(error, 0);
     if (transaction.report.IsEmpty()) transaction.report = std::move(error); // it may be long

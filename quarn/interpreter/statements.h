@@ -17,7 +17,8 @@ public:
         m_output = &output;
     }
 
-    void ParseLine(std::string_view line);
+    /// Returns whether all statements succeeded.
+    bool ParseLine(std::string_view line);
     void SetLastResult(s_refptr<Symbol> value);
     bool CheckSymbolName(std::string_view name, s_str& error) const;
     /// The same for a name to be assigned: functions and constructors keep their names.

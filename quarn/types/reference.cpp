@@ -61,7 +61,7 @@ Reference::~Reference() = default;
     Limits& limits = interpreter.limits;
     const Limits::Level level(limits);
     const InUse use(*m_expression); // until the value is followed, to notice a circle of references
-    s_str reason;
+    Failure reason;
     {
         Limits::PrivateError failure(limits);
         if (!level) (void)limits.AbandonTooDeep(failure.text);
@@ -69,10 +69,10 @@ Reference::~Reference() = default;
         else value = interpreter.evaluator.Evaluate(*m_expression, failure.text);
         if (!value) {
             if (!limits.OutcomeOf(false, failure.text).IsAbandoned()) return Outcome::Failed;
-            reason = std::move(failure.text);
+            reason = {std::move(failure.text), limits.GetAbandonment()->kind};
         }
     }
-    if (!value) return limits.Abandon(error, reason);
+    if (!value) return limits.Abandon(error, reason.error, reason.kind);
     if (In(value)) value = interpreter.dispatcher.Resolve(value, error);
     return value ? Outcome::WentOn : Outcome::Abandoned;
 }

@@ -233,7 +233,7 @@ Result<s_refptr<Symbol>> Vector::Make(Elements elements) {
     for (std::size_t i = 0; i < checked; ++i)
         if (!TakeElement(elements.At(i), elementType, error)) return Result<s_refptr<Symbol>>::Error(error);
     s_refptr<Vector> vector = make_refptr<Vector>("", std::move(elements));
-    if (vector->GetSize() > LargestSize) return Result<s_refptr<Symbol>>::Error(TooLarge());
+    if (vector->GetSize() > LargestSize) return Result<s_refptr<Symbol>>::Error(TooLarge(), FailureKind::SizeLimit);
     return s_refptr<Symbol>(std::move(vector));
 }
 

@@ -121,7 +121,7 @@ template <class T> struct Conversion<std::vector<T>> {
         plain.reserve(elements.Count());
         for (std::size_t i = 0; i < elements.Count(); ++i) {
             const Result<T> element = ConvertTo<T>(elements.At(i));
-            if (!element) return Result<std::vector<T>>::Error(element.GetError());
+            if (!element) return element.GetFailure();
             plain.push_back(*element);
         }
         return plain;
