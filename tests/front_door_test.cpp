@@ -199,4 +199,43 @@ TEST_F(FrontDoor, ALineSaysWhetherAllSucceeded) {
     }
 }
 
+TEST_F(FrontDoor, AFormulaCanBeAskedBeforeItIsEvaluated) {
+    struct Row {
+        const char* text;
+        std::optional<std::size_t> position; ///< of the fault
+        const char* names;                   ///< symbols, functions and types
+    };
+    constexpr auto None = std::nullopt;
+    const Row rows[] = {
+        {"a*x + sin(b)^pi - rand()", None, "a b x|pi rand sin|"},
+        {"<a, <&c, 2>>[k] + Vector(d, Scalar(1))", None, "a c d k||Scalar Vector"},
+        {"&(a b) + Reference(none(z)) + _", None, "_||Reference"},
+        {"x+none(1)+y", 2, "x||"},
+        {"<1, 2+(>", 6, "||"},
+        {"Vector(a, sqrt(b, [))", 18, "a||Vector"},
+        {"1%<1> + y", None, "y||"},
+        {"", 0, "||"},
+    };
+    const double x = 0;
+    for (const auto& [text, position, expected] : rows) {
+        Formula formula(state, text);
+        formula.Bind("x", x);
+        const auto [symbols, functions, types] = formula.GetNames();
+        std::string names;
+        for (const auto& list : {symbols, functions, types}) {
+            for (const s_str& name : list) names += (names.empty() || names.ends_with('|') ? "" : " ") + name;
+            names += "|";
+        }
+        EXPECT_EQ(names, std::string(expected) + "|") << text;
+        const std::optional<Failure> fault = formula.Check();
+        EXPECT_EQ(fault.has_value(), position.has_value()) << text;
+        EXPECT_EQ(fault ? fault->position : None, position) << text;
+    }
+    state.GetLimits().SetDeepestNesting(5);
+    EXPECT_EQ(Formula(state, std::string(100'000, '<') + "1" + std::string(100'000, '>')).Check()->kind,
+              FailureKind::NestingLimit);
+    state.GetLimits().SetStepBudget(2);
+    EXPECT_EQ(Formula(state, "1+2+3").Check()->kind, FailureKind::StepLimit);
+}
+
 } // namespace

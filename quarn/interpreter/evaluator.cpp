@@ -259,17 +259,21 @@ Outcome Evaluator::ParseProgram(Expression& expression, s_str& error) {
     return Outcome::WentOn;
 }
 
-Failure Evaluator::FailureOf(const s_str& error, std::string_view text) const {
-    Failure failure{error};
+Outcome Evaluator::PassSteps(std::string_view text, StepSink& sink, s_str& error) {
+    if (m_work.language.IsTesting()) return FailTesting(error);
+    m_work.language.Refresh();
+    return Parse(text, m_work.language, m_memory, sink);
+}
+
+void Evaluator::Explain(Failure& failure, std::string_view text) const {
     const Fault& fault = m_work.fault;
-    if (m_work.limits.OutcomeOf(false, error).IsAbandoned()) {
+    if (m_work.limits.OutcomeOf(false, failure.error).IsAbandoned()) {
         failure.kind = m_work.limits.GetAbandonment()->kind;
-    } else if (fault.Ends(error)) {
+    } else if (fault.Ends(failure.error)) {
         failure.kind = fault.kind;
         if (fault.at && Contains(text, {fault.at, 0}))
             failure.position = static_cast<std::size_t>(fault.at - text.data());
     }
-    return failure;
 }
 
 SharedText Evaluator::ShareText(std::string_view text) const {

@@ -21,6 +21,8 @@ public:
     /// Evaluates the expression of a formula, which is a text.
     Operand EvaluateFormula(Expression& expression, s_str& error);
 
+    /// Passes the steps of a text to the sink, without carrying them out.
+    Outcome PassSteps(std::string_view text, StepSink& sink, s_str& error);
     /// The value of `name:Type(text)`.
     s_refptr<Symbol> Construct(const Constructor& constructor, const s_str& name, std::string_view text, s_str& error) {
         return m_work.dispatcher.Calling(constructor)(m_work.state, name, text, false, error);
@@ -37,8 +39,8 @@ public:
     Outcome FailAt(const char* at, FailureKind kind, std::string_view message, s_str& error) {
         return m_work.FailAt(at, kind, message, error);
     }
-    /// What is known of the failed evaluation of a text, from the error text that was passed in.
-    Failure FailureOf(const s_str& error, std::string_view text) const;
+    /// Adds what is known of a failed evaluation of the text. It has appended its messages to `failure.error`.
+    void Explain(Failure& failure, std::string_view text) const;
     /// The brackets of the texts that are being parsed.
     Brackets::Memory& GetBrackets() { return m_memory.brackets; }
 

@@ -52,6 +52,19 @@ public:
         return object ? ConvertTo<T>(**object) : object.GetFailure();
     }
 
+    /// The first fault of the text, in the order of evaluation, or none; nothing is evaluated. An unknown function is a
+    /// fault, as no symbol can take its place; an unknown symbol, or an operator without a match, is none. What a
+    /// reference within the text evaluates when it is used has no faults.
+    std::optional<Failure> Check();
+    /// The names in the text, up to the first fault. A name that stands for nothing yet counts as a symbol, and so does
+    /// a bound variable.
+    struct Names {
+        std::set<s_str, s_text_order> symbols;
+        std::set<s_str, s_text_order> functions;
+        std::set<s_str, s_text_order> types; ///< whose constructors are called
+    };
+    Names GetNames();
+
 private:
     bool Bind(std::string_view name, const FlatType& type, const void* variable, Word (*read)(const void*));
 

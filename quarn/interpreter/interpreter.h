@@ -33,21 +33,19 @@ struct Interpreter {
         return outcome;
     }
 
-    /// The same for the evaluation of a text, by `evaluate(error)`.
-    template <class Evaluate> Result<Operand> Answer(std::string_view text, const Evaluate& evaluate) {
-        s_str error;
+    /// The same for the evaluation of a text, by `evaluate(failure.error)`. If it fails, so does this.
+    template <class Evaluate> Operand Answer(std::string_view text, Failure& failure, const Evaluate& evaluate) {
         evaluator.ForgetFault();
         try {
-            Operand value = Enter(error, [&] { return evaluate(error); });
-            if (value) return value;
+            Operand value = Enter(failure.error, [&] { return evaluate(failure.error); });
+            if (!value) evaluator.Explain(failure, text);
+            return value;
         } catch (const std::bad_alloc&) {
-            return OutOfMemory();
         } catch (const std::length_error&) { // a container larger than any memory
-            return OutOfMemory();
         }
-        return evaluator.FailureOf(error, text);
+        failure = {"\tError : Out of memory", FailureKind::OutOfMemory};
+        return {};
     }
-    static Failure OutOfMemory() { return {"\tError : Out of memory", FailureKind::OutOfMemory}; }
 
     Limits limits;
     Language language;

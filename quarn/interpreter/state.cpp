@@ -72,17 +72,12 @@ s_bool State::CheckSymbolName(std::string_view name, s_str& error) const {
     return m_interpreter->statements.CheckSymbolName(name, error);
 }
 
-namespace {
-
-Result<s_refptr<Symbol>> ToObject(Result<Operand> value) {
-    return value ? Result((*std::move(value)).ToObject()) : value.GetFailure();
-}
-
-} // namespace
-
 Result<s_refptr<Symbol>> State::Evaluate(std::string_view expression) {
-    return ToObject(m_interpreter->Answer(
-        expression, [&](s_str& error) { return m_interpreter->evaluator.Evaluate({}, expression, error, false); }));
+    Failure failure;
+    Operand value = m_interpreter->Answer(expression, failure, [&](s_str& error) {
+        return m_interpreter->evaluator.Evaluate({}, expression, error, false);
+    });
+    return value ? Result(std::move(value).ToObject()) : std::move(failure);
 }
 
 s_refptr<Symbol> State::ParseSymbol(const s_str& name, std::string_view expression, s_str& error, s_bool allowNew) {
@@ -97,23 +92,30 @@ Operand State::ParseOperand(std::string_view expression, s_str& error) {
 }
 
 Result<Operand> State::EvaluateAndResolve(std::string_view expression) {
-    return m_interpreter->Answer(expression, [&](s_str& error) { // one budget for both
+    Failure failure;
+    Operand resolved = m_interpreter->Answer(expression, failure, [&](s_str& error) { // one budget for both
         const Operand value = m_interpreter->evaluator.Evaluate({}, expression, error, false);
         return value ? Reference::Resolve(value, error) : Operand();
     });
+    return resolved ? Result(std::move(resolved)) : std::move(failure);
 }
 
 Result<s_refptr<Symbol>> State::Resolve(s_refptr<Symbol> value) {
-    return ToObject(m_interpreter->Answer({}, [&](s_str& error) { return Operand(Reference::Resolve(value, error)); }));
+    Failure failure;
+    Operand resolved =
+        m_interpreter->Answer({}, failure, [&](s_str& error) { return Reference::Resolve(Operand(value), error); });
+    return resolved ? Result(std::move(resolved).ToObject()) : std::move(failure);
 }
 
 Result<s_str> State::TextOf(const Symbol& value) {
     const Limits::Level level(GetLimits());
     s_str text;
-    s_str error;
-    Outcome outcome = TextWriter(&GetLimits(), text, error).Write(value);
-    if (GetLimits().IsStopped()) outcome = GetLimits().CheckStopped(error, 0);
-    return outcome ? Result(std::move(text)) : m_interpreter->evaluator.FailureOf(error, {});
+    Failure failure;
+    Outcome outcome = TextWriter(&GetLimits(), text, failure.error).Write(value);
+    if (GetLimits().IsStopped()) outcome = GetLimits().CheckStopped(failure.error, 0);
+    if (outcome) return text;
+    m_interpreter->evaluator.Explain(failure, {});
+    return failure;
 }
 
 namespace {

@@ -90,6 +90,9 @@ public:
                 isLiteral ? Shape::Wrap(*read(text), error) : ConstructFrom<Shape>(construct, state, text, error);
             return value ? Symbol::Named(std::move(value), name) : nullptr;
         };
+        registry.constructors[type].expressionsIn = [](std::string_view text, bool isLiteral) {
+            return isLiteral ? std::string_view() : text;
+        };
         if constexpr (IsFlat<Plain> && std::is_empty_v<Read> && std::is_default_constructible_v<Read>) {
             const FlatReader reader{&FlatTypeOf<Class>(), [](std::string_view text, Word& word) {
                                         const std::optional<Plain> value = Read()(text);

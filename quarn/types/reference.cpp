@@ -27,6 +27,10 @@ private:
     const bool m_isFirst;
 };
 
+std::string_view ExpressionIn(std::string_view text, bool isLiteral) {
+    return s_str::Trimmed(isLiteral ? text.substr(1) : text);
+}
+
 } // namespace
 
 void Reference::Register(State& state) {
@@ -37,11 +41,13 @@ void Reference::Register(State& state) {
     LiteralTest& test = registry.literalTests[TypeNameOf<Reference>()];
     test = [](std::string_view text) { return text.starts_with(Marker); };
     test.beginnings = "&";
-    registry.constructors[TypeNameOf<Reference>()] =
+    Constructor& constructor = registry.constructors[TypeNameOf<Reference>()];
+    constructor =
         Pure<Constructor>([](State& owner, const s_str& name, std::string_view text, s_bool isLiteral, s_str&) {
-            if (isLiteral) text.remove_prefix(1);
-            return make_refptr<Reference>(name, s_str::Trimmed(text), owner);
+            return make_refptr<Reference>(name, ExpressionIn(text, static_cast<bool>(isLiteral)), owner);
         });
+    constructor.expressionsIn = ExpressionIn;
+    constructor.keepsExpressions = true;
 }
 
 Reference::Reference(const s_str& name, std::string_view expression, State& state)

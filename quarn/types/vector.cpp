@@ -154,6 +154,10 @@ s_refptr<Symbol> Index(const Vector& v, const Scalar& index, s_str& error) {
     return Outcome::WentOn;
 }
 
+std::string_view ElementsIn(std::string_view text, bool isLiteral) {
+    return isLiteral ? text.substr(1, text.size() - 2) : text;
+}
+
 } // namespace
 
 void Vector::Register(State& state) {
@@ -162,7 +166,9 @@ void Vector::Register(State& state) {
     LiteralTest& test = registry.literalTests[TypeNameOf<Vector>()];
     test = [](std::string_view text) { return text.starts_with('<') && text.ends_with('>'); };
     test.beginnings = "<";
-    registry.constructors[TypeNameOf<Vector>()] = Pure<Constructor>(CreateFrom);
+    Constructor& constructor = registry.constructors[TypeNameOf<Vector>()];
+    constructor = Pure<Constructor>(CreateFrom);
+    constructor.expressionsIn = ElementsIn;
 
     Binding bind(state, Purity::Pure);
     bind.Binary("*", ScaleFromLeft);
@@ -180,9 +186,8 @@ s_refptr<Symbol> Vector::CreateFrom(State& state, const s_str& name, std::string
                                     s_str& error) {
     // Splitting reads all of the text, once for each vector around it.
     if (const Outcome outcome = state.GetLimits().Poll(error); !outcome) return outcome;
-    if (isLiteral) text = text.substr(1, text.size() - 2);
     std::vector<std::string_view> elementTexts;
-    if (!state.SplitArguments(elementTexts, text, error)) return nullptr;
+    if (!state.SplitArguments(elementTexts, ElementsIn(text, static_cast<bool>(isLiteral)), error)) return nullptr;
     s_str elementType;
     Elements elements;
     elements.Reserve(elementTexts.size());
