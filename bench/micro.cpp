@@ -95,6 +95,23 @@ void FormulaOfVariable(benchmark::State& run) {
 }
 BENCHMARK(FormulaOfVariable);
 
+double Twice(double a) { return 2 * a; }
+
+/// A callable costs the same however it is written.
+void FormulaThatCalls(benchmark::State& run) {
+    Session session;
+    double x = 1;
+    const double two = 2;
+    Binding bind(session.state, Purity::Pure);
+    if (run.range(0) == 0) bind.Function("f", [](double a) { return 2 * a; });
+    else if (run.range(0) == 1) bind.Function("f", Twice);
+    else bind.Function("f", [two](double a) { return two * a; });
+    Formula formula(session.state, "f(x)+1");
+    formula.Bind("x", x);
+    for (auto _ : run) benchmark::DoNotOptimize(*formula.Evaluate<double>());
+}
+BENCHMARK(FormulaThatCalls)->DenseRange(0, 2);
+
 void FormulaOfSymbol(benchmark::State& run) {
     Session session;
     double x = 0;

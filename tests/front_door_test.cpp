@@ -238,4 +238,51 @@ TEST_F(FrontDoor, AFormulaCanBeAskedBeforeItIsEvaluated) {
     EXPECT_EQ(Formula(state, "1+2+3").Check()->kind, FailureKind::StepLimit);
 }
 
+TEST_F(FrontDoor, CallablesOfNumbersMayDoAsTheyLike) {
+    // They run on words, but may evaluate, erase and replace themselves as all others may.
+    Binding bind(state, Purity::Pure);
+    const auto replace = [&bind](double a) {
+        bind.Function("f", [a](double b) { return 10 * a + b; });
+        return a;
+    };
+    double x = 1;
+    Formula formula(state, "f(x)+f(x)");
+    formula.Bind("x", x);
+    for (int i = 0; i < 3; ++i) {
+        bind.Function("f", [replace](double a) { return a < 2 ? a : replace(a); });
+        x = 1;
+        for (int j = 0; j < 3; ++j) EXPECT_EQ(*formula.Evaluate<double>(), 2);
+        x = 2;
+        const double sum = *formula.Evaluate<double>(); // the second call is of either
+        EXPECT_TRUE(sum == 4 || sum == 24) << sum;
+    }
+    int depth = 0;
+    bind.Function("r", [this, &depth](double a) {
+        if (++depth > 5000) return -1.0;
+        return state.Evaluate<double>("c").value_or(a);
+    });
+    Play("c &= r(1)+1; a &= c+1");
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(*state.Evaluate<double>("a+0"), 3); // "c" within itself is a circle
+    bind.Function("n", [this](double a) {
+        return a < 1 ? 0 : 1 + state.Evaluate<double>("n(" + std::to_string(a - 1) + ")").value_or(0);
+    });
+    Play("m &= n(20); k &= m+m");
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(*state.Evaluate<double>("k"), 40);
+    state.GetLimits().SetDeepestNesting(15);
+    EXPECT_LT(*state.Evaluate<double>("k"), 40);
+    state.GetLimits().SetDeepestNesting(Limits::DeepestNesting);
+    EXPECT_EQ(*state.Evaluate<double>("k"), 40);
+    bool erases = false;
+    bind.Function("e", [this, &erases](double a) {
+        if (erases) Play("~; u &= 1");
+        return a;
+    });
+    Play("s &= 2+e(1); t &= s+e(1)+s");
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(*state.Evaluate<double>("t"), 7);
+    erases = true;
+    state.Set("y", 1);
+    Play("t+1");
+    EXPECT_EQ(Play("s"), "\tDefining Symbol : s\n");
+}
+
 } // namespace

@@ -113,7 +113,7 @@ Operand Dispatcher::Call(const BinaryOperator& callable, const Operand& left, co
     if (left.GetFlatType() && right.GetFlatType() && callable.flat) {
         const std::array words{left.GetWord(), right.GetWord()};
         const FlatType& type = *callable.flat.result;
-        return {type, Calling(callable).flat.call(words.data())};
+        return {type, Calling(callable).flat(words.data())};
     }
     return Calling(callable)(m_state, left.ToObject(), right.ToObject(), error);
 }
@@ -122,7 +122,7 @@ Operand Dispatcher::Call(const UnaryOperator& callable, const Operand& operand, 
     if (operand.GetFlatType() && callable.flat) {
         const Word word = operand.GetWord();
         const FlatType& type = *callable.flat.result;
-        return {type, Calling(callable).flat.call(&word)};
+        return {type, Calling(callable).flat(&word)};
     }
     return Calling(callable)(m_state, operand.ToObject(), error);
 }

@@ -120,8 +120,10 @@ Operand Evaluator::Evaluate(Expression& expression, s_str& error) {
         return Recall(expression.known);
     }
     const std::uint64_t moment = GetMoment();
+    const std::uint64_t entered = m_work.limits.GetEntered();
     Operand flat;
     if (const Outcome outcome = RunFlat(expression, flat, error)) {
+        if (m_work.limits.GetEntered() != entered) return flat;
         expression.known = {moment, flat.GetFlatType(), flat.GetWord(), expression.program->flat.GetDepth()};
         return flat;
     } else if (outcome.IsAbandoned()) {

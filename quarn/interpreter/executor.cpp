@@ -91,7 +91,7 @@ bool Executor::ApplyFlat(const FlatCallable& callable, std::size_t operandCount)
         words[i - 1] = TopOperand().GetWord();
         m_operands.pop_back();
     }
-    m_operands.emplace_back(type, callable.call(words.data()));
+    m_operands.emplace_back(type, callable(words.data()));
     return true;
 }
 

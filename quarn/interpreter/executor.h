@@ -165,7 +165,7 @@ inline bool Executor::ApplyFlatBinary(const Operator* op) {
     const std::array words{left.GetWord(), right.GetWord()};
     m_operands.pop_back();
     const FlatType& type = *callable->flat.result;
-    m_operands.back() = {type, callable->flat.call(words.data())};
+    m_operands.back() = {type, callable->flat(words.data())};
     return true;
 }
 

@@ -50,12 +50,25 @@ struct FlatReader {
     explicit operator bool() const { return type != nullptr; }
 };
 
-/// A callable for flat values only. It can neither fail nor see a state.
-struct FlatCallable {
-    Word (*call)(const Word* operands) = nullptr; ///< null for none
-    const FlatType* result = nullptr;             ///< the type of its result
+/// What a flat callable needs besides its operands.
+struct FlatContext {
+    virtual ~FlatContext() = default;
+};
 
-    explicit operator bool() const { return call != nullptr; }
+/// A callable for flat values only. It cannot fail, and gets no state.
+struct FlatCallable {
+    using Function = Word (*)(const FlatContext* context, const Word* operands);
+
+    Function function = nullptr;         ///< null for none
+    const FlatType* result = nullptr;    ///< the type of its result
+    s_refptr<const FlatContext> context; ///< null if it needs none
+
+    explicit operator bool() const { return function != nullptr; }
+    /// If the callable is replaced while it runs, the call finishes with the old one.
+    Word operator()(const Word* operands) const {
+        const s_refptr<const FlatContext> held = context;
+        return function(held.Get(), operands);
+    }
 };
 
 } // namespace Quarn

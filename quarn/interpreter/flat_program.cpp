@@ -51,6 +51,8 @@ void FlatProgram::Translate(const Program& program, State& state, SymbolTable& s
 bool FlatProgram::TranslateSteps(const Program& program, State& state, SymbolTable& symbols, const Language& language,
                                  std::uint64_t bindings) {
     m_steps.clear();
+    m_expressions.clear();
+    m_contexts.clear();
     if (program.steps.size() > MostSteps) return false;
     m_depth = 0;
     FlatTypes types; // of the operands on the stack
@@ -62,7 +64,9 @@ bool FlatProgram::TranslateSteps(const Program& program, State& state, SymbolTab
     const auto call = [&](const auto& callable, unsigned operandCount) {
         if (!callable.flat || !callable.isPure) return false; // an impure one might change a symbol
         types.resize(types.size() - operandCount);
-        return push({Step::Kind::Call, operandCount, {.call = callable.flat.call}}, callable.flat.result);
+        const FlatCallable& flat = callable.flat;
+        if (flat.context) m_contexts.push_back(flat.context);
+        return push({Step::Kind::Call, operandCount, {.call = flat.function}, flat.context.Get()}, flat.result);
     };
     const auto reference = [&](const Reference& value) {
         Expression& expression = *value.GetExpression();
@@ -71,6 +75,7 @@ bool FlatProgram::TranslateSteps(const Program& program, State& state, SymbolTab
         if (!isFlat) return false;
         const FlatProgram& flat = expression.program->flat;
         m_depth = std::max(m_depth, flat.m_depth + 1);
+        m_expressions.push_back(value.GetExpression());
         return push({Step::Kind::Reference, 0, {.expression = &expression}}, flat.m_result);
     };
     const auto name = [&](std::string_view text) {
@@ -117,20 +122,23 @@ Outcome FlatProgram::Run(Limits& limits, std::uint64_t moment, Word& result, s_s
         case Step::Kind::Variable: *end++ = step.variable->read(step.variable->address); break;
         case Step::Kind::Reference: {
             Expression::Known& known = step.expression->known;
-            const FlatProgram& flat = step.expression->program->flat;
             // A failure never has this moment: its count leaves out the statements, of which there is at least one.
             if (known.moment != moment) {
+                const s_refptr<Program> program = step.expression->program; // a callable may have it parsed anew
+                const FlatProgram& flat = program->flat;
                 if (!flat.HoldsFor(m_bindings)) return Outcome::Failed;
+                const std::uint64_t entered = limits.GetEntered();
                 if (const Outcome outcome = flat.Run(limits, moment, *end, error); !outcome) return outcome;
-                known = {moment, flat.m_result, *end, flat.m_depth};
+                if (limits.GetEntered() == entered) known = {moment, flat.m_result, *end, flat.m_depth};
+            } else {
+                *end = known.word;
             }
-            assert(known.type == flat.m_result);
-            *end++ = known.word;
+            ++end;
             break;
         }
         case Step::Kind::Call:
             end -= step.operandCount;
-            *end = step.call(end);
+            *end = step.call(step.context, end);
             ++end;
             break;
         }

@@ -42,9 +42,10 @@ private:
         union {
             Word value;
             const BoundVariable* variable;
-            Expression* expression; ///< of a reference. Its symbol holds it until the bindings change
-            Word (*call)(const Word* operands);
+            Expression* expression; ///< of a reference
+            FlatCallable::Function call;
         };
+        const FlatContext* context = nullptr; ///< of a call
     };
     static constexpr std::size_t MostOperands = 32;
     static constexpr std::size_t MostSteps = 512; ///< between two looks at the limits
@@ -53,6 +54,8 @@ private:
                         std::uint64_t bindings);
 
     std::vector<Step> m_steps;
+    std::vector<s_refptr<const Expression>> m_expressions; ///< in the steps: a callable may erase their symbols
+    std::vector<s_refptr<const FlatContext>> m_contexts;   ///< likewise
     const FlatType* m_result = nullptr;
     std::uint64_t m_bindings = 0; ///< 0 for none
     unsigned m_depth = 0;

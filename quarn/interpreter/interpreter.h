@@ -24,6 +24,7 @@ struct Interpreter {
     /// that is too deep, or if the statement was stopped meanwhile.
     template <class Evaluate> Operand Enter(s_str& error, const Evaluate& evaluate) {
         const std::size_t position = error.View().size();
+        limits.CountEntered();
         const Limits::Level level(limits);
         if (!level) return limits.AbandonTooDeep(error);
         Operand value = evaluate();

@@ -121,6 +121,10 @@ public:
     const s_refptr<Symbol>& FindKept(std::uint64_t number) { return m_kept.Find(number); }
     /// Counts the statements and evaluations that have begun.
     std::uint64_t GetBegun() const { return m_begun; }
+    /// Counts the evaluations within others, which a callable asked for: they may do more than is remembered of a flat
+    /// program.
+    std::uint64_t GetEntered() const { return m_entered; }
+    void CountEntered() { ++m_entered; }
     /// How many steps were spent since the one under way began.
     std::uint64_t GetSpent() const { return m_granted - m_stepsToCheck; }
     /// How many more levels may nest.
@@ -216,6 +220,7 @@ private:
     std::uint64_t m_stepsBeyond = Unlimited;
     std::uint64_t m_granted = 0; ///< steps that are spent, or left before the next check
     std::uint64_t m_begun = 0;
+    std::uint64_t m_entered = 0;
     const char* m_stopped = nullptr; ///< the message, once the statement was stopped
     std::unique_ptr<const Failure> m_abandonment;
     std::uint64_t m_abandonments = 0;

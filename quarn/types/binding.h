@@ -106,11 +106,11 @@ public:
 
 private:
     template <class Shape, class Callable, class Entry, class Types, class Wrapped>
-    void Register(Entry& entry, const Callable&, const Types& types, Wrapped wrapped) {
+    void Register(Entry& entry, const Callable& callable, const Types& types, Wrapped wrapped) {
         entry = std::move(wrapped);
         entry.isPure = m_purity == Purity::Pure;
         if (std::ranges::equal(types, Shape::TypeNames(), {}, &s_str::View, &s_str::View))
-            entry.flat = Shape::template Flat<Callable>();
+            entry.flat = Shape::template Flat<Callable>(callable);
     }
 
     template <class Callable> void RegisterUnary(UnaryOverloads& overloads, Callable callable) {
@@ -203,25 +203,10 @@ private:
             (std::make_index_sequence<Count>());
         }
 
-        /// The callable for flat values, if it has no state of its own and takes and returns only flat values.
-        template <class Callable> static FlatCallable Flat() {
-            if constexpr (TakesState || TakesError || !std::is_empty_v<Callable> ||
-                          !std::is_default_constructible_v<Callable>) {
-                return {};
-            } else {
-                return []<std::size_t... I>(std::index_sequence<I...>)->FlatCallable {
-                    if constexpr (HasWord<Returned> && (IsFlat<Plain<I>> && ...)) {
-                        const auto call = [](const Word* operands) {
-                            (void)operands; // there may be none
-                            return MakeWord<Returned>(Callable()(FromWord<Plain<I>>(operands[I])...));
-                        };
-                        return {call, &FlatTypeOf<typename Conversion<Returned>::Class>()};
-                    } else {
-                        return {};
-                    }
-                }
-                (std::make_index_sequence<Count>());
-            }
+        /// The callable for flat values, if it takes and returns only such.
+        template <class Callable> static FlatCallable Flat([[maybe_unused]] const Callable& callable) {
+            if constexpr (TakesState || TakesError) return {};
+            else return FlatOf(callable, std::make_index_sequence<Count>());
         }
 
         static s_refptr<Symbol> Wrap(s_refptr<Symbol> value, s_str&) { return value; }
@@ -234,6 +219,29 @@ private:
         }
 
     private:
+        template <class Callable, std::size_t... I>
+        static FlatCallable FlatOf([[maybe_unused]] const Callable& callable, std::index_sequence<I...>) {
+            if constexpr (!HasWord<Returned> || !(IsFlat<Plain<I>> && ...)) {
+                return {};
+            } else {
+                constexpr bool isStateless = std::is_empty_v<Callable> && std::is_default_constructible_v<Callable>;
+                struct Context final : FlatContext {
+                    explicit Context(const Callable& copied) : callable(copied) {}
+                    const Callable callable;
+                };
+                const auto call = [](const FlatContext* context, [[maybe_unused]] const Word* operands) {
+                    const auto with = [&](const Callable& called) {
+                        return MakeWord<Returned>(called(FromWord<Plain<I>>(operands[I])...));
+                    };
+                    if constexpr (isStateless) return with(Callable());
+                    else return with(static_cast<const Context*>(context)->callable);
+                };
+                const FlatType& result = FlatTypeOf<typename Conversion<Returned>::Class>();
+                if constexpr (isStateless) return {call, &result, nullptr};
+                else return {call, &result, make_refptr<Context>(callable)};
+            }
+        }
+
         template <class Converted> struct Promoted { using Classes = std::tuple<>; };
         template <class Converted>
         requires requires { typename Converted::PromotedFrom; }

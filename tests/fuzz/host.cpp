@@ -240,6 +240,12 @@ void Compare(Choices choices) {
             const std::string outcome = OutcomeOf(state, value ? *value : nullptr, value.GetError());
             Require(outcome == fastOutcome || outcome.find("Too many steps") != outcome.npos,
                     "a formula and its text differ");
+            // What is found without an evaluation is what it fails with, if it gets there.
+            const std::optional<Failure> fault = formula.Check();
+            Require(!value || !fault, "a formula with a fault has a value");
+            if (value || value.GetKind() != FailureKind::Text || !value.GetPosition()) continue;
+            Require(fault && fault->position == value.GetPosition() && fault->error == value.GetError(),
+                    "a fault differs from that of the evaluation");
         }
     });
 }
