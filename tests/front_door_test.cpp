@@ -285,4 +285,18 @@ TEST_F(FrontDoor, CallablesOfNumbersMayDoAsTheyLike) {
     EXPECT_EQ(Play("s"), "\tDefining Symbol : s\n");
 }
 
+TEST_F(FrontDoor, OperatorsAreAddedWhereTheyAreBound) {
+    Binding bind(state, Purity::Pure);
+    EXPECT_TRUE(bind.Operator("\\", 2) && bind.Operator("mod", 2));
+    bind.Binary("\\", [](double a, double b) { return static_cast<double>(static_cast<int>(a / b)); });
+    EXPECT_EQ(Play("1+7\\2*2; 2^!3"), "\tScalar : 7\n\tScalar : 64\n");
+    EXPECT_TRUE(bind.Operator("\\", 9));
+    EXPECT_EQ(Play("7\\2*2"), "\tScalar : 6\n");
+    EXPECT_FALSE(bind.Operator("(", 2) || bind.Operator("", 2));
+    EXPECT_EQ(state.GetOperatorPriorities().size(), 10u);
+    EXPECT_EQ(State().GetOperatorPriorities().size(), 8u);
+    bind.Function("adds", [](State& inner) { return Binding(inner).Operator("#", 2); });
+    EXPECT_EQ(Play("adds()"), "\tScalar : 0\n");
+}
+
 } // namespace

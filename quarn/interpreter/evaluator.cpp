@@ -261,6 +261,26 @@ Outcome Evaluator::ParseProgram(Expression& expression, s_str& error) {
     return Outcome::WentOn;
 }
 
+Operand Evaluator::ApplyBinary(std::string_view op, const Operand& left, const Operand& right, s_str& error) {
+    const Limits::Entry entry(m_work.limits);
+    if (const Outcome outcome = m_work.limits.Spend(1, error); !outcome) return outcome;
+    return m_work.dispatcher.ApplyBinary(op, left, right, error);
+}
+
+Operand Evaluator::ApplyLeftUnary(std::string_view op, const Operand& operand, s_str& error) {
+    const Limits::Entry entry(m_work.limits);
+    if (const Outcome outcome = m_work.limits.Spend(1, error); !outcome) return outcome;
+    const UnaryOverloads* const overloads = FindIn(m_work.language.GetRegistry().leftUnaryOperators, op);
+    return m_work.dispatcher.ApplyUnary(overloads, operand, {}, op, error);
+}
+
+Operand Evaluator::ApplyRightUnary(std::string_view op, const Operand& operand, s_str& error) {
+    const Limits::Entry entry(m_work.limits);
+    if (const Outcome outcome = m_work.limits.Spend(1, error); !outcome) return outcome;
+    const UnaryOverloads* const overloads = FindIn(m_work.language.GetRegistry().rightUnaryOperators, op);
+    return m_work.dispatcher.ApplyUnary(overloads, operand, op, {}, error);
+}
+
 Outcome Evaluator::PassSteps(std::string_view text, StepSink& sink, s_str& error) {
     if (m_work.language.IsTesting()) return FailTesting(error);
     m_work.language.Refresh();

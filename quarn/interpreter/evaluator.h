@@ -21,6 +21,10 @@ public:
     /// Evaluates the expression of a formula, which is a text.
     Operand EvaluateFormula(Expression& expression, s_str& error);
 
+    // The callable for the types of the operands, applied; see `State`.
+    Operand ApplyBinary(std::string_view op, const Operand& left, const Operand& right, s_str& error);
+    Operand ApplyLeftUnary(std::string_view op, const Operand& operand, s_str& error);
+    Operand ApplyRightUnary(std::string_view op, const Operand& operand, s_str& error);
     /// Passes the steps of a text to the sink, without carrying them out.
     Outcome PassSteps(std::string_view text, StepSink& sink, s_str& error);
     /// The value of `name:Type(text)`.

@@ -9,7 +9,7 @@
 namespace Quarn {
 
 State::State() : m_interpreter(std::make_unique<Interpreter>(*this)) {
-    SetOperatorPriorities({{"[]", 5}, {"!", 4}, {"^", 3}, {"*", 2}, {"/", 2}, {"%", 2}, {"+", 1}, {"-", 1}});
+    SetOperatorPriorities({{"[]", 5}}); // written around its operand, for whatever type
     Symbol::Register(*this);
     Reference::Register(*this);
     Scalar::Register(*this);
@@ -190,16 +190,11 @@ s_refptr<Symbol> State::ApplyBinaryOperator(std::string_view op, const s_refptr<
 }
 
 Operand State::ApplyBinaryOperator(std::string_view op, const Operand& left, const Operand& right, s_str& error) {
-    const Limits::Entry entry(GetLimits());
-    if (const Outcome outcome = GetLimits().Spend(1, error); !outcome) return outcome;
-    return m_interpreter->dispatcher.ApplyBinary(op, left, right, error);
+    return m_interpreter->evaluator.ApplyBinary(op, left, right, error);
 }
 
 s_refptr<Symbol> State::ApplyLeftUnaryOperator(std::string_view op, const s_refptr<Symbol>& operand, s_str& error) {
-    const Limits::Entry entry(GetLimits());
-    if (const Outcome outcome = GetLimits().Spend(1, error); !outcome) return outcome;
-    const UnaryOverloads* const overloads = FindIn(GetRegistry().leftUnaryOperators, op);
-    return m_interpreter->dispatcher.ApplyUnary(overloads, Operand::Flattened(operand), {}, op, error).ToObject();
+    return m_interpreter->evaluator.ApplyLeftUnary(op, Operand::Flattened(operand), error).ToObject();
 }
 
 s_refptr<Symbol> State::ApplyRightUnaryOperator(std::string_view op, const s_refptr<Symbol>& operand, s_str& error) {
@@ -207,10 +202,7 @@ s_refptr<Symbol> State::ApplyRightUnaryOperator(std::string_view op, const s_ref
 }
 
 Operand State::ApplyRightUnaryOperator(std::string_view op, const Operand& operand, s_str& error) {
-    const Limits::Entry entry(GetLimits());
-    if (const Outcome outcome = GetLimits().Spend(1, error); !outcome) return outcome;
-    const UnaryOverloads* const overloads = FindIn(GetRegistry().rightUnaryOperators, op);
-    return m_interpreter->dispatcher.ApplyUnary(overloads, operand, op, {}, error);
+    return m_interpreter->evaluator.ApplyRightUnary(op, operand, error);
 }
 
 const Registry& State::GetRegistry() const { return m_interpreter->language.GetRegistry(); }
@@ -238,6 +230,11 @@ bool State::SetOperatorPriorities(const OperatorPriorities& priorities, s_str& e
 bool State::SetOperatorPriorities(const OperatorPriorities& priorities) {
     s_str unseen;
     return SetOperatorPriorities(priorities, unseen);
+}
+
+bool State::AddOperators(OperatorPriorities priorities, s_str& error) {
+    priorities.insert(GetOperatorPriorities().begin(), GetOperatorPriorities().end());
+    return SetOperatorPriorities(priorities, error);
 }
 
 Limits& State::GetLimits() { return m_interpreter->limits; }

@@ -144,6 +144,8 @@ public:
     /// a bracket. "[]" may be an operator, and a longer one may end in an angle or square bracket.
     bool SetOperatorPriorities(const OperatorPriorities& priorities, s_str& error);
     bool SetOperatorPriorities(const OperatorPriorities& priorities);
+    /// The same for some more operators, or other priorities. A type adds its own when it is registered.
+    bool AddOperators(OperatorPriorities priorities, s_str& error);
 
     // --- Limits: what a statement or an evaluation may take
 

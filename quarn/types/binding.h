@@ -20,7 +20,8 @@ enum class Purity { Impure, Pure };
 /// deduced from the callable; values are wrapped and unwrapped here, once.
 ///
 ///     Binding binding(state);
-///     binding.Binary("/", [](double a, double b) { return a / b; });
+///     binding.Operator("\\", 2); // unless it is one already
+///     binding.Binary("\\", [](double a, double b) { return std::trunc(a / b); });
 ///     binding.Function("abs", [](double a) { return std::fabs(a); });
 ///     binding.Binary("+", [](State& state, const Vector& a, const Vector& b, s_str& error) -> s_refptr<Symbol> ...);
 ///
@@ -33,6 +34,12 @@ class Binding {
 public:
     /// With `arePure` the callables are registered as pure, see `Registered`.
     explicit Binding(State& state, Purity purity = Purity::Impure) : m_state(state), m_purity(purity) {}
+
+    /// Lets an operator be written; a larger priority binds more tightly. Fails like `State::SetOperatorPriorities`.
+    bool Operator(const s_str& op, s_uint priority) {
+        s_str unseen;
+        return m_state.AddOperators({{op, priority}}, unseen);
+    }
 
     /// An operator written between its operands.
     template <class Callable> void Binary(const s_str& op, Callable callable) {

@@ -135,6 +135,9 @@ void Scalar::Register(State& state) {
     constructor = Pure<Constructor>(FromText);
     constructor.reader = reader;
 
+    s_str unseen; // fails only while an expression is evaluated: then the operators stay
+    state.AddOperators({{"!", 4}, {"^", 3}, {"*", 2}, {"/", 2}, {"%", 2}, {"+", 1}, {"-", 1}}, unseen);
+
     // clang-format off
     Binding bind(state, Purity::Pure);
     bind.RightUnary("!", Factorial);
