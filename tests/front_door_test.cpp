@@ -299,4 +299,39 @@ TEST_F(FrontDoor, OperatorsAreAddedWhereTheyAreBound) {
     EXPECT_EQ(Play("adds()"), "\tScalar : 0\n");
 }
 
+TEST_F(FrontDoor, ConstantsAreReadOnly) {
+    state.Set("before", 1);
+    EXPECT_TRUE(state.SetConstant("tax", 0.25) && state.SetConstant("list", std::vector{1, 2}));
+    const char* const refused = "\tError : Cannot assign a value to the constant 'tax'\n";
+    for (const char* line : {"tax = 5", "tax &= 3", "tax:Scalar", "tax = tax"}) EXPECT_EQ(Play(line), refused) << line;
+    EXPECT_EQ(Play("~tax"), "\tError : Cannot erase the constant 'tax'\n");
+    EXPECT_EQ(state.Set("tax", 1).GetMessage(), "Cannot assign a value to the constant 'tax'");
+    state.GetLimits().SetMemory(10'000);
+    EXPECT_EQ(Play("~;?before;tax*4;list;?tax"), "\tAll symbols erased\n\t'before' is undefined\n\tScalar : 1\n"
+                                                 "\tVector : <1, 2>\n\tScalar : tax = 0.25\n");
+    EXPECT_FALSE(state.Set("large", std::vector<double>(1200))); // constants count
+    EXPECT_TRUE(state.Set("large", std::vector<double>(1000)));
+    state.GetLimits().SetMemory(Limits::Unlimited);
+    Play("r &= tax+1");
+    EXPECT_TRUE(state.SetConstant("tax", 0.5));
+    EXPECT_EQ(Play("r; tax"), "\tScalar : 1.5\n\tScalar : 0.5\n");
+    EXPECT_FALSE(state.SetConstant("pi", 3) || state.SetConstant("_", 3) || state.SetConstant("", 3));
+    EXPECT_TRUE(state.Erase("tax"));
+    EXPECT_EQ(Play("tax = 5;~tax"), "\tDefining Scalar : tax = 5\n\tScalar 'tax' erased\n");
+}
+
+TEST_F(FrontDoor, WhatAHostDoesNotWantIsRemoved) {
+    Play("r &= rand()*0+1");
+    Formula formula(state, "rand(1, 1)");
+    EXPECT_EQ(*formula.Evaluate<double>(), 1);
+    Binding(state).Function("removes", [](State& inner) { return inner.RemoveFunction("rand"); });
+    EXPECT_EQ(Play("removes(); r"), "\tScalar : 0\n\tScalar : 1\n");
+    EXPECT_TRUE(state.RemoveFunction("rand"));
+    EXPECT_FALSE(state.RemoveFunction("rand"));
+    EXPECT_EQ(Play("r; rand(); rand = 2; rand+1"),
+              "\tReference : rand()*0+1\n\tError : Undefined function 'rand'\n\tDefining Scalar : rand = 2\n"
+              "\tScalar : 3\n");
+    EXPECT_EQ(formula.Evaluate().GetKind(), FailureKind::UnknownName);
+}
+
 } // namespace

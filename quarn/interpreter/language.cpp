@@ -27,6 +27,12 @@ Outcome Language::SetPriorities(const OperatorPriorities& priorities, s_str& err
     return Outcome::WentOn;
 }
 
+bool Language::RemoveFunction(std::string_view name) {
+    if (!EditRegistry().functions.erase(name)) return false;
+    m_recentFunctions.fill(nullptr);
+    return true;
+}
+
 void Language::RefreshAll() {
     m_operators.LookUp(m_registry);
     m_literals.clear();

@@ -29,6 +29,9 @@ public:
     /// Counts the possible changes of the registries and the operators.
     unsigned GetGeneration() const { return m_generation; }
 
+    /// Only while nothing is evaluated. False if there is none.
+    bool RemoveFunction(std::string_view name);
+
     const OperatorPriorities& GetPriorities() const { return m_priorities; }
     /// Replaces the operators, or fails. Everything parsed before must be parsed again.
     Outcome SetPriorities(const OperatorPriorities& priorities, s_str& error);

@@ -18,8 +18,8 @@ namespace Quarn {
 class State;
 class Symbol;
 
-/// A map whose entries can be added and replaced, but not removed. It is ordered by the bytes of its keys, which is
-/// also the order of lists of candidates.
+/// A map whose entries can be added and replaced; only the language can remove some. It is ordered by the bytes of its
+/// keys, which is also the order of lists of candidates.
 template <class Value> class Table : std::map<s_str, Value, s_text_order> {
     using Map = std::map<s_str, Value, s_text_order>;
 
@@ -40,6 +40,15 @@ public:
     const_iterator lower_bound(std::string_view key) const { return Map::lower_bound(key); }
     const_iterator begin() const { return Map::begin(); }
     const_iterator end() const { return Map::end(); }
+
+private:
+    friend class Language;
+    bool erase(std::string_view key) {
+        const auto found = Map::find(key);
+        if (found == Map::end()) return false;
+        Map::erase(found);
+        return true;
+    }
 };
 
 /// The entry under the key; null if there is none, or an empty one, as when memory ran out while it was registered.

@@ -45,18 +45,33 @@ s_refptr<Symbol> State::Get(std::string_view name) const {
 
 Result<s_refptr<Symbol>> State::Set(std::string_view name, s_refptr<Symbol> value) {
     s_str error;
-    if (name.empty()) return Result<s_refptr<Symbol>>::Error("\tError : A symbol needs a name");
-    if (!m_interpreter->statements.CheckAssignable(name, error)) return Result<s_refptr<Symbol>>::Error(error);
-    if (!value) return Result<s_refptr<Symbol>>::Error("\tError : No value for the symbol '" + s_str(name) + "'");
-    const s_str key = name; // it may be a part of the name that the value has
-    s_refptr<Symbol> named = Symbol::Named(std::move(value), key);
+    if (!m_interpreter->statements.CheckDefinable(name, error)) return Result<s_refptr<Symbol>>::Error(error);
+    return Store(name, std::move(value)); // a copy: the name may be a part of the name that the value has
+}
+
+Result<s_refptr<Symbol>> State::SetConstant(std::string_view name, s_refptr<Symbol> value) {
+    s_str error;
+    if (!CheckSymbolName(name, error)) return Result<s_refptr<Symbol>>::Error(error);
+    const s_str key = name;
+    Result<s_refptr<Symbol>> stored = Store(key, std::move(value));
+    if (stored) m_interpreter->symbols.MakeConstant(key);
+    return stored;
+}
+
+Result<s_refptr<Symbol>> State::Store(const s_str& name, s_refptr<Symbol> value) {
+    using Stored = Result<s_refptr<Symbol>>;
+    s_str error;
+    if (name.IsEmpty()) return Stored::Error("\tError : A symbol needs a name");
+    if (!m_interpreter->statements.CheckUntaken(name, error)) return Stored::Error(error);
+    if (!value) return Stored::Error("\tError : No value for the symbol '" + name + "'");
+    s_refptr<Symbol> named = Symbol::Named(std::move(value), name);
     SymbolTable& symbols = m_interpreter->symbols;
-    s_refptr<Symbol> before = symbols.Exchange(key, named);
+    s_refptr<Symbol> before = symbols.Exchange(name, named);
     const Outcome outcome = m_interpreter->statements.CheckMemory(*symbols.Find(SymbolTable::LastResultName), error);
-    if (!outcome && before) before = symbols.Exchange(key, before);
-    else if (!outcome) symbols.Erase(key);
+    if (!outcome && before) before = symbols.Exchange(name, before);
+    else if (!outcome) symbols.Erase(name);
     GetLimits().Destroy(std::move(before));
-    return outcome ? Result(named) : Result<s_refptr<Symbol>>::Error(error, FailureKind::MemoryLimit);
+    return outcome ? Stored(named) : Stored::Error(error, FailureKind::MemoryLimit);
 }
 
 bool State::Erase(std::string_view name) {
@@ -211,6 +226,10 @@ Registry& State::EditRegistry() { return m_interpreter->language.EditRegistry();
 
 void State::RegisterFunction(const s_str& name, const s_str& signature, Function function) {
     EditRegistry().functions[name][signature] = std::move(function);
+}
+
+bool State::RemoveFunction(std::string_view name) {
+    return GetLimits().IsIdle() && m_interpreter->language.RemoveFunction(name);
 }
 
 const OperatorPriorities& State::GetOperatorPriorities() const { return m_interpreter->language.GetPriorities(); }

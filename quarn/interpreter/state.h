@@ -62,7 +62,10 @@ public:
     /// the name is empty, has characters other than letters and digits, or belongs to a function or constructor. A name
     /// that a literal test accepts, such as "2", is stored but hidden by the literal.
     Result<s_refptr<Symbol>> Set(std::string_view name, s_refptr<Symbol> value);
-    /// False if there is none.
+    /// The same for a constant: statements can read it, but neither define nor erase it, and `Set` refuses it. Another
+    /// `SetConstant` replaces it.
+    Result<s_refptr<Symbol>> SetConstant(std::string_view name, s_refptr<Symbol> value);
+    /// False if there is none. Erases constants, too.
     bool Erase(std::string_view name);
     /// Stores the value as the last result, "_"; null stores an empty reference.
     void SetLastResult(s_refptr<Symbol> value);
@@ -90,6 +93,12 @@ public:
                                                                                               const T& value) {
         const Result<s_refptr<Symbol>> made = MakeValue(value);
         return made ? Set(name, *made) : made;
+    }
+    template <class T>
+    requires(!std::is_convertible_v<const T&, s_refptr<Symbol>>) Result<s_refptr<Symbol>> SetConstant(
+        std::string_view name, const T& value) {
+        const Result<s_refptr<Symbol>> made = MakeValue(value);
+        return made ? SetConstant(name, *made) : made;
     }
     template <class T> Result<T> Get(std::string_view name) {
         const s_refptr<Symbol> value = Get(name);
@@ -135,6 +144,9 @@ public:
     /// For adding entries. Call it again for each batch: only the call makes references parse their expressions anew.
     Registry& EditRegistry();
     void RegisterFunction(const s_str& name, const s_str& signature, Function function);
+    /// Removes a function with all its overloads, so that its name is free. False if there is none, and while an
+    /// expression is evaluated.
+    bool RemoveFunction(std::string_view name);
     /// The operators that can be written.
     const OperatorPriorities& GetOperatorPriorities() const;
     /// Not-a-number if it is no operator.
@@ -154,6 +166,7 @@ public:
 private:
     friend struct Interpreter;
 
+    Result<s_refptr<Symbol>> Store(const s_str& name, s_refptr<Symbol> value);
     Result<Operand> EvaluateAndResolve(std::string_view expression);
 
     const std::unique_ptr<Interpreter> m_interpreter;

@@ -152,8 +152,14 @@ bool Statements::CheckSymbolName(std::string_view name, s_str& error) const {
     return true;
 }
 
-bool Statements::CheckAssignable(std::string_view name, s_str& error) const {
+bool Statements::CheckDefinable(std::string_view name, s_str& error) const {
     if (!CheckSymbolName(name, error)) return false;
+    if (m_symbols.IsConstant(name))
+        AppendMessage(error, "\tError : Cannot assign a value to the constant '" + s_str(name) + "'");
+    return !m_symbols.IsConstant(name);
+}
+
+bool Statements::CheckUntaken(std::string_view name, s_str& error) const {
     if (!m_language.MayBeTaken(name)) return true;
     const Registry& registry = m_language.GetRegistry();
     const char* const kind = registry.functions.contains(name)      ? "function"
@@ -215,14 +221,14 @@ void Statements::ParseStatement(std::string_view statement, Transaction& transac
 
 void Statements::AssignReference(std::string_view name, std::string_view expression, Transaction& transaction) {
     s_str error;
-    if (!CheckSymbolName(name, error)) return Reject(std::move(error), transaction);
+    if (!CheckDefinable(name, error)) return Reject(std::move(error), transaction);
     const s_refptr<Symbol> reference = make_refptr<Reference>(name, expression, m_state);
     Define(name, reference, reference->GetRealType(), transaction);
 }
 
 void Statements::Assign(std::string_view name, std::string_view expression, Transaction& transaction) {
     s_str error;
-    if (!CheckAssignable(name, error)) return Reject(std::move(error), transaction);
+    if (!CheckDefinable(name, error) || !CheckUntaken(name, error)) return Reject(std::move(error), transaction);
     const s_refptr<Symbol> value = m_evaluator.Evaluate(name, expression, error, false).ToObject();
     if (!value) return Reject(std::move(error), transaction);
     if (!error.IsEmpty()) AppendLine(transaction.report, error); // a warning
@@ -231,7 +237,7 @@ void Statements::Assign(std::string_view name, std::string_view expression, Tran
 
 void Statements::DefineSymbol(std::string_view name, std::string_view type, Transaction& transaction) {
     s_str error;
-    if (!CheckSymbolName(name, error)) return Reject(std::move(error), transaction);
+    if (!CheckDefinable(name, error)) return Reject(std::move(error), transaction);
     const TypeText text = ReadTypeText(type);
     if (!text.isTerminated) return Reject("\tError : Unterminated '('", transaction);
     const Registry& registry = m_language.GetRegistry();
@@ -301,6 +307,8 @@ void Statements::Erase(std::string_view name, Transaction& transaction) {
     s_refptr<Symbol> empty = MakeEmptyReference();
     const s_refptr<Symbol>* const symbol = m_symbols.Find(name);
     if (!symbol) return Reject("\tError : Unknown symbol '" + s_str(name) + "'", transaction);
+    if (m_symbols.IsConstant(name))
+        return Reject("\tError : Cannot erase the constant '" + s_str(name) + "'", transaction);
     s_refptr<Symbol> value = *symbol; // evaluating it may erase the symbol
     const s_str& type = value->GetType();
     s_str error;

@@ -21,8 +21,10 @@ public:
     bool ParseLine(std::string_view line);
     void SetLastResult(s_refptr<Symbol> value);
     bool CheckSymbolName(std::string_view name, s_str& error) const;
-    /// The same for a name to be assigned: functions and constructors keep their names.
-    bool CheckAssignable(std::string_view name, s_str& error) const;
+    /// Whether a statement may give the name a new value: constants keep theirs.
+    bool CheckDefinable(std::string_view name, s_str& error) const;
+    /// Whether no function or constructor has the name.
+    bool CheckUntaken(std::string_view name, s_str& error) const;
     /// Whether the symbols, with this last result, take no more memory than they may.
     Outcome CheckMemory(const s_refptr<Symbol>& lastResult, s_str& error);
     /// Writes to the output. If the stream carries out statements while it is written to, their reports follow this

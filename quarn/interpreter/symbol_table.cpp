@@ -65,6 +65,7 @@ s_refptr<Symbol> SymbolTable::Erase(std::string_view name) {
     const auto found = m_map.find(name);
     if (found == m_map.end()) return nullptr;
     m_weight -= WeightOf(name, found->second);
+    if (const auto constant = m_constants.find(name); constant != m_constants.end()) m_constants.erase(constant);
     return std::move(m_map.extract(found).mapped());
 }
 
@@ -75,7 +76,9 @@ SymbolTable::Map SymbolTable::EraseAll() {
     Map erased;
     erased.swap(m_map);
     m_map.insert(erased.extract(erased.find(LastResultName)));
+    for (const s_str& name : m_constants) m_map.insert(erased.extract(erased.find(name)));
     m_weight = 0;
+    m_isCounted = false;
     return erased;
 }
 

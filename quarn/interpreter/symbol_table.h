@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <set>
 
 #include "quarn/interpreter/operand.h"
 
@@ -37,8 +38,11 @@ public:
     s_refptr<Symbol> SetLastResult(s_refptr<Symbol> value);
     /// Returns the value. Does nothing if there is none, or for the last result.
     s_refptr<Symbol> Erase(std::string_view name);
-    /// Returns all but the last result.
+    /// Returns all but the last result and the constants.
     Map EraseAll();
+    /// Lets statements read a symbol only, until it is erased.
+    void MakeConstant(const s_str& name) { m_constants.insert(name); }
+    bool IsConstant(std::string_view name) const { return !m_constants.empty() && m_constants.contains(name); }
 
     /// The memory that the symbols would take with this last result, in bytes. They are counted from the first call on.
     std::size_t GetWeightWith(const s_refptr<Symbol>& lastResult);
@@ -63,6 +67,7 @@ private:
     std::uint64_t m_lastResultChanges = 0;
     s_refptr<Symbol>& m_lastResult; ///< in the map
     std::array<Recent, SlotCount> m_recent;
+    std::set<s_str, s_text_order> m_constants;
     bool m_isCounted = false;
     std::size_t m_weight = 0; ///< of all but the last result, once they are counted
 };
