@@ -47,7 +47,7 @@ public:
     bool Read(wchar_t& key);
     /// The number of keys that were read.
     std::size_t GetCount() const { return m_count; }
-    /// Puts a key before all others.
+    /// Makes a key the next one that is read.
     void Push(wchar_t key) { m_pushed.insert(m_pushed.begin(), key); }
     /// Drops what was typed and not read. What is being pasted is dropped up to its end.
     void Drop();

@@ -275,7 +275,7 @@ LineInput::Got LineEditor::Read(std::string& line) {
     m_terminal.WaitForOutput();
     std::fflush(stdout);
     m_terminal.MarkPastes(true);
-    el_wset(m_editor, EL_PREP_TERM, 1); // before the prompt shows that keys can be typed
+    el_wset(m_editor, EL_PREP_TERM, 1); // the prompt means that keys can be typed
     int count = 0;
     const wchar_t* const text = el_wgets(m_editor, &count);
     std::fflush(stdout);
@@ -437,7 +437,7 @@ LineEditor::Next LineEditor::Search() {
     return ShowSearch();
 }
 
-/// Changes the search as the key says. A key that does not belong to it ends it, and does what it always does.
+/// Changes the search as the key says. Any other key ends the search, and then does what it always does.
 wchar_t LineEditor::SearchWith(wchar_t key) {
     Replace([&](std::wstring& line) {
         if (key == CtrlR) return m_recall.SearchFurther(line);

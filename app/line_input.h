@@ -39,7 +39,7 @@ public:
 };
 
 /// The input that suits standard input and output: a line editor if both are a terminal and the program was built with
-/// one. The state says what can be completed, and must live longer.
+/// one. The state, which is asked for completions, must outlive it.
 std::unique_ptr<LineInput> OpenLineInput(State& state);
 
 /// Answers for a stream. One that is dropped reads as "n".

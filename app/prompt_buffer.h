@@ -5,7 +5,7 @@
 
 namespace Quarn {
 
-/// Standard output, except that a line without its end is held back: it is the prompt of the line that is read next.
+/// Standard output that holds back an unfinished line: it is the prompt of the next line that is read.
 class PromptBuffer : public std::streambuf {
 public:
     std::string TakePrompt();

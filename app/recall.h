@@ -17,7 +17,7 @@ public:
     /// Begins at the line that is being typed.
     void Begin();
 
-    // Each goes to another line and puts it into `line`, which is the one shown so far. False if there is none.
+    // Each replaces `line`, the one that is shown, with another one. False if there is none.
 
     bool GoBack(std::wstring& line);
     bool GoForward(std::wstring& line);

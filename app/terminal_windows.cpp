@@ -53,7 +53,7 @@ Terminal::Event Terminal::Read(std::string& bytes) {
     const HANDLE console = GetStdHandle(STD_INPUT_HANDLE);
     std::array<wchar_t, 4096> units;
     DWORD count = 0;
-    // One unit is left for the second half of a character.
+    // Room for one more unit: the second half of a surrogate pair.
     if (!ReadConsoleW(console, units.data(), static_cast<DWORD>(units.size() - 1), &count, nullptr)) return Event::Gone;
     if (count == 0) {
         AwaitInterrupt();

@@ -139,7 +139,7 @@ TEST_F(LimitsTest, TextsCountAsLevels) {
     s_str text = "before ";
     s_str error;
     Play("v = <10, 20>");
-    const TextWriter::Limit limit{7 + 3 * 2, 2, "too long"}; // three values, and all but one of the characters
+    const TextWriter::Limit limit{7 + 3 * 2, 2, "too long"}; // one character less than three values take
     EXPECT_FALSE(TextWriter(&state.GetLimits(), text, error, limit).Write(*state.GetSymbols().at("v")));
     EXPECT_EQ(error.Get(), "too long");
 }
@@ -446,7 +446,7 @@ TEST_F(LimitsTest, CancelledAnythingLongEndsSoon) {
             const std::string answer = Play(line);
             other.join();
             isCancelled = false;
-            EXPECT_EQ(Play("max(2, max(1, 3))"), "\tScalar : 3\n"); // not among what was left behind
+            EXPECT_EQ(Play("max(2, max(1, 3))"), "\tScalar : 3\n");      // not among what was left behind
             if (answer.find("Cancelled") == std::string::npos) continue; // it was done before
             EXPECT_TRUE(answer.ends_with("\tError : Cancelled, the statement was stopped\n"));
             EXPECT_EQ(answer.find("\tError"), answer.rfind("\tError")) << line.substr(0, 20);

@@ -3,7 +3,7 @@
 #include <cfloat>
 #include <cmath>
 
-// The platform's own functions for its widest type of floating-point numbers, by their names in C.
+// The platform's own functions for its widest type of floating-point numbers, under their C names.
 #if defined(__GLIBC__) && (defined(__x86_64__) || defined(__i386__))
 #define WIDEST(function) function##f128
 #ifdef __clang__ // glibc hides them from it

@@ -32,7 +32,7 @@ struct s_pool::Keeper {
     static void Attend() { static thread_local const Keeper keeper; }
 };
 
-/// Shares all blocks of a size that this thread keeps.
+/// Moves the blocks of a size that this thread keeps to the pool that all threads share.
 void s_pool::HandOver(std::size_t sizeClass) noexcept {
     Keeper::Attend();
     Block* const first = std::exchange(s_kept[sizeClass], {nullptr, MostKept}).first;

@@ -22,7 +22,6 @@ public:
 
     constexpr bool IsNone() const { return m_code == 0; }
     constexpr bool IsOpening() const { return m_code % 2 == 1; }
-    constexpr bool IsClosing() const { return !IsNone() && !IsOpening(); }
     /// For brackets only.
     constexpr unsigned GetKind() const { return (m_code - 1u) / 2; }
     /// The message on one without a partner.
@@ -93,8 +92,8 @@ public:
     /// The partner of the opening bracket at a position of the part; `None` if it is not in the part, or if the search
     /// was stopped.
     std::size_t FindPartner(std::string_view part, std::size_t position);
-    /// The first top-level bracket of the part without a partner there; null if all have one. Brackets within separators
-    /// do not count.
+    /// The first top-level bracket of the part without a partner there; null if all have one. Brackets within
+    /// separators do not count.
     template <class Separators> const char* FindFault(std::string_view part, const Separators& separators) {
         const char* fault = nullptr;
         for (std::size_t end = 0; end < part.size() && !fault;) {

@@ -14,8 +14,8 @@ class SymbolTable;
 struct Completions {
     /// Where the text begins that a candidate replaces. It ends at the position.
     std::size_t begin = 0;
-    /// In ascending order; none where nothing can be meant. A function or constructor comes with its "(", and with its
-    /// ")" if it takes no arguments.
+    /// In ascending order; none where no name can stand. A function or constructor ends in "(", or in "()" if it takes
+    /// no arguments.
     std::vector<s_str> candidates;
 };
 

@@ -132,7 +132,7 @@ Outcome Dispatcher::AbandonCircle(const Expression& expression, s_str& error) {
                             FailureKind::Evaluation);
 }
 
-/// What the operand comes to now; the operand itself if it cannot be evaluated. A circle is no error here.
+/// The value of the operand now; the operand itself if it cannot be evaluated. A circle is no error here.
 Operand Dispatcher::ResolveAnew(const Operand& operand) {
     Limits::PrivateError unseen(m_limits);
     const Operand value = Resolve(operand, unseen.text);

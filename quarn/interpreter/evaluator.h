@@ -4,7 +4,7 @@
 
 namespace Quarn {
 
-/// Evaluates expressions: has their steps carried out until one fails, and remembers what they come to.
+/// Evaluates expressions: has their steps carried out until one fails, and remembers their results.
 class Evaluator {
 public:
     Evaluator(State& state, Limits& limits, Language& language, SymbolTable& symbols, Dispatcher& dispatcher)
@@ -14,7 +14,7 @@ public:
 
     /// Evaluates a text like `State::ParseSymbol`, but takes no level of nesting.
     Operand Evaluate(const s_str& name, std::string_view expression, s_str& error, bool allowNew);
-    /// Evaluates the expression of a reference. What it comes to is remembered until something changes, or the
+    /// Evaluates the expression of a reference. Its result is remembered until something changes, or the
     /// statement ends. So a web of references costs its size, not the number of its paths, and an operation that is
     /// added to a kept one does not evaluate all of it again.
     Operand Evaluate(Expression& expression, s_str& error);

@@ -29,7 +29,7 @@ struct Workspace {
     SymbolTable& symbols;
     Dispatcher& dispatcher;
     std::vector<Operand> operands = {}; ///< a stack, for all evaluations under way
-    /// Below are operands of a statement that was stopped. To destroy millions of them takes long, so the next one does.
+    /// Below are operands of a statement that was stopped. To destroy millions takes long: the next statement does.
     std::size_t bottom = 0;
     Fault fault = {};
     Source source = {}; ///< of the innermost constructor

@@ -25,8 +25,9 @@ using BoundVariables = std::map<s_str, BoundVariable, s_text_order>;
 
 /// The parsed steps of a text. They point into the text, the registries, the operators, and the bound variables.
 struct Program {
-    /// A step, and what is known of its value. A constant literal becomes a flat step if it can. A name has the flat
-    /// value of its symbol as `type` and `word`, for the `bindings` (see `Workspace::GetBindings`).
+    /// A step with what is known of its value. That of a constant literal becomes flat if its value can be. In that of
+    /// a name, `type` and `word` are the flat value of its symbol while the bindings (see `Workspace::GetBindings`) are
+    /// the same.
     struct KeptStep {
         Step step;
         std::uint64_t bindings = 0;
@@ -67,7 +68,7 @@ public:
         Bracketed, ///< keeps the brackets around it
         Irregular, ///< only rewriting the whole operation can tell
     };
-    /// What an evaluation came to that called nothing impure. Another one comes to the same until something changes.
+    /// The result of an evaluation that called nothing impure. Another one has the same result until something changes.
     struct Known {
         std::uint64_t moment = 0; ///< the `Evaluator::GetMoment`, or for a failure the `Dispatcher::GetChanges`, for
                                   ///< which it holds; 0 for none

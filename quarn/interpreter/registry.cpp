@@ -18,11 +18,4 @@ const Function* FunctionOverloads::Search(std::span<const s_str* const> types) c
     return found;
 }
 
-s_str SignatureOf(std::span<const s_str* const> types) {
-    s_str signature = "(";
-    for (std::size_t i = 0; i < types.size(); ++i) (signature += i > 0 ? ", " : "") += *types[i];
-    signature += ")";
-    return signature;
-}
-
 } // namespace Quarn

@@ -168,8 +168,16 @@ private:
     mutable std::array<s_str, 4> m_recentTypes;
     mutable std::size_t m_recentCount = 0;
 };
-/// The signature of arguments of these types.
-s_str SignatureOf(std::span<const s_str* const> types);
+/// The signature of arguments of these types, which are texts or pointers to them.
+template <class Types> s_str SignatureOf(const Types& types) {
+    const auto textOf = [](const auto& type) -> const s_str& {
+        if constexpr (std::is_pointer_v<std::remove_cvref_t<decltype(type)>>) return *type;
+        else return type;
+    };
+    s_str signature = "(";
+    for (const auto& type : types) (signature += signature.View().size() > 1 ? ", " : "") += textOf(type);
+    return signature += ")";
+}
 
 /// A larger number binds more tightly.
 using OperatorPriorities = std::map<s_str, s_uint, s_text_order>;

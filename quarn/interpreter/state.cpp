@@ -46,7 +46,7 @@ s_refptr<Symbol> State::Get(std::string_view name) const {
 Result<s_refptr<Symbol>> State::Set(std::string_view name, s_refptr<Symbol> value) {
     s_str error;
     if (!m_interpreter->statements.CheckDefinable(name, error)) return Result<s_refptr<Symbol>>::Error(error);
-    return Store(name, std::move(value)); // a copy: the name may be a part of the name that the value has
+    return Store(name, std::move(value)); // copied: `name` may point into the value
 }
 
 Result<s_refptr<Symbol>> State::SetConstant(std::string_view name, s_refptr<Symbol> value) {

@@ -33,11 +33,11 @@ public:
 
     // --- Statements
 
-    /// Carries out every statement of the line and prints its report. A statement either does everything it reports, or
-    /// reports why not and changes nothing. It is complete before it is reported: if the output stream throws, the
-    /// exception passes through and the rest of the line is not carried out. If the stream calls this while it is
-    /// written to, those reports follow the current one. Returns whether all statements succeeded: none reported an
-    /// error, or was left out after a cancellation.
+    /// Carries out the statements of the line, and prints a report for each. A statement does all that it reports, or
+    /// reports an error and changes nothing. It is complete before its report is printed: if the output stream throws,
+    /// the exception passes through, and the rest of the line is not carried out. If the stream itself calls this while
+    /// it is written to, the reports of that line follow the current one. Returns whether all statements succeeded:
+    /// none reported an error, or was left out after a cancellation.
     bool ParseLine(std::string_view line);
     /// Whether "~" asks before it erases all symbols. False at first.
     void SetInteractive(s_bool interactive);

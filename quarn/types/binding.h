@@ -130,12 +130,6 @@ private:
                         });
     }
 
-    template <class Types> static s_str SignatureOf(const Types& types) {
-        s_str signature;
-        for (const s_str& type : types) signature += (signature.IsEmpty() ? "" : ", ") + type;
-        return "(" + signature + ")";
-    }
-
     template <class Shape, class Callable, class Arguments>
     static s_refptr<Symbol> CallWith(const Callable& callable, State& state, const Arguments& arguments, s_str& error) {
         std::array<const Symbol*, Shape::Count> operands{};

@@ -3,6 +3,10 @@
 #include <typeinfo>
 #include <vector>
 
+#ifndef __cpp_rtti
+#error "quarn tells values apart by their run-time type information: compile without -fno-rtti"
+#endif
+
 #include "quarn/core/api.h"
 #include "quarn/interpreter/flat.h"
 #include "quarn/interpreter/outcome.h"
