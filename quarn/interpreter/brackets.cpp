@@ -17,8 +17,12 @@ const char* Bracket::GetFault() const {
 }
 
 bool Contains(std::string_view whole, std::string_view part) {
+    return Contains(whole, part.data()) && Contains(whole, part.data() + part.size());
+}
+
+bool Contains(std::string_view whole, const char* character) {
     const std::less_equal<const char*> isAtMost;
-    return isAtMost(whole.data(), part.data()) && isAtMost(part.data() + part.size(), whole.data() + whole.size());
+    return isAtMost(whole.data(), character) && isAtMost(character, whole.data() + whole.size());
 }
 
 Brackets::Brackets(std::string_view text, Memory& memory)

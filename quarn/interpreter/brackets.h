@@ -41,6 +41,8 @@ private:
 
 /// Whether the part stands in the whole text, in the same memory.
 bool Contains(std::string_view whole, std::string_view part);
+/// Whether the character stands there, or would follow it.
+bool Contains(std::string_view whole, const char* character);
 
 /// A text that is being cut into pieces, from the left.
 struct Cut {

@@ -293,8 +293,7 @@ void Evaluator::Explain(Failure& failure, std::string_view text) const {
         failure.kind = m_work.limits.GetAbandonment()->kind;
     } else if (fault.Ends(failure.error)) {
         failure.kind = fault.kind;
-        if (fault.at && Contains(text, {fault.at, 0}))
-            failure.position = static_cast<std::size_t>(fault.at - text.data());
+        if (fault.at && Contains(text, fault.at)) failure.position = static_cast<std::size_t>(fault.at - text.data());
     }
 }
 

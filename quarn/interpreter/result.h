@@ -42,8 +42,7 @@ template <class T> class Result {
 public:
     Result(T value) : m_value(std::move(value)) {}
     template <std::convertible_to<T> Other>
-    requires(!std::same_as<std::remove_cvref_t<Other>, T>) Result(Other&& value)
-        : m_value(std::forward<Other>(value)) {}
+    requires(!std::same_as<Other, T>) Result(Other value) : m_value(std::move(value)) {}
     Result(Failure failure) : m_failure(std::move(failure)) {}
     static Result Error(s_str error, FailureKind kind = FailureKind::Evaluation) {
         return Failure{std::move(error), kind};

@@ -130,7 +130,7 @@ template <class T> struct Conversion<std::vector<T>> {
         Elements elements;
         elements.Reserve(plain.size());
         for (const T& value : plain) {
-            const Result<s_refptr<Symbol>> element = MakeValue<T>(value);
+            Result<s_refptr<Symbol>> element = MakeValue<T>(value);
             if (!element) return element;
             elements.PushBack(Operand::Flattened(*element));
         }
