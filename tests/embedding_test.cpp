@@ -1,14 +1,11 @@
 // The library as another program uses it: with its own types, operators and functions beside the built-in ones.
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <optional>
-#include <sstream>
 
-#include <quarn/quarn.h>
+#include "state_test.h"
 
 namespace {
 
@@ -25,11 +22,9 @@ public:
 
 State GlobalState; // before anything that the library might initialise
 
-class Embedding : public testing::Test {
+class Embedding : public StateTest {
 protected:
     Embedding() {
-        state.SetStreams(input, output);
-        Vector::Register(state);
         Registry& registry = state.EditRegistry();
         registry.types["Length"] = [](const s_str& name) { return make_refptr<Length>(name); };
         registry.literalTests["Length"] = [](std::string_view text) {
@@ -46,16 +41,6 @@ protected:
         bind.Function("size", [](const Length& a) { return a.metres; });
         bind.Function("size", [](const Vector& v) { return static_cast<double>(v.GetElements().Count()); });
     }
-
-    std::string Play(const char* line) {
-        output.str("");
-        state.ParseLine(line);
-        return output.str();
-    }
-
-    std::istringstream input;
-    std::ostringstream output;
-    State state;
 };
 
 TEST_F(Embedding, TypesTakePartInEverything) {
@@ -611,34 +596,38 @@ struct Last final : Value<Last> {
     State& state;
 };
 
+struct Degrees {
+    float count;
+};
+
 /// A flat type with a size.
 struct Angle final : Value<Angle> {
     static constexpr std::string_view TypeName = "Angle";
-    using Flat = float;
-    explicit Angle(float value) : degrees(value) {}
-    s_str ToString() const override { return WithName(s_str(static_cast<double>(degrees)) + "deg"); }
-    s_str GetFullType() const override { return degrees < 90 ? "acute Angle" : "Angle"; }
-    float GetFlatValue() const { return degrees; }
-    const float degrees;
+    using Flat = Degrees;
+    explicit Angle(Degrees value) : degrees(value) {}
+    s_str ToString() const override { return WithName(s_str(static_cast<double>(degrees.count)) + "deg"); }
+    s_str GetFullType() const override { return degrees.count < 90 ? "acute Angle" : "Angle"; }
+    Degrees GetFlatValue() const { return degrees; }
+    const Degrees degrees;
 };
 
 } // namespace
-template <> struct Quarn::Conversion<float> {
+template <> struct Quarn::Conversion<Degrees> {
     using Class = Angle;
-    static float Read(const Angle& angle) { return angle.degrees; }
-    static s_refptr<Symbol> Make(float degrees) { return make_refptr<Angle>(degrees); }
+    static Degrees Read(const Angle& angle) { return angle.degrees; }
+    static s_refptr<Symbol> Make(Degrees degrees) { return make_refptr<Angle>(degrees); }
 };
 namespace {
 
 TEST_F(Embedding, VectorsHoldFlatValuesOfAHost) {
     Binding bind(state);
-    bind.Type<float>(
-        [](std::string_view text) -> std::optional<float> {
+    bind.Type<Degrees>(
+        [](std::string_view text) -> std::optional<Degrees> {
             if (!text.ends_with("deg")) return std::nullopt;
-            return static_cast<float>(std::atof(std::string(text).c_str()));
+            return Degrees{static_cast<float>(std::atof(std::string(text).c_str()))};
         },
-        [](double degrees) { return static_cast<float>(degrees); });
-    bind.Binary("+", [](float a, float b) { return a + b; });
+        [](float degrees) { return Degrees{degrees}; });
+    bind.Binary("+", [](Degrees a, Degrees b) { return Degrees{a.count + b.count}; });
     EXPECT_EQ(Play("v = <30deg, Angle(45)>; v+v; v[1]"),
               "\tDefining Vector : v = <30deg, 45deg>\n\tVector : <60deg, 90deg>\n\tAngle : 45deg\n");
     EXPECT_EQ(Play("<30deg, 120deg>"), "\tError : Non-homogeneous Vectors are not allowed.\n"
@@ -653,7 +642,7 @@ TEST_F(Embedding, VectorsHoldFlatValuesOfAHost) {
     for (const s_refptr<Symbol>& element : vector.GetElements()) texts += element->ToString().Get();
     EXPECT_EQ(texts, "30deg45deg");
     EXPECT_EQ(vector.GetElements().Size().Get(), 2u);
-    const Vector made("m", {make_refptr<Angle>(1), make_refptr<Scalar>(2), make_refptr<Scalar>("n", 3)});
+    const Vector made("m", {make_refptr<Angle>(Degrees{1}), make_refptr<Scalar>(2), make_refptr<Scalar>("n", 3)});
     EXPECT_EQ(made.ToString().Get(), "m = <1deg, 2, n = 3>");
 }
 

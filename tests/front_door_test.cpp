@@ -1,36 +1,35 @@
 // What a host meets first: plain C++ types and texts, results that say why, formulas that can be asked.
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <cstdint>
 #include <limits>
-#include <sstream>
 #include <vector>
 
-#include <quarn/quarn.h>
+#include "state_test.h"
 
 namespace {
 
 using namespace Quarn;
 
-class FrontDoor : public testing::Test {
-protected:
-    FrontDoor() {
-        Vector::Register(state);
-        state.SetStreams(input, output);
-    }
+using FrontDoor = StateTest;
 
-    std::string Play(std::string_view line) {
-        output.str("");
-        state.ParseLine(line);
-        return output.str();
-    }
-
-    std::istringstream input;
-    std::ostringstream output;
-    State state;
+/// A text of a host.
+struct Note final : Value<Note> {
+    static constexpr std::string_view TypeName = "Note";
+    explicit Note(std::string content) : text(std::move(content)) {}
+    s_str ToString() const override { return WithName("'" + text + "'"); }
+    const std::string text;
 };
+
+} // namespace
+
+template <> struct Quarn::Conversion<std::string> {
+    using Class = Note;
+    static std::string Read(const Note& note) { return note.text; }
+    static s_refptr<Symbol> Make(const std::string& text) { return make_refptr<Note>(text); }
+};
+
+namespace {
 
 TEST_F(FrontDoor, TextsMixWithThoseOfTheStandardLibrary) {
     const s_str text = "ab";
@@ -87,6 +86,17 @@ TEST_F(FrontDoor, ListsAreVectors) {
     EXPECT_EQ(state.Get<std::vector<double>>("w").GetError(), "\tError : Unknown symbol 'k'");
     state.Set("copy", Vector("", {make_refptr<Scalar>(1)}));
     EXPECT_EQ(Play("copy"), "\tVector : <1>\n");
+}
+
+TEST_F(FrontDoor, TextsAreValuesWhereATypeTakesThem) {
+    for (const char* name : {"a", "b", "c", "d"}) state.Set(name, name);
+    state.Set("b", std::string("bb"));
+    state.Set("c", std::string_view("cc"));
+    state.Set("d", s_str("dd"));
+    Binding(state).Binary("+", [](const std::string& a, const std::string& b) { return a + b; });
+    EXPECT_EQ(Play("a+b+c+d"), "\tNote : 'abbccdd'\n");
+    EXPECT_EQ(*state.Evaluate<std::string>("d"), "dd");
+    EXPECT_EQ(state.Evaluate<std::string>("1").GetMessage(), "The value is a Scalar, not a Note");
 }
 
 TEST_F(FrontDoor, CallablesTakeAndGivePlainValues) {
@@ -332,6 +342,9 @@ TEST_F(FrontDoor, WhatAHostDoesNotWantIsRemoved) {
               "\tReference : rand()*0+1\n\tError : Undefined function 'rand'\n\tDefining Scalar : rand = 2\n"
               "\tScalar : 3\n");
     EXPECT_EQ(formula.Evaluate().GetKind(), FailureKind::UnknownName);
+    EXPECT_TRUE(state.RemoveFunction("removes"));
+    Binding(state).Function("instead", [] { return 1; }); // as many functions as before, but another one
+    EXPECT_EQ(Play("instead = 2"), "\tError : Cannot assign a value to the function 'instead'\n");
 }
 
 } // namespace

@@ -1,34 +1,15 @@
 // Depth, circles and sizes: nothing that a user may paste must bring the program down.
 
-#include <gtest/gtest.h>
-
 #include <atomic>
-#include <sstream>
 #include <thread>
 
-#include <quarn/quarn.h>
+#include "state_test.h"
 
 namespace {
 
 using namespace Quarn;
 
-class LimitsTest : public testing::Test {
-protected:
-    LimitsTest() {
-        state.SetStreams(input, output);
-        Vector::Register(state);
-    }
-
-    std::string Play(std::string_view line) {
-        output.str("");
-        state.ParseLine(line);
-        return output.str();
-    }
-
-    std::istringstream input;
-    std::ostringstream output;
-    State state;
-};
+using LimitsTest = StateTest;
 
 std::string Repeat(std::string_view text, std::size_t count) {
     std::string repeated;

@@ -26,7 +26,7 @@ template <class T> constexpr bool is_character = std::is_same_v<T, char> || std:
 
 template <class T> class s_str_t;
 
-/// What else is a text of such units: a string or a view of the standard library, or a literal.
+/// Another text of the same units: a string or view of the standard library, or a literal.
 template <class Text, class Unit>
 concept s_text =
     std::is_convertible_v<const Text&, std::basic_string_view<Unit>> && !std::is_base_of_v<s_str_t<Unit>, Text> &&

@@ -67,7 +67,8 @@ class Brackets {
 public:
     static constexpr std::size_t None = std::string_view::npos;
 
-    /// Positions in a text, of which there are many: so no text has more characters than these can count.
+    /// The positions of two brackets. There may be millions of pairs, so a position takes 32 bits: a longer text is
+    /// refused.
     struct Pair {
         static constexpr std::uint32_t NoPartner = ~std::uint32_t{0};
         std::uint32_t opening;

@@ -10,9 +10,9 @@
 
 namespace Quarn {
 
-/// How values convert to a C++ type and back. By default a value class stands for itself. double, the other numbers,
-/// bool, and std::vector of these are there (scalar.h, vector.h). A value type specialises it for the plain type that
-/// its values are made from:
+/// How values convert to a C++ type and back. By default a value class stands for itself. All numbers, bool, and
+/// std::vector of these have a conversion (scalar.h, vector.h). A value type specialises it for the plain type that its
+/// values are made from:
 ///
 ///     template <> struct Conversion<Plain> {
 ///         using Class = ValueClass;                        // the values that a Plain is read from
@@ -20,8 +20,8 @@ namespace Quarn {
 ///         static s_refptr<Symbol> Make(const Plain& plain);
 ///     };
 ///
-/// If its values can be flat, and every plain one has a flat one, `static Class::Flat Flatten(const Plain&)` gives it.
-/// If not every value fits, `Read` returns a `Result<Plain>`, and `Make` a `Result<s_refptr<Symbol>>`.
+/// Where a value may not fit, `Read` returns a `Result<Plain>`, and `Make` a `Result<s_refptr<Symbol>>`. If values of
+/// the class can be flat, and every plain value has a flat equivalent, add `static Class::Flat Flatten(const Plain&)`.
 ///
 /// To let a `Binding` accept other values as operands too (a number as a complex one), add
 /// `using PromotedFrom = std::tuple<Scalar>;` and a `Read` for each of them.
@@ -31,7 +31,7 @@ template <class T> struct Conversion {
     static s_refptr<Symbol> Make(const T& value) { return value.Clone(); }
 };
 
-/// The C++ type that stands for a type of C++: std::string for whatever is a text.
+/// The type whose `Conversion` is used for a C++ type: std::string for every text, the type itself otherwise.
 template <class T> using PlainOf =
     std::conditional_t<s_text<std::remove_cvref_t<T>, char> || std::is_same_v<std::remove_cvref_t<T>, s_str>,
                        std::string, std::remove_cvref_t<T>>;
@@ -54,7 +54,7 @@ template <class T> constexpr bool IsFlat = [] {
 /// expression itself would.
 QUARN_API Failure WhyNot(const Symbol& value, std::string_view type);
 
-/// What the references from a value lead to.
+/// The value that references lead to, see `State::Resolve`.
 QUARN_API Result<s_refptr<Symbol>> Follow(const s_refptr<Symbol>& value);
 
 /// The plain value of an object of the class.
@@ -70,7 +70,7 @@ template <class T> Result<T> ConvertTo(const Symbol& value) {
     return WhyNot(value, Class::TypeName);
 }
 
-/// Whether every value of the C++ type is a flat one.
+/// Whether every value of the C++ type has a flat equivalent.
 template <class T> constexpr bool HasWord = IsFlat<T> || requires(const T& plain) { Conversion<T>::Flatten(plain); };
 template <class T> Word MakeWord(const T& plain) {
     if constexpr (IsFlat<T>) return ToWord(plain);
@@ -98,7 +98,8 @@ template <class T> Result<T> ConvertTo(const Operand& operand) {
 template <class T> Result<s_refptr<Symbol>> MakeValue(const T& plain) {
     using Plain = PlainOf<T>;
     CheckConversion<Plain>();
-    return Conversion<Plain>::Make(plain);
+    if constexpr (std::is_same_v<T, Plain>) return Conversion<Plain>::Make(plain);
+    else return Conversion<Plain>::Make(Plain(plain));
 }
 
 } // namespace Quarn

@@ -37,7 +37,7 @@ public:
     std::uint64_t GetDeeds() const { return m_work.dispatcher.GetImpureCalls() + m_work.limits.GetAbandonments(); }
     /// The text for an expression. A large part of the text that is being evaluated shares its memory.
     SharedText ShareText(std::string_view text) const;
-    /// To be called before an evaluation whose failure will be asked for.
+    /// Must come before an evaluation whose failure may be explained.
     void ForgetFault() { m_work.fault.error = nullptr; }
     /// Fails at a place of the text that is being evaluated.
     Outcome FailAt(const char* at, FailureKind kind, std::string_view message, s_str& error) {

@@ -26,14 +26,14 @@ public:
     Formula(Formula&&) noexcept;
     Formula& operator=(Formula&&) noexcept;
 
-    /// Lets a name stand for a variable of the host: a double, or another number that always is one, of at most 32
-    /// bits; or a plain type whose values can be flat. In the text of this formula, but not in references, the name
-    /// hides a symbol, function or constructor. The variable is not owned. A later variable replaces an earlier one.
-    /// Fails for a name that no symbol may have.
+    /// Binds a name to a variable of the host: a floating-point number, a bool, an integer of at most 32 bits, or a
+    /// plain type whose values always have flat equivalents. In the text of this formula, but not in references, the
+    /// name hides a symbol, function or constructor. The variable is not owned. A later variable replaces an earlier
+    /// one. Fails for a name that no symbol may have.
     template <class T> bool Bind(std::string_view name, const T& variable) {
         CheckConversion<T>();
-        static_assert(HasWord<T>, "Such a variable cannot be bound: not each of its values is a flat one. Bind a "
-                                  "double, or set a symbol.");
+        static_assert(HasWord<T>, "A variable of this type cannot be bound, because some of its values are no flat "
+                                  "values. Bind a double, or set a symbol.");
         return Bind(name, FlatTypeOf<typename Conversion<T>::Class>(), &variable,
                     [](const void* address) { return MakeWord(*static_cast<const T*>(address)); });
     }

@@ -30,6 +30,7 @@ Outcome Language::SetPriorities(const OperatorPriorities& priorities, s_str& err
 bool Language::RemoveFunction(std::string_view name) {
     if (!EditRegistry().functions.erase(name)) return false;
     m_recentFunctions.fill(nullptr);
+    m_takenCount = NotCounted; // another function may take its place in the count
     return true;
 }
 

@@ -103,7 +103,8 @@ private:
     std::array<FlatReader, 256> m_readers; ///< of the only kind that can begin with the byte
     mutable std::array<const Table<FunctionOverloads>::value_type*, 64> m_recentFunctions{};
     std::bitset<1024> m_takenSlots; ///< of the names of functions and constructors
-    std::size_t m_takenCount = 0;
+    static constexpr std::size_t NotCounted = ~std::size_t{0};
+    std::size_t m_takenCount = NotCounted;
     mutable bool m_isTesting = false;
 };
 

@@ -121,8 +121,8 @@ public:
     const s_refptr<Symbol>& FindKept(std::uint64_t number) { return m_kept.Find(number); }
     /// Counts the statements and evaluations that have begun.
     std::uint64_t GetBegun() const { return m_begun; }
-    /// Counts the evaluations within others, which a callable asked for: they may do more than is remembered of a flat
-    /// program.
+    /// Counts the evaluations that callers outside of the engine began. The result of a flat program is not remembered
+    /// if a callable in it began one.
     std::uint64_t GetEntered() const { return m_entered; }
     void CountEntered() { ++m_entered; }
     /// How many steps were spent since the one under way began.

@@ -129,8 +129,8 @@ public:
 
     /// Stands for the test and the constructor if both have it, and the literals are constant.
     FlatReader reader;
-    /// The part of the text that is expressions, separated by commas; null if there is none. For those who ask what a
-    /// text is made of, without evaluating it.
+    /// Gives the part of the text that is expressions, separated by commas; null if there is none. `Formula::Check` and
+    /// `GetNames` look into it.
     std::string_view (*expressionsIn)(std::string_view text, bool isLiteral) = nullptr;
     bool keepsExpressions = false; ///< evaluates them only when the value is used
 };

@@ -40,7 +40,7 @@ public:
     s_refptr<Symbol> Erase(std::string_view name);
     /// Returns all but the last result and the constants.
     Map EraseAll();
-    /// Lets statements read a symbol only, until it is erased.
+    /// Until the symbol is erased, statements can only read it.
     void MakeConstant(const s_str& name) { m_constants.insert(name); }
     bool IsConstant(std::string_view name) const { return !m_constants.empty() && m_constants.contains(name); }
 

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <limits>
 #include <optional>
+#include <string>
 
 #include "quarn/types/binding.h"
 #include "quarn/types/value.h"
@@ -48,50 +50,51 @@ template <> struct Conversion<double> {
     static s_refptr<Symbol> Make(double value) { return make_refptr<Scalar>(value); }
 };
 
-/// The other numbers, and bool.
-template <class T>
-concept OtherNumber =
-    std::is_arithmetic_v<T> && !std::is_same_v<T, double> && (std::is_same_v<T, bool> || !is_character<T>);
-
-/// An integer is a whole number in its range, a bool 0 or 1; a float rounds, but stays finite. The other way, a number
-/// of 64 bits must be one of 53, so that nothing is lost; only a long double rounds.
-template <OtherNumber T> struct Conversion<T> {
+/// Integers and bool. Reading fails for a number that is not whole or is out of range; for bool, 0 and 1 are in range.
+/// Making a value fails for an integer that a double cannot hold exactly.
+template <std::integral T>
+requires(std::is_same_v<T, bool> || !is_character<T>) struct Conversion<T> {
     using Class = Scalar;
     using Range = std::numeric_limits<T>;
-    static constexpr bool AlwaysFits = !std::is_integral_v<T> || Range::digits <= std::numeric_limits<double>::digits;
+    static constexpr bool AlwaysFits = Range::digits <= std::numeric_limits<double>::digits;
 
     static Result<T> Read(const Scalar& scalar) {
         const double value = scalar.GetValue();
-        constexpr bool isWhole = std::is_integral_v<T>;
-        constexpr auto lowest = static_cast<double>(Range::lowest());
-        bool fits = !isWhole || (value >= lowest && value < EndOfRange);
-        if (fits)
-            fits = isWhole ? value == static_cast<double>(static_cast<T>(value))
-                           : IsFinite(value) == IsFinite(static_cast<double>(static_cast<T>(value)));
-        if (fits) return static_cast<T>(value);
-        return Result<T>::Error("\tError : '" + s_str(value) + "' is not a " + (isWhole ? "whole " : "") +
-                                "number from " + TextOf(Range::lowest()) + " to " + TextOf(Range::max()));
+        const bool isInRange = value >= static_cast<double>(Range::min()) && value < EndOfRange;
+        if (isInRange && value == static_cast<double>(static_cast<T>(value))) return static_cast<T>(value);
+        return Result<T>::Error("\tError : '" + s_str(value) + "' is not a whole number from " +
+                                std::to_string(Range::min()) + " to " + std::to_string(Range::max()));
     }
     static double Flatten(T value) requires AlwaysFits { return static_cast<double>(value); }
     static Result<s_refptr<Symbol>> Make(T value) {
         const auto number = static_cast<double>(value);
         if constexpr (!AlwaysFits)
             if (number >= EndOfRange || static_cast<T>(number) != value)
-                return Result<s_refptr<Symbol>>::Error("\tError : '" + TextOf(value) + "' needs more than 53 bits");
+                return Result<s_refptr<Symbol>>::Error("\tError : '" + std::to_string(value) +
+                                                       "' needs more than 53 bits");
         return make_refptr<Scalar>(number);
     }
 
 private:
-    static constexpr double EndOfRange =
-        std::is_integral_v<T> ? 2.0 * static_cast<double>(std::uint64_t{1} << ((Range::digits - 1) % 64)) : 0;
-    static bool IsFinite(double value) { return value - value == 0; }
-    static s_str TextOf(T value) {
-        s_str text;
-        if constexpr (std::is_integral_v<T>)
-            text += static_cast<std::conditional_t<std::is_unsigned_v<T>, std::uint64_t, std::int64_t>>(value);
-        else text += value;
-        return text;
+    static constexpr double EndOfRange = 2.0 * static_cast<double>(std::uint64_t{1} << (Range::digits - 1));
+};
+
+/// The other floating-point numbers, which round. Reading fails for a finite number that would become infinite.
+template <std::floating_point T> struct Conversion<T> {
+    using Class = Scalar;
+    using Range = std::numeric_limits<T>;
+
+    static Result<T> Read(const Scalar& scalar) {
+        const double value = scalar.GetValue();
+        const auto isInfinite = [](auto number) { return number == Range::infinity() || number == -Range::infinity(); };
+        const auto rounded = static_cast<T>(value);
+        if (isInfinite(rounded) == isInfinite(value)) return rounded;
+        return Result<T>::Error("\tError : '" + s_str(value) + "' is not a number from " +
+                                s_str(static_cast<double>(Range::lowest())) + " to " +
+                                s_str(static_cast<double>(Range::max())));
     }
+    static double Flatten(T value) { return static_cast<double>(value); }
+    static s_refptr<Symbol> Make(T value) { return make_refptr<Scalar>(static_cast<double>(value)); }
 };
 
 } // namespace Quarn
