@@ -91,15 +91,16 @@ bool KeyReader::ReadBehindEscape(wchar_t& key) {
     const bool isTwice = key == Escape;
     if (isTwice && !ReadTyped(key)) return false;
     const bool isSequence = (key == L'[' || key == L'O') && (!Unread().empty() || m_terminal.HasInput(Pause));
-    if (isSequence && key == L'[') return ReadSequence(isTwice, key);
-    if (isSequence) {
-        if (!ReadTyped(key)) return false;
-        if (!IsControl(key)) key = KeyOfLetter(key, isTwice);
-        return true;
-    }
+    if (isSequence) return key == L'[' ? ReadSequence(isTwice, key) : ReadLetter(isTwice, key);
     if (IsControl(key) || key == WindowChanged) return true;
     m_pushed.insert(0, 1, key);
     key = Escape;
+    return true;
+}
+
+bool KeyReader::ReadLetter(bool hasAlt, wchar_t& key) {
+    if (!ReadTyped(key)) return false;
+    if (!IsControl(key)) key = KeyOfLetter(key, hasAlt);
     return true;
 }
 
@@ -129,34 +130,38 @@ Terminal::Event KeyReader::ReadMore() {
 
 KeyReader::Pasted KeyReader::ReadPasted() {
     Pasted pasted;
-    for (;;) {
-        std::string_view unread = Unread();
-        if (unread.starts_with(PasteEnd)) {
-            SetUnread(unread.substr(PasteEnd.size()));
-            EndPaste();
-            return pasted;
-        }
-        wchar_t character = 0;
-        if (PasteEnd.starts_with(unread) || !TakeCharacter(unread, character)) {
-            const Terminal::Event event = ReadMore();
-            if (event == Terminal::Event::Input || event == Terminal::Event::Changed) continue;
-            EndPaste(); // `Read` finds the event again
-            return pasted;
-        }
-        SetUnread(unread);
+    wchar_t character = 0;
+    while (ReadPasted(character)) {
         const bool isRestOfLineEnd = character == L'\n' && m_lastPasted == L'\r';
         m_lastPasted = character;
-        if (character == CtrlC) { // the way out if the end never comes
-            EndPaste();
-            Push(CtrlC);
-            return pasted;
-        }
         if (m_isDroppingPaste || isRestOfLineEnd || character == L'\0') continue;
         if (character == L'\r' || character == L'\n') {
             pasted.endsLine = true;
             return pasted;
         }
         pasted.text += character == L'\t' ? L' ' : character;
+    }
+    EndPaste();
+    return pasted;
+}
+
+/// False where the pasted text ends. Ctrl-C ends it too, if its end never comes.
+bool KeyReader::ReadPasted(wchar_t& character) {
+    for (;;) {
+        std::string_view unread = Unread();
+        if (unread.starts_with(PasteEnd)) {
+            SetUnread(unread.substr(PasteEnd.size()));
+            return false;
+        }
+        if (!PasteEnd.starts_with(unread) && TakeCharacter(unread, character)) {
+            SetUnread(unread);
+            if (character != CtrlC) return true;
+            m_lastPasted = character;
+            Push(CtrlC);
+            return false;
+        }
+        const Terminal::Event event = ReadMore(); // `Read` finds any other event again
+        if (event != Terminal::Event::Input && event != Terminal::Event::Changed) return false;
     }
 }
 

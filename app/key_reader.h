@@ -64,9 +64,11 @@ public:
 private:
     bool ReadTyped(wchar_t& key);
     bool ReadBehindEscape(wchar_t& key);
+    bool ReadLetter(bool hasAlt, wchar_t& key);
     bool ReadSequence(bool hasAlt, wchar_t& key);
     std::string_view Unread() const { return std::string_view(m_bytes).substr(m_read); }
     void SetUnread(std::string_view rest) { m_read = m_bytes.size() - rest.size(); }
+    bool ReadPasted(wchar_t& character);
     void EndPaste() { m_isPasting = m_isDroppingPaste = false; }
     Terminal::Event ReadMore();
 

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <csignal>
 #include <ctime>
+#include <optional>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -120,6 +121,27 @@ bool HasHungUp() {
     return poll(&terminal, 1, 0) > 0 && (terminal.revents & POLLHUP) != 0;
 }
 
+/// Waits for input while the signals are let in. False, with errno, if there is none.
+bool Wait(const sigset_t& allowed) {
+    fd_set input;
+    FD_ZERO(&input);
+    FD_SET(STDIN_FILENO, &input);
+    return pselect(STDIN_FILENO + 1, &input, nullptr, nullptr, nullptr, &allowed) >= 0;
+}
+
+/// None if there was nothing to read after all.
+std::optional<Terminal::Event> ReadWaiting(std::string& bytes) {
+    std::array<char, 65536> buffer;
+    const ssize_t count = read(STDIN_FILENO, buffer.data(), buffer.size());
+    if (count > 0) {
+        bytes.append(buffer.data(), static_cast<std::size_t>(count));
+        return Terminal::Event::Input;
+    }
+    if (count == 0) return HasHungUp() ? Terminal::Event::Gone : Terminal::Event::EndOfFile;
+    if (errno == EINTR || errno == EAGAIN) return std::nullopt;
+    return Terminal::Event::Gone;
+}
+
 } // namespace
 
 bool Terminal::IsPresent() { return isatty(STDIN_FILENO) == 1; }
@@ -150,30 +172,15 @@ Terminal::Event Terminal::Read(std::string& bytes) {
     sigemptyset(&waited);
     for (const int signal : {SIGINT, SIGTSTP, SIGCONT, SIGWINCH}) sigaddset(&waited, signal);
     sigprocmask(SIG_BLOCK, &waited, &allowed);
-    struct Restore {
-        const sigset_t& mask;
-        ~Restore() { sigprocmask(SIG_SETMASK, &mask, nullptr); }
-    } const restore{allowed};
-
-    for (;;) {
-        if (IsInterrupted) return Event::Interrupt;
-        if (HasChanged.exchange(false)) return Event::Changed;
-        fd_set input;
-        FD_ZERO(&input);
-        FD_SET(STDIN_FILENO, &input);
-        if (pselect(STDIN_FILENO + 1, &input, nullptr, nullptr, nullptr, &allowed) < 0) {
-            if (errno == EINTR) continue;
-            return Event::Gone;
-        }
-        std::array<char, 65536> buffer;
-        const ssize_t count = read(STDIN_FILENO, buffer.data(), buffer.size());
-        if (count > 0) {
-            bytes.append(buffer.data(), static_cast<std::size_t>(count));
-            return Event::Input;
-        }
-        if (count == 0) return HasHungUp() ? Event::Gone : Event::EndOfFile;
-        if (errno != EINTR && errno != EAGAIN) return Event::Gone;
+    std::optional<Event> event;
+    while (!event) {
+        if (IsInterrupted) event = Event::Interrupt;
+        else if (HasChanged.exchange(false)) event = Event::Changed;
+        else if (Wait(allowed)) event = ReadWaiting(bytes);
+        else if (errno != EINTR) event = Event::Gone;
     }
+    sigprocmask(SIG_SETMASK, &allowed, nullptr);
+    return *event;
 }
 
 void Terminal::Echo(std::string_view text) {

@@ -1,5 +1,6 @@
 #include "pseudo_terminal.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <csignal>
