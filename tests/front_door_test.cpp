@@ -1,6 +1,7 @@
 // What a host meets first: plain C++ types and texts, results that say why, formulas that can be asked.
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <limits>
 #include <vector>

@@ -1,6 +1,7 @@
 // Depth, circles and sizes: nothing that a user may paste must bring the program down.
 
 #include <atomic>
+#include <chrono>
 #include <thread>
 
 #include "state_test.h"

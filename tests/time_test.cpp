@@ -1,5 +1,7 @@
 // A manual clock drives all these tests.
 
+#include <cmath>
+
 #include <gtest/gtest.h>
 
 #include "quarn/core/chrono.h"

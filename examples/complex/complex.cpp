@@ -1,6 +1,7 @@
 // Complex numbers for the calculator: literals like `3i`, arithmetic with numbers on either side, and functions.
 // It carries out the lines that it reads.
 
+#include <cmath>
 #include <complex>
 #include <iostream>
 #include <optional>

@@ -4,6 +4,8 @@
 #include <bit>
 #include <cctype>
 #include <charconv>
+#include <cmath>
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>

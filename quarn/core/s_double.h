@@ -1,7 +1,7 @@
 #pragma once
 
 #include <array>
-#include <cmath>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,9 +21,10 @@ public:
     T Get() const { return m_value; }
 
     Class GetClass() const {
-        if (std::isnan(m_value)) return Class::NaN;
-        if (!std::isinf(m_value)) return Class::Finite;
-        return m_value > 0 ? Class::PositiveInfinity : Class::NegativeInfinity;
+        constexpr T Infinity = std::numeric_limits<T>::infinity();
+        if (m_value != m_value) return Class::NaN;
+        if (m_value == Infinity) return Class::PositiveInfinity;
+        return m_value == -Infinity ? Class::NegativeInfinity : Class::Finite;
     }
 
 private:

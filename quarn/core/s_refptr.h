@@ -2,7 +2,6 @@
 
 #include <cassert>
 #include <cstddef>
-#include <memory>
 #include <type_traits>
 #include <utility>
 
@@ -40,11 +39,14 @@ public:
     /// and throws std::bad_alloc.
     explicit s_refptr(T* object) {
         if (!object) return;
-        std::unique_ptr<T> owner(object);
+        struct Owner {
+            T* object;
+            ~Owner() { delete object; }
+        } owner{object};
         s_count_cells* const cells = new s_count_cells;
         m_strong = &cells->strong;
         m_observers = &cells->observers;
-        m_object = owner.release();
+        m_object = std::exchange(owner.object, nullptr);
     }
 
     s_refptr(const s_refptr& other)

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <algorithm>
-#include <array>
 #include <concepts>
 #include <iosfwd>
 #include <stdexcept>
@@ -70,7 +68,9 @@ public:
     /// Has no characters or, with `blank`, only spaces and tabs.
     s_bool IsEmpty(s_bool blank = false) const {
         if (!blank) return m_text.empty();
-        return std::ranges::all_of(m_text, [](unit c) { return c == unit(' ') || c == unit('\t'); });
+        for (const unit c : m_text)
+            if (c != unit(' ') && c != unit('\t')) return false;
+        return true;
     }
     s_bool StartsWith(view other) const { return view(m_text).starts_with(other); }
 
@@ -168,9 +168,13 @@ public:
 
     /// True for "true", "1" and "yes"; false for any other text.
     s_bool ToBool() const {
-        return std::ranges::any_of(std::array{"true", "1", "yes"}, [&](const char* word) {
-            return std::ranges::equal(m_text, std::string_view(word));
-        });
+        const auto is = [&](std::string_view word) {
+            if (m_text.size() != word.size()) return false;
+            for (std::size_t i = 0; i < word.size(); ++i)
+                if (m_text[i] != unit(word[i])) return false;
+            return true;
+        };
+        return is("true") || is("1") || is("yes");
     }
 
     /// Removes `count` units from the start; all of them if it is infinite, NaN or at least the length.
@@ -206,7 +210,9 @@ public:
 
     void Clear() { m_text.clear(); }
     /// Keeps only the first `size` units.
-    void Truncate(std::size_t size) { m_text.resize(std::min(size, m_text.size())); }
+    void Truncate(std::size_t size) {
+        if (size < m_text.size()) m_text.resize(size);
+    }
     /// Reserves space for `size` units in total.
     void Reserve(std::size_t size) { m_text.reserve(size); }
 
@@ -223,7 +229,7 @@ using s_str = s_str_t<char>;
 struct s_text_order {
     using is_transparent = void;
     bool operator()(std::string_view a, std::string_view b) const {
-        const std::size_t shorter = std::min(a.size(), b.size());
+        const std::size_t shorter = a.size() < b.size() ? a.size() : b.size();
         for (std::size_t i = 0; i < shorter; ++i)
             if (a[i] != b[i]) return static_cast<unsigned char>(a[i]) < static_cast<unsigned char>(b[i]);
         return a.size() < b.size();

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cmath>
 #include <concepts>
 #include <limits>
 #include <utility>
@@ -28,8 +27,9 @@ public:
     /// The nearest integer (halves away from zero); infinity if the value is negative, infinite or too large.
     s_uint_t(double value) {
         const double rounded = Elementary::Round(value);
-        if (std::isnan(value)) m_state = State::NaN;
-        else if (value < 0 || rounded >= std::ldexp(1, std::numeric_limits<T>::digits)) m_state = State::Infinity;
+        constexpr double Beyond = 2.0 * (T{1} << (std::numeric_limits<T>::digits - 1));
+        if (value != value) m_state = State::NaN;
+        else if (value < 0 || rounded >= Beyond) m_state = State::Infinity;
         else m_value = static_cast<T>(rounded);
     }
 

@@ -1,16 +1,10 @@
 #include "quarn/interpreter/dispatcher.h"
 
-#include "quarn/interpreter/rewriting.h"
 #include "quarn/interpreter/text_writer.h"
 
 namespace Quarn {
 
 namespace {
-
-/// A kept operation grows with each use of an undefined symbol and doubles in `x = x + x`: without a limit, thirty such
-/// statements fill the memory. Reading a text of this length takes a few hundredths of a second.
-constexpr TextWriter::Limit KeptExpression{std::size_t{1} << 20, 0,
-                                           "\tError : Expression longer than 1048576 characters"};
 
 /// A named operand contributes nothing to messages and kept operations. Sub-expressions have no names, so this affects
 /// only values that a function named itself; their text would begin with "name = ", which is no expression. Pinned by
@@ -26,7 +20,7 @@ public:
     /// The overloads identify the operator. All operands that are not references count as the same; null for none.
     OngoingOperation(Dispatcher& dispatcher, const void* overloads, const Operand& left, const Operand& right)
         : m_dispatcher(dispatcher), m_overloads(overloads), m_left(left), m_right(right),
-          m_changes(dispatcher.GetChanges()), m_outer(std::exchange(dispatcher.m_innermost, this)) {}
+          m_changes(dispatcher.m_limits.GetClock().Values()), m_outer(std::exchange(dispatcher.m_innermost, this)) {}
     ~OngoingOperation() { m_dispatcher.m_innermost = m_outer; }
     OngoingOperation(const OngoingOperation&) = delete;
     OngoingOperation& operator=(const OngoingOperation&) = delete;
@@ -112,8 +106,7 @@ Operand Dispatcher::ApplyUnary(const UnaryOverloads* overloads, const Operand& o
 Operand Dispatcher::Call(const BinaryOperator& callable, const Operand& left, const Operand& right, s_str& error) {
     if (left.GetFlatType() && right.GetFlatType() && callable.flat) {
         const std::array words{left.GetWord(), right.GetWord()};
-        const FlatType& type = *callable.flat.result;
-        return {type, Calling(callable).flat(words.data())};
+        return CallFlat(callable, words.data());
     }
     return Calling(callable)(m_state, left.ToObject(), right.ToObject(), error);
 }
@@ -121,8 +114,7 @@ Operand Dispatcher::Call(const BinaryOperator& callable, const Operand& left, co
 Operand Dispatcher::Call(const UnaryOperator& callable, const Operand& operand, s_str& error) {
     if (operand.GetFlatType() && callable.flat) {
         const Word word = operand.GetWord();
-        const FlatType& type = *callable.flat.result;
-        return {type, Calling(callable).flat(&word)};
+        return CallFlat(callable, &word);
     }
     return Calling(callable)(m_state, operand.ToObject(), error);
 }
@@ -134,7 +126,7 @@ Outcome Dispatcher::AbandonCircle(const Expression& expression, s_str& error) {
 
 /// The value of the operand now; the operand itself if it cannot be evaluated. A circle is no error here.
 Operand Dispatcher::ResolveAnew(const Operand& operand) {
-    Limits::PrivateError unseen(m_limits);
+    EngineLimits::PrivateError unseen(m_limits);
     const Operand value = Resolve(operand, unseen.text);
     return value ? value : operand;
 }
@@ -181,7 +173,7 @@ s_refptr<Expression> Dispatcher::ExpressionOf(const Operand& value, s_str& error
         return expression;
     }
     s_str text;
-    if (!TextWriter(&m_limits, text, error, KeptExpression).Write(value)) return nullptr;
+    if (!TextWriter(&m_limits, text, error, KeptOperation::Longest).Write(value)) return nullptr;
     return make_refptr<Expression>(text);
 }
 
@@ -194,33 +186,9 @@ Operand Dispatcher::Keep(const Operand& left, std::string_view op, const Operand
     };
     const s_refptr<Expression> leftExpression = expressionOf(left);
     const s_refptr<Expression> rightExpression = leftExpression ? expressionOf(right) : nullptr;
-    return rightExpression ? KeepOperation(leftExpression, op, rightExpression, error) : nullptr;
-}
-
-/// The operation as a reference. Its text is built only if the shapes of the operands do not tell how it reads, so the
-/// cost is that of what is added, however long the operands are.
-s_refptr<Symbol> Dispatcher::KeepOperation(const s_refptr<Expression>& left, std::string_view op,
-                                           const s_refptr<Expression>& right, s_str& error) {
-    const std::size_t length = left->GetLength() + op.size() + right->GetLength() + 4;
-    if (length > KeptExpression.size) return m_limits.Abandon(error, KeptExpression.message);
-
-    using enum Expression::Shape;
-    const Operators& operators = m_language.GetOperators();
-    const unsigned version = m_language.GetOperatorsVersion();
-    const auto leftShape = left->GetShape(operators, version);
-    const auto rightShape = right->GetShape(operators, version);
-    const bool isWritten = operators.Find(op) && op != "[]";
-    if (isWritten && leftShape != Irregular && rightShape != Irregular) {
-        return make_refptr<Reference>(
-            make_refptr<Expression>(
-                Expression::Operation{{left, leftShape == Bracketed}, op, {right, rightShape == Bracketed}, version}),
-            m_state);
-    }
-    if (const Outcome outcome = m_limits.Spend(length, error); !outcome) return outcome;
-    s_str rewritten;
-    const s_str text = "(" + left->GetText() + ")" + op + "(" + right->GetText() + ")";
-    if (const Outcome outcome = RewriteOperation(text, operators, rewritten, error); !outcome) return outcome;
-    return make_refptr<Reference>("", rewritten, m_state);
+    if (!rightExpression) return {};
+    s_refptr<Expression> kept = KeptOperation::Keep(leftExpression, op, rightExpression, m_language, m_limits, error);
+    return kept ? Operand(make_refptr<Reference>(std::move(kept), m_state)) : Operand();
 }
 
 } // namespace Quarn

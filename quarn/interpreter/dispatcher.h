@@ -1,8 +1,6 @@
 #pragma once
 
 #include "quarn/interpreter/expression.h"
-#include "quarn/interpreter/limits.h"
-#include "quarn/interpreter/symbol_table.h"
 #include "quarn/types/reference.h"
 
 namespace Quarn {
@@ -11,8 +9,8 @@ namespace Quarn {
 /// evaluated yet is kept as a new reference.
 class Dispatcher {
 public:
-    Dispatcher(State& state, Limits& limits, Language& language, const SymbolTable& symbols)
-        : m_state(state), m_limits(limits), m_language(language), m_symbols(symbols) {}
+    Dispatcher(State& state, EngineLimits& limits, Language& language)
+        : m_state(state), m_limits(limits), m_language(language) {}
 
     // Each returns null on failure.
 
@@ -25,21 +23,22 @@ public:
 
     /// Records that a registered callable is about to be called.
     template <class Entry> const Entry& Calling(const Entry& callable) {
-        if (!callable.isPure) ++m_impureCalls;
+        if (!callable.isPure) ++m_limits.GetClock().deeds;
         return callable;
     }
-    std::uint64_t GetImpureCalls() const { return m_impureCalls; }
+    /// Calls a callable in its form for flat values, with their words.
+    template <class Entry> Operand CallFlat(const Entry& callable, const Word* operands) {
+        const FlatType& type = *callable.flat.result;
+        return {type, Calling(callable).flat(operands)};
+    }
     /// Like `Reference::Resolve`. A reference of another state counts as an impure call: nobody tells this one what
     /// changes there.
     Operand Resolve(const Operand& value, s_str& error) {
         const Reference* const reference = Reference::In(value);
         if (!reference) return value;
-        if (&reference->GetState() != &m_state) ++m_impureCalls;
+        if (&reference->GetState() != &m_state) ++m_limits.GetClock().deeds;
         return Reference::Resolve(value, error);
     }
-    /// Counts the changes of everything that an evaluation depends on.
-    std::uint64_t GetChanges() const { return m_symbols.GetChanges() + m_language.GetGeneration(); }
-
     /// Fails because the expression leads to itself.
     Outcome AbandonCircle(const Expression& expression, s_str& error);
 
@@ -51,8 +50,6 @@ private:
     Operand Call(const BinaryOperator& callable, const Operand& left, const Operand& right, s_str& error);
     Operand Call(const UnaryOperator& callable, const Operand& operand, s_str& error);
     [[gnu::noinline]] Operand Keep(const Operand& left, std::string_view op, const Operand& right, s_str& error);
-    s_refptr<Symbol> KeepOperation(const s_refptr<Expression>& left, std::string_view op,
-                                   const s_refptr<Expression>& right, s_str& error);
     Operand ResolveAnew(const Operand& operand);
     s_refptr<Expression> ExpressionOf(const Operand& value, s_str& error);
     Outcome WriteText(const Operand& operand, s_str& text, s_str& error);
@@ -62,11 +59,9 @@ private:
                                                std::string_view after, s_str& error);
 
     State& m_state;
-    Limits& m_limits;
+    EngineLimits& m_limits;
     Language& m_language;
-    const SymbolTable& m_symbols;
     const OngoingOperation* m_innermost = nullptr;
-    std::uint64_t m_impureCalls = 0;
 };
 
 } // namespace Quarn

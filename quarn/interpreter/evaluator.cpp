@@ -39,13 +39,14 @@ private:
 /// Stores the steps in a program.
 class Evaluator::Recorder final : public StepSink {
 public:
-    Recorder(Program& program, Limits& limits, s_str& error) : m_program(program), m_limits(limits), m_error(error) {}
+    Recorder(Program& program, EngineLimits& limits, s_str& error)
+        : m_program(program), m_limits(limits), m_error(error) {}
 
     Outcome Accept(const Step& step) override {
         constexpr std::size_t StepsBetweenPolls = 1024;
         if (m_program.steps.size() % StepsBetweenPolls == StepsBetweenPolls - 1)
             if (const Outcome outcome = m_limits.Poll(m_error); !outcome) return outcome;
-        Step& kept = m_program.steps.emplace_back(Program::KeptStep{step}).step;
+        Step& kept = m_program.steps.emplace_back(step);
         if (kept.kind == Step::Kind::Fault) {
             kept.text = m_program.message = step.text;
             return Outcome::Failed;
@@ -61,7 +62,7 @@ public:
 
 private:
     Program& m_program;
-    Limits& m_limits;
+    EngineLimits& m_limits;
     s_str& m_error;
 };
 
@@ -85,7 +86,7 @@ Outcome Evaluator::RunOnce(Expression& expression, Executor& executor) {
 /// are as fast as their calls are few.
 [[gnu::always_inline]] inline Outcome Evaluator::RunText(Expression& expression, Executor& executor) {
     const Program* const kept = expression.program.Get();
-    if (!kept || kept->generation != m_work.language.GetGeneration()) {
+    if (!kept || kept->language != m_work.limits.GetClock().language) {
         if (m_work.limits.MustStopBefore(expression.GetLength())) return Outcome::Failed;
         if (!kept && IsBetterParsed(expression)) return RunOnce(expression, executor);
         if (const Outcome outcome = ParseProgram(expression, executor.GetError()); !outcome) return outcome;
@@ -96,7 +97,7 @@ Outcome Evaluator::RunOnce(Expression& expression, Executor& executor) {
     if (program.references > m_work.limits.GetRemainingLevels())
         return m_work.limits.AbandonTooDeep(executor.GetError());
     executor.Begin({&expression.GetSharedText(), program.variables.Get()});
-    for (Program::KeptStep& step : program.steps)
+    for (Step& step : program.steps)
         if (const Outcome outcome = executor.Accept(step, program); !outcome) return outcome;
     return Outcome::WentOn;
 }
@@ -112,131 +113,92 @@ Operand Evaluator::Evaluate(const s_str& name, std::string_view expression, s_st
     return executor.PopOperand();
 }
 
-Operand Evaluator::Evaluate(Expression& expression, s_str& error) {
-    if (m_work.language.IsTesting()) return FailTesting(error);
-    if (Knows(expression)) {
-        if (const Outcome outcome = m_work.limits.Spend(1, error); !outcome) return outcome;
-        m_work.limits.Reach(expression.known.depth);
-        return Recall(expression.known);
-    }
-    const std::uint64_t moment = GetMoment();
-    const std::uint64_t entered = m_work.limits.GetEntered();
-    Operand flat;
-    if (const Outcome outcome = RunFlat(expression, flat, error)) {
-        if (m_work.limits.GetEntered() != entered) return flat;
-        expression.known = {moment, flat.GetFlatType(), flat.GetWord(), expression.program->flat.GetDepth()};
-        return flat;
-    } else if (outcome.IsAbandoned()) {
-        return {};
-    }
-    const std::uint64_t bindings = m_work.GetBindings();
-    const std::uint64_t deeds = GetDeeds();
-    const std::uint64_t spent = m_work.limits.GetSpent();
-    const Limits::Sounding sounding(m_work.limits);
+/// Evaluates an expression, and remembers nothing.
+[[gnu::always_inline]] inline Operand Evaluator::Run(Expression& expression, s_str& error) {
+    Operand value;
+    if (const Outcome outcome = RunFlat(expression, value, error); outcome || outcome.IsAbandoned()) return value;
+    const Clock& clock = m_work.limits.GetClock();
+    const std::uint64_t names = clock.Names();
+    const std::uint64_t deeds = clock.deeds;
     Executor executor(m_work, Nameless(), error, false);
-    const Outcome outcome =
-        expression.GetOperation() ? RunParts(expression, executor, error) : RunText(expression, executor);
-    Operand value = outcome ? executor.PopOperand() : Operand();
-    // If something was abandoned on the way, the value or the failure may depend on where it was, even if that was not
-    // passed on.
-    if (GetDeeds() != deeds) return value;
-    if (!value) {
-        expression.known = {m_work.dispatcher.GetChanges(), nullptr, 0, sounding.GetReached(), true};
-    } else if (GetMoment() == moment) {
-        RememberValue(expression, value, sounding.GetReached(), m_work.limits.GetSpent() - spent);
-        if (value.GetFlatType() && expression.program) Translate(expression, bindings);
-    }
+    if (!(expression.GetOperation() ? RunOperation(expression, executor) : RunText(expression, executor))) return {};
+    value = executor.PopOperand();
+    if (value.GetFlatType() && expression.program && clock.deeds == deeds) Translate(expression, names);
     return value;
 }
 
-/// Null for a failure, without a message: nobody would see it.
-Operand Evaluator::Recall(const Expression::Known& known) const {
-    if (known.isFailure) return {};
-    return known.type ? Operand(*known.type, known.word) : Operand(m_work.limits.FindKept(known.word));
+Operand Evaluator::Evaluate(Expression& expression, s_str& error) {
+    if (m_work.language.IsTesting()) return FailTesting(error);
+    Operand value;
+    if (expression.memo.Holds(m_work.limits)) {
+        (void)expression.memo.Recall(m_work.limits, value, error);
+        return value;
+    }
+    const Recording recording(m_work.limits);
+    value = Run(expression, error);
+    expression.memo.Remember(value, recording, m_work.limits);
+    return value;
 }
 
-/// Objects are held by the limits and not by the expression, which they may lead to.
-void Evaluator::RememberValue(Expression& expression, const Operand& value, unsigned depth, std::uint64_t steps) {
-    Expression::Known known{GetMoment(), value.GetFlatType(), 0, depth};
-    if (known.type) {
-        known.word = value.GetWord();
-    } else {
-        const std::optional<std::uint64_t> number = m_work.limits.Keep(value.ToObject(), steps);
-        if (!number) return;
-        known.word = *number;
-    }
-    expression.known = known;
+Operand Evaluator::EvaluateAnew(Expression& expression, s_str& error) {
+    return m_work.language.IsTesting() ? FailTesting(error) : Run(expression, error);
 }
 
 /// Fails, without a message, if there is no flat program, or if it takes too many levels.
 Outcome Evaluator::RunFlat(const Expression& expression, Operand& value, s_str& error) {
     const s_refptr<Program> program = expression.program;
-    if (!program || !program->flat.HoldsFor(m_work.GetBindings())) return Outcome::Failed;
+    const Clock& clock = m_work.limits.GetClock();
+    if (!program || !program->flat.HoldsFor(clock.Names())) return Outcome::Failed;
     const FlatProgram& flat = program->flat;
     if (flat.GetDepth() > m_work.limits.GetRemainingLevels()) return Outcome::Failed;
     Word word = 0;
-    if (const Outcome outcome = flat.Run(m_work.limits, GetMoment(), word, error); !outcome) return outcome;
+    if (const Outcome outcome = flat.Run(m_work.limits, clock.Moment(), word, error); !outcome) return outcome;
     m_work.limits.Reach(flat.GetDepth());
     value = {flat.GetResultType(), word};
     return Outcome::WentOn;
 }
 
 /// Translates the program if it is evaluated for the second time without a change in between: then it is worth it.
-void Evaluator::Translate(Expression& expression, std::uint64_t bindings) {
+void Evaluator::Translate(Expression& expression, std::uint64_t names) {
     Program& program = *expression.program;
-    if (program.generation != m_work.language.GetGeneration() || m_work.GetBindings() != bindings) return;
-    if (std::exchange(program.lastBindings, bindings) == bindings)
-        program.flat.Translate(program, m_work.state, m_work.symbols, m_work.language, bindings);
+    const Clock& clock = m_work.limits.GetClock();
+    if (program.language != clock.language || clock.Names() != names) return;
+    if (std::exchange(program.lastNames, names) == names)
+        program.flat.Translate(program, m_work.state, m_work.symbols, m_work.language, names);
 }
 
-Operand Evaluator::EvaluateFormula(Expression& expression, s_str& error) {
-    if (m_work.language.IsTesting()) return FailTesting(error);
-    Operand flat;
-    if (const Outcome outcome = RunFlat(expression, flat, error); outcome || outcome.IsAbandoned()) return flat;
-    const std::uint64_t bindings = m_work.GetBindings();
-    Executor executor(m_work, Nameless(), error, false);
-    if (!RunText(expression, executor)) return {};
-    Translate(expression, bindings);
-    return executor.PopOperand();
-}
+/// What is left to run of a kept operation.
+struct Evaluator::Part {
+    Expression* expression; ///< null for an operator
+    const s_str* op;
+};
 
-/// Runs an operation as its text would run: left operand, right operand, operator. Does not recurse, because operations
-/// nest without limit.
-Outcome Evaluator::RunParts(Expression& expression, Executor& executor, s_str& error) {
+/// Runs an operation as its text would run: left operand, right operand, operator.
+Outcome Evaluator::RunOperation(Expression& expression, Executor& executor) {
     m_work.language.Refresh();
     expression.Update(m_work.language.GetOperatorsVersion());
-    struct Part {
-        Expression* expression; ///< null for an operator
-        const s_str* op;
-    };
     std::vector<Part> parts{{&expression, nullptr}}; // the last one runs next
     while (!parts.empty()) {
-        const auto [part, op] = parts.back();
+        const Part part = parts.back();
         parts.pop_back();
-        if (op) {
-            Step step;
-            step.kind = Step::Kind::Binary;
-            step.text = *op;
-            step.op = m_work.language.GetOperators().Find(*op);
-            executor.Begin({});
-            if (const Outcome outcome = executor.Accept(step); !outcome) return outcome;
-            continue;
-        }
-        if (Knows(*part)) {
-            if (const Outcome outcome = m_work.limits.Spend(1, error); !outcome) return outcome;
-            m_work.limits.Reach(part->known.depth);
-            if (part->known.isFailure) return Outcome::Failed;
-            if (const Outcome outcome = executor.Push(Recall(part->known)); !outcome) return outcome;
-            continue;
-        }
-        if (const Expression::Operation* operation = part->GetOperation()) {
-            parts.push_back({nullptr, &operation->op});
-            parts.push_back({operation->right.expression.Get(), nullptr});
-            parts.push_back({operation->left.expression.Get(), nullptr});
-        } else if (const Outcome outcome = RunText(*part, executor); !outcome) {
-            return outcome;
-        }
+        if (part.op) executor.Begin({});
+        const Outcome outcome = part.op ? executor.Apply(*part.op) : RunPart(*part.expression, executor, parts);
+        if (!outcome) return outcome;
     }
+    return Outcome::WentOn;
+}
+
+Outcome Evaluator::RunPart(Expression& expression, Executor& executor, std::vector<Part>& parts) {
+    if (expression.memo.Holds(m_work.limits)) {
+        Operand value;
+        const Outcome outcome = expression.memo.Recall(m_work.limits, value, executor.GetError());
+        return outcome ? executor.Push(std::move(value)) : outcome;
+    }
+    const KeptOperation* const operation = expression.GetOperation();
+    if (!operation) return RunText(expression, executor);
+    parts.push_back({nullptr, &operation->op});
+    parts.push_back({operation->right.expression.Get(), nullptr});
+    parts.push_back({operation->left.expression.Get(), nullptr});
     return Outcome::WentOn;
 }
 
@@ -250,7 +212,7 @@ Outcome Evaluator::ParseProgram(Expression& expression, s_str& error) {
 
     m_work.language.Refresh();
     const std::string_view text = expression.GetSharedText().view;
-    program->generation = m_work.language.GetGeneration();
+    program->language = m_work.limits.GetClock().language;
     if (!program->variables) program->references = CountReferences(text);
     if (m_work.limits.MustStopBefore(text.size())) return m_work.limits.CheckStopped(error);
     Recorder recorder(*program, m_work.limits, error);
@@ -262,23 +224,25 @@ Outcome Evaluator::ParseProgram(Expression& expression, s_str& error) {
 }
 
 Operand Evaluator::ApplyBinary(std::string_view op, const Operand& left, const Operand& right, s_str& error) {
-    const Limits::Entry entry(m_work.limits);
+    const EngineLimits::Entry entry(m_work.limits);
+    const Outcome outcome = m_work.limits.Spend(1, error);
+    return outcome ? m_work.dispatcher.ApplyBinary(op, left, right, error) : outcome;
+}
+
+Operand Evaluator::ApplyUnary(const Table<UnaryOverloads>& operators, const Operand& operand, std::string_view before,
+                              std::string_view after, s_str& error) {
+    const EngineLimits::Entry entry(m_work.limits);
     if (const Outcome outcome = m_work.limits.Spend(1, error); !outcome) return outcome;
-    return m_work.dispatcher.ApplyBinary(op, left, right, error);
+    const UnaryOverloads* const overloads = FindIn(operators, before.empty() ? after : before);
+    return m_work.dispatcher.ApplyUnary(overloads, operand, before, after, error);
 }
 
 Operand Evaluator::ApplyLeftUnary(std::string_view op, const Operand& operand, s_str& error) {
-    const Limits::Entry entry(m_work.limits);
-    if (const Outcome outcome = m_work.limits.Spend(1, error); !outcome) return outcome;
-    const UnaryOverloads* const overloads = FindIn(m_work.language.GetRegistry().leftUnaryOperators, op);
-    return m_work.dispatcher.ApplyUnary(overloads, operand, {}, op, error);
+    return ApplyUnary(m_work.language.GetRegistry().leftUnaryOperators, operand, {}, op, error);
 }
 
 Operand Evaluator::ApplyRightUnary(std::string_view op, const Operand& operand, s_str& error) {
-    const Limits::Entry entry(m_work.limits);
-    if (const Outcome outcome = m_work.limits.Spend(1, error); !outcome) return outcome;
-    const UnaryOverloads* const overloads = FindIn(m_work.language.GetRegistry().rightUnaryOperators, op);
-    return m_work.dispatcher.ApplyUnary(overloads, operand, op, {}, error);
+    return ApplyUnary(m_work.language.GetRegistry().rightUnaryOperators, operand, op, {}, error);
 }
 
 Outcome Evaluator::PassSteps(std::string_view text, StepSink& sink, s_str& error) {

@@ -11,7 +11,7 @@ namespace {
 constexpr std::size_t ManyArguments = 4096; // between two looks at the limits
 
 Outcome FailWithoutOverload(const FunctionOverloads& functions, std::string_view name,
-                            std::span<const s_str* const> types, Limits& limits, s_str& error) {
+                            std::span<const s_str* const> types, EngineLimits& limits, s_str& error) {
     AppendMessage(error, "\tError : No matching function call to :\n\t\t  ");
     (error += name) += "(";
     for (std::size_t i = 0; i < types.size(); ++i) {
@@ -53,45 +53,39 @@ void Executor::Expect(std::size_t operands) {
     }
 }
 
-Outcome Executor::ReadKeptName(Program::KeptStep& kept) {
-    const Operand* const value = m_work.symbols.Read(kept.step.text);
-    if (!value) return ReadOtherName(kept.step);
-    m_operands.push_back(*value);
-    // Any other value would be kept alive. The last result changes too often.
-    if (value->GetFlatType() && kept.step.text != SymbolTable::LastResultName) {
-        kept.step.type = value->GetFlatType();
-        kept.step.word = value->GetWord();
-        kept.bindings = m_work.GetBindings();
-    }
-    return Outcome::WentOn;
+Outcome Executor::Apply(const s_str& op) {
+    Step step;
+    step.kind = Step::Kind::Binary;
+    step.text = op;
+    step.op = m_work.language.GetOperators().Find(op);
+    return Accept(step);
 }
 
-Outcome Executor::ReadConstant(Program::KeptStep& kept, Program& program) {
-    if (kept.Object() > 0) return Push(program.objects[kept.Object() - 1]);
-    if (const Outcome outcome = Execute(kept.step); !outcome) return outcome;
+Outcome Executor::ReadConstant(Step& step, Program& program) {
+    if (step.argumentCount > 0) return Push(program.objects[step.argumentCount - 1]);
+    if (const Outcome outcome = Execute(step); !outcome) return outcome;
     const Operand& value = TopOperand();
     if (value.GetFlatType()) {
-        kept.step.kind = Step::Kind::Flat;
-        kept.step.type = value.GetFlatType();
-        kept.step.word = value.GetWord();
+        step.kind = Step::Kind::Flat;
+        step.type = value.GetFlatType();
+        step.word = value.GetWord();
     } else {
         program.objects.push_back(value.ToObject());
-        kept.Object() = program.objects.size();
+        step.argumentCount = program.objects.size();
     }
     return Outcome::WentOn;
 }
 
-/// Replaces the top operands, which are flat, with the result. False if there is no callable for flat values.
-bool Executor::ApplyFlat(const FlatCallable& callable, std::size_t operandCount) {
+/// Replaces the arguments, which are flat, with the result. False if the function has no form for flat values.
+bool Executor::CallFlat(const Function& function, std::size_t argumentCount) {
     constexpr std::size_t Most = 4;
-    if (!callable || operandCount > Most) return false;
-    const FlatType& type = *callable.result;
+    if (!function.flat || argumentCount > Most) return false;
     std::array<Word, Most> words;
-    for (std::size_t i = operandCount; i > 0; --i) {
+    for (std::size_t i = argumentCount; i > 0; --i) {
         words[i - 1] = TopOperand().GetWord();
         m_operands.pop_back();
     }
-    m_operands.emplace_back(type, callable(words.data()));
+    m_operands.push_back(m_work.dispatcher.CallFlat(function, words.data()));
     return true;
 }
 
@@ -163,12 +157,21 @@ Outcome Executor::ReadOtherName(const Step& step) {
 }
 
 Outcome Executor::Call(const FunctionOverloads& functions, std::string_view name, std::size_t argumentCount) {
-    const std::size_t first = m_operands.size() - argumentCount;
     std::array<const s_str*, 8> few;
     std::vector<const s_str*> many(argumentCount > few.size() ? argumentCount : 0);
     const std::span<const s_str*> types = many.empty() ? std::span(few).first(argumentCount) : std::span(many);
     bool areFlat = true;
-    for (std::size_t i = 0; i < argumentCount; ++i) {
+    if (const Outcome outcome = ResolveArguments(types, areFlat); !outcome) return outcome;
+    const Function* function = functions.Find(types, areFlat);
+    if (!function) return FailWithoutOverload(functions, name, types, m_work.limits, m_error);
+    if (areFlat && CallFlat(*function, argumentCount)) return Outcome::WentOn;
+    return CallWithObjects(*function, argumentCount);
+}
+
+/// Follows the references among the arguments, the top operands, and finds their types.
+inline Outcome Executor::ResolveArguments(std::span<const s_str*> types, bool& areFlat) {
+    const std::size_t first = m_operands.size() - types.size();
+    for (std::size_t i = 0; i < types.size(); ++i) {
         if (i % ManyArguments == ManyArguments - 1 && m_work.limits.MustStop()) return Outcome::Failed;
         if (Reference::In(m_operands[first + i])) {
             const Operand reference = m_operands[first + i]; // the stack may move
@@ -180,16 +183,16 @@ Outcome Executor::Call(const FunctionOverloads& functions, std::string_view name
         if (!argument.GetFlatType()) areFlat = false;
         types[i] = &Reference::TypeOfResolved(argument);
     }
-    const Function* function = functions.Find(types, areFlat);
-    if (!function) return FailWithoutOverload(functions, name, types, m_work.limits, m_error);
-    m_work.dispatcher.Calling(*function);
-    if (areFlat && ApplyFlat(function->flat, argumentCount)) return Outcome::WentOn;
+    return Outcome::WentOn;
+}
 
+Outcome Executor::CallWithObjects(const Function& function, std::size_t argumentCount) {
+    const std::size_t first = m_operands.size() - argumentCount;
     Values arguments;
     for (std::size_t i = first; i < m_operands.size(); ++i) arguments.PushBack(std::move(m_operands[i]).ToObject());
     m_operands.resize(first);
     Values results;
-    if (!(*function)(m_work.state, arguments, results, m_error)) return Push({});
+    if (!m_work.dispatcher.Calling(function)(m_work.state, arguments, results, m_error)) return Push({});
     if (results.Count() != 1)
         return Fail(m_error, "\tError : Multiple return values for function is not yet supported");
     return Push(Operand::Flattened(results[0]));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "quarn/interpreter/dispatcher.h"
+#include "quarn/interpreter/symbol_table.h"
 
 namespace Quarn {
 
@@ -24,7 +25,7 @@ struct Fault {
 /// What all evaluations of a state share.
 struct Workspace {
     State& state;
-    Limits& limits;
+    EngineLimits& limits;
     Language& language;
     SymbolTable& symbols;
     Dispatcher& dispatcher;
@@ -39,8 +40,6 @@ struct Workspace {
         fault = {&error, error.View().size(), kind, at};
         return outcome;
     }
-    /// Counts the changes of what names other than "_", and operators, stand for.
-    std::uint64_t GetBindings() const { return symbols.GetNamedChanges() + language.GetGeneration(); }
 };
 
 /// The name of a value that has none.
@@ -88,18 +87,17 @@ public:
     }
     /// Makes room at once: copying millions of operands again and again takes long.
     void Expect(std::size_t operands) override;
-    /// Carries out a step of a program; its value may be known.
-    Outcome Accept(Program::KeptStep& kept, Program& program) {
-        const Step& step = kept.step;
+    /// Carries out a step of a program. Nothing of it gets a name, and bound variables have steps of their own.
+    Outcome Accept(Step& step, Program& program) {
         if (const Outcome outcome = m_work.limits.Spend(1, m_error); !outcome) return outcome;
-        const bool isFlat =
-            step.kind == Step::Kind::Flat || (step.kind == Step::Kind::Name && kept.bindings == m_work.GetBindings());
-        if (isFlat) m_operands.emplace_back(*step.type, step.word);
-        else if (step.kind == Step::Kind::Name) return ReadKeptName(kept);
-        else if (step.isConstant) return ReadConstant(kept, program);
+        if (step.kind == Step::Kind::Flat) m_operands.emplace_back(*step.type, step.word);
+        else if (step.kind == Step::Kind::Name) return ReadSymbol(step);
+        else if (step.isConstant) return ReadConstant(step, program);
         else if (step.kind != Step::Kind::Binary || !ApplyFlatBinary(step.op)) return Execute(step);
         return Outcome::WentOn;
     }
+    /// Applies an operator to the top two operands.
+    Outcome Apply(const s_str& op);
     /// A null value is a failure.
     Outcome Push(Operand&& value) {
         if (!value) return m_work.limits.OutcomeOf(false, m_error);
@@ -124,10 +122,11 @@ private:
         return Push(value.GetFlatType() ? std::move(value) : Operand::Nameless(std::move(value).ToObject()));
     }
     // Rare cases are not inlined, to keep the frequent ones, and the stack that a level takes, small.
-    [[gnu::noinline]] Outcome ReadKeptName(Program::KeptStep& kept);
-    [[gnu::noinline]] Outcome ReadConstant(Program::KeptStep& kept, Program& program);
+    [[gnu::noinline]] Outcome ReadConstant(Step& step, Program& program);
     [[gnu::noinline]] Outcome Execute(const Step& step);
-    bool ApplyFlat(const FlatCallable& callable, std::size_t operandCount);
+    Outcome ResolveArguments(std::span<const s_str*> types, bool& areFlat);
+    Outcome CallWithObjects(const Function& function, std::size_t argumentCount);
+    bool CallFlat(const Function& function, std::size_t argumentCount);
     [[gnu::noinline]] Outcome ApplyUnary(const UnaryOverloads* overloads, std::string_view before,
                                          std::string_view after, const s_str& name);
     bool ApplyFlatBinary(const Operator* op);
@@ -161,11 +160,9 @@ inline bool Executor::ApplyFlatBinary(const Operator* op) {
     if (!left.GetFlatType() || !right.GetFlatType() || !op) return false;
     const BinaryOperator* const callable = op->FindBinary(*left.GetFlatType(), *right.GetFlatType());
     if (!callable || !callable->flat) return false;
-    m_work.dispatcher.Calling(*callable);
     const std::array words{left.GetWord(), right.GetWord()};
     m_operands.pop_back();
-    const FlatType& type = *callable->flat.result;
-    m_operands.back() = {type, callable->flat(words.data())};
+    m_operands.back() = m_work.dispatcher.CallFlat(*callable, words.data());
     return true;
 }
 

@@ -1,13 +1,13 @@
 #include "quarn/interpreter/expression.h"
 
-#include "quarn/interpreter/rewriting.h"
-
 namespace Quarn {
 
 Expression::Expression(std::string_view text) : m_text{make_refptr<s_str>(text), {}} { m_text.view = *m_text.whole; }
 
-Expression::Expression(Operation operation) : m_operation(std::make_unique<Operation>(std::move(operation))) {
-    const auto lengthOf = [](const Side& side) { return side.expression->GetLength() + (side.isBracketed ? 2 : 0); };
+Expression::Expression(KeptOperation operation) : m_operation(std::make_unique<KeptOperation>(std::move(operation))) {
+    const auto lengthOf = [](const KeptOperation::Side& side) {
+        return side.expression->GetLength() + (side.isBracketed ? 2 : 0);
+    };
     m_operation->length = lengthOf(m_operation->left) + m_operation->op.View().size() + lengthOf(m_operation->right);
 }
 
@@ -15,7 +15,7 @@ Expression::~Expression() {
     s_refptr<Expression> doomed;
     const auto take = [&](Expression& parent) {
         if (!parent.m_operation) return;
-        for (Side* side : {&parent.m_operation->left, &parent.m_operation->right}) {
+        for (KeptOperation::Side* side : {&parent.m_operation->left, &parent.m_operation->right}) {
             s_refptr<Expression> expression = std::move(side->expression);
             if (!expression.IsUnique() || !expression->m_operation) continue;
             expression->m_operation->next = std::move(doomed);
@@ -39,12 +39,12 @@ void Expression::AppendTo(s_str& text) const {
     while (!parts.empty()) {
         const Part part = parts.back();
         parts.pop_back();
-        const Operation* const operation = part.expression ? part.expression->GetOperation() : nullptr;
+        const KeptOperation* const operation = part.expression ? part.expression->GetOperation() : nullptr;
         if (!operation) {
             text += part.expression ? part.expression->m_text.view : part.text;
             continue;
         }
-        const auto push = [&](const Side& side) { // in reverse, because the last part is taken first
+        const auto push = [&](const KeptOperation::Side& side) { // in reverse, because the last part is taken first
             if (side.isBracketed) parts.push_back({nullptr, ")"});
             parts.push_back({side.expression.Get(), {}});
             if (side.isBracketed) parts.push_back({nullptr, "("});
@@ -76,10 +76,10 @@ void Expression::Update(unsigned operatorsVersion) {
     m_operation.reset();
 }
 
-Expression::Shape Expression::GetShape(const Operators& operators, unsigned operatorsVersion) const {
-    if (m_operation) return Shape::Bracketed;
+KeptOperation::Shape Expression::GetShape(const Operators& operators, unsigned operatorsVersion) const {
+    if (m_operation) return KeptOperation::Shape::Bracketed;
     if (m_shapeVersion != operatorsVersion) {
-        m_shape = ShapeOf(m_text.view, operators);
+        m_shape = KeptOperation::ShapeOf(m_text.view, operators);
         m_shapeVersion = operatorsVersion;
     }
     return m_shape;

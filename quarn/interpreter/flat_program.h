@@ -8,9 +8,9 @@
 
 namespace Quarn {
 
+class EngineLimits;
 class Expression;
 class Language;
-class Limits;
 class State;
 class SymbolTable;
 struct BoundVariable;
@@ -21,21 +21,20 @@ struct Program;
 /// run, and holds until a symbol other than the last result, or a registry, changes.
 class FlatProgram {
 public:
-    /// Translates the program, to hold for these bindings (see `Workspace::GetBindings`). Without success it does not
-    /// hold for any.
+    /// Translates the program, to hold for this reading of `Clock::Names`. Without success it does not hold for any.
     void Translate(const Program& program, State& state, SymbolTable& symbols, const Language& language,
-                   std::uint64_t bindings);
-    bool HoldsFor(std::uint64_t bindings) const { return m_bindings == bindings; }
+                   std::uint64_t names);
+    bool HoldsFor(std::uint64_t names) const { return m_names == names; }
     /// Fails only if a limit ends it, or if a reference in it has no flat program any more: then nothing is abandoned,
     /// and the program itself must run.
-    Outcome Run(Limits& limits, std::uint64_t moment, Word& result, s_str& error) const;
+    Outcome Run(EngineLimits& limits, std::uint64_t moment, Word& result, s_str& error) const;
 
     const FlatType& GetResultType() const { return *m_result; }
     /// The levels of nesting that it takes.
     unsigned GetDepth() const { return m_depth; }
 
 private:
-    struct Step {
+    struct Instruction {
         enum class Kind : unsigned char { Value, Variable, Reference, Call };
         Kind kind;
         unsigned operandCount; ///< of a call
@@ -50,14 +49,16 @@ private:
     static constexpr std::size_t MostOperands = 32;
     static constexpr std::size_t MostSteps = 512; ///< between two looks at the limits
 
-    bool TranslateSteps(const Program& program, State& state, SymbolTable& symbols, const Language& language,
-                        std::uint64_t bindings);
+    class Translation;
 
-    std::vector<Step> m_steps;
+    Outcome Follow(Expression& expression, EngineLimits& limits, std::uint64_t moment, Word& result,
+                   s_str& error) const;
+
+    std::vector<Instruction> m_steps;
     std::vector<s_refptr<const Expression>> m_expressions; ///< in the steps: a callable may erase their symbols
     std::vector<s_refptr<const FlatContext>> m_contexts;   ///< likewise
     const FlatType* m_result = nullptr;
-    std::uint64_t m_bindings = 0; ///< 0 for none
+    std::uint64_t m_names = 0; ///< 0 for none
     unsigned m_depth = 0;
     mutable unsigned m_runs = 0; ///< how many are under way
 };

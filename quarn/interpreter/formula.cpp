@@ -17,7 +17,7 @@ class Survey final : public StepSink {
 public:
     Survey(Interpreter& interpreter, const FormulaParts& parts)
         : m_interpreter(interpreter), m_variables(*parts.variables), m_text(parts.expression->GetSharedText().view) {
-        const Limits::Entry entry(interpreter.limits);
+        const EngineLimits::Entry entry(interpreter.limits);
         const Outcome outcome = Pass(m_text);
         if (interpreter.limits.IsStopped()) (void)interpreter.limits.CheckStopped(m_error, 0);
         if (outcome || fault) return;
@@ -87,7 +87,7 @@ private:
 } // namespace
 
 Formula::Formula(State& state, std::string_view expression)
-    : m_state(&state), m_parts(std::make_unique<FormulaParts>()) {
+    : m_state(&state), m_parts(make_refptr<FormulaParts>()) {
     m_parts->expression = make_refptr<Expression>(expression);
     m_parts->expression->program = make_refptr<Program>();
     m_parts->variables = make_refptr<BoundVariables>();
@@ -104,8 +104,8 @@ bool Formula::Bind(std::string_view name, const FlatType& type, const void* vari
     m_parts->variables->insert_or_assign(name, BoundVariable{&type, variable, read});
     Program& program = *m_parts->expression->program;
     program.flat = {};
-    program.lastBindings = 0;
-    program.generation = 0; // an earlier parse took the name for a symbol
+    program.lastNames = 0;
+    program.language = 0; // an earlier parse took the name for a symbol
     return true;
 }
 
@@ -119,7 +119,7 @@ Formula::Value::Value(Formula& formula, bool isResolved) {
     Interpreter& interpreter = Interpreter::Of(*formula.m_state);
     const s_refptr<Expression> expression = formula.m_parts->expression; // a callable may destroy the formula
     Operand operand = interpreter.Answer(expression->GetSharedText().view, failure, [&](s_str& error) {
-        Operand value = interpreter.evaluator.EvaluateFormula(*expression, error);
+        Operand value = interpreter.evaluator.EvaluateAnew(*expression, error);
         return isResolved && Reference::In(value) ? Reference::Resolve(value, error) : value;
     });
     type = operand.GetFlatType();

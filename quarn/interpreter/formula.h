@@ -1,5 +1,8 @@
 #pragma once
 
+#include <optional>
+#include <set>
+
 #include "quarn/interpreter/state.h"
 #include "quarn/types/value.h"
 
@@ -80,7 +83,7 @@ private:
     };
 
     State* m_state;
-    std::unique_ptr<FormulaParts> m_parts;
+    s_refptr<FormulaParts> m_parts;
 };
 
 } // namespace Quarn

@@ -11,7 +11,7 @@ namespace Quarn {
 /// The parts of a `State`. Each uses only those above it.
 struct Interpreter {
     explicit Interpreter(State& state)
-        : dispatcher(state, limits, language, symbols), evaluator(state, limits, language, symbols, dispatcher),
+        : dispatcher(state, limits, language), evaluator(state, limits, language, symbols, dispatcher),
           statements(state, limits, language, symbols, evaluator) {}
 
     ~Interpreter() { limits.DestroyDiscarded(); } // they may use what is below
@@ -24,7 +24,7 @@ struct Interpreter {
     /// that is too deep, or if the statement was stopped meanwhile.
     template <class Evaluate> Operand Enter(s_str& error, const Evaluate& evaluate) {
         const std::size_t position = error.View().size();
-        limits.CountEntered();
+        ++clock.entered;
         const Limits::Level level(limits);
         if (!level) return limits.AbandonTooDeep(error);
         Operand value = evaluate();
@@ -48,9 +48,10 @@ struct Interpreter {
         return {};
     }
 
-    Limits limits;
-    Language language;
-    SymbolTable symbols;
+    Clock clock;
+    EngineLimits limits{clock};
+    Language language{clock};
+    SymbolTable symbols{clock};
     Dispatcher dispatcher;
     Evaluator evaluator;
     Statements statements;

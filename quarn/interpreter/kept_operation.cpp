@@ -7,9 +7,12 @@
 // `(f(x))+(1)` fails on `(x`, and the operation with it. To keep such an operand would change the language. Pinned by
 // the transcript "references".
 
-#include "quarn/interpreter/rewriting.h"
+#include "quarn/interpreter/kept_operation.h"
 
 #include <algorithm>
+
+#include "quarn/interpreter/expression.h"
+#include "quarn/interpreter/text_writer.h"
 
 namespace Quarn {
 
@@ -112,12 +115,34 @@ bool HasBalancedRoundBrackets(std::string_view text) {
 
 } // namespace
 
-Outcome RewriteOperation(std::string_view text, const Operators& operators, s_str& output, s_str& error) {
+s_refptr<Expression> KeptOperation::Keep(const s_refptr<Expression>& left, std::string_view op,
+                                         const s_refptr<Expression>& right, const Language& language,
+                                         EngineLimits& limits, s_str& error) {
+    const std::size_t length = left->GetLength() + op.size() + right->GetLength() + 4;
+    if (length > Longest.size) return limits.Abandon(error, Longest.message);
+
+    using enum Shape;
+    const Operators& operators = language.GetOperators();
+    const unsigned version = language.GetOperatorsVersion();
+    const Shape leftShape = left->GetShape(operators, version);
+    const Shape rightShape = right->GetShape(operators, version);
+    const bool isWritten = operators.Find(op) && op != "[]";
+    if (isWritten && leftShape != Irregular && rightShape != Irregular)
+        return make_refptr<Expression>(
+            KeptOperation{{left, leftShape == Bracketed}, op, {right, rightShape == Bracketed}, version});
+    if (const Outcome outcome = limits.Spend(length, error); !outcome) return outcome;
+    s_str rewritten;
+    const s_str text = "(" + left->GetText() + ")" + op + "(" + right->GetText() + ")";
+    if (const Outcome outcome = Rewrite(text, operators, rewritten, error); !outcome) return outcome;
+    return make_refptr<Expression>(rewritten);
+}
+
+Outcome KeptOperation::Rewrite(std::string_view text, const Operators& operators, s_str& output, s_str& error) {
     return Rewriting(text, operators).Rewrite(output, error);
 }
 
-Expression::Shape ShapeOf(std::string_view text, const Operators& operators) {
-    using enum Expression::Shape;
+KeptOperation::Shape KeptOperation::ShapeOf(std::string_view text, const Operators& operators) {
+    using enum Shape;
     if (!HasBalancedRoundBrackets(text)) return Irregular;
     const Rewriting::Pieces pieces = Rewriting(text, operators).CountPieces(text);
     if (pieces.fault) return Irregular;

@@ -23,7 +23,7 @@ Outcome Language::SetPriorities(const OperatorPriorities& priorities, s_str& err
     m_priorities = priorities;
     m_operators = Operators(m_priorities);
     ++m_operatorsVersion;
-    ++m_generation;
+    ++m_clock.language;
     return Outcome::WentOn;
 }
 
@@ -61,7 +61,7 @@ void Language::RefreshAll() {
     for (const auto& [name, constructor] : m_registry.constructors)
         m_takenSlots.set(NameSlot(name, m_takenSlots.size()));
     m_takenCount = m_registry.functions.size() + m_registry.constructors.size();
-    m_refreshedGeneration = m_generation;
+    m_refreshed = m_clock.language;
 }
 
 } // namespace Quarn

@@ -2,6 +2,7 @@
 
 #include <bitset>
 
+#include "quarn/interpreter/clock.h"
 #include "quarn/interpreter/names.h"
 #include "quarn/interpreter/operators.h"
 
@@ -20,14 +21,15 @@ struct Literal {
 /// What texts mean: the registries and the operators, and both in the form that the parser uses.
 class Language {
 public:
+    /// The clock is not owned: it counts the changes.
+    explicit Language(Clock& clock) : m_clock(clock) {}
+
     const Registry& GetRegistry() const { return m_registry; }
     /// For adding entries, until the next `Refresh`.
     Registry& EditRegistry() {
-        ++m_generation;
+        ++m_clock.language;
         return m_registry;
     }
-    /// Counts the possible changes of the registries and the operators.
-    unsigned GetGeneration() const { return m_generation; }
 
     /// Only while nothing is evaluated. False if there is none.
     bool RemoveFunction(std::string_view name);
@@ -40,7 +42,7 @@ public:
 
     /// Looks up what parsing needs in the registries.
     void Refresh() {
-        if (m_refreshedGeneration != m_generation && !m_isTesting) RefreshAll();
+        if (m_refreshed != m_clock.language && !m_isTesting) RefreshAll();
     }
     const Operators& GetOperators() const { return m_operators; }
 
@@ -91,12 +93,12 @@ public:
 private:
     void RefreshAll();
 
+    Clock& m_clock;
     Registry m_registry;
     OperatorPriorities m_priorities;
-    unsigned m_generation = 1;
     unsigned m_operatorsVersion = 0;
 
-    unsigned m_refreshedGeneration = 0;
+    std::uint64_t m_refreshed = 0; ///< the `Clock::language` of the last refresh
     Operators m_operators;
     std::vector<Literal> m_literals;       ///< in ascending order of the types
     ByteSet m_canBegin;                    ///< the bytes that any of them can begin with

@@ -74,13 +74,19 @@ Step FlatStep(Place place, std::string_view text, const FlatType& type, Word wor
     return step;
 }
 
+const char* EndOfWord(const char* begin, const char* textEnd, const ByteSet& isInWord) {
+    while (begin != textEnd && isInWord[static_cast<unsigned char>(*begin)]) ++begin;
+    return begin;
+}
+
 /// Makes the step of a text that is a name, or a flat literal of letters, digits and points. False for any other text.
 bool ReadWord(std::string_view text, Place place, const Language& language, Step& step) {
     const Operators& operators = language.GetOperators();
     const bool isName = IsLetter(text.front());
-    const ByteSet& isInWord = isName ? operators.GetNameCharacters() : operators.GetNumberCharacters();
-    for (const char character : text)
-        if (!isInWord[static_cast<unsigned char>(character)]) return false;
+    const char* const textEnd = text.data() + text.size();
+    if (EndOfWord(text.data(), textEnd, isName ? operators.GetNameCharacters() : operators.GetNumberCharacters()) !=
+        textEnd)
+        return false;
     if (isName) {
         step = StepAt(place, Step::Kind::Name, text);
         return true;
@@ -172,10 +178,13 @@ private:
     }
     Outcome OpenText(std::string_view text, Place place);
     Outcome OpenPiece(std::string_view piece, Place place);
+    Outcome OpenBrackets(std::string_view piece, Place place);
     Outcome OpenIndexing(std::string_view piece, Place place);
     Outcome OpenCall(std::string_view piece, std::size_t parenthesis, Place place);
     Outcome Continue();
     Outcome ContinueText();
+    Outcome TakeNext(Open& text);
+    const Operator* FindPiece(Open& text, std::size_t begin, std::string_view& piece);
     Outcome TakeOperator(const Operator& op);
     bool TakeWord(Open& text, const Operator*& following, Outcome& outcome);
     Outcome ApplyDownTo(unsigned priority);
@@ -192,6 +201,8 @@ private:
     };
     std::vector<Token> Cut(std::string_view text);
     bool HasCutOperators(std::string_view text, const std::vector<Token>& tokens) const;
+    bool IsCut(std::string_view text, const std::vector<Token>& tokens, std::size_t op) const;
+    bool HasOperatorAtEnd(std::string_view side, const Token& operand) const;
     void OpenSides(std::string_view text, const std::vector<Token>& tokens, Place place);
     Outcome ContinueSides();
     Outcome ContinueIndexing();
@@ -247,42 +258,39 @@ Outcome Parser::Continue() {
 
 /// Continues until a piece opens something, or to the end of the text.
 Outcome Parser::ContinueText() {
-    const OperatorSeparators separators{m_operators};
     const Open* const current = &Top();
+    Outcome outcome = Outcome::WentOn;
     // Accepting a step may have moved it, and a call may have taken its place.
-    while (m_openCount > 0 && &Top() == current && current->kind == Open::Kind::Text) {
-        Open& text = Top();
-        if (text.endsInOperators) {
-            if (const Outcome outcome = ApplyEnds(); !outcome) return outcome;
-            continue;
-        }
-        const std::size_t begin = text.position;
-        if (begin >= text.text.size()) return FinishText();
-        const Operator* op = nullptr;
-        if (m_operators.IsPlain(text.text[begin])) {
-            Outcome outcome = Outcome::WentOn;
-            if (TakeWord(text, op, outcome)) {
-                if (!outcome) return outcome;
-                if (!op || &Top() != current) continue;
-            }
-        } else if (Bracket(text.text[begin]).IsNone()) {
-            op = m_operators.Match(text.text, begin);
-        }
-        if (op) {
-            text.position += op->text.View().size();
-        } else {
-            const char* none = nullptr; // the brackets were checked before
-            text.position = m_brackets.FindSeparator(text.text, text.position, separators, none);
-            const std::string_view piece(text.text.data() + begin, text.position - begin);
-            if (!Bracket(piece.front()).IsNone()) op = m_operators.Find(piece); // "[]"
-            if (!op) {
-                if (const Outcome outcome = TakeOperand(piece); !outcome) return outcome;
-                continue;
-            }
-        }
-        if (const Outcome outcome = TakeOperator(*op); !outcome) return outcome;
+    while (outcome && m_openCount > 0 && &Top() == current && current->kind == Open::Kind::Text)
+        outcome = TakeNext(Top());
+    return outcome;
+}
+
+/// Takes what comes next in a text: an operand, an operator, or a word and the operator behind it.
+[[gnu::always_inline]] inline Outcome Parser::TakeNext(Open& text) {
+    if (text.endsInOperators) return ApplyEnds();
+    const std::size_t begin = text.position;
+    if (begin >= text.text.size()) return FinishText();
+    const Operator* op = nullptr;
+    if (m_operators.IsPlain(text.text[begin])) {
+        Outcome outcome = Outcome::WentOn;
+        const bool isTaken = TakeWord(text, op, outcome);
+        if (isTaken && (!outcome || !op || &Top() != &text)) return outcome;
+    } else if (Bracket(text.text[begin]).IsNone()) {
+        op = m_operators.Match(text.text, begin);
     }
-    return Outcome::WentOn;
+    std::string_view piece;
+    if (op) text.position += op->text.View().size();
+    else op = FindPiece(text, begin, piece);
+    return op ? TakeOperator(*op) : TakeOperand(piece);
+}
+
+/// Finds the end of an operand. Null unless it is an operator after all, "[]".
+inline const Operator* Parser::FindPiece(Open& text, std::size_t begin, std::string_view& piece) {
+    const char* none = nullptr; // the brackets were checked before
+    text.position = m_brackets.FindSeparator(text.text, text.position, OperatorSeparators{m_operators}, none);
+    piece = {text.text.data() + begin, text.position - begin};
+    return Bracket(piece.front()).IsNone() ? nullptr : m_operators.Find(piece);
 }
 
 /// Takes the next operand if it is a name, or a flat literal of letters, digits and points, as most operands are. Also
@@ -293,9 +301,8 @@ inline bool Parser::TakeWord(Open& text, const Operator*& following, Outcome& ou
     const char* begin = text.text.data() + text.position;
     while (*begin == ' ') ++begin; // ends, because the text is trimmed
     const bool isName = IsLetter(*begin);
-    const ByteSet& isInWord = isName ? m_operators.GetNameCharacters() : m_operators.GetNumberCharacters();
-    const char* end = begin;
-    while (end != textEnd && isInWord[static_cast<unsigned char>(*end)]) ++end;
+    const char* const end =
+        EndOfWord(begin, textEnd, isName ? m_operators.GetNameCharacters() : m_operators.GetNumberCharacters());
     if (end == begin) return false;
     const char* next = end;
     while (next != textEnd && *next == ' ' && m_operators.IsPlain(' ')) ++next;
@@ -316,6 +323,14 @@ inline bool Parser::TakeWord(Open& text, const Operator*& following, Outcome& ou
     following = op;
     outcome = isName ? EmitName(word, place) : EmitFlat(word, *type, value, place);
     return true;
+}
+
+/// Applies the last of the operators that wait in a text.
+inline Outcome Parser::ApplyWaiting(Open& text, Place place) {
+    const auto [op, position, hasLeftOperand] = m_memory.waiting.back();
+    m_memory.waiting.pop_back();
+    --text.count;
+    return EmitOperation(*op, &text.text[position], hasLeftOperand, std::exchange(text.hasOperand, true), place);
 }
 
 /// Applies the operators that wait and bind as tightly, or more.
@@ -339,27 +354,26 @@ Outcome Parser::TakeOperator(const Operator& op) {
 Outcome Parser::OpenPiece(std::string_view piece, Place place) {
     if (MustStopBefore(piece.size())) return Outcome::Failed;
     if (const Operator* op = m_operators.Find(piece)) return EmitMissingOperands(*op, piece.data(), place);
-    if (piece.front() == '(' && piece.back() == ')' && piece.size() > 1) {
-        if (place.isWhole && m_brackets.FindPartner(piece, 0) != piece.size() - 1) place.isWhole = false;
-        CloseIfWhole(piece);
-        return OpenText(piece.substr(1, piece.size() - 2), place.Bracketed());
-    }
+    if (piece.front() == '(' && piece.back() == ')' && piece.size() > 1) return OpenBrackets(piece, place);
 
-    const bool beginsWithLetter = IsLetter(piece.front());
     std::size_t nameEnd = 0;
     while (nameEnd < piece.size() && IsNameCharacter(piece[nameEnd])) ++nameEnd;
     const bool isName = nameEnd == piece.size();
-    if (beginsWithLetter && isName) return EmitName(piece, place);
+    if (isName && IsLetter(piece.front())) return EmitName(piece, place);
     Word word = 0;
     if (const FlatType* type = m_language.ReadFlatLiteral(piece, word)) return EmitFlat(piece, *type, word, place);
     const auto [count, literal] = m_language.FindLiteral(piece);
     if (count > 1) return EmitAmbiguity(piece, place);
-    if (literal && literal->reader && literal->reader.read(piece, word))
-        return EmitFlat(piece, *literal->reader.type, word, place);
     if (literal) return EmitLiteral(piece, *literal, place);
     if (isName || piece == "_") return EmitName(piece, place);
     const std::size_t parenthesis = piece[nameEnd] == '(' ? nameEnd : piece.find('(', nameEnd);
     return parenthesis == std::string_view::npos ? OpenIndexing(piece, place) : OpenCall(piece, parenthesis, place);
+}
+
+Outcome Parser::OpenBrackets(std::string_view piece, Place place) {
+    if (place.isWhole && m_brackets.FindPartner(piece, 0) != piece.size() - 1) place.isWhole = false;
+    CloseIfWhole(piece);
+    return OpenText(piece.substr(1, piece.size() - 2), place.Bracketed());
 }
 
 Outcome Parser::TakeOperand(std::string_view piece) {
@@ -413,14 +427,6 @@ Outcome Parser::FinishText() {
     return Outcome::WentOn;
 }
 
-/// Applies the last of the operators that wait in a text.
-Outcome Parser::ApplyWaiting(Open& text, Place place) {
-    const auto [op, position, hasLeftOperand] = m_memory.waiting.back();
-    m_memory.waiting.pop_back();
-    --text.count;
-    return EmitOperation(*op, &text.text[position], hasLeftOperand, std::exchange(text.hasOperand, true), place);
-}
-
 std::vector<Parser::Token> Parser::Cut(std::string_view text) {
     std::vector<Token> tokens;
     Quarn::Cut cut(text);
@@ -434,27 +440,31 @@ std::vector<Parser::Token> Parser::Cut(std::string_view text) {
 /// Whether the left side of an operator ends in the beginning of another one that has an operator of the whole text
 /// within it. One that begins in the last operand of the side is no such case, see `CutEnds`.
 bool Parser::HasCutOperators(std::string_view text, const std::vector<Token>& tokens) const {
-    const auto begins = [&](std::string_view side, const Token& token) {
-        std::size_t at = std::max(token.begin, side.size() - std::min(side.size(), m_operators.GetLongest() - 1));
-        const std::size_t end = std::min(token.end, side.size());
-        while (at < end && (!Bracket(side[at]).IsNone() || !m_operators.Match(side, at))) ++at;
-        return at < end;
-    };
-    for (std::size_t i = 1; i < tokens.size(); ++i) {
-        if (!tokens[i].op) continue;
-        const std::size_t operand = tokens[i - 1].op ? i : i - 1;
-        std::size_t end = tokens[i].begin;
-        for (bool isCut = true; isCut;) {
-            const std::string_view side = Trimmed(text.substr(0, end));
-            for (std::size_t before = operand;
-                 before-- > 0 && side.size() < tokens[before].end + m_operators.GetLongest();)
-                if (!tokens[before].op && begins(side, tokens[before])) return true;
-            isCut = side.size() > tokens[operand].begin && operand < i &&
-                    m_operators.MatchAtEnd(side.substr(tokens[operand].begin), end);
-            end += tokens[operand].begin;
-        }
-    }
+    for (std::size_t i = 1; i < tokens.size(); ++i)
+        if (tokens[i].op && IsCut(text, tokens, i)) return true;
     return false;
+}
+
+/// The same for the operator at that place among the tokens.
+bool Parser::IsCut(std::string_view text, const std::vector<Token>& tokens, std::size_t op) const {
+    const std::size_t operand = tokens[op - 1].op ? op : op - 1;
+    const std::size_t begin = tokens[operand].begin;
+    std::size_t end = tokens[op].begin;
+    for (;;) {
+        const std::string_view side = Trimmed(text.substr(0, end));
+        for (std::size_t i = operand; i-- > 0 && side.size() < tokens[i].end + m_operators.GetLongest();)
+            if (!tokens[i].op && HasOperatorAtEnd(side, tokens[i])) return true;
+        if (side.size() <= begin || operand == op || !m_operators.MatchAtEnd(side.substr(begin), end)) return false;
+        end += begin;
+    }
+}
+
+/// Whether an operator that the end of the side cuts off, or that ends there, begins in the operand.
+bool Parser::HasOperatorAtEnd(std::string_view side, const Token& operand) const {
+    std::size_t at = std::max(operand.begin, side.size() - std::min(side.size(), m_operators.GetLongest() - 1));
+    const std::size_t end = std::min(operand.end, side.size());
+    while (at < end && (!Bracket(side[at]).IsNone() || !m_operators.Match(side, at))) ++at;
+    return at < end;
 }
 
 /// Cuts the text at the operator that is applied last.
@@ -545,6 +555,8 @@ Outcome Parser::EmitFlat(std::string_view text, const FlatType& type, Word word,
 }
 
 Outcome Parser::EmitLiteral(std::string_view text, const Literal& literal, Place place) {
+    Word word = 0;
+    if (literal.reader && literal.reader.read(text, word)) return EmitFlat(text, *literal.reader.type, word, place);
     if (!literal.constructor)
         return EmitFault(text.data(), place, "\tError : No constructor for the type '", *literal.type, "'");
     Step step = StepAt(place, Step::Kind::Literal, text);

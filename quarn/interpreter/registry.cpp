@@ -1,6 +1,11 @@
 #include "quarn/interpreter/registry.h"
 
+#include <algorithm>
+#include <functional>
+
 namespace Quarn {
+
+void ThrowNoCallable() { throw std::bad_function_call(); }
 
 const Function* FunctionOverloads::Search(std::span<const s_str* const> types) const {
     const auto mayHave = [&](const auto& entry) { return entry.first.View().size() > types.size(); };

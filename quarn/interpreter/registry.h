@@ -1,13 +1,12 @@
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <concepts>
-#include <functional>
 #include <map>
 #include <set>
 #include <span>
 
+#include "quarn/core/api.h"
 #include "quarn/core/s_ctnr.h"
 #include "quarn/core/s_refptr.h"
 #include "quarn/core/s_str.h"
@@ -61,24 +60,38 @@ template <class Value> const Value* FindIn(const Table<Value>& table, std::strin
 }
 
 template <class Signature> class Registered;
+/// Throws std::bad_function_call.
+[[noreturn]] QUARN_API void ThrowNoCallable();
 
 /// A callable in a registry. If it is replaced while it runs, the call finishes with the old one.
 template <class Result, class... Arguments> class Registered<Result(Arguments...)> {
-    using Callable = std::function<Result(Arguments...)>;
+    struct Callable {
+        virtual ~Callable() = default;
+        virtual Result Call(Arguments... arguments) const = 0;
+    };
+    template <class Function> struct Holder final : Callable {
+        explicit Holder(Function held) : function(std::move(held)) {}
+        Result Call(Arguments... arguments) const override { return function(std::forward<Arguments>(arguments)...); }
+        mutable Function function;
+    };
 
 public:
     Registered() = default;
+    /// A null pointer, or an empty std::function, is no callable.
     template <class Function>
-    requires(!std::is_base_of_v<Registered, Function> && std::is_constructible_v<Callable, Function>)
-        Registered(Function function)
-        : m_callable(make_refptr<Callable>(std::move(function))) {}
+    requires(!std::is_base_of_v<Registered, Function> && std::is_invocable_r_v<Result, Function&, Arguments...>)
+        Registered(Function function) {
+        if constexpr (std::is_constructible_v<Function, std::nullptr_t>)
+            if (!function) return;
+        m_callable = make_refptr<Holder<Function>>(std::move(function));
+    }
 
     explicit operator bool() const { return static_cast<bool>(m_callable); }
     /// Throws std::bad_function_call if there is none.
     Result operator()(Arguments... arguments) const {
         const s_refptr<const Callable> callable = m_callable;
-        if (!callable) throw std::bad_function_call();
-        return (*callable)(std::forward<Arguments>(arguments)...);
+        if (!callable) ThrowNoCallable();
+        return callable->Call(std::forward<Arguments>(arguments)...);
     }
 
     /// The result depends only on the operands and on what the callable evaluates in the state, and the callable

@@ -1,5 +1,7 @@
 #include "quarn/interpreter/result.h"
 
+#include <algorithm>
+
 namespace Quarn {
 
 s_str MessageOf(std::string_view error) {

@@ -8,7 +8,7 @@
 
 namespace Quarn {
 
-State::State() : m_interpreter(std::make_unique<Interpreter>(*this)) {
+State::State() : m_interpreter(make_refptr<Interpreter>(*this)) {
     SetOperatorPriorities({{"[]", 5}}); // written around its operand, for whatever type
     Symbol::Register(*this);
     Reference::Register(*this);
@@ -123,11 +123,12 @@ Result<s_refptr<Symbol>> State::Resolve(s_refptr<Symbol> value) {
 }
 
 Result<s_str> State::TextOf(const Symbol& value) {
-    const Limits::Level level(GetLimits());
+    EngineLimits& limits = m_interpreter->limits;
+    const Limits::Level level(limits);
     s_str text;
     Failure failure;
-    Outcome outcome = TextWriter(&GetLimits(), text, failure.error).Write(value);
-    if (GetLimits().IsStopped()) outcome = GetLimits().CheckStopped(failure.error, 0);
+    Outcome outcome = TextWriter(&limits, text, failure.error).Write(value);
+    if (limits.IsStopped()) outcome = limits.CheckStopped(failure.error, 0);
     if (outcome) return text;
     m_interpreter->evaluator.Explain(failure, {});
     return failure;
@@ -229,7 +230,7 @@ void State::RegisterFunction(const s_str& name, const s_str& signature, Function
 }
 
 bool State::RemoveFunction(std::string_view name) {
-    return GetLimits().IsIdle() && m_interpreter->language.RemoveFunction(name);
+    return m_interpreter->limits.IsIdle() && m_interpreter->language.RemoveFunction(name);
 }
 
 const OperatorPriorities& State::GetOperatorPriorities() const { return m_interpreter->language.GetPriorities(); }
@@ -241,8 +242,9 @@ s_uint State::GetOperatorPriority(std::string_view op) const {
 
 bool State::SetOperatorPriorities(const OperatorPriorities& priorities, s_str& error) {
     const Outcome outcome =
-        GetLimits().IsIdle() ? m_interpreter->language.SetPriorities(priorities, error)
-                             : Fail(error, "\tError : Operators cannot be replaced while an expression is evaluated");
+        m_interpreter->limits.IsIdle()
+            ? m_interpreter->language.SetPriorities(priorities, error)
+            : Fail(error, "\tError : Operators cannot be replaced while an expression is evaluated");
     return static_cast<bool>(outcome);
 }
 

@@ -1,8 +1,7 @@
 #pragma once
 
-#include <functional>
 #include <iosfwd>
-#include <memory>
+#include <map>
 #include <string_view>
 #include <vector>
 
@@ -111,7 +110,7 @@ public:
     }
 
     /// Whether a separator starts at the position of the text; stores it in `matchedText`.
-    using Matcher = std::function<s_bool(std::size_t position, const s_str& wholeText, s_str& matchedText)>;
+    using Matcher = Registered<s_bool(std::size_t position, const s_str& wholeText, s_str& matchedText)>;
     /// Appends the parts of the text between separators at the top bracket level; with `keepSeparators` the separators
     /// too.
     s_bool SplitExpression(s_ctnr<s_str>& pieces, const s_str& text, const Matcher& matcher, s_str& error,
@@ -169,7 +168,7 @@ private:
     Result<s_refptr<Symbol>> Store(const s_str& name, s_refptr<Symbol> value);
     Result<Operand> EvaluateAndResolve(std::string_view expression);
 
-    const std::unique_ptr<Interpreter> m_interpreter;
+    const s_refptr<Interpreter> m_interpreter;
 };
 
 } // namespace Quarn

@@ -70,7 +70,7 @@ constexpr std::size_t Portion = 4096;
 /// What a statement reports and changes.
 class Statements::Transaction {
 public:
-    Transaction(SymbolTable& symbols, Limits& limits, s_str&& emptyReport)
+    Transaction(SymbolTable& symbols, EngineLimits& limits, s_str&& emptyReport)
         : report(std::move(emptyReport)), m_symbols(symbols), m_limits(limits) {}
     ~Transaction() {
         if (!m_isDone) Undo();
@@ -119,7 +119,7 @@ private:
     }
 
     SymbolTable& m_symbols;
-    Limits& m_limits;
+    EngineLimits& m_limits;
     std::string_view m_name;
     s_refptr<Symbol> m_value;
     s_refptr<Symbol> m_before;
@@ -128,7 +128,8 @@ private:
     bool m_isDone = false;
 };
 
-Statements::Statements(State& state, Limits& limits, Language& language, SymbolTable& symbols, Evaluator& evaluator)
+Statements::Statements(State& state, EngineLimits& limits, Language& language, SymbolTable& symbols,
+                       Evaluator& evaluator)
     : m_state(state), m_limits(limits), m_language(language), m_symbols(symbols), m_evaluator(evaluator),
       m_input(&std::cin), m_output(&std::cout) {}
 
@@ -172,27 +173,33 @@ bool Statements::CheckUntaken(std::string_view name, s_str& error) const {
 
 bool Statements::ParseLine(std::string_view line) {
     bool haveSucceeded = true;
-    while (!line.empty()) {
+    bool isCancelled = false;
+    while (!line.empty() && !isCancelled) {
         const std::string_view statement = CutStatement(line);
         if (statement.empty() || statement.starts_with("//")) continue;
-        m_reportBuffer.Clear();
-        Transaction transaction(m_symbols, m_limits, std::move(m_reportBuffer));
-        bool isComplete = false;
-        try {
-            ParseStatement(statement, transaction);
-            isComplete = true;
-        } catch (const std::bad_alloc&) {
-        } catch (const std::length_error&) { // a container larger than any memory
-        }
-        if (!transaction.IsDone()) transaction.Undo(); // before the report, which others may see
-        const bool wasCancelled = m_limits.WasCancelled();
-        const bool isPrinted = isComplete ? PrintReport(transaction) : Print("\tError : Out of memory\n");
-        constexpr std::size_t MostKept = 4096; // more than most reports take
-        if (transaction.report.View().size() <= MostKept) m_reportBuffer = std::move(transaction.report);
-        if (!isComplete || !isPrinted || transaction.hasFailed) haveSucceeded = false;
-        if (wasCancelled || (!isPrinted && m_limits.IsCancelled())) return false;
+        if (!CarryOut(statement, isCancelled)) haveSucceeded = false;
     }
-    return haveSucceeded;
+    return haveSucceeded && !isCancelled;
+}
+
+/// Carries out a statement and prints its report. Returns whether it succeeded.
+bool Statements::CarryOut(std::string_view statement, bool& isCancelled) {
+    m_reportBuffer.Clear();
+    Transaction transaction(m_symbols, m_limits, std::move(m_reportBuffer));
+    bool isComplete = false;
+    try {
+        ParseStatement(statement, transaction);
+        isComplete = true;
+    } catch (const std::bad_alloc&) {
+    } catch (const std::length_error&) { // a container larger than any memory
+    }
+    if (!transaction.IsDone()) transaction.Undo(); // before the report, which others may see
+    isCancelled = m_limits.WasCancelled();
+    const bool isPrinted = isComplete ? PrintReport(transaction) : Print("\tError : Out of memory\n");
+    if (!isPrinted && m_limits.IsCancelled()) isCancelled = true;
+    constexpr std::size_t MostKept = 4096; // more than most reports take
+    if (transaction.report.View().size() <= MostKept) m_reportBuffer = std::move(transaction.report);
+    return isComplete && isPrinted && !transaction.hasFailed;
 }
 
 void Statements::ParseStatement(std::string_view statement, Transaction& transaction) {

@@ -9,7 +9,7 @@ namespace Quarn {
 /// Carries out statements, and prints what each reports when it is done.
 class Statements {
 public:
-    Statements(State& state, Limits& limits, Language& language, SymbolTable& symbols, Evaluator& evaluator);
+    Statements(State& state, EngineLimits& limits, Language& language, SymbolTable& symbols, Evaluator& evaluator);
 
     void SetInteractive(bool isInteractive) { m_isInteractive = isInteractive; }
     void SetStreams(std::istream& input, std::ostream& output) {
@@ -35,6 +35,7 @@ public:
 private:
     class Transaction;
 
+    bool CarryOut(std::string_view statement, bool& isCancelled);
     void ParseStatement(std::string_view statement, Transaction& transaction);
     void AssignReference(std::string_view name, std::string_view expression, Transaction& transaction);
     void Assign(std::string_view name, std::string_view expression, Transaction& transaction);
@@ -52,7 +53,7 @@ private:
     s_refptr<Symbol> MakeEmptyReference();
 
     State& m_state;
-    Limits& m_limits;
+    EngineLimits& m_limits;
     Language& m_language;
     SymbolTable& m_symbols;
     Evaluator& m_evaluator;

@@ -8,7 +8,7 @@
 
 namespace Quarn {
 
-SymbolTable::SymbolTable() : m_lastResult(m_map[LastResultName]) {}
+SymbolTable::SymbolTable(Clock& clock) : m_clock(clock), m_lastResult(m_map[LastResultName]) {}
 
 SymbolTable::~SymbolTable() = default;
 
@@ -39,7 +39,7 @@ const Operand* SymbolTable::Read(std::string_view name) {
 // Values that are replaced or erased are destroyed by the caller: a destructor may use the table.
 
 s_refptr<Symbol> SymbolTable::Exchange(std::string_view name, s_refptr<Symbol> value) {
-    ++m_changes;
+    ++m_clock.symbols;
     Recent* const recent = FindRecent(name);
     if (!recent) {
         m_weight += WeightOf(name, value);
@@ -52,7 +52,7 @@ s_refptr<Symbol> SymbolTable::Exchange(std::string_view name, s_refptr<Symbol> v
 }
 
 s_refptr<Symbol> SymbolTable::SetLastResult(s_refptr<Symbol> value) {
-    ++m_lastResultChanges;
+    ++m_clock.lastResult;
     const Recent recent = std::exchange(m_recent[NameSlot(LastResultName, SlotCount)], {});
     m_lastResult.Swap(value);
     return value;
@@ -60,7 +60,7 @@ s_refptr<Symbol> SymbolTable::SetLastResult(s_refptr<Symbol> value) {
 
 s_refptr<Symbol> SymbolTable::Erase(std::string_view name) {
     if (name == LastResultName) return nullptr;
-    ++m_changes;
+    ++m_clock.symbols;
     const Recent recent = std::exchange(m_recent[NameSlot(name, SlotCount)], {});
     const auto found = m_map.find(name);
     if (found == m_map.end()) return nullptr;
@@ -70,7 +70,7 @@ s_refptr<Symbol> SymbolTable::Erase(std::string_view name) {
 }
 
 SymbolTable::Map SymbolTable::EraseAll() {
-    ++m_changes;
+    ++m_clock.symbols;
     const auto recent = std::make_unique<std::array<Recent, SlotCount>>();
     recent->swap(m_recent);
     Map erased;

@@ -5,6 +5,7 @@
 #include <map>
 #include <set>
 
+#include "quarn/interpreter/clock.h"
 #include "quarn/interpreter/operand.h"
 
 namespace Quarn {
@@ -15,16 +16,13 @@ public:
     using Map = std::map<s_str, s_refptr<Symbol>, s_text_order>;
     static constexpr std::string_view LastResultName = "_";
 
-    SymbolTable();
+    /// The clock is not owned: it counts the changes.
+    explicit SymbolTable(Clock& clock);
     ~SymbolTable();
     SymbolTable(const SymbolTable&) = delete;
     SymbolTable& operator=(const SymbolTable&) = delete;
 
     const Map& GetMap() const { return m_map; }
-    /// Counts all changes.
-    std::uint64_t GetChanges() const { return m_changes + m_lastResultChanges; }
-    /// Counts the changes of all symbols but the last result.
-    std::uint64_t GetNamedChanges() const { return m_changes; }
 
     /// The value of the symbol; null if there is none. The pointer is valid until the symbol is erased.
     const s_refptr<Symbol>* Find(std::string_view name);
@@ -62,9 +60,8 @@ private:
     /// Of a symbol, in bytes; 0 while they are not counted.
     std::size_t WeightOf(std::string_view name, const s_refptr<Symbol>& value) const;
 
+    Clock& m_clock;
     Map m_map;
-    std::uint64_t m_changes = 0; ///< but those of the last result
-    std::uint64_t m_lastResultChanges = 0;
     s_refptr<Symbol>& m_lastResult; ///< in the map
     std::array<Recent, SlotCount> m_recent;
     std::set<s_str, s_text_order> m_constants;

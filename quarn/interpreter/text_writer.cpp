@@ -3,13 +3,13 @@
 #include <algorithm>
 
 #include "quarn/interpreter/expression.h"
-#include "quarn/interpreter/operand.h"
-#include "quarn/types/symbol.h"
+#include "quarn/interpreter/state.h"
+#include "quarn/types/reference.h"
 
 namespace Quarn {
 
 TextWriter::TextWriter(Limits* limits, s_str& text, s_str& error, const Limit& limit)
-    : m_limits(limits), m_text(text), m_error(error), m_limit(limit) {}
+    : m_limits(limits ? &EngineLimits::Of(*limits) : nullptr), m_text(text), m_error(error), m_limit(limit) {}
 
 TextWriter::~TextWriter() = default;
 
@@ -51,9 +51,74 @@ Outcome TextWriter::AppendName(const s_str& name) {
     return outcome ? Append(" = ") : outcome;
 }
 
-const TextWriter::Written* TextWriter::FindWritten(const Expression& expression, std::uint64_t moment) const {
+Limits* TextWriter::GetLimits() const { return m_limits; }
+
+Outcome TextWriter::Spend(std::size_t steps) {
+    return m_limits ? m_limits->Spend(steps, m_error) : Outcome(Outcome::WentOn);
+}
+
+Outcome TextWriter::CheckStopped() {
+    return m_limits && m_limits->MustStop() ? m_limits->CheckStopped(m_error) : Outcome(Outcome::WentOn);
+}
+
+/// The result of an expression while it is written. Meeting the expression again within it is a circle. The outermost
+/// reference does not count: its result reads as that value reads by itself.
+class TextWriter::ExpressionResult {
+public:
+    ExpressionResult(TextWriter& writer, const Expression& expression)
+        : m_writer(writer), m_expression(expression), m_isNested(writer.m_isNested), m_outer(writer.m_innermost) {
+        if (m_isNested) writer.m_innermost = this;
+    }
+    ~ExpressionResult() {
+        if (m_isNested) m_writer.m_innermost = m_outer;
+    }
+    ExpressionResult(const ExpressionResult&) = delete;
+    ExpressionResult& operator=(const ExpressionResult&) = delete;
+
+    bool IsCircle() const {
+        for (const ExpressionResult* outer = m_outer; outer; outer = outer->m_outer)
+            if (outer->m_expression.IsSameAs(m_expression)) return true;
+        return false;
+    }
+
+private:
+    TextWriter& m_writer;
+    const Expression& m_expression;
+    const bool m_isNested;
+    const ExpressionResult* const m_outer;
+};
+
+Outcome TextWriter::WriteResult(const Reference& reference) {
+    if (!m_limits) m_limits = &EngineLimits::Of(reference.GetState().GetLimits());
+    const ExpressionResult result(*this, *reference.GetExpression());
+    return WriteOnce(reference, result.IsCircle());
+}
+
+/// Writes the result, or copies it if it was written before and nothing has changed since: texts that double with each
+/// reference are stopped early.
+Outcome TextWriter::WriteOnce(const Reference& reference, bool isCircle) {
+    const s_refptr<Expression>& expression = reference.GetExpression();
+    if (const Written* const written = FindWritten(*expression)) return Repeat(*written);
+    const Recording recording(*m_limits);
+    const std::uint64_t circles = m_circles;
+    if (isCircle) ++m_circles;
+    Written written{expression, recording.GetMoment(), m_text.View().size(), 0, m_size};
+    const Outcome outcome = WriteValue(reference, isCircle);
+    if (outcome && recording.IsRepeatable() && m_circles == circles) Remember(std::move(written), recording);
+    return outcome;
+}
+
+Outcome TextWriter::WriteValue(const Reference& reference, bool isCircle) {
+    const Operand value = isCircle ? Operand() : reference.Evaluate();
+    if (const Outcome outcome = CheckStopped(); !outcome) return outcome;
+    if (!value) return Append(*reference.GetExpression());
+    if (const Reference* last = Reference::In(value)) return Append(*last->GetUnevaluatedExpression());
+    return Nest([&] { return Write(value); });
+}
+
+const TextWriter::Written* TextWriter::FindWritten(const Expression& expression) const {
     const auto found = m_written.find(&expression);
-    const bool isValid = found != m_written.end() && found->second.moment == moment &&
+    const bool isValid = found != m_written.end() && found->second.moment == m_limits->GetClock().Moment() &&
                          found->second.depth <= m_limits->GetRemainingLevels();
     return isValid ? &found->second : nullptr;
 }
@@ -68,13 +133,13 @@ Outcome TextWriter::Repeat(const Written& written) {
     return outcome;
 }
 
-void TextWriter::Remember(Written written, unsigned depth) {
+void TextWriter::Remember(Written written, const Recording& recording) {
     constexpr std::size_t WorthIt = 256;
     written.length = m_text.View().size() - written.begin;
     if (written.length < WorthIt) return;
     written.size = m_size - written.size;
-    written.steps = m_limits->GetSpent() - written.steps;
-    written.depth = depth;
+    written.steps = recording.GetSteps();
+    written.depth = recording.GetDepth();
     m_written.insert_or_assign(written.expression.Get(), std::move(written));
 }
 
@@ -82,21 +147,6 @@ Outcome TextWriter::Count(std::size_t size) {
     m_size += size;
     if (m_size <= m_limit.size) return Outcome::WentOn;
     return m_limits ? m_limits->Abandon(m_error, m_limit.message) : Fail(m_error, m_limit.message);
-}
-
-TextWriter::ExpressionResult::ExpressionResult(TextWriter& writer, const Expression& expression, Limits& limits)
-    : m_writer(writer), m_expression(expression), m_isNested(writer.m_isNested), m_outer(writer.m_innermost) {
-    if (!writer.m_limits) writer.m_limits = &limits;
-    if (m_isNested) writer.m_innermost = this;
-}
-
-bool TextWriter::ExpressionResult::IsCircle() const {
-    for (const ExpressionResult* outer = m_outer; outer; outer = outer->m_outer) {
-        if (!outer->m_expression.IsSameAs(m_expression)) continue;
-        ++m_writer.m_circles;
-        return true;
-    }
-    return false;
 }
 
 } // namespace Quarn

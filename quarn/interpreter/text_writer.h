@@ -6,9 +6,11 @@
 
 namespace Quarn {
 
+class EngineLimits;
 class Expression;
 class Operand;
-class State;
+class Recording;
+class Reference;
 class Symbol;
 
 /// Makes the text of a value. Values may have texts that are endless, or double with each reference. So levels count
@@ -47,49 +49,17 @@ public:
     /// Calls `write`, one level deeper, for what is nested in a value.
     template <class WriteNested> Outcome Nest(const WriteNested& write) {
         m_isNested = true;
-        if (!m_limits) return write();
-        const Limits::Level level(*m_limits);
-        return level ? write() : m_limits->AbandonTooDeep(m_error);
+        Limits* const limits = GetLimits();
+        if (!limits) return write();
+        const Limits::Level level(*limits);
+        return level ? write() : limits->AbandonTooDeep(m_error);
     }
-    Outcome Spend(std::size_t steps) { return m_limits ? m_limits->Spend(steps, m_error) : Outcome(Outcome::WentOn); }
+    Outcome Spend(std::size_t steps);
     /// Fails if the statement must stop, or was stopped by an evaluation that did not report it.
-    Outcome CheckStopped() {
-        return m_limits && m_limits->MustStop() ? m_limits->CheckStopped(m_error) : Outcome(Outcome::WentOn);
-    }
-
-    /// Writes an expression's result by `write`, or copies it if it was written before and nothing has changed since:
-    /// texts that double with each reference are stopped early. The moment and the deeds are those of the evaluator.
-    template <class Write, class GetDeeds> Outcome WriteOnce(const s_refptr<Expression>& expression,
-                                                             std::uint64_t moment, const GetDeeds& getDeeds,
-                                                             const Write& write) {
-        if (const Written* const written = FindWritten(*expression, moment)) return Repeat(*written);
-        const Limits::Sounding sounding(*m_limits);
-        const std::uint64_t deeds = getDeeds() + m_circles;
-        Written written{expression, moment, m_text.View().size(), 0, m_size, m_limits->GetSpent(), 0};
-        const Outcome outcome = write();
-        if (outcome && getDeeds() + m_circles == deeds) Remember(std::move(written), sounding.GetReached());
-        return outcome;
-    }
-
-    /// The result of an expression while it is written. Meeting the expression again within it is a circle. The
-    /// outermost reference does not count: its result reads as that value reads by itself.
-    class ExpressionResult {
-    public:
-        /// If there were no limits, these apply from here on.
-        ExpressionResult(TextWriter& writer, const Expression& expression, Limits& limits);
-        ~ExpressionResult() {
-            if (m_isNested) m_writer.m_innermost = m_outer;
-        }
-        ExpressionResult(const ExpressionResult&) = delete;
-        ExpressionResult& operator=(const ExpressionResult&) = delete;
-        bool IsCircle() const;
-
-    private:
-        TextWriter& m_writer;
-        const Expression& m_expression;
-        const bool m_isNested;
-        const ExpressionResult* const m_outer;
-    };
+    Outcome CheckStopped();
+    /// Writes what a reference shows: the value of its expression, or else the expression. Without limits, those of its
+    /// state apply from there on.
+    Outcome WriteResult(const Reference& reference);
 
 private:
     /// The text of an expression's result.
@@ -98,17 +68,22 @@ private:
         std::uint64_t moment;
         std::size_t begin; ///< in the text
         std::size_t length;
-        std::size_t size;    ///< as the limit counts it
-        std::uint64_t steps; ///< that it took
-        unsigned depth;
+        std::size_t size; ///< as the limit counts it
+        std::uint64_t steps = 0;
+        unsigned depth = 0;
     };
 
-    const Written* FindWritten(const Expression& expression, std::uint64_t moment) const;
+    class ExpressionResult;
+
+    Limits* GetLimits() const;
+    Outcome WriteOnce(const Reference& reference, bool isCircle);
+    Outcome WriteValue(const Reference& reference, bool isCircle);
+    const Written* FindWritten(const Expression& expression) const;
     Outcome Repeat(const Written& written);
-    void Remember(Written written, unsigned depth);
+    void Remember(Written written, const Recording& recording);
     Outcome Count(std::size_t size);
 
-    Limits* m_limits;
+    EngineLimits* m_limits;
     s_str& m_text;
     s_str& m_error;
     const Limit& m_limit;

@@ -1,8 +1,7 @@
 #pragma once
 
-#include <algorithm>
 #include <array>
-#include <functional>
+#include <optional>
 #include <tuple>
 #include <type_traits>
 
@@ -15,6 +14,31 @@ namespace Quarn {
 
 /// Whether callables are pure, see `Registered::isPure`.
 enum class Purity { Impure, Pure };
+
+/// The signature of a callable: of a function pointer, or of the only `operator()` of a class.
+template <class Callable> struct SignatureOfCallable : SignatureOfCallable<decltype(&Callable::operator())> {};
+template <class Returned, class... Parameters> struct SignatureOfCallable<Returned (*)(Parameters...)> {
+    using Type = Returned(Parameters...);
+};
+template <class Returned, class... Parameters> struct SignatureOfCallable<Returned (*)(Parameters...) noexcept> {
+    using Type = Returned(Parameters...);
+};
+template <class Class, class Returned, class... Parameters>
+struct SignatureOfCallable<Returned (Class::*)(Parameters...)> {
+    using Type = Returned(Parameters...);
+};
+template <class Class, class Returned, class... Parameters>
+struct SignatureOfCallable<Returned (Class::*)(Parameters...) const> {
+    using Type = Returned(Parameters...);
+};
+template <class Class, class Returned, class... Parameters>
+struct SignatureOfCallable<Returned (Class::*)(Parameters...) noexcept> {
+    using Type = Returned(Parameters...);
+};
+template <class Class, class Returned, class... Parameters>
+struct SignatureOfCallable<Returned (Class::*)(Parameters...) const noexcept> {
+    using Type = Returned(Parameters...);
+};
 
 /// Registers plain C++ callables as operators, functions and constructors. The number and types of the operands are
 /// deduced from the callable; values are wrapped and unwrapped here, once.
@@ -116,8 +140,7 @@ private:
     void Register(Entry& entry, const Callable& callable, const Types& types, Wrapped wrapped) {
         entry = std::move(wrapped);
         entry.isPure = m_purity == Purity::Pure;
-        if (std::ranges::equal(types, Shape::TypeNames(), {}, &s_str::View, &s_str::View))
-            entry.flat = Shape::template Flat<Callable>(callable);
+        if (types == Shape::TypeNames()) entry.flat = Shape::template Flat<Callable>(callable);
     }
 
     template <class Callable> void RegisterUnary(UnaryOverloads& overloads, Callable callable) {
@@ -158,7 +181,7 @@ private:
 
     /// The operands of a callable, deduced from its parameters.
     template <class Function> struct ShapeOfFunction;
-    template <class Returned, class... Parameters> struct ShapeOfFunction<std::function<Returned(Parameters...)>> {
+    template <class Returned, class... Parameters> struct ShapeOfFunction<Returned(Parameters...)> {
     private:
         using All = std::tuple<Parameters..., void>; // never empty
 
@@ -293,7 +316,7 @@ private:
         template <class T> static const T& ValueOf(const T& value) { return value; }
         template <class T> static const T& ValueOf(const Result<T>& result) { return *result; }
     };
-    template <class Callable> using ShapeOf = ShapeOfFunction<decltype(std::function(std::declval<Callable>()))>;
+    template <class Callable> using ShapeOf = ShapeOfFunction<typename SignatureOfCallable<Callable>::Type>;
 
     State& m_state;
     const Purity m_purity;

@@ -64,12 +64,12 @@ Reference::~Reference() = default;
 [[gnu::always_inline]] inline Outcome Reference::Follow(Operand& value, s_str& error) const {
     if (m_expression->GetLength() == 0) return Outcome::Failed;
     Interpreter& interpreter = Interpreter::Of(*m_state);
-    Limits& limits = interpreter.limits;
+    EngineLimits& limits = interpreter.limits;
     const Limits::Level level(limits);
     const InUse use(*m_expression); // until the value is followed, to notice a circle of references
     Failure reason;
     {
-        Limits::PrivateError failure(limits);
+        EngineLimits::PrivateError failure(limits);
         if (!level) (void)limits.AbandonTooDeep(failure.text);
         else if (!use.IsFirst()) (void)interpreter.dispatcher.AbandonCircle(*m_expression, failure.text);
         else value = interpreter.evaluator.Evaluate(*m_expression, failure.text);
@@ -98,7 +98,7 @@ Operand Reference::Resolve(const Operand& value, s_str& error) {
 
 Operand Reference::Evaluate() const {
     Operand value;
-    Limits::PrivateError unseen(Interpreter::Of(*m_state).limits);
+    EngineLimits::PrivateError unseen(Interpreter::Of(*m_state).limits);
     return Follow(value, unseen.text) ? value : Operand();
 }
 
@@ -107,17 +107,7 @@ s_str Reference::ToString() const { return TextWriter::TextOf(*this, &m_state->G
 Outcome Reference::WriteTo(TextWriter& writer) const {
     if (m_expression->GetLength() == 0) return writer.Append(EmptyText); // without its name
     if (const Outcome outcome = writer.AppendName(GetName()); !outcome) return outcome;
-    const TextWriter::ExpressionResult result(writer, *m_expression, m_state->GetLimits());
-    const Evaluator& evaluator = Interpreter::Of(*m_state).evaluator;
-    return writer.WriteOnce(
-        m_expression, evaluator.GetMoment(), [&] { return evaluator.GetDeeds(); },
-        [&] {
-            const s_refptr<Symbol> value = result.IsCircle() ? nullptr : Evaluate().ToObject();
-            if (const Outcome outcome = writer.CheckStopped(); !outcome) return outcome;
-            if (!value) return writer.Append(*m_expression);
-            if (const Reference* last = As<Reference>(*value)) return writer.Append(*last->GetUnevaluatedExpression());
-            return writer.Nest([&] { return writer.Write(*value); });
-        });
+    return writer.WriteResult(*this);
 }
 
 std::size_t Reference::GetWeight() const { return Value::GetWeight() + m_expression->GetWeight(); }

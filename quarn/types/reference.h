@@ -46,6 +46,8 @@ public:
     Outcome WriteTo(TextWriter& writer) const override;
     std::size_t GetWeight() const override;
 
+    /// The value that it leads to; null if it cannot be evaluated.
+    Operand Evaluate() const;
     const s_refptr<Expression>& GetExpression() const { return m_expression; }
     State& GetState() const { return *m_state; }
     /// What it shows if it cannot be evaluated: its expression, or "null" if that is empty.
@@ -57,8 +59,6 @@ public:
 private:
     /// Evaluates it and the references that it leads to. Fails without a message if it cannot be evaluated.
     Outcome Follow(Operand& value, s_str& error) const;
-    /// The value that it leads to; null if it cannot be evaluated.
-    Operand Evaluate() const;
 
     s_refptr<Expression> m_expression;
     State* m_state;

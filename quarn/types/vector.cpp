@@ -244,19 +244,26 @@ Result<s_refptr<Symbol>> Vector::Make(Elements elements) {
 
 s_str Vector::ToString() const { return TextWriter::TextOf(*this, nullptr); }
 
+namespace {
+
+Outcome WriteElement(TextWriter& writer, const Elements& elements, std::size_t i) {
+    constexpr std::size_t BetweenLooks = 4096;
+    Outcome outcome = Outcome::WentOn;
+    if (i % BetweenLooks == BetweenLooks - 1) outcome = writer.CheckStopped();
+    if (outcome && i > 0) outcome = writer.Append(", ");
+    return outcome ? writer.Write(elements.At(i)) : outcome;
+}
+
+} // namespace
+
 Outcome Vector::WriteTo(TextWriter& writer) const {
     return writer.Nest([&] {
-        Outcome outcome = writer.Spend(m_elements->Count());
+        const std::size_t count = m_elements->Count();
+        Outcome outcome = writer.Spend(count);
         if (outcome) outcome = writer.AppendName(GetName());
-        std::string_view before = "<";
-        for (std::size_t i = 0; i < m_elements->Count(); ++i) {
-            constexpr std::size_t BetweenLooks = 4096;
-            if (i % BetweenLooks == BetweenLooks - 1) outcome = writer.CheckStopped();
-            if (outcome) outcome = writer.Append(std::exchange(before, ", "));
-            if (outcome) outcome = writer.Write(m_elements->At(i));
-            if (!outcome) return outcome;
-        }
-        return outcome ? writer.Append(m_elements->IsEmpty() ? "<>" : ">") : outcome;
+        if (outcome) outcome = writer.Append(count > 0 ? "<" : "<>");
+        for (std::size_t i = 0; outcome && i < count; ++i) outcome = WriteElement(writer, *m_elements, i);
+        return outcome && count > 0 ? writer.Append(">") : outcome;
     });
 }
 

@@ -2,6 +2,7 @@
 // operators, callables that throw, define, erase, register and evaluate during an evaluation, a stream that carries out
 // statements, two states, and budgets and allocations that run out.
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdio>

@@ -1,5 +1,6 @@
 #include "session.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <sstream>

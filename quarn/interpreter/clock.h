@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+
+namespace Quarn {
+
+/// Tells whether what was remembered still holds. It counts what happens; a sum of counts is a reading, and what was
+/// remembered holds as long as the reading that it depends on is the same:
+///
+/// | reading | ends with | what depends on it |
+/// |---|---|---|
+/// | `language` | a registry or the operators | programs |
+/// | `Names` | also any symbol but the last result | programs on words |
+/// | `Values` | also the last result | failures |
+/// | `Moment` | also the statement or evaluation | values |
+struct Clock {
+    std::uint64_t language = 1;
+    std::uint64_t symbols = 0;
+    std::uint64_t lastResult = 0;
+    std::uint64_t statements = 0; ///< and evaluations, that began
+
+    std::uint64_t Names() const { return language + symbols; }
+    std::uint64_t Values() const { return Names() + lastResult; }
+    /// Larger than all `Values` so far: a statement has begun.
+    std::uint64_t Moment() const { return Values() + statements; }
+
+    // What an evaluation did is counted too: such a one is not remembered.
+
+    std::uint64_t deeds = 0;   ///< impure calls, and whatever was abandoned
+    std::uint64_t entered = 0; ///< evaluations that callers outside of the engine asked for
+};
+
+} // namespace Quarn
