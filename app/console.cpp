@@ -7,7 +7,7 @@
 #include <new>
 #include <utility>
 
-#include "quarn/interpreter/limits.h"
+#include "quarn/interpreter/limits/limits.h"
 
 namespace Quarn {
 

@@ -4,7 +4,7 @@
 #include "app/console.h"
 #include "app/process.h"
 #include "app/services.h"
-#include "quarn/interpreter/limits.h"
+#include "quarn/interpreter/limits/limits.h"
 #include "quarn/types/vector.h"
 
 int main(int argumentCount, char** argumentWords) {

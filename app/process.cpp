@@ -12,7 +12,7 @@
 #include <unistd.h>
 
 #include "app/descriptor_buffer.h"
-#include "quarn/interpreter/limits.h"
+#include "quarn/interpreter/limits/limits.h"
 
 namespace Quarn {
 

@@ -8,7 +8,7 @@
 #include <io.h>
 #include <windows.h>
 
-#include "quarn/interpreter/limits.h"
+#include "quarn/interpreter/limits/limits.h"
 
 namespace Quarn {
 

@@ -10,7 +10,7 @@
 #include <quarn/quarn.h>
 
 #include "expression_generator.h"
-#include "quarn/interpreter/names.h"
+#include "quarn/interpreter/language/names.h"
 #include "slow_evaluator.h"
 
 namespace {

@@ -5,7 +5,6 @@
 #include <cctype>
 #include <charconv>
 #include <cmath>
-#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>

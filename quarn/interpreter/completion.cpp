@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <set>
 
-#include "quarn/interpreter/language.h"
-#include "quarn/interpreter/names.h"
-#include "quarn/interpreter/symbol_table.h"
+#include "quarn/interpreter/engine/symbol_table.h"
+#include "quarn/interpreter/language/language.h"
+#include "quarn/interpreter/language/names.h"
 
 namespace Quarn {
 

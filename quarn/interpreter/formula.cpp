@@ -86,8 +86,7 @@ private:
 
 } // namespace
 
-Formula::Formula(State& state, std::string_view expression)
-    : m_state(&state), m_parts(make_refptr<FormulaParts>()) {
+Formula::Formula(State& state, std::string_view expression) : m_state(&state), m_parts(make_refptr<FormulaParts>()) {
     m_parts->expression = make_refptr<Expression>(expression);
     m_parts->expression->program = make_refptr<Program>();
     m_parts->variables = make_refptr<BoundVariables>();

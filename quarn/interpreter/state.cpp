@@ -1,8 +1,8 @@
 #include "quarn/interpreter/state.h"
 
+#include "quarn/interpreter/engine/text_writer.h"
 #include "quarn/interpreter/help.h"
 #include "quarn/interpreter/interpreter.h"
-#include "quarn/interpreter/text_writer.h"
 #include "quarn/types/reference.h"
 #include "quarn/types/scalar.h"
 

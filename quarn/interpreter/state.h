@@ -7,9 +7,9 @@
 
 #include "quarn/core/api.h"
 #include "quarn/interpreter/completion.h"
-#include "quarn/interpreter/conversion.h"
-#include "quarn/interpreter/operand.h"
-#include "quarn/interpreter/registry.h"
+#include "quarn/interpreter/language/registry.h"
+#include "quarn/types/conversion.h"
+#include "quarn/types/operand.h"
 
 namespace Quarn {
 

@@ -26,9 +26,9 @@
 #include <stdexcept>
 #include <string>
 
+#include "quarn/interpreter/engine/text_writer.h"
 #include "quarn/interpreter/help.h"
-#include "quarn/interpreter/names.h"
-#include "quarn/interpreter/text_writer.h"
+#include "quarn/interpreter/language/names.h"
 #include "quarn/types/reference.h"
 
 namespace Quarn {

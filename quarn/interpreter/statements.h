@@ -2,7 +2,7 @@
 
 #include <iosfwd>
 
-#include "quarn/interpreter/evaluator.h"
+#include "quarn/interpreter/engine/evaluator.h"
 
 namespace Quarn {
 

@@ -5,8 +5,8 @@
 #include <tuple>
 #include <type_traits>
 
-#include "quarn/interpreter/conversion.h"
 #include "quarn/interpreter/state.h"
+#include "quarn/types/conversion.h"
 #include "quarn/types/reference.h"
 #include "quarn/types/value.h"
 

@@ -1,7 +1,7 @@
 #include "quarn/types/reference.h"
 
+#include "quarn/interpreter/engine/text_writer.h"
 #include "quarn/interpreter/interpreter.h"
-#include "quarn/interpreter/text_writer.h"
 
 namespace Quarn {
 
@@ -107,7 +107,7 @@ s_str Reference::ToString() const { return TextWriter::TextOf(*this, &m_state->G
 Outcome Reference::WriteTo(TextWriter& writer) const {
     if (m_expression->GetLength() == 0) return writer.Append(EmptyText); // without its name
     if (const Outcome outcome = writer.AppendName(GetName()); !outcome) return outcome;
-    return writer.WriteResult(*this);
+    return writer.WriteResult(*this, m_state->GetLimits());
 }
 
 std::size_t Reference::GetWeight() const { return Value::GetWeight() + m_expression->GetWeight(); }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "quarn/interpreter/operand.h"
+#include "quarn/types/operand.h"
 #include "quarn/types/value.h"
 
 namespace Quarn {

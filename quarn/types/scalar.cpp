@@ -8,10 +8,10 @@
 #include <limits>
 
 #include "quarn/core/elementary.h"
-#include "quarn/interpreter/limits.h"
-#include "quarn/interpreter/names.h"
+#include "quarn/interpreter/engine/text_writer.h"
+#include "quarn/interpreter/language/names.h"
+#include "quarn/interpreter/limits/limits.h"
 #include "quarn/interpreter/state.h"
-#include "quarn/interpreter/text_writer.h"
 
 namespace Quarn {
 

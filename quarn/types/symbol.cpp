@@ -1,7 +1,7 @@
 #include "quarn/types/symbol.h"
 
+#include "quarn/interpreter/engine/text_writer.h"
 #include "quarn/interpreter/state.h"
-#include "quarn/interpreter/text_writer.h"
 
 namespace Quarn {
 

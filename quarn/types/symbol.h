@@ -8,8 +8,8 @@
 #endif
 
 #include "quarn/core/api.h"
-#include "quarn/interpreter/flat.h"
-#include "quarn/interpreter/outcome.h"
+#include "quarn/core/outcome.h"
+#include "quarn/types/flat.h"
 
 namespace Quarn {
 

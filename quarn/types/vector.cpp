@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "quarn/interpreter/engine/text_writer.h"
 #include "quarn/interpreter/state.h"
-#include "quarn/interpreter/text_writer.h"
 #include "quarn/types/reference.h"
 #include "quarn/types/scalar.h"
 

@@ -4,8 +4,8 @@
 #include <initializer_list>
 #include <vector>
 
-#include "quarn/interpreter/conversion.h"
-#include "quarn/interpreter/operand.h"
+#include "quarn/types/conversion.h"
+#include "quarn/types/operand.h"
 #include "quarn/types/value.h"
 
 namespace Quarn {

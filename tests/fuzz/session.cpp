@@ -7,7 +7,7 @@
 
 #include <quarn/quarn.h>
 
-#include "quarn/interpreter/names.h"
+#include "quarn/interpreter/language/names.h"
 
 namespace {
 

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <map>
+#include <vector>
+
+#include "quarn/interpreter/engine/flat_program.h"
+#include "quarn/interpreter/engine/parser.h"
+
+namespace Quarn {
+
+/// A plain C++ variable that a name stands for in the expression of a formula. Not owned.
+struct BoundVariable {
+    const FlatType* type;
+    const void* address;
+    Word (*read)(const void* address);
+};
+using BoundVariables = std::map<s_str, BoundVariable, s_text_order>;
+
+/// The parsed steps of a text. They point into the text, the registries, the operators, and the bound variables.
+struct Program {
+    /// The literals among them whose values are constant become flat when they are first read, or keep their objects:
+    /// `argumentCount` then counts from 1 in `objects`.
+    std::vector<Step> steps;
+    std::vector<s_refptr<Symbol>> objects;
+    s_str message;                            ///< of the fault that ends them
+    s_refptr<const BoundVariables> variables; ///< of a formula; null for a reference
+    std::uint64_t language = 0;               ///< the `Clock::language` that it was parsed in; 0 if it must be parsed
+    unsigned references = 0;                  ///< how many levels of references it certainly evaluates
+    unsigned runs = 0;                        ///< how many evaluations of it are under way
+    FlatProgram flat;                         ///< once it is worth it, see `Evaluator::Translate`
+    std::uint64_t lastNames = 0;              ///< the `Clock::Names` of the last evaluation
+    s_refptr<Program> before;                 ///< a program that this one replaced while it was running
+};
+
+} // namespace Quarn

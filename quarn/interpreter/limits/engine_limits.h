@@ -1,0 +1,127 @@
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "quarn/interpreter/limits/clock.h"
+#include "quarn/interpreter/limits/kept_values.h"
+#include "quarn/interpreter/limits/limits.h"
+
+namespace Quarn {
+
+/// The limits as the engine uses them: what is spent, what was stopped or abandoned, and which values are kept.
+class EngineLimits final : public Limits {
+public:
+    explicit EngineLimits(Clock& clock) : m_clock(clock) {}
+
+    static EngineLimits& Of(Limits& limits) { return limits.Engine(); }
+    Clock& GetClock() const { return m_clock; }
+
+    /// Starts the budget of an evaluation unless one is under way, as the outermost level does.
+    class Entry {
+    public:
+        explicit Entry(EngineLimits& limits) {
+            if (limits.IsIdle()) m_level.emplace(limits);
+        }
+
+    private:
+        std::optional<Level> m_level;
+    };
+    bool IsIdle() const { return m_depth == 0; }
+    /// How many more levels may nest.
+    unsigned GetRemainingLevels() const {
+        const unsigned deepest = OutermostDepth + m_deepestNesting;
+        return m_depth < deepest ? deepest - m_depth : 0;
+    }
+    /// Counts levels that do not recurse as reached.
+    void Reach(unsigned levels) {
+        if (m_depth + levels > m_deepestReached) m_deepestReached = m_depth + levels;
+    }
+    /// How many steps were spent since the statement or evaluation under way began.
+    std::uint64_t GetSpent() const { return m_granted - m_stepsToCheck; }
+
+    /// Fails if the statement was stopped. Its results may be wrong then, and messages behind the position only
+    /// consequences, as a callable need not pass the failure on: they are dropped.
+    Outcome CheckStopped(s_str& error, std::size_t position) {
+        if (!m_stopped) return Outcome::WentOn;
+        error.Truncate(position);
+        return Abandon(error, m_stopped, GetStopKind());
+    }
+    Outcome CheckStopped(s_str& error) { return CheckStopped(error, error.View().size()); }
+    bool IsStopped() const { return m_stopped != nullptr; }
+    using Limits::IsCancelled;
+    /// Whether the statement, or the last one if none is under way, was stopped by cancellation.
+    bool WasCancelled() const;
+    /// The message if the time is over, or on cancellation; null otherwise.
+    const char* GetInterruption() const;
+
+    /// The outcome of an operation that appends to the error text when it fails.
+    Outcome OutcomeOf(bool succeeded, const s_str& error) const {
+        if (succeeded) return Outcome::WentOn;
+        return m_abandonment && error.View().ends_with(m_abandonment->error) ? Outcome::Abandoned : Outcome::Failed;
+    }
+    /// The message of the last failure that was abandoned, and its kind; null if there was none.
+    const Failure* GetAbandonment() const { return m_abandonment.get(); }
+
+    /// Keeps a value, which took so many steps, while the statement or evaluation under way lasts: see `KeptValues`.
+    std::optional<std::uint64_t> Keep(const s_refptr<Symbol>& value, std::uint64_t steps) noexcept;
+    /// Null if it was let go.
+    const s_refptr<Symbol>& FindKept(std::uint64_t number) { return m_kept.Find(number); }
+    /// Destroys all that is left.
+    void DestroyDiscarded() noexcept;
+
+    /// Needed for every error text that nobody else sees: it restores the abandonments of other texts afterwards.
+    class PrivateError {
+    public:
+        explicit PrivateError(EngineLimits& limits) : m_limits(limits), m_outer(std::move(limits.m_abandonment)) {}
+        ~PrivateError() { m_limits.m_abandonment = std::move(m_outer); }
+        PrivateError(const PrivateError&) = delete;
+        PrivateError& operator=(const PrivateError&) = delete;
+
+        s_str text;
+
+    private:
+        EngineLimits& m_limits;
+        std::unique_ptr<const Failure> m_outer;
+    };
+
+    /// Finds the deepest level that is reached while it exists.
+    class Sounding {
+    public:
+        explicit Sounding(EngineLimits& limits)
+            : m_limits(limits), m_before(std::exchange(limits.m_deepestReached, limits.m_depth)) {}
+        ~Sounding() { m_limits.m_deepestReached = std::max(m_limits.m_deepestReached, m_before); }
+        Sounding(const Sounding&) = delete;
+        Sounding& operator=(const Sounding&) = delete;
+        /// Counted from the current level.
+        unsigned GetReached() const { return m_limits.m_deepestReached - m_limits.m_depth; }
+
+    private:
+        EngineLimits& m_limits;
+        const unsigned m_before;
+    };
+
+private:
+    friend class Limits;
+
+    static constexpr std::uint64_t StepsBetweenChecks = 1024; ///< some microseconds
+
+    FailureKind GetStopKind() const;
+    void TakePortion();
+    void TakeBackPortion();
+    void DestroyUnlessInterrupted() noexcept;
+
+    Clock& m_clock;
+    std::uint64_t m_stepsBeyond = Unlimited;
+    std::uint64_t m_granted = 0;     ///< steps that are spent, or left before the next check
+    const char* m_stopped = nullptr; ///< the message, once the statement was stopped
+    std::unique_ptr<const Failure> m_abandonment;
+    std::chrono::steady_clock::time_point m_deadline = std::chrono::steady_clock::time_point::max();
+    DiscardedValues m_discarded;
+    KeptValues m_kept{m_discarded};
+};
+
+} // namespace Quarn
