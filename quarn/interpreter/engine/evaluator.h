@@ -12,7 +12,8 @@ public:
         m_memory.brackets.limits = &limits;
     }
 
-    /// Evaluates a text like `State::ParseSymbol`, but takes no level of nesting.
+    /// Evaluates a text like `State::ParseSymbol`, but takes no level of nesting. With `allowNew`, an unknown name
+    /// becomes a new symbol.
     Operand Evaluate(const s_str& name, std::string_view expression, s_str& error, bool allowNew);
     /// Evaluates the expression of a reference. Its result is remembered until something changes, or the
     /// statement ends. So a web of references costs its size, not the number of its paths, and an operation that is
@@ -21,7 +22,7 @@ public:
     /// The same without a look at what is remembered: for a formula, whose variables change unnoticed.
     Operand EvaluateAnew(Expression& expression, s_str& error);
 
-    // The callable for the types of the operands, applied; see `State`.
+    // Each applies the callable for the types of the operands, see `State`.
     Operand ApplyBinary(std::string_view op, const Operand& left, const Operand& right, s_str& error);
     Operand ApplyLeftUnary(std::string_view op, const Operand& operand, s_str& error);
     Operand ApplyRightUnary(std::string_view op, const Operand& operand, s_str& error);

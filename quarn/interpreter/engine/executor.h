@@ -30,7 +30,7 @@ struct Workspace {
     SymbolTable& symbols;
     Dispatcher& dispatcher;
     std::vector<Operand> operands = {}; ///< a stack, for all evaluations under way
-    /// Below are operands of a statement that was stopped. To destroy millions takes long: the next statement does.
+    /// Operands below this are left from a stopped statement. The next one destroys them, because millions take long.
     std::size_t bottom = 0;
     Fault fault = {};
     Source source = {}; ///< of the innermost constructor
@@ -81,13 +81,13 @@ public:
         // The most frequent cases, without a look at anything else.
         if (step.kind == Step::Kind::Flat) m_operands.emplace_back(*step.type, step.word);
         else if (step.kind == Step::Kind::Name && !m_source.variables && !step.isLast) return ReadSymbol(step);
-        else if (step.kind == Step::Kind::Call) return Call(*step.functions, step.text, step.argumentCount);
+        else if (step.kind == Step::Kind::Call) return Call(*step.functions, step.text, step.argumentCount); // no name
         else if (step.kind != Step::Kind::Binary || !ApplyFlatBinary(step.op)) return Execute(step);
         return step.isLast && !m_name.IsEmpty() ? PushNamed(PopOperand(), m_name) : Outcome::WentOn;
     }
     /// Makes room at once: copying millions of operands again and again takes long.
     void Expect(std::size_t operands) override;
-    /// Carries out a step of a program. Nothing of it gets a name, and bound variables have steps of their own.
+    /// Carries out a step of a program. Its value gets no name, and bound variables have steps of their own.
     Outcome Accept(Step& step, Program& program) {
         if (const Outcome outcome = m_work.limits.Spend(1, m_error); !outcome) return outcome;
         if (step.kind == Step::Kind::Flat) m_operands.emplace_back(*step.type, step.word);

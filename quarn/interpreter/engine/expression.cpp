@@ -57,8 +57,8 @@ void Expression::AppendTo(s_str& text) const {
 
 std::size_t Expression::GetWeight() const {
     constexpr std::size_t Usual = 640; // of a short text with its program
-    constexpr std::size_t PerStep = 50;
-    return Usual + GetLength() * (GetLength() > LongestWithProgram ? 1 : PerStep);
+    constexpr std::size_t PerCharacter = 50;
+    return Usual + GetLength() * (GetLength() > LongestWithProgram ? 1 : PerCharacter);
 }
 
 s_str Expression::GetText() const {

@@ -25,8 +25,8 @@ public:
     void Translate(const Program& program, State& state, SymbolTable& symbols, const Language& language,
                    std::uint64_t names);
     bool HoldsFor(std::uint64_t names) const { return m_names == names; }
-    /// Fails only if a limit ends it, or if a reference in it has no flat program any more: then nothing is abandoned,
-    /// and the program itself must run.
+    /// Fails if a limit ends it. Also fails, without abandoning, if a reference has lost its flat program: then the
+    /// program itself must run.
     Outcome Run(EngineLimits& limits, std::uint64_t moment, Word& result, s_str& error) const;
 
     const FlatType& GetResultType() const { return *m_result; }

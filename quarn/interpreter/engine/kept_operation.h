@@ -35,8 +35,8 @@ struct KeptOperation {
                                                "\tError : Expression longer than 1048576 characters"};
 
     /// The expression of an operation; null, with a message, if it would be too long, or its text has a fault. The text
-    /// is made at once only if the shapes of the operands do not tell how it reads. So the cost is that of what is
-    /// added, however long the operands are.
+    /// is made at once only if the operator cannot be written, or if the shapes of the operands do not tell how it
+    /// reads. So the cost is that of what is added, however long the operands are.
     static s_refptr<Expression> Keep(const s_refptr<Expression>& left, std::string_view op,
                                      const s_refptr<Expression>& right, const Language& language, EngineLimits& limits,
                                      s_str& error);

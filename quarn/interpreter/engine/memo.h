@@ -12,8 +12,8 @@ public:
         : m_limits(limits), m_sounding(limits), m_moment(limits.GetClock().Moment()), m_deeds(limits.GetClock().deeds),
           m_spent(limits.GetSpent()) {}
 
-    /// Whether another one would have the same result. If it was impure it may not; if something was abandoned on the
-    /// way, the result may depend on where it was, even if that was not passed on.
+    /// Whether a second evaluation would give the same result. Not if it called something impure, or abandoned
+    /// anything: that may depend on where it was met, even if it was not passed on.
     bool IsRepeatable() const { return m_limits.GetClock().deeds == m_deeds; }
     std::uint64_t GetMoment() const { return m_moment; }
     /// The levels of nesting that it took so far.
@@ -33,7 +33,7 @@ private:
 /// give the same. An object is held by the limits and not by the memo, since it may lead to the expression.
 class Memo {
 public:
-    /// Whether it can stand for an evaluation now: where fewer levels are left than that takes, it would fail.
+    /// Whether it may replace an evaluation now. Not where too few levels are left: the evaluation would fail.
     bool Holds(EngineLimits& limits) const {
         const Clock& clock = limits.GetClock();
         return m_reading == (m_isFailure ? clock.Values() : clock.Moment()) && m_depth <= limits.GetRemainingLevels() &&
@@ -62,7 +62,7 @@ public:
         }
     }
 
-    // For an expression whose values are flat and that is never a failure, as long as the names are what they are.
+    // For flat programs, which have flat values and remember no failures.
 
     /// A failure never holds for a moment: its reading leaves out the statements.
     bool HoldsFor(std::uint64_t moment) const { return m_reading == moment; }

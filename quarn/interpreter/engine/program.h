@@ -18,8 +18,8 @@ using BoundVariables = std::map<s_str, BoundVariable, s_text_order>;
 
 /// The parsed steps of a text. They point into the text, the registries, the operators, and the bound variables.
 struct Program {
-    /// The literals among them whose values are constant become flat when they are first read, or keep their objects:
-    /// `argumentCount` then counts from 1 in `objects`.
+    /// A constant literal is read once. If its value is flat, its step becomes `Flat`; otherwise its object is kept,
+    /// and `argumentCount` is its position in `objects`, from 1.
     std::vector<Step> steps;
     std::vector<s_refptr<Symbol>> objects;
     s_str message;                            ///< of the fault that ends them

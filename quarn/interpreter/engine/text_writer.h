@@ -29,7 +29,7 @@ public:
     /// doubles is stopped after a few seconds.
     static constexpr Limit Report{std::size_t{33} << 24, 8, "\tError : The text of the value is too long to be shown"};
 
-    /// Appends to the text. Without limits, levels and steps count only from the first reference on.
+    /// Appends to the text. If `limits` is null, nothing is counted until the first reference, which brings its own.
     TextWriter(Limits* limits, s_str& text, s_str& error, const Limit& limit = Report);
     ~TextWriter();
     TextWriter(const TextWriter&) = delete;
@@ -90,7 +90,7 @@ private:
     std::size_t m_size = 0;
     const ExpressionResult* m_innermost = nullptr;
     bool m_isNested = false;     ///< writing what is nested in a value
-    std::uint64_t m_circles = 0; ///< that were met; what surrounds one reads otherwise elsewhere
+    std::uint64_t m_circles = 0; ///< how many were met; a text with one depends on where it began
     std::map<const Expression*, Written> m_written;
 };
 

@@ -21,13 +21,13 @@ struct Clock {
 
     std::uint64_t Names() const { return language + symbols; }
     std::uint64_t Values() const { return Names() + lastResult; }
-    /// Larger than all `Values` so far: a statement has begun.
+    /// Always larger than `Values`, because at least one statement has begun.
     std::uint64_t Moment() const { return Values() + statements; }
 
-    // What an evaluation did is counted too: such a one is not remembered.
+    // These count what an evaluation did. If one of them grew, its result is not remembered.
 
     std::uint64_t deeds = 0;   ///< impure calls, and whatever was abandoned
-    std::uint64_t entered = 0; ///< evaluations that callers outside of the engine asked for
+    std::uint64_t entered = 0; ///< evaluations that callers outside of the engine asked for; only for flat programs
 };
 
 } // namespace Quarn

@@ -36,15 +36,14 @@ public:
         const unsigned deepest = OutermostDepth + m_deepestNesting;
         return m_depth < deepest ? deepest - m_depth : 0;
     }
-    /// Counts levels that do not recurse as reached.
+    /// Records that this many further levels were needed, though none was entered.
     void Reach(unsigned levels) {
         if (m_depth + levels > m_deepestReached) m_deepestReached = m_depth + levels;
     }
     /// How many steps were spent since the statement or evaluation under way began.
     std::uint64_t GetSpent() const { return m_granted - m_stepsToCheck; }
 
-    /// Fails if the statement was stopped. Its results may be wrong then, and messages behind the position only
-    /// consequences, as a callable need not pass the failure on: they are dropped.
+    /// Fails if the statement was stopped. Messages behind the position are dropped: they are only consequences.
     Outcome CheckStopped(s_str& error, std::size_t position) {
         if (!m_stopped) return Outcome::WentOn;
         error.Truncate(position);
@@ -73,7 +72,7 @@ public:
     /// Destroys all that is left.
     void DestroyDiscarded() noexcept;
 
-    /// Needed for every error text that nobody else sees: it restores the abandonments of other texts afterwards.
+    /// An error text that nobody else sees. Its end restores what was known of the caller's abandonment.
     class PrivateError {
     public:
         explicit PrivateError(EngineLimits& limits) : m_limits(limits), m_outer(std::move(limits.m_abandonment)) {}
@@ -115,9 +114,9 @@ private:
     void DestroyUnlessInterrupted() noexcept;
 
     Clock& m_clock;
-    std::uint64_t m_stepsBeyond = Unlimited;
-    std::uint64_t m_granted = 0;     ///< steps that are spent, or left before the next check
-    const char* m_stopped = nullptr; ///< the message, once the statement was stopped
+    std::uint64_t m_stepsBeyond = Unlimited; ///< of the budget, not yet granted
+    std::uint64_t m_granted = 0;             ///< steps that are spent, or left before the next check
+    const char* m_stopped = nullptr;         ///< the message, once the statement was stopped
     std::unique_ptr<const Failure> m_abandonment;
     std::chrono::steady_clock::time_point m_deadline = std::chrono::steady_clock::time_point::max();
     DiscardedValues m_discarded;

@@ -14,9 +14,9 @@ namespace Quarn {
 class EngineLimits;
 class Symbol;
 
-/// What a state may spend on a statement or an evaluation: levels of nesting, steps, and time. Each one starts anew,
-/// printing and erasing included; an evaluation within another shares its budget. Whatever exceeds a limit fails with
-/// an error and changes nothing.
+/// What a state may spend on a statement or an evaluation: levels of nesting, steps, and time. Each statement and each
+/// evaluation gets the full budget; printing and erasing count. An evaluation within another shares its budget.
+/// Whatever exceeds a limit fails with an error and changes nothing.
 ///
 /// Other threads may only set the cancellation flag.
 class QUARN_API Limits {
@@ -34,7 +34,8 @@ public:
     Limits(const Limits&) = delete;
     Limits& operator=(const Limits&) = delete;
 
-    // --- For hosts. Changes take effect with the next statement or evaluation, but for the nesting.
+    // --- For hosts. A new step budget or time limit holds from the next statement or evaluation on; all else holds at
+    // once.
 
     /// How many steps a statement may take: operands, operators, elements of a vector that is built or shown,
     /// characters of an expression that is shown or rewritten.
@@ -86,7 +87,7 @@ public:
     Outcome Spend(std::uint64_t steps, s_str& error) {
         return SpendQuickly(steps) ? Outcome(Outcome::WentOn) : SpendSlowly(steps, error);
     }
-    /// Fails if the time is over, or if cancelled. For work that takes no steps.
+    /// Fails if the time is over, or if cancelled. For work without steps. `MustStop` is for work that cannot fail.
     Outcome Poll(s_str& error) { return SpendSlowly(0, error); }
     /// Fails in a way that references pass on. A reference takes any other failure for "not defined yet" and keeps
     /// operations on it; after a circle or a limit these would fail again, or grow. A failure counts as abandoned as
@@ -107,7 +108,7 @@ public:
     void Destroy(std::vector<s_refptr<Symbol>> values) noexcept;
 
 private:
-    friend class EngineLimits; // the only one that there is, see engine_limits.h
+    friend class EngineLimits; // every `Limits` is one, see engine_limits.h
 
     static constexpr unsigned OutermostDepth = 1;
     static constexpr double Endless = std::numeric_limits<double>::infinity();
