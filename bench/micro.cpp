@@ -2,11 +2,15 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cmath>
 #include <functional>
 #include <istream>
 #include <ostream>
+#include <random>
 #include <streambuf>
+#include <vector>
 
+#include <quarn/core/elementary.h>
 #include <quarn/quarn.h>
 
 namespace {
@@ -65,6 +69,33 @@ void NumberToText(benchmark::State& run) {
     for (auto _ : run) benchmark::DoNotOptimize(PlainText(value));
 }
 BENCHMARK(NumberToText)->Arg(0)->Arg(1)->ArgName("whole");
+
+/// A function, or the C library's, of numbers in a range.
+void FunctionOf(benchmark::State& run, double (*function)(double), double lowest, double highest) {
+    std::mt19937_64 random(1);
+    std::vector<double> numbers(4096);
+    for (double& number : numbers) number = std::uniform_real_distribution<>(lowest, highest)(random);
+    for (auto _ : run)
+        for (const double number : numbers) benchmark::DoNotOptimize(function(number));
+    run.SetItemsProcessed(run.iterations() * static_cast<std::int64_t>(numbers.size()));
+}
+#define BENCHMARK_FUNCTION(name, own, other, lowest, highest)                                                          \
+    BENCHMARK_CAPTURE(                                                                                                 \
+        FunctionOf, name, [](double x) { return own; }, lowest, highest);                                              \
+    BENCHMARK_CAPTURE(                                                                                                 \
+        FunctionOf, name##_of_the_c_library, [](double x) { return other; }, lowest, highest)
+BENCHMARK_FUNCTION(exp, Elementary::Exp(x), std::exp(x), -10, 10);
+BENCHMARK_FUNCTION(log, Elementary::Log(x), std::log(x), 0.1, 100);
+BENCHMARK_FUNCTION(sin, Elementary::Sin(x), std::sin(x), -10, 10);
+BENCHMARK_FUNCTION(cos, Elementary::Cos(x), std::cos(x), -10, 10);
+BENCHMARK_FUNCTION(tan, Elementary::Tan(x), std::tan(x), -10, 10);
+BENCHMARK_FUNCTION(asin, Elementary::Asin(x), std::asin(x), -1, 1);
+BENCHMARK_FUNCTION(acos, Elementary::Acos(x), std::acos(x), -1, 1);
+BENCHMARK_FUNCTION(atan, Elementary::Atan(x), std::atan(x), -10, 10);
+BENCHMARK_FUNCTION(square, Elementary::Pow(x, 2), std::pow(x, 2), 0.1, 100);
+BENCHMARK_FUNCTION(power_of_7, Elementary::Pow(x, 7), std::pow(x, 7), 0.1, 100);
+BENCHMARK_FUNCTION(power_of_16, Elementary::Pow(x, 16), std::pow(x, 16), 0.1, 100);
+BENCHMARK_FUNCTION(power, Elementary::Pow(x, 2.37), std::pow(x, 2.37), 0.1, 100);
 
 void Statement(benchmark::State& run, const char* text) {
     Session session;

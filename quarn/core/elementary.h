@@ -6,10 +6,8 @@
 /// platforms differ in the last digit, and some far before it: they answer sin(1e22) with 1e22.
 ///
 /// The result is the double nearest to the exact value (IEEE 754: correctly rounded), and special values are those of
-/// the C library (C17, annex F). With GCC for Windows, and with glibc on x86 and 64-bit ARM, the functions are computed
-/// with 113 bits and rounded to 53. One result in about 2^58 lies so close to the middle between two doubles that this
-/// does not settle which is nearer, and so do some results of `Atan2` below 2^-1022. Elsewhere the functions are
-/// computed with as many bits as the platform's long double has.
+/// the C library (C17, annex F). The functions expect the usual rounding, to the nearest, and leave no flags that mean
+/// anything. docs/elementary.md derives their errors.
 namespace Quarn::Elementary {
 
 QUARN_API double Exp(double a);
