@@ -140,7 +140,8 @@ private:
     void Register(Entry& entry, const Callable& callable, const Types& types, Wrapped wrapped) {
         entry = std::move(wrapped);
         entry.isPure = m_purity == Purity::Pure;
-        if (types == Shape::TypeNames()) entry.flat = Shape::template Flat<Callable>(callable);
+        if (SignatureOf(types) == SignatureOf(Shape::TypeNames()))
+            entry.flat = Shape::template Flat<Callable>(callable);
     }
 
     template <class Callable> void RegisterUnary(UnaryOverloads& overloads, Callable callable) {

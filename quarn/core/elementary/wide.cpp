@@ -115,11 +115,12 @@ Wide operator+(const Wide& a, const Wide& b) {
     return Wide::Normalised(sum.data(), Count, a.m_exponent + WordBits, a.m_isNegative);
 }
 
+/// Without the products that lie two words behind the result or more.
 Wide operator*(const Wide& a, const Wide& b) {
     std::array<std::uint32_t, 2 * Wide::Words> product{};
     for (std::size_t i = Wide::Words; i-- > 0;) {
         std::uint64_t carry = 0;
-        for (std::size_t j = Wide::Words; j-- > 0;) {
+        for (std::size_t j = std::min(Wide::Words, Wide::Words + 1 - i); j-- > 0;) {
             const std::uint64_t word = std::uint64_t{a.m_words[i]} * b.m_words[j] + product[i + j + 1] + carry;
             product[i + j + 1] = static_cast<std::uint32_t>(word);
             carry = word >> WordBits;
