@@ -21,11 +21,12 @@ install(TARGETS quarn EXPORT quarn
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} ${library_component})
 set(headers ${CMAKE_INSTALL_INCLUDEDIR}/quarn)
 install(FILES quarn/quarn.h quarn/version.h DESTINATION ${headers} ${library_component})
-install(DIRECTORY quarn/core quarn/types DESTINATION ${headers} ${library_component} FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY quarn/core quarn/types DESTINATION ${headers} ${library_component}
+  FILES_MATCHING PATTERN "*.h" PATTERN elementary EXCLUDE)
 # Of the interpreter, those that quarn.h includes.
-foreach(header completion conversion discarded_values flat formula kept_values limits operand outcome registry result
-    state text_writer)
-  install(FILES quarn/interpreter/${header}.h DESTINATION ${headers}/interpreter ${library_component})
+foreach(header completion engine/text_writer formula language/registry limits/limits state)
+  cmake_path(GET header PARENT_PATH folder)
+  install(FILES quarn/interpreter/${header}.h DESTINATION ${headers}/interpreter/${folder} ${library_component})
 endforeach()
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/quarn)
 install(EXPORT quarn NAMESPACE quarn:: FILE quarnConfig.cmake DESTINATION ${package} ${library_component})
