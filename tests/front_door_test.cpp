@@ -223,6 +223,7 @@ TEST_F(FrontDoor, AFormulaCanBeAskedBeforeItIsEvaluated) {
         {"&(a b) + Reference(none(z)) + _", None, "_||Reference"},
         {"x+none(1)+y", 2, "x||"},
         {"<1, 2+(>", 6, "||"},
+        {"<a b, (1>", 6, "||"}, // the brackets of a vector come before its elements
         {"Vector(a, sqrt(b, [))", 18, "a||Vector"},
         {"1%<1> + y", None, "y||"},
         {"", 0, "||"},

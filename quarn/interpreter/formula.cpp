@@ -55,13 +55,12 @@ private:
         Brackets brackets(text, m_interpreter.evaluator.GetBrackets());
         Cut cut(constructor.expressionsIn(text, isLiteral));
         Outcome outcome = Outcome::WentOn;
-        for (std::string_view piece; outcome && brackets.Next(cut, Commas(), piece);)
-            if (!cut.isSeparator) outcome = Pass(piece);
-        if (cut.fault) {
-            fault = {Bracket(*cut.fault).GetFault(), FailureKind::Text,
-                     static_cast<std::size_t>(cut.fault - m_text.data())};
+        if (const char* const at = brackets.FindFault(cut.text, Commas())) { // a constructor cuts before it evaluates
+            fault = {Bracket(*at).GetFault(), FailureKind::Text, static_cast<std::size_t>(at - m_text.data())};
             outcome = Outcome::Failed;
         }
+        for (std::string_view piece; outcome && brackets.Next(cut, Commas(), piece);)
+            if (!cut.isSeparator) outcome = Pass(piece);
         if (!constructor.keepsExpressions || outcome.IsAbandoned()) return outcome;
         fault.reset();
         return Outcome::WentOn;
