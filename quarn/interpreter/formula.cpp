@@ -1,5 +1,8 @@
 #include "quarn/interpreter/formula.h"
 
+#include <algorithm>
+
+#include "quarn/interpreter/engine/flat_blocks.h"
 #include "quarn/interpreter/interpreter.h"
 #include "quarn/types/reference.h"
 
@@ -8,6 +11,17 @@ namespace Quarn {
 struct FormulaParts {
     s_refptr<Expression> expression;
     s_refptr<BoundVariables> variables;
+
+    BoundVariable& Bind(std::string_view name, const BoundVariable& variable) {
+        ParseAnew(); // an earlier parse took the name for a symbol
+        return variables->insert_or_assign(name, variable).first->second;
+    }
+    void ParseAnew() {
+        Program& program = *expression->program;
+        if (program.flat) program.flat->Invalidate();
+        program.notFlat = 0;
+        program.language = 0;
+    }
 };
 
 namespace {
@@ -29,14 +43,14 @@ public:
         if (const Outcome outcome = m_interpreter.limits.Spend(1, m_error); !outcome) return outcome;
         switch (step.kind) {
         case Step::Kind::Fault:
-            fault = {step.text, step.failure, static_cast<std::size_t>(step.at - m_text.data())};
+            fault = {step.GetText(), step.failure, static_cast<std::size_t>(step.at - m_text.data())};
             return Outcome::Failed;
-        case Step::Kind::Literal: return PassExpressions(*step.constructor, step.text, true);
+        case Step::Kind::Literal: return PassExpressions(*step.constructor, step.GetText(), true);
         case Step::Kind::Construct:
             AddType(*step.constructor);
-            return PassExpressions(*step.constructor, step.text, false);
-        case Step::Kind::Call: names.functions.insert(step.text); break;
-        case Step::Kind::Name: AddName(step.text); break;
+            return PassExpressions(*step.constructor, step.GetText(), false);
+        case Step::Kind::Call: names.functions.insert(step.GetText()); break;
+        case Step::Kind::Name: AddName(step.GetText()); break;
         default: break;
         }
         return Outcome::WentOn;
@@ -99,17 +113,136 @@ Formula& Formula::operator=(Formula&&) noexcept = default;
 bool Formula::Bind(std::string_view name, const FlatType& type, const void* variable, Word (*read)(const void*)) {
     s_str unseen;
     if (name.empty() || !m_state->CheckSymbolName(name, unseen)) return false;
-    m_parts->variables->insert_or_assign(name, BoundVariable{&type, variable, read});
-    Program& program = *m_parts->expression->program;
-    program.flat = {};
-    program.lastNames = 0;
-    program.language = 0; // an earlier parse took the name for a symbol
+    m_parts->Bind(name, {&type, variable, read});
     return true;
+}
+
+/// Evaluates it if it has a flat program of the type that can run without preparation. False if not, or if that fails:
+/// then it must be evaluated in full.
+bool Formula::EvaluateBriefly(const FlatType& type, Word& result) {
+    Interpreter& interpreter = Interpreter::Of(*m_state);
+    FlatProgram* const flat = m_parts->expression->program->flat.get();
+    if (!flat || &flat->GetResultType() != &type) return false;
+    if (!flat->IsReady(interpreter.clock)) return RunBriefly(*flat, result);
+    return interpreter.limits.AllowBrief(flat->GetSteps(true), flat->GetDepth()) && flat->RunVarying(result);
+}
+
+bool Formula::RunBriefly(FlatProgram& flat, Word& result) {
+    Interpreter& interpreter = Interpreter::Of(*m_state);
+    if (flat.IsIsolated()) return interpreter.evaluator.RunIsolated(flat, result);
+    const s_refptr<FormulaParts> parts = m_parts; // a callable may destroy the formula
+    try {
+        return interpreter.evaluator.RunBriefly(flat, result);
+    } catch (const std::bad_alloc&) {
+    } catch (const std::length_error&) { // see `Interpreter::Answer`
+    }
+    return false;
 }
 
 std::optional<Failure> Formula::Check() { return Survey(Interpreter::Of(*m_state), *m_parts).fault; }
 
 Formula::Names Formula::GetNames() { return Survey(Interpreter::Of(*m_state), *m_parts).names; }
+
+/// An evaluation for many values of some variables.
+class Formula::Series {
+public:
+    Series(Formula& formula, const Results& results)
+        : m_interpreter(Interpreter::Of(*formula.m_state)), m_parts(formula.m_parts), m_results(results) {
+        Program& program = *m_parts->expression->program;
+        if (!std::exchange(program.isForMany, true)) m_parts->ParseAnew();
+    }
+
+    /// Fails if the name cannot be bound, or has too few values.
+    std::optional<Failure> Bind(const Values& values) {
+        s_str error;
+        if (values.name.empty()) return Failure{"\tError : A variable needs a name"};
+        if (!m_interpreter.statements.CheckSymbolName(values.name, error)) return Failure{error};
+        if (values.count < m_results.count)
+            return Failure{"\tError : The variable '" + s_str(values.name) + "' has " + std::to_string(values.count) +
+                           " values for " + std::to_string(m_results.count) + " results"};
+        const auto known = m_parts->variables->find(values.name);
+        BoundVariable* variable = known == m_parts->variables->end() ? nullptr : &known->second;
+        if (!variable || variable->type != values.type || variable->address != &variable->current) {
+            variable = &m_parts->Bind(values.name, {values.type, nullptr, nullptr});
+            variable->address = &variable->current;
+        }
+        m_values.push_back(&values);
+        m_variables.push_back(variable);
+        return std::nullopt;
+    }
+
+    /// Carries it out. Gives some value if it went on to the end, or to one that does not fit the result.
+    Operand Evaluate(s_str& error) {
+        Operand value = m_results.wordType ? Operand(*m_results.wordType, 0) : Operand();
+        while (m_next < m_results.count) {
+            if (RunBlock(error)) continue;
+            if (m_interpreter.limits.IsStopped()) return {};
+            for (std::size_t i = 0; i < m_values.size(); ++i) m_variables[i]->current = m_values[i]->At(m_next);
+            value = m_interpreter.evaluator.EvaluateAnew(*m_parts->expression, error);
+            if (Reference::In(value)) value = Reference::Resolve(value, error);
+            if (value) m_failure = m_results.put(value, m_results.At(m_next));
+            if (!value || m_failure) break;
+            ++m_next;
+            m_blocks.reset(); // symbols may have changed
+        }
+        return value;
+    }
+    /// Why a value does not fit, if one does not.
+    const std::optional<Failure>& GetFailure() const { return m_failure; }
+
+private:
+    /// Runs a flat program that needs no preparation for the next values. False if there is none, if a callable fails,
+    /// or if a limit ends it.
+    bool RunBlock(s_str& error) {
+        EngineLimits& limits = m_interpreter.limits;
+        const FlatProgram* const flat = m_parts->expression->program->flat.get();
+        if (!flat || &flat->GetResultType() != m_results.wordType || !flat->CanRunInBlocks() ||
+            !flat->IsReady(m_interpreter.clock))
+            return false;
+        if (!m_blocks) m_blocks.emplace(*flat, m_variables);
+        const std::size_t count = std::min(m_results.count - m_next, m_blocks->GetMost());
+        const std::uint64_t steps = count * flat->GetSteps(true);
+        if (!limits.Spend(steps, error)) return false;
+        m_converted.resize(m_values.size());
+        std::vector<const void*> columns;
+        for (std::size_t i = 0; i < m_values.size(); ++i)
+            columns.push_back(ColumnOf(*m_values[i], m_converted[i], count));
+        if (!m_blocks->Run(columns, m_results.At(m_next), count)) {
+            limits.TakeBack(steps);
+            return false;
+        }
+        m_next += count;
+        for (std::size_t i = 0; i < m_values.size(); ++i) m_variables[i]->current = m_values[i]->At(m_next - 1);
+        return true;
+    }
+    const void* ColumnOf(const Values& values, std::vector<Word>& converted, std::size_t count) const {
+        if (!values.read) return values.AddressOf(m_next);
+        converted.resize(count);
+        for (std::size_t i = 0; i < count; ++i) converted[i] = values.At(m_next + i);
+        return converted.data();
+    }
+
+    Interpreter& m_interpreter;
+    const s_refptr<FormulaParts> m_parts; // a callable may destroy the formula
+    const Results& m_results;
+    std::vector<const Values*> m_values;
+    std::vector<BoundVariable*> m_variables; ///< with these values
+    std::size_t m_next = 0;                  ///< the index of the next result
+    std::optional<FlatBlocks> m_blocks;
+    std::vector<std::vector<Word>> m_converted; ///< values of a block
+    std::optional<Failure> m_failure;
+};
+
+std::optional<Failure> Formula::EvaluateEach(std::span<const Values> values, const Results& results) {
+    Series series(*this, results);
+    for (const Values& variable : values)
+        if (std::optional<Failure> failure = series.Bind(variable)) return failure;
+    if (results.count == 0) return std::nullopt;
+    Failure failure;
+    const Operand last = Interpreter::Of(*m_state).Answer(m_parts->expression->GetSharedText().view, failure,
+                                                          [&](s_str& error) { return series.Evaluate(error); });
+    return last ? series.GetFailure() : failure;
+}
 
 Result<s_refptr<Symbol>> Formula::Evaluate() { return Value(*this, false).ToResult(); }
 

@@ -49,6 +49,11 @@ Result<s_refptr<Symbol>> State::Set(std::string_view name, s_refptr<Symbol> valu
     return Store(name, std::move(value)); // copied: `name` may point into the value
 }
 
+s_refptr<Symbol> State::Assign(std::string_view name, const FlatType& type, Word word) {
+    if (m_interpreter->language.MayBeTaken(name)) return nullptr;
+    return m_interpreter->symbols.Assign(name, type, word);
+}
+
 Result<s_refptr<Symbol>> State::SetConstant(std::string_view name, s_refptr<Symbol> value) {
     s_str error;
     if (!CheckSymbolName(name, error)) return Result<s_refptr<Symbol>>::Error(error);
@@ -67,11 +72,14 @@ Result<s_refptr<Symbol>> State::Store(const s_str& name, s_refptr<Symbol> value)
     s_refptr<Symbol> named = Symbol::Named(std::move(value), name);
     SymbolTable& symbols = m_interpreter->symbols;
     s_refptr<Symbol> before = symbols.Exchange(name, named);
-    const Outcome outcome = m_interpreter->statements.CheckMemory(*symbols.Find(SymbolTable::LastResultName), error);
-    if (!outcome && before) before = symbols.Exchange(name, before);
-    else if (!outcome) symbols.Erase(name);
+    const bool isLimited = GetLimits().GetMemory() != Limits::Unlimited;
+    if (isLimited && !m_interpreter->statements.CheckMemory(*symbols.Find(SymbolTable::LastResultName), error)) {
+        if (before) before = symbols.Exchange(name, before);
+        else symbols.Erase(name);
+    }
     GetLimits().Destroy(std::move(before));
-    return outcome ? Stored(named) : Stored::Error(error, FailureKind::MemoryLimit);
+    if (!error.IsEmpty()) return Stored::Error(error, FailureKind::MemoryLimit);
+    return named;
 }
 
 bool State::Erase(std::string_view name) {

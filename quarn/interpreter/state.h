@@ -90,14 +90,18 @@ public:
     template <class T>
     requires(!std::is_convertible_v<const T&, s_refptr<Symbol>>) Result<s_refptr<Symbol>> Set(std::string_view name,
                                                                                               const T& value) {
-        const Result<s_refptr<Symbol>> made = MakeValue(value);
-        return made ? Set(name, *made) : made;
+        if constexpr (HasWord<T>)
+            if (s_refptr<Symbol> same =
+                    Assign(name, FlatTypeOf<typename Conversion<T>::Class>(), ToWord(ToFlat(value))))
+                return same;
+        Result<s_refptr<Symbol>> made = MakeValue(value);
+        return made ? Set(name, *std::move(made)) : made;
     }
     template <class T>
     requires(!std::is_convertible_v<const T&, s_refptr<Symbol>>) Result<s_refptr<Symbol>> SetConstant(
         std::string_view name, const T& value) {
-        const Result<s_refptr<Symbol>> made = MakeValue(value);
-        return made ? SetConstant(name, *made) : made;
+        Result<s_refptr<Symbol>> made = MakeValue(value);
+        return made ? SetConstant(name, *std::move(made)) : made;
     }
     template <class T> Result<T> Get(std::string_view name) {
         const s_refptr<Symbol> value = Get(name);
@@ -166,6 +170,7 @@ private:
     friend struct Interpreter;
 
     Result<s_refptr<Symbol>> Store(const s_str& name, s_refptr<Symbol> value);
+    s_refptr<Symbol> Assign(std::string_view name, const FlatType& type, Word word);
     Result<Operand> EvaluateAndResolve(std::string_view expression);
 
     const s_refptr<Interpreter> m_interpreter;

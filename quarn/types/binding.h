@@ -6,14 +6,18 @@
 #include <type_traits>
 
 #include "quarn/interpreter/state.h"
-#include "quarn/types/conversion.h"
+#include "quarn/types/flat_forms.h"
 #include "quarn/types/reference.h"
 #include "quarn/types/value.h"
 
 namespace Quarn {
 
-/// Whether callables are pure, see `Registered::isPure`.
-enum class Purity { Impure, Pure };
+/// What callables depend on, and change.
+enum class Purity {
+    Impure,
+    Pure,     ///< see `Registered::isPure`
+    Isolated, ///< pure; it looks at no state and throws nothing, so that a formula calls it without preparation
+};
 
 /// The signature of a callable: of a function pointer, or of the only `operator()` of a class.
 template <class Callable> struct SignatureOfCallable : SignatureOfCallable<decltype(&Callable::operator())> {};
@@ -56,7 +60,6 @@ struct SignatureOfCallable<Returned (Class::*)(Parameters...) const noexcept> {
 /// message of its own and null.
 class Binding {
 public:
-    /// With `arePure` the callables are registered as pure, see `Registered`.
     explicit Binding(State& state, Purity purity = Purity::Impure) : m_state(state), m_purity(purity) {}
 
     /// Lets an operator be written; a larger priority binds more tightly. Fails like `State::SetOperatorPriorities`.
@@ -139,9 +142,8 @@ private:
     template <class Shape, class Callable, class Entry, class Types, class Wrapped>
     void Register(Entry& entry, const Callable& callable, const Types& types, Wrapped wrapped) {
         entry = std::move(wrapped);
-        entry.isPure = m_purity == Purity::Pure;
-        if (SignatureOf(types) == SignatureOf(Shape::TypeNames()))
-            entry.flat = Shape::template Flat<Callable>(callable);
+        entry.isPure = m_purity != Purity::Impure;
+        if (SignatureOf(types) == SignatureOf(Shape::TypeNames())) entry.flat = Shape::Flat(callable, m_purity);
     }
 
     template <class Callable> void RegisterUnary(UnaryOverloads& overloads, Callable callable) {
@@ -228,10 +230,19 @@ private:
             (std::make_index_sequence<Count>());
         }
 
-        /// The callable for flat values, if it takes and returns only such.
-        template <class Callable> static FlatCallable Flat([[maybe_unused]] const Callable& callable) {
-            if constexpr (TakesState || TakesError) return {};
-            else return FlatOf(callable, std::make_index_sequence<Count>());
+        /// The callable for flat values, if it takes and returns only such. One that fails is called again, to say why:
+        /// so it must be pure.
+        template <class Callable>
+        static FlatCallable Flat([[maybe_unused]] const Callable& callable, [[maybe_unused]] Purity purity) {
+            using Value = typename Succeeding<Returned>::Type;
+            if constexpr (AreFlat<Value>(std::make_index_sequence<Count>())) {
+                if (std::is_same_v<Value, Returned> || purity != Purity::Impure)
+                    return [&]<std::size_t... I>(std::index_sequence<I...>) {
+                        return FlatFormsOf<Callable, Returned, Plain<I>...>::Of(callable, purity == Purity::Isolated);
+                    }
+                (std::make_index_sequence<Count>());
+            }
+            return {};
         }
 
         static s_refptr<Symbol> Wrap(s_refptr<Symbol> value, s_str&) { return value; }
@@ -244,27 +255,9 @@ private:
         }
 
     private:
-        template <class Callable, std::size_t... I>
-        static FlatCallable FlatOf([[maybe_unused]] const Callable& callable, std::index_sequence<I...>) {
-            if constexpr (!HasWord<Returned> || !(IsFlat<Plain<I>> && ...)) {
-                return {};
-            } else {
-                constexpr bool isStateless = std::is_empty_v<Callable> && std::is_default_constructible_v<Callable>;
-                struct Context final : FlatContext {
-                    explicit Context(const Callable& copied) : callable(copied) {}
-                    const Callable callable;
-                };
-                const auto call = [](const FlatContext* context, [[maybe_unused]] const Word* operands) {
-                    const auto with = [&](const Callable& called) {
-                        return MakeWord<Returned>(called(FromWord<Plain<I>>(operands[I])...));
-                    };
-                    if constexpr (isStateless) return with(Callable());
-                    else return with(static_cast<const Context*>(context)->callable);
-                };
-                const FlatType& result = FlatTypeOf<typename Conversion<Returned>::Class>();
-                if constexpr (isStateless) return {call, &result, nullptr};
-                else return {call, &result, make_refptr<Context>(callable)};
-            }
+        template <class Value, std::size_t... I> static consteval bool AreFlat(std::index_sequence<I...>) {
+            if constexpr (TakesState || TakesError) return false;
+            else return HasWord<Value> && (IsFlat<Plain<I>> && ...);
         }
 
         template <class Converted> struct Promoted { using Classes = std::tuple<>; };

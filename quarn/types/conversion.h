@@ -72,9 +72,9 @@ template <class T> Result<T> ConvertTo(const Symbol& value) {
 
 /// Whether every value of the C++ type has a flat equivalent.
 template <class T> constexpr bool HasWord = IsFlat<T> || requires(const T& plain) { Conversion<T>::Flatten(plain); };
-template <class T> Word MakeWord(const T& plain) {
-    if constexpr (IsFlat<T>) return ToWord(plain);
-    else return ToWord(Conversion<T>::Flatten(plain));
+template <class T> auto ToFlat(const T& plain) {
+    if constexpr (IsFlat<T>) return plain;
+    else return Conversion<T>::Flatten(plain);
 }
 
 /// The plain value of a flat one.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <bit>
 #include <cstdint>
 #include <cstring>
@@ -25,6 +26,7 @@ struct FlatType {
     bool hasFullType;                                ///< whether `Symbol::GetFullType` may give anything but the name
     s_refptr<Symbol> (*make)(Word word);             ///< makes a nameless object with the value
     Outcome (*write)(Word word, TextWriter& writer); ///< writes it as `Symbol::WriteTo` does
+    void (*assign)(Symbol& object, Word word);       ///< gives an object of the type this value; null for none
 };
 
 /// The word that holds a plain C++ value, and back.
@@ -37,6 +39,13 @@ template <class T> Word ToWord(const T& value) {
 template <class T> T FromWord(Word word) {
     T value;
     std::memcpy(&value, &word, sizeof(T));
+    return value;
+}
+
+/// The C++ value, or the word, at an address.
+template <class T> T ReadAt(const void* address) {
+    T value;
+    std::memcpy(&value, address, sizeof(T));
     return value;
 }
 
@@ -55,19 +64,57 @@ struct FlatContext {
     virtual ~FlatContext() = default;
 };
 
-/// A callable for flat values only. It cannot fail, and gets no state.
+/// A value on the way from one step to the next. Where calls have registers for floating-point numbers it travels in
+/// one of these, since most values are numbers.
+#if defined(__x86_64__) || defined(_M_X64) || defined(__aarch64__) || defined(_M_ARM64)
+using Passed = double;
+#else
+using Passed = Word;
+#endif
+
+/// A step of a program on words. It reads its operands, stores its result, and runs the step behind it: so a processor
+/// predicts each of these calls on its own, and a result need not be read back from memory.
+struct FlatStep {
+    /// Carries out the step and those behind it. `last` is the result of the one before; the last step gives the
+    /// `value` of the program. False if one of them fails.
+    using Run = bool (*)(const FlatStep* step, Passed last, Word& value);
+
+    Run run;
+    /// The addresses of two operands. A callable with a context, or with more operands, has a list of addresses and
+    /// the context.
+    std::array<const void*, 2> operands{};
+    mutable Word result = 0;
+};
+
+/// A callable in all the forms in which words can be handed to it, see flat_forms.h. A callable fails without saying
+/// why: its form for objects does.
+struct FlatForms {
+    std::size_t operandCount;
+    bool hasList; ///< of operands, see `FlatStep`
+    /// With the words side by side.
+    bool (*call)(const FlatContext* context, const Word* operands, Word& result);
+    /// With the addresses of as many words for each operand as there are results, which do not overlap them.
+    bool (*callForMany)(const FlatContext* context, const void* const* operands, Word* results, std::size_t count);
+    FlatStep::Run run;          ///< as a step whose operands are all in memory
+    FlatStep::Run runWithLeft;  ///< as one whose left operand is the result of the step before; null with a list
+    FlatStep::Run runWithRight; ///< the same for the right one; null unless there are two operands
+};
+
+/// A callable for flat values only. It gets no state.
 struct FlatCallable {
-    using Function = Word (*)(const FlatContext* context, const Word* operands);
+    const FlatForms* forms = nullptr;         ///< null for none
+    const FlatType* result = nullptr;         ///< the type of its result
+    bool isIsolated = false;                  ///< see `Purity::Isolated`
+    s_refptr<const FlatContext> context = {}; ///< null if it needs none
+    /// A faster callable of the left operand, for a right one that is known; none if there is none, or if it is null.
+    FlatCallable (*withRight)(Word right) = nullptr;
 
-    Function function = nullptr;         ///< null for none
-    const FlatType* result = nullptr;    ///< the type of its result
-    s_refptr<const FlatContext> context; ///< null if it needs none
-
-    explicit operator bool() const { return function != nullptr; }
-    /// If the callable is replaced while it runs, the call finishes with the old one.
-    Word operator()(const Word* operands) const {
+    explicit operator bool() const { return forms != nullptr; }
+    /// False if it fails. If the callable is replaced while it runs, the call finishes with the old one.
+    bool operator()(const Word* operands, Word& value) const {
+        if (!context) return forms->call(nullptr, operands, value);
         const s_refptr<const FlatContext> held = context;
-        return function(held.Get(), operands);
+        return forms->call(held.Get(), operands, value);
     }
 };
 

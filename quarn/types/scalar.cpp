@@ -67,28 +67,42 @@ bool ReadLiteral(std::string_view text, Word& word) {
     return true;
 }
 
-s_refptr<Symbol> Remainder(double a, double b, s_str& error) {
+Result<double> Remainder(double a, double b) {
     const auto fits = [](double value) {
         const double whole = std::trunc(value);
         return whole >= std::numeric_limits<std::int32_t>::min() && whole <= std::numeric_limits<std::int32_t>::max();
     };
-    if (!fits(a) || !fits(b)) return Fail(error, "\tError : The operands of '%' must fit into 32-bit integers");
+    if (!fits(a) || !fits(b))
+        return Result<double>::Error("\tError : The operands of '%' must fit into 32-bit integers");
     const auto divisor = static_cast<std::int64_t>(b);
-    if (divisor == 0) return Fail(error, "\tError : The right operand of '%' must not be 0");
-    return Conversion<double>::Make(static_cast<double>(static_cast<std::int64_t>(a) % divisor));
+    if (divisor == 0) return Result<double>::Error("\tError : The right operand of '%' must not be 0");
+    return static_cast<double>(static_cast<std::int64_t>(a) % divisor);
 }
 
 /// f(a) = 1 if |a - 1| < 0.1, otherwise round(a) * f(a - 1). Where the recursion ends, it gives the factorial of the
 /// nearest integer: it ends only if a whole number of steps down leads to |a - 1| < 0.1. It never ends for 0, which is
 /// no special case, nor for numbers so large that a step down reaches one from which the next step changes nothing.
-s_refptr<Symbol> Factorial(double a, s_str& error) {
+Result<double> Factorial(double a) {
     const double nearest = Elementary::Round(a);
     constexpr double Largest = 9007199254740994.0; // 2^53 + 2: one step leads to 2^53, below which all are exact
     const bool ends = nearest >= 1 && std::fabs(a - nearest) < 0.1 && a <= Largest;
-    if (!ends) return Fail(error, "\tError : The factorial of '" + s_str(a) + "' is not defined");
+    if (!ends) return Result<double>::Error("\tError : The factorial of '" + s_str(a) + "' is not defined");
     double product = 1;
     for (double factor = 2; factor <= nearest && !std::isinf(product); ++factor) product *= factor;
-    return Conversion<double>::Make(product);
+    return product;
+}
+
+template <class Callable> FlatCallable OnWords(Callable callable) {
+    return FlatFormsOf<Callable, double, double>::Of(callable, true);
+}
+
+/// The same as `Elementary::Pow`, which finds out about the exponent each time.
+FlatCallable PowerOf(Word exponent) {
+    const auto power = FromWord<double>(exponent);
+    if (power == 1) return OnWords([](double a) { return a; });
+    if (power == 2) return OnWords([](double a) { return a * a; });
+    if (power == -1) return OnWords([](double a) { return 1 / a; });
+    return {};
 }
 
 /// The generator of the C runtime, unseeded, so every run draws the same numbers. A wider one gives its upper bits.
@@ -139,17 +153,20 @@ void Scalar::Register(State& state) {
     state.AddOperators({{"!", 4}, {"^", 3}, {"*", 2}, {"/", 2}, {"%", 2}, {"+", 1}, {"-", 1}}, unseen);
 
     // clang-format off
-    Binding bind(state, Purity::Pure);
-    bind.RightUnary("!", Factorial);
+    Binding bind(state, Purity::Isolated);
+    bind.RightUnary("!", [](double a) { return Factorial(a); });
 
     bind.Binary("*", [](double a, double b) { return a * b; });
     bind.Binary("/", [](double a, double b) { return a / b; });
     bind.Binary("+", [](double a, double b) { return a + b; });
     bind.Binary("-", [](double a, double b) { return a - b; });
     bind.Binary("^", [](double a, double b) { return Elementary::Pow(a, b); });
-    bind.Binary("%", Remainder);
+    bind.Binary("%", [](double a, double b) { return Remainder(a, b); });
 
-    bind.RightUnary("+", [](const Scalar& a) { return a.Clone(); });
+    registry.binaryOperators["^"][TypeNameOf<Scalar>()][TypeNameOf<Scalar>()].flat.withRight = PowerOf;
+
+    bind.RightUnary("+", [](const Scalar& a) { return a.Clone(); }); // with its name, if it has one
+    registry.rightUnaryOperators["+"][TypeNameOf<Scalar>()].flat = OnWords([](double a) { return a; });
     bind.RightUnary("-", [](double a) { return -a; });
 
     bind.Function("min", [](double a, double b) { return a >= b ? b : a; });

@@ -34,6 +34,7 @@ public:
 
     double GetValue() const { return m_value; }
     double GetFlatValue() const { return m_value; }
+    void SetFlatValue(double value) { m_value = value; }
 
     // Pooled, because every literal and every result is one.
     static void* operator new(std::size_t) { return s_pool::Allocate<sizeof(Scalar)>(); }

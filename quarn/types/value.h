@@ -17,7 +17,8 @@ namespace Quarn {
 ///     };
 ///
 /// A type whose value fits into a word may add `using Flat = ...`, `Flat GetFlatValue() const`, and a constructor from
-/// a `Flat`: then the engine makes no objects for values without a name.
+/// a `Flat`: then the engine makes no objects for values without a name. With `void SetFlatValue(Flat)`, it makes none
+/// for a symbol that a host sets again and again.
 template <class Derived> class Value : public Symbol {
 public:
     s_str ToString() const override = 0;
@@ -33,6 +34,13 @@ protected:
     explicit Value(const s_str& name) { SetName(name); }
 };
 
+template <class Class> constexpr auto AssignmentOf() -> void (*)(Symbol&, Word) {
+    using Flat = typename Class::Flat;
+    if constexpr (requires(Class & object, Flat value) { object.SetFlatValue(value); })
+        return [](Symbol& object, Word word) { static_cast<Class&>(object).SetFlatValue(FromWord<Flat>(word)); };
+    else return nullptr;
+}
+
 /// The type of the flat values of a class.
 template <class Class> QUARN_API const FlatType& FlatTypeOf() {
     using Flat = typename Class::Flat;
@@ -40,7 +48,8 @@ template <class Class> QUARN_API const FlatType& FlatTypeOf() {
     static const FlatType type{
         &TypeNameOf<Class>(), !std::is_same_v<decltype(&Class::GetFullType), Inherited>,
         [](Word word) -> s_refptr<Symbol> { return make_refptr<Class>(FromWord<Flat>(word)); },
-        [](Word word, TextWriter& writer) { return Class(FromWord<Flat>(word)).WriteTo(writer); }};
+        [](Word word, TextWriter& writer) { return Class(FromWord<Flat>(word)).WriteTo(writer); },
+        AssignmentOf<Class>()};
     return type;
 }
 

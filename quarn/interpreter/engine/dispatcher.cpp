@@ -106,7 +106,8 @@ Operand Dispatcher::ApplyUnary(const UnaryOverloads* overloads, const Operand& o
 Operand Dispatcher::Call(const BinaryOperator& callable, const Operand& left, const Operand& right, s_str& error) {
     if (left.GetFlatType() && right.GetFlatType() && callable.flat) {
         const std::array words{left.GetWord(), right.GetWord()};
-        return CallFlat(callable, words.data());
+        const FlatType& type = *callable.flat.result;
+        if (Word result = 0; CallFlat(callable, words.data(), result)) return {type, result};
     }
     return Calling(callable)(m_state, left.ToObject(), right.ToObject(), error);
 }
@@ -114,7 +115,8 @@ Operand Dispatcher::Call(const BinaryOperator& callable, const Operand& left, co
 Operand Dispatcher::Call(const UnaryOperator& callable, const Operand& operand, s_str& error) {
     if (operand.GetFlatType() && callable.flat) {
         const Word word = operand.GetWord();
-        return CallFlat(callable, &word);
+        const FlatType& type = *callable.flat.result;
+        if (Word result = 0; CallFlat(callable, &word, result)) return {type, result};
     }
     return Calling(callable)(m_state, operand.ToObject(), error);
 }

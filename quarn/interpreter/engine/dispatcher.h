@@ -26,10 +26,9 @@ public:
         if (!callable.isPure) ++m_limits.GetClock().deeds;
         return callable;
     }
-    /// Calls a callable in its form for flat values, with their words.
-    template <class Entry> Operand CallFlat(const Entry& callable, const Word* operands) {
-        const FlatType& type = *callable.flat.result;
-        return {type, Calling(callable).flat(operands)};
+    /// Calls a callable in its form for flat values, with their words. False if it fails: its other form says why.
+    template <class Entry> bool CallFlat(const Entry& callable, const Word* operands, Word& result) {
+        return Calling(callable).flat(operands, result);
     }
     /// Like `Reference::Resolve`. A reference of another state counts as an impure call: nobody tells this one what
     /// changes there.

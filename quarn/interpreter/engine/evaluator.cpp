@@ -48,11 +48,11 @@ public:
             if (const Outcome outcome = m_limits.Poll(m_error); !outcome) return outcome;
         Step& kept = m_program.steps.emplace_back(step);
         if (kept.kind == Step::Kind::Fault) {
-            kept.text = m_program.message = step.text;
+            kept.SetText(m_program.message = step.GetText());
             return Outcome::Failed;
         }
         if (kept.kind == Step::Kind::Name && m_program.variables) {
-            if (const auto found = m_program.variables->find(kept.text); found != m_program.variables->end()) {
+            if (const auto found = m_program.variables->find(kept.GetText()); found != m_program.variables->end()) {
                 kept.kind = Step::Kind::Variable;
                 kept.variable = &found->second;
             }
@@ -68,16 +68,16 @@ private:
 
 /// Whether to parse the text without keeping a program. A program is worth its memory from the second use on: of a
 /// vector of references, each may be used only once. A text of the form "&&...&name" needs a program: it is refused if
-/// it nests too deeply, before each level parses the rest. A formula always has one.
+/// it nests too deeply, before each level parses the rest. A formula has one from the beginning.
 bool Evaluator::IsBetterParsed(Expression& expression) {
     const std::string_view text = expression.GetSharedText().view;
-    const bool isFirst = !std::exchange(expression.wasRun, true);
+    const bool isFirst = !expression.program && !std::exchange(expression.wasRun, true);
     return (isFirst || text.size() > Expression::LongestWithProgram) && CountReferences(text) == 0;
 }
 
 Outcome Evaluator::RunOnce(Expression& expression, Executor& executor) {
     m_work.language.Refresh();
-    executor.Begin({&expression.GetSharedText(), nullptr});
+    executor.Begin({&expression.GetSharedText(), expression.program ? expression.program->variables.Get() : nullptr});
     return Parse(expression.GetSharedText().view, m_work.language, m_memory, executor);
 }
 
@@ -88,7 +88,7 @@ Outcome Evaluator::RunOnce(Expression& expression, Executor& executor) {
     const Program* const kept = expression.program.Get();
     if (!kept || kept->language != m_work.limits.GetClock().language) {
         if (m_work.limits.MustStopBefore(expression.GetLength())) return Outcome::Failed;
-        if (!kept && IsBetterParsed(expression)) return RunOnce(expression, executor);
+        if (IsBetterParsed(expression)) return RunOnce(expression, executor);
         if (const Outcome outcome = ParseProgram(expression, executor.GetError()); !outcome) return outcome;
     }
 
@@ -115,15 +115,14 @@ Operand Evaluator::Evaluate(const s_str& name, std::string_view expression, s_st
 
 /// Evaluates an expression, and remembers nothing.
 [[gnu::always_inline]] inline Operand Evaluator::Run(Expression& expression, s_str& error) {
-    Operand value;
-    if (const Outcome outcome = RunFlat(expression, value, error); outcome || outcome.IsAbandoned()) return value;
+    if (Operand value = RunFlat(expression)) return value;
     const Clock& clock = m_work.limits.GetClock();
-    const std::uint64_t names = clock.Names();
+    const std::uint64_t meanings = clock.Meanings();
     const std::uint64_t deeds = clock.deeds;
     Executor executor(m_work, Nameless(), error, false);
     if (!(expression.GetOperation() ? RunOperation(expression, executor) : RunText(expression, executor))) return {};
-    value = executor.PopOperand();
-    if (value.GetFlatType() && expression.program && clock.deeds == deeds) Translate(expression, names);
+    Operand value = executor.PopOperand();
+    if (value.GetFlatType() && expression.program && clock.deeds == deeds) Translate(*expression.program, meanings);
     return value;
 }
 
@@ -144,27 +143,60 @@ Operand Evaluator::EvaluateAnew(Expression& expression, s_str& error) {
     return m_work.language.IsTesting() ? FailTesting(error) : Run(expression, error);
 }
 
-/// Fails, without a message, if there is no flat program, or if it takes too many levels.
-Outcome Evaluator::RunFlat(const Expression& expression, Operand& value, s_str& error) {
+/// Null, without a message, if there is no flat program, if it takes too many levels, or if it fails: then the text
+/// itself must run, which will say why.
+Operand Evaluator::RunFlat(const Expression& expression) {
     const s_refptr<Program> program = expression.program;
-    const Clock& clock = m_work.limits.GetClock();
-    if (!program || !program->flat.HoldsFor(clock.Names())) return Outcome::Failed;
-    const FlatProgram& flat = program->flat;
-    if (flat.GetDepth() > m_work.limits.GetRemainingLevels()) return Outcome::Failed;
+    if (!program || !program->flat) return {};
+    FlatProgram& flat = *program->flat;
+    EngineLimits& limits = m_work.limits;
+    if (flat.GetDepth() > limits.GetRemainingLevels() || !flat.Holds(m_work)) return {};
+    const std::uint64_t spent = limits.GetSpent();
+    s_str unseen;
     Word word = 0;
-    if (const Outcome outcome = flat.Run(m_work.limits, clock.Moment(), word, error); !outcome) return outcome;
-    m_work.limits.Reach(flat.GetDepth());
-    value = {flat.GetResultType(), word};
-    return Outcome::WentOn;
+    if (!limits.Spend(flat.GetSteps(limits.GetClock()), unseen) || !flat.Run(m_work, word)) {
+        if (!limits.IsStopped()) limits.TakeBack(limits.GetSpent() - spent);
+        return {};
+    }
+    limits.Reach(flat.GetDepth());
+    return {flat.GetResultType(), word};
 }
 
-/// Translates the program if it is evaluated for the second time without a change in between: then it is worth it.
-void Evaluator::Translate(Expression& expression, std::uint64_t names) {
-    Program& program = *expression.program;
+bool Evaluator::RunIsolated(FlatProgram& flat, Word& result) {
+    const EngineLimits& limits = m_work.limits;
+    return limits.AllowBrief(flat.GetSteps(limits.GetClock()), flat.GetDepth()) && flat.Holds(m_work) &&
+           flat.Refresh(m_work) && flat.RunVarying(result);
+}
+
+bool Evaluator::RunBriefly(FlatProgram& flat, Word& result) {
+    EngineLimits& limits = m_work.limits;
+    const std::size_t steps = flat.GetSteps(limits.GetClock());
+    if (!limits.AllowBrief(steps, flat.GetDepth()) || !flat.Holds(m_work)) return false;
+    const EngineLimits::Brief level(limits, steps);
+    return flat.Run(m_work, result) && !level.IsStopped();
+}
+
+/// Translates a program that has run, if that is worth it: the one of a formula always, that of a reference when it is
+/// evaluated for the second time.
+void Evaluator::Translate(Program& program, std::uint64_t meanings) {
     const Clock& clock = m_work.limits.GetClock();
-    if (program.language != clock.language || clock.Names() != names) return;
-    if (std::exchange(program.lastNames, names) == names)
-        program.flat.Translate(program, m_work.state, m_work.symbols, m_work.language, names);
+    if (program.IsRunning() || program.language != clock.language || clock.Meanings() != meanings) return;
+    if (program.flat && program.flat->IsUnfit()) {
+        program.flat.reset();
+        program.notFlat = meanings;
+    }
+    if (program.notFlat == meanings) return;
+    const bool isAgain = std::exchange(program.lastMeanings, meanings) == meanings;
+    if (!isAgain && !program.variables) return;
+    auto flat = std::make_unique<FlatProgram>(program, m_work);
+    if (flat->IsEmpty()) {
+        if (!flat->IsWaiting()) program.notFlat = meanings;
+        return;
+    }
+    program.flat = std::move(flat);
+    if (!program.variables) return;
+    std::vector<Step>().swap(program.steps); // they are seldom needed again, and take more memory
+    program.language = 0;
 }
 
 /// What is left to run of a kept operation.
@@ -206,8 +238,11 @@ Outcome Evaluator::RunPart(Expression& expression, Executor& executor, std::vect
 Outcome Evaluator::ParseProgram(Expression& expression, s_str& error) {
     const s_refptr<Program> program = make_refptr<Program>();
     s_refptr<Program> running = expression.program; // a running program must survive
-    if (running) program->variables = running->variables;
-    while (running && running->runs == 0) running = running->before;
+    if (running) {
+        program->variables = running->variables;
+        program->isForMany = running->isForMany;
+    }
+    while (running && !running->IsRunning()) running = running->before;
     program->before = std::move(running);
 
     m_work.language.Refresh();
@@ -219,6 +254,7 @@ Outcome Evaluator::ParseProgram(Expression& expression, s_str& error) {
     const Outcome outcome = Parse(text, m_work.language, m_memory, recorder);
     if (outcome.IsAbandoned()) return outcome;                               // any other failure is one of the steps
     if (m_work.limits.IsStopped()) return m_work.limits.CheckStopped(error); // then steps may be missing
+    program->steps.shrink_to_fit();
     expression.program = program;
     return Outcome::WentOn;
 }

@@ -21,6 +21,12 @@ public:
     Operand Evaluate(Expression& expression, s_str& error);
     /// The same without a look at what is remembered: for a formula, whose variables change unnoticed.
     Operand EvaluateAnew(Expression& expression, s_str& error);
+    // These run a flat program as an evaluation of its own. False, without a message, if that needs more preparation,
+    // or if it fails: then it must be evaluated in full.
+
+    bool RunBriefly(FlatProgram& flat, Word& result);
+    /// For an isolated program, which no callable can destroy.
+    bool RunIsolated(FlatProgram& flat, Word& result);
 
     // Each applies the callable for the types of the operands, see `State`.
     Operand ApplyBinary(std::string_view op, const Operand& left, const Operand& right, s_str& error);
@@ -51,8 +57,8 @@ private:
     struct Part;
 
     Operand Run(Expression& expression, s_str& error);
-    Outcome RunFlat(const Expression& expression, Operand& value, s_str& error);
-    void Translate(Expression& expression, std::uint64_t names);
+    Operand RunFlat(const Expression& expression);
+    void Translate(Program& program, std::uint64_t meanings);
     static bool IsBetterParsed(Expression& expression);
     Outcome RunOnce(Expression& expression, Executor& executor);
     Outcome RunText(Expression& expression, Executor& executor);

@@ -31,15 +31,15 @@ Outcome FailWithoutOverload(const FunctionOverloads& functions, std::string_view
 Outcome Executor::Execute(const Step& step) {
     const s_str& name = step.isLast ? m_name : Nameless();
     switch (step.kind) {
-    case Step::Kind::Fault: return m_work.FailAt(step.at, step.failure, step.text, m_error);
+    case Step::Kind::Fault: return m_work.FailAt(step.at, step.failure, step.GetText(), m_error);
     case Step::Kind::Flat: break; // see `Accept`
     case Step::Kind::Literal: return Construct(step, name, true);
     case Step::Kind::Construct: return Construct(step, Nameless(), false);
     case Step::Kind::Name: return ReadName(step, name);
     case Step::Kind::Variable: return ReadVariable(*step.variable);
-    case Step::Kind::Call: return Call(*step.functions, step.text, step.argumentCount);
-    case Step::Kind::LeftUnary: return ApplyUnary(step.op->leftUnary, {}, step.text, name);
-    case Step::Kind::RightUnary: return ApplyUnary(step.op->rightUnary, step.text, {}, name);
+    case Step::Kind::Call: return Call(*step.functions, step.GetText(), step.argumentCount);
+    case Step::Kind::LeftUnary: return ApplyUnary(step.op->leftUnary, {}, step.GetText(), name);
+    case Step::Kind::RightUnary: return ApplyUnary(step.op->rightUnary, step.GetText(), {}, name);
     case Step::Kind::Index:
     case Step::Kind::Binary: return Dispatch(step, name);
     }
@@ -56,7 +56,7 @@ void Executor::Expect(std::size_t operands) {
 Outcome Executor::Apply(const s_str& op) {
     Step step;
     step.kind = Step::Kind::Binary;
-    step.text = op;
+    step.SetText(op);
     step.op = m_work.language.GetOperators().Find(op);
     return Accept(step);
 }
@@ -76,16 +76,19 @@ Outcome Executor::ReadConstant(Step& step, Program& program) {
     return Outcome::WentOn;
 }
 
-/// Replaces the arguments, which are flat, with the result. False if the function has no form for flat values.
+/// Replaces the arguments, which are flat, with the result. False if the function has no form for flat values, or
+/// fails.
 bool Executor::CallFlat(const Function& function, std::size_t argumentCount) {
     constexpr std::size_t Most = 4;
     if (!function.flat || argumentCount > Most) return false;
     std::array<Word, Most> words;
-    for (std::size_t i = argumentCount; i > 0; --i) {
-        words[i - 1] = TopOperand().GetWord();
-        m_operands.pop_back();
-    }
-    m_operands.push_back(m_work.dispatcher.CallFlat(function, words.data()));
+    for (std::size_t i = 0; i < argumentCount; ++i)
+        words[i] = m_operands[m_operands.size() - argumentCount + i].GetWord();
+    const FlatType& type = *function.flat.result;
+    Word result = 0;
+    if (!m_work.dispatcher.CallFlat(function, words.data(), result)) return false;
+    m_operands.resize(m_operands.size() - argumentCount);
+    m_operands.emplace_back(type, result);
     return true;
 }
 
@@ -102,14 +105,14 @@ Outcome Executor::Dispatch(const Step& step, const s_str& name) {
     Operand right = PopOperand();
     Operand left = PopOperand();
     Operand result = step.op ? dispatcher.ApplyBinary(*step.op, left, right, m_error)
-                             : dispatcher.ApplyBinary(step.text, left, right, m_error);
+                             : dispatcher.ApplyBinary(step.GetText(), left, right, m_error);
     Destroy(std::move(left));
     Destroy(std::move(right));
     return PushNamed(std::move(result), name);
 }
 
 Outcome Executor::Construct(const Step& step, const s_str& name, bool isLiteral) {
-    if (m_work.limits.MustStopBefore(step.text.size())) return Outcome::Failed;
+    if (m_work.limits.MustStopBefore(step.GetText().size())) return Outcome::Failed;
     const struct Inner {
         Source& innermost;
         const Source outer;
@@ -118,22 +121,22 @@ Outcome Executor::Construct(const Step& step, const s_str& name, bool isLiteral)
     } inner(m_work.source, m_source);
     const Constructor& constructor = *step.constructor;
     s_refptr<Symbol> value = (step.isConstant ? constructor : m_work.dispatcher.Calling(constructor))(
-        m_work.state, name, step.text, isLiteral, m_error);
+        m_work.state, name, step.GetText(), isLiteral, m_error);
     return Push(Operand::Flattened(std::move(value)));
 }
 
 Outcome Executor::ReadVariable(const BoundVariable& variable) {
-    m_operands.emplace_back(*variable.type, variable.read(variable.address));
+    m_operands.emplace_back(*variable.type, variable.Read());
     return Outcome::WentOn;
 }
 
 Outcome Executor::ReadName(const Step& step, const s_str& name) {
     if (m_source.variables) {
-        if (const auto found = m_source.variables->find(step.text); found != m_source.variables->end())
+        if (const auto found = m_source.variables->find(step.GetText()); found != m_source.variables->end())
             return ReadVariable(found->second);
     }
     if (name.IsEmpty()) return ReadSymbol(step);
-    const Operand* const value = m_work.symbols.Read(step.text);
+    const Operand* const value = m_work.symbols.Read(step.GetText());
     if (!value) return ReadOtherName(step);
     s_refptr<Symbol> object = value->ToObject();
     if (object->GetType() == Symbol::TypeName) AppendMessage(m_error, "\tWarning : 'Symbol=Symbol' does nothing");
@@ -142,7 +145,7 @@ Outcome Executor::ReadName(const Step& step, const s_str& name) {
 
 /// Reads a name that is no symbol.
 Outcome Executor::ReadOtherName(const Step& step) {
-    const std::string_view text = step.text;
+    const std::string_view text = step.GetText();
     if (text == SymbolTable::LastResultName)
         return Fail(m_error, "\tError : Unable to parse expression '_', no operator found");
     if (m_work.limits.MustStopBefore(text.size())) return Outcome::Failed;

@@ -81,7 +81,8 @@ public:
         // The most frequent cases, without a look at anything else.
         if (step.kind == Step::Kind::Flat) m_operands.emplace_back(*step.type, step.word);
         else if (step.kind == Step::Kind::Name && !m_source.variables && !step.isLast) return ReadSymbol(step);
-        else if (step.kind == Step::Kind::Call) return Call(*step.functions, step.text, step.argumentCount); // no name
+        else if (step.kind == Step::Kind::Call)
+            return Call(*step.functions, step.GetText(), step.argumentCount); // no name
         else if (step.kind != Step::Kind::Binary || !ApplyFlatBinary(step.op)) return Execute(step);
         return step.isLast && !m_name.IsEmpty() ? PushNamed(PopOperand(), m_name) : Outcome::WentOn;
     }
@@ -131,7 +132,7 @@ private:
                                          std::string_view after, const s_str& name);
     bool ApplyFlatBinary(const Operator* op);
     Outcome ReadSymbol(const Step& step) {
-        const Operand* const value = m_work.symbols.Read(step.text);
+        const Operand* const value = m_work.symbols.Read(step.GetText());
         if (!value) return ReadOtherName(step);
         m_operands.push_back(*value);
         return Outcome::WentOn;
@@ -155,14 +156,17 @@ private:
 
 /// Replaces the top two operands with the result. False if they, or the callable for them, are not flat.
 inline bool Executor::ApplyFlatBinary(const Operator* op) {
-    Operand& left = m_operands[m_operands.size() - 2];
+    const Operand& left = m_operands[m_operands.size() - 2];
     const Operand& right = m_operands.back();
     if (!left.GetFlatType() || !right.GetFlatType() || !op) return false;
     const BinaryOperator* const callable = op->FindBinary(*left.GetFlatType(), *right.GetFlatType());
     if (!callable || !callable->flat) return false;
     const std::array words{left.GetWord(), right.GetWord()};
+    const FlatType& type = *callable->flat.result;
+    Word result = 0;
+    if (!m_work.dispatcher.CallFlat(*callable, words.data(), result)) return false;
     m_operands.pop_back();
-    m_operands.back() = m_work.dispatcher.CallFlat(*callable, words.data());
+    m_operands.back() = {type, result};
     return true;
 }
 

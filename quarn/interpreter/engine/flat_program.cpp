@@ -1,40 +1,75 @@
 #include "quarn/interpreter/engine/flat_program.h"
 
 #include <algorithm>
-#include <cassert>
+#include <functional>
+#include <map>
 
-#include "quarn/interpreter/engine/expression.h"
-#include "quarn/interpreter/engine/symbol_table.h"
+#include "quarn/interpreter/engine/executor.h"
 #include "quarn/types/reference.h"
 
 namespace Quarn {
 
+namespace {
+
+// The ends of chains.
+
+bool End(const FlatStep*, Passed, Word&) { return true; }
+
+bool GiveLast(const FlatStep*, Passed last, Word& value) {
+    value = std::bit_cast<Word>(last);
+    return true;
+}
+
+bool GiveStored(const FlatStep* step, Passed, Word& value) {
+    value = ReadAt<Word>(step->operands[0]);
+    return true;
+}
+
+bool ReadVariable(const FlatStep* step, Passed, Word& value) {
+    step->result = static_cast<const BoundVariable*>(step->operands[0])->Read();
+    return step[1].run(step + 1, std::bit_cast<Passed>(step->result), value);
+}
+
+/// Grows when a callable looks at the state, or changes it.
+std::uint64_t CountLooks(const Clock& clock) { return clock.entered + clock.deeds + clock.Names(); }
+
+} // namespace
+
 /// The translation of a program, step by step.
 class FlatProgram::Translation {
 public:
-    Translation(FlatProgram& target, const Program& source, State& state, SymbolTable& symbols,
-                const Language& language, std::uint64_t names)
-        : m_target(target), m_source(source), m_state(state), m_symbols(symbols), m_language(language), m_names(names) {
+    Translation(FlatProgram& target, const Program& source, Workspace& work)
+        : m_target(target), m_source(source), m_work(work) {
+        const std::size_t most = source.steps.size() + source.steps.size() / LongestChain + 2;
+        m_words.reserve(most); // they must not move
+        m_settled.reserve(most);
+        m_varying.reserve(most);
     }
 
     bool Succeeds() {
-        if (m_source.steps.size() > MostSteps) return false;
         for (const Step& step : m_source.steps)
             if (!Take(step)) return false;
-        m_target.m_result = m_types.back();
         // A formula that is nothing but a reference gives the reference.
-        const auto& steps = m_target.m_steps;
-        return !(m_source.variables && steps.size() == 1 && steps.front().kind == Instruction::Kind::Reference);
+        const auto& inputs = m_target.m_inputs;
+        if (m_source.variables && m_source.steps.size() == 1 && !inputs.empty() && inputs.front().expression)
+            return false;
+        Finish();
+        return true;
     }
 
 private:
-    using Kind = Instruction::Kind;
+    enum class Lifetime { Constant, Settled, Varying };
+    struct Value {
+        const FlatType* type;
+        Lifetime lifetime;
+        const void* address;
+    };
 
     bool Take(const Step& step) {
         switch (step.kind) {
-        case Step::Kind::Flat: return Push({Kind::Value, 0, {.value = step.word}}, step.type);
-        case Step::Kind::Variable: return Push({Kind::Variable, 0, {.variable = step.variable}}, step.variable->type);
-        case Step::Kind::Name: return TakeName(step.text);
+        case Step::Kind::Flat: return Push({step.type, Lifetime::Constant, NewWord(step.word)});
+        case Step::Kind::Variable: return TakeVariable(*step.variable);
+        case Step::Kind::Name: return TakeName(step.GetText());
         case Step::Kind::LeftUnary: return CallUnary(step.op->leftUnary);
         case Step::Kind::RightUnary: return CallUnary(step.op->rightUnary);
         case Step::Kind::Index:
@@ -44,26 +79,47 @@ private:
         }
     }
 
+    bool TakeVariable(const BoundVariable& variable) {
+        if (!variable.read) return Push({variable.type, Lifetime::Varying, variable.address});
+        const auto [known, isNew] = m_variables.try_emplace(&variable, nullptr);
+        if (isNew) known->second = &Add(m_varying, {ReadVariable, {&variable}}).result;
+        return Push({variable.type, Lifetime::Varying, known->second});
+    }
+
     bool TakeName(std::string_view name) {
-        if (name == SymbolTable::LastResultName) return false; // its changes do not count
-        const Operand* const symbol = m_symbols.Read(name);
+        if (name == SymbolTable::LastResultName) return false; // it changes with every statement
+        const auto known = m_names.find(name);
+        if (known != m_names.end()) return Push(known->second);
+        const s_refptr<Symbol>* const symbol = m_work.symbols.Find(name);
+        Input input{name, symbol, nullptr, nullptr, nullptr};
         if (!symbol) {
-            const FunctionOverloads* const functions = m_language.FindFunctions(name);
+            const FunctionOverloads* const functions = m_work.language.FindFunctions(name);
+            m_target.m_inputs.push_back(input);
             return functions && CallFunction(*functions, 0);
         }
-        if (const FlatType* const type = symbol->GetFlatType())
-            return Push({Kind::Value, 0, {.value = symbol->GetWord()}}, type);
-        const Reference* const reference = Reference::In(*symbol);
-        return reference && TakeReference(*reference);
+        if (const Reference* const reference = As<Reference>(**symbol)) input.expression = reference->GetExpression();
+        input.type = TypeOf(**symbol);
+        if (!input.type) return false;
+        input.value = NewWord(0);
+        m_target.m_settledIsIsolated &= !input.expression;
+        m_target.m_inputs.push_back(input);
+        const Value value{input.type, Lifetime::Settled, input.value};
+        m_names.emplace(name, value);
+        return Push(value);
     }
-    bool TakeReference(const Reference& reference) {
-        Expression& expression = *reference.GetExpression();
-        const Program* const program = expression.program.Get();
-        if (&reference.GetState() != &m_state || !program || program->variables || !program->flat.HoldsFor(m_names))
-            return false;
-        m_target.m_depth = std::max(m_target.m_depth, program->flat.m_depth + 1);
-        m_target.m_expressions.push_back(reference.GetExpression());
-        return Push({Kind::Reference, 0, {.expression = &expression}}, program->flat.m_result);
+    /// The type of a symbol's value, or of a reference's; null if that is not flat.
+    const FlatType* TypeOf(const Symbol& symbol) {
+        Word word = 0;
+        const Reference* const reference = As<Reference>(symbol);
+        if (!reference) return symbol.GetFlat(word);
+        if (&reference->GetState() != &m_work.state || reference->GetExpression()->GetOperation()) return nullptr;
+        const Program* const program = reference->GetExpression()->program.Get();
+        if (!program || !program->flat || !program->flat->Holds(m_work)) {
+            m_target.m_isWaiting = !program || program->notFlat != m_work.limits.GetClock().Meanings();
+            return nullptr;
+        }
+        m_target.m_depth = std::max(m_target.m_depth, program->flat->m_depth + 1);
+        return program->flat->m_result;
     }
 
     bool CallUnary(const UnaryOverloads* overloads) {
@@ -78,82 +134,193 @@ private:
         std::vector<const s_str*> names;
         for (std::size_t i = argumentCount; i > 0; --i) names.push_back(TypeAt(i).name);
         const Function* const callable = functions.Find(names, true);
-        return callable && Call(*callable, static_cast<unsigned>(argumentCount));
+        return callable && Call(*callable, argumentCount);
     }
-    template <class Callable> bool Call(const Callable& callable, unsigned operandCount) {
-        if (!callable.flat || !callable.isPure) return false; // an impure one might change a symbol
-        m_types.resize(m_types.size() - operandCount);
-        const FlatCallable& flat = callable.flat;
-        if (flat.context) m_target.m_contexts.push_back(flat.context);
-        return Push({Kind::Call, operandCount, {.call = flat.function}, flat.context.Get()}, flat.result);
+    template <class Callable> bool Call(const Callable& callable, std::size_t operandCount) {
+        // An impure one might change a symbol.
+        return callable.flat && callable.isPure && callable.flat.forms->operandCount == operandCount &&
+               CallFlat(callable.flat);
     }
 
-    bool Push(const Instruction& instruction, const FlatType* type) {
-        m_target.m_steps.push_back(instruction);
-        m_types.push_back(type);
-        return m_types.size() <= MostOperands;
+    bool CallFlat(const FlatCallable& callable) {
+        const std::size_t count = callable.forms->operandCount;
+        if (count == 2 && callable.withRight && m_stack.back().lifetime == Lifetime::Constant) {
+            if (const FlatCallable faster = callable.withRight(WordOf(m_stack.back())); faster) {
+                m_stack.pop_back();
+                return CallFlat(faster);
+            }
+        }
+        const std::vector<Value> operands(m_stack.end() - static_cast<std::ptrdiff_t>(count), m_stack.end());
+        m_stack.resize(m_stack.size() - count);
+        Lifetime lifetime = Lifetime::Constant;
+        for (const Value& operand : operands) lifetime = std::max(lifetime, operand.lifetime);
+        if (lifetime == Lifetime::Constant && callable.isIsolated) return Fold(callable, operands);
+        lifetime = std::max(lifetime, Lifetime::Settled);
+        (lifetime == Lifetime::Settled ? m_target.m_settledIsIsolated : m_target.m_varyingIsIsolated) &=
+            callable.isIsolated;
+        const FlatStep& step = AddCall(lifetime == Lifetime::Settled ? m_settled : m_varying, callable, operands);
+        return Push({callable.result, lifetime, &step.result});
     }
-    const FlatType& TypeAt(std::size_t fromTop) const { return *m_types[m_types.size() - fromTop]; }
+    bool Fold(const FlatCallable& callable, const std::vector<Value>& operands) {
+        std::vector<Word> words;
+        words.reserve(operands.size());
+        for (const Value& operand : operands) words.push_back(WordOf(operand));
+        Word result = 0;
+        return callable(words.data(), result) && Push({callable.result, Lifetime::Constant, NewWord(result)});
+    }
+    const FlatStep& AddCall(Steps& steps, const FlatCallable& callable, const std::vector<Value>& operands) {
+        const FlatForms& forms = *callable.forms;
+        FlatStep step{forms.run};
+        if (forms.hasList) {
+            std::vector<const void*>& list = m_target.m_lists.emplace_back();
+            list.reserve(operands.size());
+            for (const Value& operand : operands) list.push_back(operand.address);
+            step.operands = {list.data(), callable.context.Get()};
+            if (callable.context) m_target.m_contexts.push_back(callable.context);
+        } else {
+            for (std::size_t i = 0; i < operands.size(); ++i) step.operands[i] = operands[i].address;
+            if (IsLast(steps, step.operands[0])) step.run = forms.runWithLeft;
+            else if (IsLast(steps, step.operands[1])) step.run = forms.runWithRight;
+        }
+        const FlatStep& added = Add(steps, step);
+        if (m_source.isForMany && &steps == &m_varying) {
+            m_target.m_forms.resize(steps.size());
+            m_target.m_forms.back() = &forms;
+        }
+        return added;
+    }
+    /// Whether the value at the address will be handed to the next step.
+    static bool IsLast(const Steps& steps, const void* address) {
+        const bool begins = steps.size() % (LongestChain + 1) % LongestChain == 0;
+        return !begins && address == &steps.back().result;
+    }
+    static const FlatStep& Add(Steps& steps, const FlatStep& step) {
+        if (steps.size() % (LongestChain + 1) == LongestChain) steps.push_back({End});
+        return steps.emplace_back(step);
+    }
+
+    bool Push(const Value& value) {
+        m_stack.push_back(value);
+        return true;
+    }
+    Word* NewWord(Word word) { return &m_words.emplace_back(word); }
+    static Word WordOf(const Value& value) { return ReadAt<Word>(value.address); }
+    const FlatType& TypeAt(std::size_t fromTop) const { return *m_stack[m_stack.size() - fromTop].type; }
+
+    /// Moves everything to where it takes no more memory than it needs.
+    void Finish() {
+        const void* const result = m_stack.back().address;
+        m_varying.push_back({IsLast(m_varying, result) ? GiveLast : GiveStored, {result}});
+        if (m_source.isForMany) m_target.m_forms.resize(m_varying.size());
+        if (!m_settled.empty()) m_settled.push_back({End});
+        m_target.m_words = m_words;
+        m_target.m_settled = m_settled;
+        m_target.m_varying = m_varying;
+        for (Steps* const steps : {&m_target.m_settled, &m_target.m_varying})
+            for (FlatStep& step : *steps)
+                for (const void*& operand : step.operands) operand = Moved(operand);
+        for (std::vector<const void*>& list : m_target.m_lists)
+            for (const void*& operand : list) operand = Moved(operand);
+        for (Input& input : m_target.m_inputs)
+            if (input.value) input.value += m_target.m_words.data() - m_words.data();
+        m_target.m_inputs.shrink_to_fit();
+        m_target.m_rerunSteps = std::max<std::size_t>(Count(m_varying), 1);
+        m_target.m_allSteps = std::max<std::size_t>(m_target.m_inputs.size() + Count(m_settled) + Count(m_varying), 1);
+        m_target.m_result = m_stack.back().type;
+    }
+    const void* Moved(const void* address) const {
+        const void* moved = address;
+        const auto move = [&](const auto& from, const auto& to) {
+            const auto* const begin = reinterpret_cast<const char*>(from.data());
+            const auto* const at = static_cast<const char*>(address);
+            const std::less<const char*> isBefore;
+            if (isBefore(at, begin) || !isBefore(at, reinterpret_cast<const char*>(from.data() + from.size()))) return;
+            moved = reinterpret_cast<const char*>(to.data()) + (at - begin);
+        };
+        move(m_words, m_target.m_words);
+        move(m_settled, m_target.m_settled);
+        move(m_varying, m_target.m_varying);
+        return moved;
+    }
 
     FlatProgram& m_target;
     const Program& m_source;
-    State& m_state;
-    SymbolTable& m_symbols;
-    const Language& m_language;
-    const std::uint64_t m_names;
-    std::vector<const FlatType*> m_types; ///< of the operands on the stack
+    Workspace& m_work;
+    std::vector<Value> m_stack; ///< the operands
+    std::map<std::string_view, Value> m_names;
+    std::map<const BoundVariable*, const void*> m_variables; ///< that are converted
+    std::vector<Word> m_words;
+    Steps m_settled;
+    Steps m_varying;
 };
 
-void FlatProgram::Translate(const Program& program, State& state, SymbolTable& symbols, const Language& language,
-                            std::uint64_t names) {
-    if (m_runs > 0) return;
-    m_steps.clear();
-    m_expressions.clear();
-    m_contexts.clear();
-    m_depth = 0;
-    m_names = Translation(*this, program, state, symbols, language, names).Succeeds() ? names : 0;
+FlatProgram::FlatProgram(const Program& source, Workspace& work) {
+    const Clock& clock = work.limits.GetClock();
+    if (!Translation(*this, source, work).Succeeds()) return;
+    m_language = clock.language;
+    m_meanings = clock.Meanings();
 }
 
-Outcome FlatProgram::Run(EngineLimits& limits, std::uint64_t moment, Word& result, s_str& error) const {
-    if (const Outcome outcome = limits.Spend(m_steps.size(), error); !outcome) return outcome;
-    const struct Running {
-        unsigned& runs;
-        explicit Running(unsigned& counted) : runs(counted) { ++runs; }
-        ~Running() { --runs; }
-    } running(m_runs);
-    std::array<Word, MostOperands> operands;
-    Word* end = operands.data();
-    for (const Instruction& step : m_steps) {
-        switch (step.kind) {
-        case Instruction::Kind::Value: *end++ = step.value; break;
-        case Instruction::Kind::Variable: *end++ = step.variable->read(step.variable->address); break;
-        case Instruction::Kind::Reference:
-            if (const Memo& memo = step.expression->memo; memo.HoldsFor(moment)) *end = memo.GetWord();
-            else if (const Outcome outcome = Follow(*step.expression, limits, moment, *end, error); !outcome)
-                return outcome;
-            ++end;
-            break;
-        case Instruction::Kind::Call:
-            end -= step.operandCount;
-            *end = step.call(step.context, end);
-            ++end;
-            break;
-        }
+bool FlatProgram::Holds(Workspace& work) {
+    const Clock& clock = work.limits.GetClock();
+    if (m_language != clock.language) return false;
+    if (m_meanings == clock.Meanings()) return true;
+    const bool holds = std::ranges::all_of(m_inputs, [&](const Input& input) { return StandsForTheSame(input, work); });
+    if (holds) m_meanings = clock.Meanings();
+    else Invalidate();
+    return holds;
+}
+
+bool FlatProgram::StandsForTheSame(const Input& input, Workspace& work) {
+    const s_refptr<Symbol>* const symbol = work.symbols.Find(input.name);
+    if (symbol != input.symbol) return false;
+    if (!symbol) return true;
+    const Reference* const reference = As<Reference>(**symbol);
+    if (!reference) {
+        Word word = 0;
+        return !input.expression && (*symbol)->GetFlat(word) == input.type;
     }
-    result = operands.front();
-    return Outcome::WentOn;
+    if (reference->GetExpression() != input.expression) return false;
+    const Program* const program = input.expression->program.Get();
+    return program && program->flat && program->flat->Holds(work);
 }
 
-/// Runs the program of a reference, and remembers its result unless a callable in it did more than it shows.
-inline Outcome FlatProgram::Follow(Expression& expression, EngineLimits& limits, std::uint64_t moment, Word& result,
-                                   s_str& error) const {
-    const s_refptr<Program> program = expression.program; // a callable may have it parsed anew
-    const FlatProgram& flat = program->flat;
-    if (!flat.HoldsFor(m_names)) return Outcome::Failed;
-    const std::uint64_t entered = limits.GetClock().entered;
-    if (const Outcome outcome = flat.Run(limits, moment, result, error); !outcome) return outcome;
-    if (limits.GetClock().entered == entered) expression.memo.Remember(moment, *flat.m_result, result, flat.m_depth);
-    return Outcome::WentOn;
+bool FlatProgram::RunSteps(const Steps& steps, Word& result) {
+    for (std::size_t i = 0; i < steps.size(); i += LongestChain + 1)
+        if (!steps[i].run(&steps[i], Passed(), result)) return false;
+    return true;
+}
+
+bool FlatProgram::Run(Workspace& work, Word& result) {
+    if (m_isRunning) return false; // both would use the same words
+    const struct Running {
+        bool& isRunning;
+        explicit Running(bool& flag) : isRunning(flag) { isRunning = true; }
+        ~Running() { isRunning = false; }
+    } running(m_isRunning);
+    return (IsCurrent(work.limits.GetClock()) || Refresh(work)) && RunVarying(result);
+}
+
+bool FlatProgram::Refresh(Workspace& work) {
+    const Clock& clock = work.limits.GetClock();
+    const std::uint64_t looks = CountLooks(clock);
+    for (const Input& input : m_inputs)
+        if (input.symbol && !Read(input, work)) return false;
+    if (Word unused = 0; !RunSteps(m_settled, unused)) return false;
+    m_names = clock.Names();
+    if (CountLooks(clock) == looks) return true;
+    m_isUnfit = true;
+    Invalidate();
+    return false;
+}
+
+bool FlatProgram::Read(const Input& input, Workspace& work) {
+    if (!input.expression) return (*input.symbol)->GetFlat(*input.value) != nullptr;
+    const s_refptr<Program> program = input.expression->program; // a callable may have it parsed anew
+    if (!program || !program->flat || !program->flat->Holds(work)) return false;
+    s_str unseen;
+    return work.limits.Spend(program->flat->GetSteps(work.limits.GetClock()), unseen) &&
+           program->flat->Run(work, *input.value);
 }
 
 } // namespace Quarn

@@ -62,15 +62,6 @@ public:
         }
     }
 
-    // For flat programs, which have flat values and remember no failures.
-
-    /// A failure never holds for a moment: its reading leaves out the statements.
-    bool HoldsFor(std::uint64_t moment) const { return m_reading == moment; }
-    Word GetWord() const { return m_word; }
-    void Remember(std::uint64_t moment, const FlatType& type, Word word, unsigned depth) {
-        *this = {moment, &type, word, depth};
-    }
-
     Memo() = default;
 
 private:

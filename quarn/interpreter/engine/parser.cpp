@@ -34,6 +34,7 @@
 #include "quarn/interpreter/engine/parser.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 #include "quarn/interpreter/language/names.h"
 #include "quarn/interpreter/limits/limits.h"
@@ -62,7 +63,7 @@ Step StepAt(Place place, Step::Kind kind, std::string_view text) {
     step.kind = kind;
     step.isLast = place.isLast;
     step.isBracketed = place.isBracketed;
-    step.text = text;
+    step.SetText(text);
     return step;
 }
 
@@ -610,6 +611,7 @@ Outcome Parser::EmitAmbiguity(std::string_view piece, Place place) {
 } // namespace
 
 Outcome Parse(std::string_view text, const Language& language, ParserMemory& memory, StepSink& sink) {
+    if (text.size() >= Brackets::Pair::NoPartner) throw std::length_error("a text of 4 GiB");
     // Many texts are a single word, like most elements of vectors. They have no brackets to match.
     const std::string_view word = Trimmed(text);
     Step step;

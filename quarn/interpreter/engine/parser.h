@@ -25,7 +25,8 @@ struct Step {
     bool isLast = false;      ///< gives the value of the expression
     bool isBracketed = false; ///< stands within round brackets
     bool isConstant = false;  ///< a literal that depends on nothing but its text
-    std::string_view text;
+    std::uint32_t length = 0; ///< of the text, which the scanner of brackets keeps this short
+    const char* begin = nullptr;
     union {
         const Constructor* constructor = nullptr;
         const FunctionOverloads* functions;
@@ -39,6 +40,12 @@ struct Step {
         std::size_t argumentCount;
         FailureKind failure;
     };
+
+    std::string_view GetText() const { return {begin, length}; }
+    void SetText(std::string_view text) {
+        begin = text.data();
+        length = static_cast<std::uint32_t>(text.size());
+    }
 };
 
 /// Receives the steps of an expression as they are found, in the order of evaluation. The text of a fault is valid

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <vector>
 
 #include "quarn/interpreter/engine/flat_program.h"
@@ -8,11 +9,14 @@
 
 namespace Quarn {
 
-/// A plain C++ variable that a name stands for in the expression of a formula. Not owned.
+/// A plain C++ variable that a name stands for in the expression of a formula. Not owned, unless it is `current`.
 struct BoundVariable {
     const FlatType* type;
     const void* address;
-    Word (*read)(const void* address);
+    Word (*read)(const void* address); ///< null if the variable holds the word itself
+    Word current = 0;                  ///< the value, if the variable takes many, see `Formula::EvaluateEach`
+
+    Word Read() const { return read ? read(address) : ReadAt<Word>(address); }
 };
 using BoundVariables = std::map<s_str, BoundVariable, s_text_order>;
 
@@ -24,12 +28,16 @@ struct Program {
     std::vector<s_refptr<Symbol>> objects;
     s_str message;                            ///< of the fault that ends them
     s_refptr<const BoundVariables> variables; ///< of a formula; null for a reference
+    bool isForMany = false;                   ///< its flat program will run in blocks, see `FlatBlocks`
     std::uint64_t language = 0;               ///< the `Clock::language` that it was parsed in; 0 if it must be parsed
     unsigned references = 0;                  ///< how many levels of references it certainly evaluates
     unsigned runs = 0;                        ///< how many evaluations of it are under way
-    FlatProgram flat;                         ///< once it is worth it, see `Evaluator::Translate`
-    std::uint64_t lastNames = 0;              ///< the `Clock::Names` of the last evaluation
+    std::unique_ptr<FlatProgram> flat;        ///< null while there is none; that of a formula replaces the steps
+    std::uint64_t lastMeanings = 0;           ///< the `Clock::Meanings` of the last evaluation
+    std::uint64_t notFlat = 0;                ///< the `Clock::Meanings` for which there is no flat program
     s_refptr<Program> before;                 ///< a program that this one replaced while it was running
+
+    bool IsRunning() const { return runs > 0 || (flat && flat->IsRunning()); }
 };
 
 } // namespace Quarn

@@ -4,9 +4,21 @@
 #include <utility>
 
 #include "quarn/interpreter/language/names.h"
-#include "quarn/types/symbol.h"
+#include "quarn/types/reference.h"
 
 namespace Quarn {
+
+namespace {
+
+/// Whether programs on words that read the symbol still hold: they know its type, if it is flat, but not its value. In
+/// a reference they know the expression.
+bool HaveSameMeaning(const Symbol& before, const Symbol& after) {
+    Word word = 0;
+    const FlatType* const type = after.GetFlat(word);
+    return type == before.GetFlat(word) && (type || (!As<Reference>(before) && !As<Reference>(after)));
+}
+
+} // namespace
 
 SymbolTable::SymbolTable(Clock& clock) : m_clock(clock), m_lastResult(m_map[LastResultName]) {}
 
@@ -42,13 +54,27 @@ s_refptr<Symbol> SymbolTable::Exchange(std::string_view name, s_refptr<Symbol> v
     ++m_clock.symbols;
     Recent* const recent = FindRecent(name);
     if (!recent) {
+        ++m_clock.meanings;
         m_weight += WeightOf(name, value);
         m_map.emplace(name, std::move(value));
         return nullptr;
     }
+    if (!HaveSameMeaning(*recent->symbol->second, *value)) ++m_clock.meanings;
     m_weight += WeightOf(name, value) - WeightOf(name, recent->symbol->second);
     const Operand nameless = std::exchange(recent->nameless, {});
     return std::exchange(recent->symbol->second, std::move(value));
+}
+
+s_refptr<Symbol> SymbolTable::Assign(std::string_view name, const FlatType& type, Word word) {
+    Recent* const recent = type.assign ? FindRecent(name) : nullptr;
+    if (!recent || IsConstant(name)) return nullptr;
+    const s_refptr<Symbol>& value = recent->symbol->second;
+    Word before = 0;
+    if (!value.IsUnique() || value == m_lastResult || value->GetFlat(before) != &type) return nullptr;
+    ++m_clock.symbols;
+    type.assign(*value, word);
+    recent->nameless = {type, word};
+    return value;
 }
 
 s_refptr<Symbol> SymbolTable::SetLastResult(s_refptr<Symbol> value) {
@@ -61,6 +87,7 @@ s_refptr<Symbol> SymbolTable::SetLastResult(s_refptr<Symbol> value) {
 s_refptr<Symbol> SymbolTable::Erase(std::string_view name) {
     if (name == LastResultName) return nullptr;
     ++m_clock.symbols;
+    ++m_clock.meanings;
     const Recent recent = std::exchange(m_recent[NameSlot(name, SlotCount)], {});
     const auto found = m_map.find(name);
     if (found == m_map.end()) return nullptr;
@@ -71,6 +98,7 @@ s_refptr<Symbol> SymbolTable::Erase(std::string_view name) {
 
 SymbolTable::Map SymbolTable::EraseAll() {
     ++m_clock.symbols;
+    ++m_clock.meanings;
     const auto recent = std::make_unique<std::array<Recent, SlotCount>>();
     recent->swap(m_recent);
     Map erased;

@@ -32,7 +32,10 @@ public:
 
     /// Gives the symbol the value, and creates it if there is none. Returns its previous value; null if there was none.
     s_refptr<Symbol> Exchange(std::string_view name, s_refptr<Symbol> value);
-    /// The same for the last result; cannot fail.
+    /// Gives the symbol another flat value of its type, without a new object. Null if that is not possible, because it
+    /// has none of the type, or others hold its value.
+    s_refptr<Symbol> Assign(std::string_view name, const FlatType& type, Word word);
+    /// Gives the last result the value, and returns its previous one. Cannot fail.
     s_refptr<Symbol> SetLastResult(s_refptr<Symbol> value);
     /// Returns the value. Does nothing if there is none, or for the last result.
     s_refptr<Symbol> Erase(std::string_view name);

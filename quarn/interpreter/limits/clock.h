@@ -10,15 +10,18 @@ namespace Quarn {
 /// | reading | ends with | what depends on it |
 /// |---|---|---|
 /// | `language` | a registry or the operators | programs |
-/// | `Names` | also any symbol but the last result | programs on words |
+/// | `Meanings` | also what a name stands for: nothing, a flat type, a reference, others | flat programs |
+/// | `Names` | also any symbol but the last result | values of flat programs |
 /// | `Values` | also the last result | failures |
 /// | `Moment` | also the statement or evaluation | values |
 struct Clock {
     std::uint64_t language = 1;
+    std::uint64_t meanings = 0; ///< whenever this grows, so does `symbols`
     std::uint64_t symbols = 0;
     std::uint64_t lastResult = 0;
     std::uint64_t statements = 0; ///< and evaluations, that began
 
+    std::uint64_t Meanings() const { return language + meanings; }
     std::uint64_t Names() const { return language + symbols; }
     std::uint64_t Values() const { return Names() + lastResult; }
     /// Always larger than `Values`, because at least one statement has begun.

@@ -30,6 +30,32 @@ public:
     private:
         std::optional<Level> m_level;
     };
+    /// Whether an evaluation that begins now may take a few steps, counted beforehand, and levels without a look at
+    /// anything else. No clock is read.
+    bool AllowBrief(std::uint64_t steps, unsigned depth) const {
+        return m_depth == 0 && steps <= m_mostBriefSteps && depth <= m_deepestNesting && !IsCancelled();
+    }
+    /// The outermost level of such an evaluation. Its budget begins only when something within it needs one.
+    class Brief {
+    public:
+        Brief(EngineLimits& limits, std::uint64_t steps) : m_limits(limits) {
+            limits.m_depth = OutermostDepth;
+            limits.m_stepsToCheck = 0; // whatever takes more begins the budget
+            limits.m_briefSteps = steps;
+        }
+        ~Brief() {
+            m_limits.m_depth = 0;
+            m_limits.m_briefSteps = 0;
+            if (m_limits.m_hasBegun) m_limits.End();
+        }
+        Brief(const Brief&) = delete;
+        Brief& operator=(const Brief&) = delete;
+        /// Whether a limit ended what a callable evaluated.
+        bool IsStopped() const { return m_limits.m_hasBegun && m_limits.IsStopped(); }
+
+    private:
+        EngineLimits& m_limits;
+    };
     bool IsIdle() const { return m_depth == 0; }
     /// How many more levels may nest.
     unsigned GetRemainingLevels() const {
@@ -42,6 +68,8 @@ public:
     }
     /// How many steps were spent since the statement or evaluation under way began.
     std::uint64_t GetSpent() const { return m_granted - m_stepsToCheck; }
+    /// Takes back steps that were spent but not taken.
+    void TakeBack(std::uint64_t steps) { m_stepsToCheck += steps; }
 
     /// Fails if the statement was stopped. Messages behind the position are dropped: they are only consequences.
     Outcome CheckStopped(s_str& error, std::size_t position) {
@@ -106,8 +134,9 @@ public:
 private:
     friend class Limits;
 
-    static constexpr std::uint64_t StepsBetweenChecks = 1024; ///< some microseconds
-
+    void BeginIfNeeded() {
+        if (m_depth > 0 && !m_hasBegun) Begin();
+    }
     FailureKind GetStopKind() const;
     void TakePortion();
     void TakeBackPortion();
@@ -116,6 +145,7 @@ private:
     Clock& m_clock;
     std::uint64_t m_stepsBeyond = Unlimited; ///< of the budget, not yet granted
     std::uint64_t m_granted = 0;             ///< steps that are spent, or left before the next check
+    std::uint64_t m_briefSteps = 0;          ///< of the `Brief` level under way
     const char* m_stopped = nullptr;         ///< the message, once the statement was stopped
     std::unique_ptr<const Failure> m_abandonment;
     std::chrono::steady_clock::time_point m_deadline = std::chrono::steady_clock::time_point::max();

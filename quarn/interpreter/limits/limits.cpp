@@ -40,11 +40,12 @@ FailureKind EngineLimits::GetStopKind() const {
 
 void Limits::Begin() {
     EngineLimits& engine = Engine();
-    m_deepestReached = OutermostDepth;
+    m_hasBegun = true;
+    m_deepestReached = m_depth;
     engine.m_stopped = IsCancelled() ? Cancelled : nullptr;
     engine.m_deadline = std::chrono::steady_clock::time_point::max();
     m_stepsToCheck = 0;
-    engine.m_stepsBeyond = m_stepBudget;
+    engine.m_stepsBeyond = m_stepBudget == Unlimited ? Unlimited : m_stepBudget - engine.m_briefSteps;
     engine.m_granted = 0;
     ++engine.m_clock.statements;
     engine.m_abandonment.reset();
@@ -70,6 +71,7 @@ void Limits::Destroy(std::vector<s_refptr<Symbol>> values) noexcept {
 
 bool Limits::MustStop() {
     EngineLimits& engine = Engine();
+    engine.BeginIfNeeded();
     if (!engine.m_stopped) engine.m_stopped = engine.GetInterruption();
     if (!engine.m_stopped) return false;
     ++engine.m_clock.deeds; // what depends on this must not be remembered
@@ -118,6 +120,7 @@ const char* EngineLimits::GetInterruption() const {
 
 Outcome Limits::SpendSlowly(std::uint64_t steps, s_str& error) {
     EngineLimits& engine = Engine();
+    engine.BeginIfNeeded();
     engine.TakeBackPortion();
     if (!engine.m_stopped) engine.m_stopped = steps > engine.m_stepsBeyond ? TooManySteps : engine.GetInterruption();
     if (engine.m_stopped) return Abandon(error, engine.m_stopped, engine.GetStopKind());

@@ -39,7 +39,10 @@ public:
 
     /// How many steps a statement may take: operands, operators, elements of a vector that is built or shown,
     /// characters of an expression that is shown or rewritten.
-    void SetStepBudget(std::uint64_t steps) { m_stepBudget = steps; }
+    void SetStepBudget(std::uint64_t steps) {
+        m_stepBudget = steps;
+        m_mostBriefSteps = steps < StepsBetweenChecks ? steps : StepsBetweenChecks;
+    }
     /// How long a statement may take, as a duration of <chrono>. Checked every thousand steps or so.
     template <class Duration> void SetTimeLimit(const Duration& time) {
         m_timeLimit = static_cast<double>(time.count()) * Duration::period::num / Duration::period::den;
@@ -71,10 +74,10 @@ public:
     public:
         explicit Level(Limits& limits) : m_limits(limits) {
             if (++m_limits.m_depth > m_limits.m_deepestReached) m_limits.m_deepestReached = m_limits.m_depth;
-            if (m_limits.m_depth == OutermostDepth) m_limits.Begin();
+            if (!m_limits.m_hasBegun) m_limits.Begin();
         }
         ~Level() {
-            if (--m_limits.m_depth == 0 && m_limits.m_hasKept) m_limits.ReleaseKept();
+            if (--m_limits.m_depth == 0) m_limits.End();
         }
         Level(const Level&) = delete;
         Level& operator=(const Level&) = delete;
@@ -111,6 +114,7 @@ private:
     friend class EngineLimits; // every `Limits` is one, see engine_limits.h
 
     static constexpr unsigned OutermostDepth = 1;
+    static constexpr std::uint64_t StepsBetweenChecks = 1024; ///< some microseconds
     static constexpr double Endless = std::numeric_limits<double>::infinity();
 
     Limits() = default;
@@ -118,6 +122,10 @@ private:
 
     EngineLimits& Engine();
     void Begin();
+    void End() noexcept {
+        m_hasBegun = false;
+        if (m_hasKept) ReleaseKept();
+    }
     void ReleaseKept() noexcept;
     Outcome SpendSlowly(std::uint64_t steps, s_str& error);
     /// Takes steps if nothing needs to be checked.
@@ -131,11 +139,13 @@ private:
     unsigned m_depth = 0;
     unsigned m_deepestReached = 0; ///< since the innermost `Sounding`, or the outermost level, began
     unsigned m_deepestNesting = DeepestNesting;
+    bool m_hasBegun = false;          ///< the budget of the outermost level, see also `EngineLimits::Brief`
     bool m_hasKept = false;           ///< values, until the outermost level ends
     std::uint64_t m_stepsToCheck = 0; ///< left before the next check
 
     std::uint64_t m_stepBudget = Unlimited;
-    double m_timeLimit = Endless; ///< in seconds
+    std::uint64_t m_mostBriefSteps = StepsBetweenChecks; ///< see `EngineLimits::AllowBrief`
+    double m_timeLimit = Endless;                        ///< in seconds
     const void* m_cancellation = nullptr;
     bool (*m_readCancellation)(const void* flag) = nullptr;
     std::uint64_t m_memory = Unlimited;
