@@ -2,6 +2,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include <atomic>
+#include <chrono>
 #include <cmath>
 #include <functional>
 #include <istream>
@@ -125,6 +127,49 @@ void FormulaOfVariable(benchmark::State& run) {
     }
 }
 BENCHMARK(FormulaOfVariable);
+
+void FormulaWithLimits(benchmark::State& run) {
+    Session session;
+    const std::atomic<bool> isCancelled = false;
+    session.state.GetLimits().SetStepBudget(1'000'000);
+    session.state.GetLimits().SetTimeLimit(std::chrono::seconds(10));
+    session.state.GetLimits().SetCancellation(&isCancelled);
+    double x = 0;
+    Formula formula(session.state, "a*x+b");
+    formula.Bind("x", x);
+    for (auto _ : run) {
+        ++x;
+        benchmark::DoNotOptimize(*formula.Evaluate<double>());
+    }
+}
+BENCHMARK(FormulaWithLimits);
+
+/// A thousand values at once; an item is one of them.
+void FormulaOfManyValues(benchmark::State& run) {
+    Session session;
+    std::vector<double> values(1000);
+    for (double& value : values) value = static_cast<double>(&value - values.data());
+    std::vector<double> results(values.size());
+    Formula formula(session.state, "a*x+b");
+    for (auto _ : run) benchmark::DoNotOptimize(formula.EvaluateEach<double>(results, {{"x", values}}));
+    run.SetItemsProcessed(run.iterations() * static_cast<std::int64_t>(values.size()));
+}
+BENCHMARK(FormulaOfManyValues);
+
+/// A hundred references, each to the one before, shown after the first one's symbol has changed.
+void ChainAfterAChange(benchmark::State& run) {
+    Session session;
+    const auto name = [](int i) { return std::string(1, 'r').append(std::to_string(i)); };
+    session.state.ParseLine("r0 = 1");
+    for (int i = 1; i <= 100; ++i) session.state.ParseLine(name(i).append(" &= ").append(name(i - 1)).append("+1"));
+    double value = 0;
+    for (auto _ : run) {
+        session.state.Set("r0", ++value);
+        session.state.ParseLine("r100");
+    }
+    run.SetItemsProcessed(run.iterations() * 100);
+}
+BENCHMARK(ChainAfterAChange);
 
 double Twice(double a) { return 2 * a; }
 

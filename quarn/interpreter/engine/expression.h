@@ -37,8 +37,8 @@ public:
         return this == &other || (!m_operation && !other.m_operation && m_text.view == other.m_text.view);
     }
 
-    /// Texts up to this length keep a program, which takes about 40 bytes for each character. A program that does not
-    /// fit into the caches runs hardly faster than its text is parsed.
+    /// Texts up to this length keep programs, which take up to 52 bytes for each character. A program that does not fit
+    /// into the caches runs hardly faster than its text is parsed.
     static constexpr std::size_t LongestWithProgram = std::size_t{1} << 16;
 
     /// Null for a text.
