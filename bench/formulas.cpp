@@ -1,5 +1,5 @@
-// Evaluates the formulas of a file, one a line, with this library and with muParser, while their variables change. First
-// it compares the values. Times are nanoseconds an evaluation, without what the loop itself takes.
+// Evaluates the formulas of a file, one a line, with this library and with muParser, while their variables change. The
+// values are compared first. Times are nanoseconds an evaluation, without what the loop itself takes.
 // usage: bench_formulas FILE
 
 #include <algorithm>

@@ -131,12 +131,7 @@ bool Formula::RunBriefly(FlatProgram& flat, Word& result) {
     Interpreter& interpreter = Interpreter::Of(*m_state);
     if (flat.IsIsolated()) return interpreter.evaluator.RunIsolated(flat, result);
     const s_refptr<FormulaParts> parts = m_parts; // a callable may destroy the formula
-    try {
-        return interpreter.evaluator.RunBriefly(flat, result);
-    } catch (const std::bad_alloc&) {
-    } catch (const std::length_error&) { // see `Interpreter::Answer`
-    }
-    return false;
+    return interpreter.evaluator.RunBriefly(flat, result);
 }
 
 std::optional<Failure> Formula::Check() { return Survey(Interpreter::Of(*m_state), *m_parts).fault; }
@@ -177,7 +172,7 @@ public:
         while (m_next < m_results.count) {
             if (RunBlock(error)) continue;
             if (m_interpreter.limits.IsStopped()) return {};
-            for (std::size_t i = 0; i < m_values.size(); ++i) m_variables[i]->current = m_values[i]->At(m_next);
+            SetVariables(m_next);
             value = m_interpreter.evaluator.EvaluateAnew(*m_parts->expression, error);
             if (Reference::In(value)) value = Reference::Resolve(value, error);
             if (value) m_failure = m_results.put(value, m_results.At(m_next));
@@ -207,13 +202,16 @@ private:
         std::vector<const void*> columns;
         for (std::size_t i = 0; i < m_values.size(); ++i)
             columns.push_back(ColumnOf(*m_values[i], m_converted[i], count));
+        SetVariables(m_next + count - 1);
         if (!m_blocks->Run(columns, m_results.At(m_next), count)) {
             limits.TakeBack(steps);
             return false;
         }
         m_next += count;
-        for (std::size_t i = 0; i < m_values.size(); ++i) m_variables[i]->current = m_values[i]->At(m_next - 1);
         return true;
+    }
+    void SetVariables(std::size_t index) {
+        for (std::size_t i = 0; i < m_values.size(); ++i) m_variables[i]->current = m_values[i]->At(index);
     }
     const void* ColumnOf(const Values& values, std::vector<Word>& converted, std::size_t count) const {
         if (!values.read) return values.AddressOf(m_next);

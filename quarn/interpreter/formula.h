@@ -47,9 +47,14 @@ public:
     /// The value as a plain C++ type; references are evaluated. This is the fast way: a flat value needs no object.
     template <class T> Result<T> Evaluate() {
         CheckConversion<T>();
-        if constexpr (requires { typename Conversion<T>::Class::Flat; })
-            if (Word word = 0; EvaluateBriefly(FlatTypeOf<typename Conversion<T>::Class>(), word))
-                return ReadWord<T>(word);
+        if constexpr (requires { typename Conversion<T>::Class::Flat; }) {
+            try {
+                if (Word word = 0; EvaluateBriefly(FlatTypeOf<typename Conversion<T>::Class>(), word))
+                    return ReadWord<T>(word);
+            } catch (const std::bad_alloc&) { // is a failure, which the other way gives
+            } catch (const std::length_error&) {
+            }
+        }
         return EvaluateInFull<T>();
     }
 
@@ -77,8 +82,9 @@ public:
         Word (*read)(const void*) = nullptr; ///< null if each is a word
     };
     /// Evaluates it for many values of some variables, as many as there are results: each result is what `Evaluate`
-    /// gives for the values with its index. The whole is one evaluation, with the limits of one. It ends at the first
-    /// failure, which is returned; the results before it are there. Afterwards these variables keep their last values.
+    /// gives for the values with its index. The results may take the place of values. The whole is one evaluation, with
+    /// the limits of one. It ends at the first failure, which is returned; the results before it are there. Afterwards
+    /// these variables keep their last values.
     ///
     ///     formula.EvaluateEach<double>(curve, {{"x", points}});
     template <class T> std::optional<Failure> EvaluateEach(std::span<T> results, std::initializer_list<Values> values) {

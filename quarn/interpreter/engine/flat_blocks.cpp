@@ -39,7 +39,7 @@ FlatBlocks::FlatBlocks(const FlatProgram& program, std::span<const BoundVariable
     for (std::size_t i = 0; i < program.m_varying.size(); ++i) {
         const FlatStep& step = program.m_varying[i];
         const FlatForms* const forms = program.m_forms[i];
-        if (!forms) {
+        if (!forms) { // the end of a chain, or a variable that is converted
             const bool isLast = i + 1 == program.m_varying.size();
             if (isLast) m_value = plan.Find(step.operands[0]);
             else if (step.operands[0])
@@ -70,7 +70,7 @@ bool FlatBlocks::Run(std::span<const void* const> columns, void* results, std::s
         for (const Place& place : call.operands) operands.push_back(find(place));
         if (!call.forms->callForMany(call.context, operands.data(), BufferAt(call.result), count)) return false;
     }
-    std::memcpy(results, find(m_value), count * sizeof(Word));
+    std::memmove(results, find(m_value), count * sizeof(Word));
     return true;
 }
 

@@ -14,7 +14,8 @@ public:
     FlatBlocks(const FlatProgram& program, std::span<const BoundVariable* const> variables);
     /// How many values a block has at most. All buffers together stay small.
     std::size_t GetMost() const { return m_most; }
-    /// Each column has the values of a variable, words side by side. False if a callable fails for one of them.
+    /// Each column has the values of a variable, words side by side. The results may take the place of a column. False
+    /// if a callable fails for one of them.
     bool Run(std::span<const void* const> columns, void* results, std::size_t count);
 
 private:
