@@ -219,7 +219,7 @@ TEST_F(Formulas, ManyValuesAreEvaluatedAtOnce) {
     for (int i = 0; i < 1'000; ++i) x.push_back(i * 0.01 - 3);
     std::vector<float> y(x.begin(), x.end());
     std::vector<double> results(x.size());
-    const int k = 3;
+    int k = 3;
     Binding bind(state, Purity::Pure);
     bind.Function("three", [k](double a, double b, double c) { return a * b + c * k; });
     bind.Function("looks", [this](double a) { return *state.Get<double>("s") + a; });

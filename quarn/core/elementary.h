@@ -6,8 +6,8 @@
 /// platforms differ in the last digit, and some far before it: they answer sin(1e22) with 1e22.
 ///
 /// The result is the double nearest to the exact value (IEEE 754: correctly rounded), and special values are those of
-/// the C library (C17, annex F). The functions expect the usual rounding, to the nearest, and leave no flags that mean
-/// anything. docs/elementary.md derives their errors.
+/// the C library (C17, annex F). The functions expect the usual rounding, to the nearest; the exception flags that they
+/// leave mean nothing. docs/elementary.md derives their errors.
 namespace Quarn::Elementary {
 
 QUARN_API double Exp(double a);

@@ -143,7 +143,7 @@ private:
     void Register(Entry& entry, const Callable& callable, const Types& types, Wrapped wrapped) {
         entry = std::move(wrapped);
         entry.isPure = m_purity != Purity::Impure;
-        if (SignatureOf(types) == SignatureOf(Shape::TypeNames())) entry.flat = Shape::Flat(callable, m_purity);
+        if (Shape::AreOwn(types)) entry.flat = Shape::Flat(callable, m_purity);
     }
 
     template <class Callable> void RegisterUnary(UnaryOverloads& overloads, Callable callable) {
@@ -204,6 +204,14 @@ private:
 
         static Types TypeNames() {
             return []<std::size_t... I>(std::index_sequence<I...>) { return Types{Class<I>::TypeName...}; }
+            (std::make_index_sequence<Count>());
+        }
+
+        /// Whether the operands need no promotion.
+        static bool AreOwn([[maybe_unused]] const Types& types) {
+            return [&]<std::size_t... I>(std::index_sequence<I...>) {
+                return ((types[I].View() == Class<I>::TypeName) && ...);
+            }
             (std::make_index_sequence<Count>());
         }
 

@@ -16,7 +16,7 @@ struct ScaledEstimate {
     }
 };
 
-/// exp(x) for |x| < 709, with an error below 2^-66.
+/// exp(x) for |x| < 709, with an error below 2^-66 (exponential.gappa).
 ///
 /// x = k*step + r with step = ln(2)/128 and |r| < 2^-8.5; then exp(x) = 2^(k/128) * exp(r). The products with the first
 /// part of the step are exact; the second part adds 2^-79 at most. exp(r) - 1 is r itself, in two parts, and
@@ -40,7 +40,7 @@ template <bool IsFused> QUARN_INLINE ScaledEstimate FastExp(Sum x) {
     return {{AddSmaller(sum.high, lows), 0x1p-66}, exponent};
 }
 
-/// log(x) for a normal x.
+/// log(x) for a normal x (logarithm.gappa).
 ///
 /// x = 2^e * m, and with c from the table, of 11 bits, r = m*c - 1 is a sum of two doubles exactly, below 2^-7.8:
 /// log(x) = e*ln(2) - log(c) + log(1+r). The first parts of both logarithms are multiples of 2^-42, so that they add up

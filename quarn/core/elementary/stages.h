@@ -4,8 +4,8 @@
 
 namespace Quarn::Elementary {
 
-// A function is computed in two stages. `Fast<IsFused>` gives an estimate, and `Sure` the nearest double, for arguments
-// that `Fast` cannot settle. Either way the result is the nearest double, so it does not depend on the processor.
+// A function is computed in two stages. `Settle<IsFused>` computes an estimate, which nearly always settles the result.
+// `Sure` computes all others. Either way the result is the nearest double, so it does not depend on the processor.
 
 #if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__)) && !defined(QUARN_NEVER_FUSED)
 #define QUARN_FUSED [[gnu::target("fma")]]

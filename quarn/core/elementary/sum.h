@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -133,7 +134,7 @@ struct Estimate {
         return result == value.high + (value.low + off);
     }
 };
-/// Cannot settle anything.
+/// Leaves the result to the sure stage.
 inline constexpr Estimate NoEstimate{{1, 0}, 1};
 
 } // namespace Quarn::Elementary

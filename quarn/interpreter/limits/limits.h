@@ -15,7 +15,7 @@ class EngineLimits;
 class Symbol;
 
 /// What a state may spend on a statement or an evaluation: levels of nesting, steps, and time. Each statement and each
-/// evaluation gets the full budget; printing and erasing count. An evaluation within another shares its budget.
+/// evaluation gets the full budget, for what it prints and erases, too. An evaluation within another shares its budget.
 /// Whatever exceeds a limit fails with an error and changes nothing.
 ///
 /// Other threads may only set the cancellation flag.
