@@ -1,7 +1,9 @@
 // Formulas: what they remember, and when they may no longer.
 
 #include <bit>
+#include <chrono>
 #include <cmath>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -171,6 +173,49 @@ TEST_F(Formulas, AFormulaMayGoWhileItRuns) {
     }
 }
 
+TEST_F(Formulas, AFailureAfterTheFormulaHasGoneIsThatOfTheFormula) {
+    std::optional<Formula> formula;
+    bool destroys = false;
+    double x = 1;
+    Binding(state, Purity::Pure).Function("f", [&](double a) -> Result<double> {
+        if (!destroys) return a;
+        formula.emplace(state, "1000+1");
+        return Result<double>::Error("\tError : gone");
+    });
+    for (const char* text : {"f(x)+1", "f(2)+x"}) {
+        destroys = false;
+        formula.emplace(state, text);
+        formula->Bind("x", x);
+        for (int i = 0; i < 3; ++i) EXPECT_TRUE(formula->Evaluate<double>());
+        destroys = true;
+        state.Set("unrelated", ++x); // so that `f(2)` is evaluated again
+        EXPECT_EQ(formula->Evaluate<double>().GetError().Get(), "\tError : gone") << text;
+    }
+}
+
+TEST_F(Formulas, AReferenceThatGetsDeeperIsSeen) {
+    Play("q = 3; a = 1; r &= q*2; p &= r+1");
+    for (int i = 0; i < 3; ++i) Play("p+0");
+    Play("q &= a+1");
+    for (int i = 0; i < 3; ++i) Play("r*1");
+    state.GetLimits().SetDeepestNesting(2);
+    EXPECT_EQ(Play("p+0"), "\tError : Nested more than 2 levels deep\n");
+}
+
+TEST_F(Formulas, OperationsOnReferencesOfOtherStatesAreTheirOwn) {
+    auto other = std::make_unique<State>();
+    Binding(*other).Function("twice", [](double a) { return 2 * a; });
+    Binding(state).Function("twice", [](double a) { return -2 * a; });
+    state.ParseLine("r &= u+twice(1)");
+    other->Set("r", state.Get("r"));
+    other->ParseLine("k = r+1; u = 4");
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(*other->Evaluate<double>("k+0"), 7);
+    state.EditRegistry();
+    other.reset();
+    Play("u = 1");
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(*state.Evaluate<double>("r+0"), -1);
+}
+
 TEST_F(Formulas, TheirLimitsAreThoseOfTexts) {
     double x = 1;
     std::string text = "x";
@@ -206,6 +251,30 @@ TEST_F(Formulas, TheirLimitsAreThoseOfTexts) {
     state.GetLimits().SetStepBudget(10);
     for (int i = 0; i < 3; ++i) EXPECT_EQ(nested.Evaluate<double>().GetKind(), FailureKind::StepLimit);
     state.GetLimits().SetStepBudget(Limits::Unlimited);
+    // What fails before the steps run out fails for its own reason.
+    double zero = 0;
+    Formula fails(state, "1%x+1+sin(x)+cos(x)");
+    fails.Bind("x", x);
+    for (int i = 0; i < 3; ++i) EXPECT_TRUE(fails.Evaluate<double>());
+    fails.Bind("x", zero);
+    state.GetLimits().SetStepBudget(4);
+    EXPECT_EQ(fails.Evaluate<double>().GetKind(), FailureKind::Evaluation);
+    state.GetLimits().SetStepBudget(Limits::Unlimited);
+    // A long run of slow callables is stopped on the way.
+    int calls = 0;
+    Binding(state, Purity::Pure).Function("stops", [&](double a) {
+        if (++calls == 100) isCancelled = true;
+        return a;
+    });
+    std::string slow = "stops(x)";
+    for (int i = 0; i < 6'000; ++i) slow += "+stops(x)";
+    Formula stopped(state, slow);
+    stopped.Bind("x", x);
+    calls = 1'000;
+    for (int i = 0; i < 2; ++i) EXPECT_TRUE(stopped.Evaluate<double>());
+    calls = 0;
+    EXPECT_EQ(stopped.Evaluate<double>().GetKind(), FailureKind::Cancelled);
+    isCancelled = false;
     Play("r &= s; s &= 1");
     Formula levels(state, "r+x");
     levels.Bind("x", x);
@@ -245,6 +314,21 @@ TEST_F(Formulas, ManyValuesAreEvaluatedAtOnce) {
         }
         EXPECT_EQ(*each.Evaluate<double>(), results.back()) << "the last values stay";
     }
+
+    Formula turns(state, "id(x)+first(0)"); // a callable evaluates it for another variable meanwhile
+    std::vector<float> others{7, 8};
+    Binding(state, Purity::Isolated).Function("id", [](double a) { return a; });
+    bool isFirst = true;
+    Binding(state).Function("first", [&](double a) {
+        std::vector<double> unused(2);
+        if (std::exchange(isFirst, false)) (void)turns.EvaluateEach<double>(unused, {{"x", others}});
+        return a;
+    });
+    EXPECT_FALSE(turns.EvaluateEach<double>(std::span(results).first(3), {{"x", x}}));
+    EXPECT_EQ(results[2], x[2]);
+    EXPECT_FALSE(Formula(state, "x+1").EvaluateEach<double>(x, {{"x", x}})); // in place
+    EXPECT_EQ(x[0], -2);
+    for (double& value : x) value -= 1;
 
     Formula fails(state, "100%(x-1)"); // 1 is the divisor's 0 at index 400
     const std::optional<Failure> failure = fails.EvaluateEach<double>(results, {{"x", x}});

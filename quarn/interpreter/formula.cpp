@@ -117,21 +117,18 @@ bool Formula::Bind(std::string_view name, const FlatType& type, const void* vari
     return true;
 }
 
-/// Evaluates it if it has a flat program of the type that can run without preparation. False if not, or if that fails:
-/// then it must be evaluated in full.
+/// Evaluates it if it has an isolated program of the type: no callable in it can destroy the formula. False if not, or
+/// if that fails: then it must be evaluated in full.
 bool Formula::EvaluateBriefly(const FlatType& type, Word& result) {
     Interpreter& interpreter = Interpreter::Of(*m_state);
     FlatProgram* const flat = m_parts->expression->program->flat.get();
     if (!flat || &flat->GetResultType() != &type) return false;
-    if (!flat->IsReady(interpreter.clock)) return RunBriefly(*flat, result);
+    if (!flat->IsReady(interpreter.clock)) return flat->IsIsolated() && RefreshAndRun(*flat, result);
     return interpreter.limits.AllowBrief(flat->GetSteps(true), flat->GetDepth()) && flat->RunVarying(result);
 }
 
-bool Formula::RunBriefly(FlatProgram& flat, Word& result) {
-    Interpreter& interpreter = Interpreter::Of(*m_state);
-    if (flat.IsIsolated()) return interpreter.evaluator.RunIsolated(flat, result);
-    const s_refptr<FormulaParts> parts = m_parts; // a callable may destroy the formula
-    return interpreter.evaluator.RunBriefly(flat, result);
+bool Formula::RefreshAndRun(FlatProgram& flat, Word& result) {
+    return Interpreter::Of(*m_state).evaluator.RunIsolated(flat, result);
 }
 
 std::optional<Failure> Formula::Check() { return Survey(Interpreter::Of(*m_state), *m_parts).fault; }
@@ -148,28 +145,23 @@ public:
     }
 
     /// Fails if the name cannot be bound, or has too few values.
-    std::optional<Failure> Bind(const Values& values) {
+    std::optional<Failure> Add(const Values& values) {
         s_str error;
         if (values.name.empty()) return Failure{"\tError : A variable needs a name"};
         if (!m_interpreter.statements.CheckSymbolName(values.name, error)) return Failure{error};
         if (values.count < m_results.count)
             return Failure{"\tError : The variable '" + s_str(values.name) + "' has " + std::to_string(values.count) +
                            " values for " + std::to_string(m_results.count) + " results"};
-        const auto known = m_parts->variables->find(values.name);
-        BoundVariable* variable = known == m_parts->variables->end() ? nullptr : &known->second;
-        if (!variable || variable->type != values.type || variable->address != &variable->current) {
-            variable = &m_parts->Bind(values.name, {values.type, nullptr, nullptr});
-            variable->address = &variable->current;
-        }
         m_values.push_back(&values);
-        m_variables.push_back(variable);
         return std::nullopt;
     }
 
     /// Carries it out. Gives some value if it went on to the end, or to one that does not fit the result.
     Operand Evaluate(s_str& error) {
         Operand value = m_results.wordType ? Operand(*m_results.wordType, 0) : Operand();
+        for (const Values* const values : m_values) m_variables.push_back(&(*m_parts->variables)[values->name]);
         while (m_next < m_results.count) {
+            Bind();
             if (RunBlock(error)) continue;
             if (m_interpreter.limits.IsStopped()) return {};
             SetVariables(m_next);
@@ -186,6 +178,16 @@ public:
     const std::optional<Failure>& GetFailure() const { return m_failure; }
 
 private:
+    /// Binds the variables where they are not, because this is new, or because a callable has bound them otherwise.
+    void Bind() {
+        for (std::size_t i = 0; i < m_values.size(); ++i) {
+            BoundVariable& variable = *m_variables[i];
+            if (variable.type == m_values[i]->type && variable.address == &variable.current) continue;
+            variable = {m_values[i]->type, &variable.current, nullptr};
+            m_parts->ParseAnew();
+            m_blocks.reset();
+        }
+    }
     /// Runs a flat program that needs no preparation for the next values. False if there is none, if a callable fails,
     /// or if a limit ends it.
     bool RunBlock(s_str& error) {
@@ -195,9 +197,11 @@ private:
             !flat->IsReady(m_interpreter.clock))
             return false;
         if (!m_blocks) m_blocks.emplace(*flat, m_variables);
-        const std::size_t count = std::min(m_results.count - m_next, m_blocks->GetMost());
+        const std::uint64_t affordable = limits.GetLeft() / flat->GetSteps(true);
+        const auto most = static_cast<std::size_t>(std::min<std::uint64_t>(affordable, m_blocks->GetMost()));
+        const std::size_t count = std::min(m_results.count - m_next, most);
         const std::uint64_t steps = count * flat->GetSteps(true);
-        if (!limits.Spend(steps, error)) return false;
+        if (count == 0 || !limits.Spend(steps, error)) return false;
         m_converted.resize(m_values.size());
         std::vector<const void*> columns;
         for (std::size_t i = 0; i < m_values.size(); ++i)
@@ -234,7 +238,7 @@ private:
 std::optional<Failure> Formula::EvaluateEach(std::span<const Values> values, const Results& results) {
     Series series(*this, results);
     for (const Values& variable : values)
-        if (std::optional<Failure> failure = series.Bind(variable)) return failure;
+        if (std::optional<Failure> failure = series.Add(variable)) return failure;
     if (results.count == 0) return std::nullopt;
     Failure failure;
     const Operand last = Interpreter::Of(*m_state).Answer(m_parts->expression->GetSharedText().view, failure,
@@ -247,6 +251,17 @@ Result<s_refptr<Symbol>> Formula::Evaluate() { return Value(*this, false).ToResu
 Formula::Value::Value(Formula& formula, bool isResolved) {
     Interpreter& interpreter = Interpreter::Of(*formula.m_state);
     const s_refptr<Expression> expression = formula.m_parts->expression; // a callable may destroy the formula
+    const s_refptr<Program> program = expression->program;
+    if (FlatProgram* const flat = program->flat.get(); isResolved && flat) {
+        try {
+            if (interpreter.evaluator.RunBriefly(*flat, word)) {
+                type = &flat->GetResultType();
+                return;
+            }
+        } catch (const std::bad_alloc&) { // is a failure, which the other way gives
+        } catch (const std::length_error&) {
+        }
+    }
     Operand operand = interpreter.Answer(expression->GetSharedText().view, failure, [&](s_str& error) {
         Operand value = interpreter.evaluator.EvaluateAnew(*expression, error);
         return isResolved && Reference::In(value) ? Reference::Resolve(value, error) : value;

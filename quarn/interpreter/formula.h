@@ -134,7 +134,7 @@ private:
     bool Bind(std::string_view name, const FlatType& type, const void* variable, Word (*read)(const void*));
     std::optional<Failure> EvaluateEach(std::span<const Values> values, const Results& results);
     bool EvaluateBriefly(const FlatType& type, Word& result);
-    [[gnu::noinline]] bool RunBriefly(FlatProgram& flat, Word& result);
+    [[gnu::noinline]] bool RefreshAndRun(FlatProgram& flat, Word& result);
     template <class T> [[gnu::noinline]] Result<T> EvaluateInFull() {
         using Class = typename Conversion<T>::Class;
         const Value value(*this, true);

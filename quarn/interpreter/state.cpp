@@ -39,6 +39,7 @@ void State::PrintOutOfMemory() { m_interpreter->statements.Print("\tError : Out 
 const State::SymbolMap& State::GetSymbols() const { return m_interpreter->symbols.GetMap(); }
 
 s_refptr<Symbol> State::Get(std::string_view name) const {
+    if (name == SymbolTable::LastResultName) ++m_interpreter->clock.entered; // its changes do not end what is kept
     const s_refptr<Symbol>* const value = m_interpreter->symbols.Find(name);
     return value ? *value : nullptr;
 }
@@ -50,7 +51,7 @@ Result<s_refptr<Symbol>> State::Set(std::string_view name, s_refptr<Symbol> valu
 }
 
 s_refptr<Symbol> State::Assign(std::string_view name, const FlatType& type, Word word) {
-    if (m_interpreter->language.MayBeTaken(name)) return nullptr;
+    if (m_interpreter->language.MayBeTaken(name) || GetLimits().GetMemory() != Limits::Unlimited) return nullptr;
     return m_interpreter->symbols.Assign(name, type, word);
 }
 

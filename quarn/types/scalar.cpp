@@ -99,7 +99,6 @@ template <class Callable> FlatCallable OnWords(Callable callable) {
 /// The same as `Elementary::Pow`, which finds out about the exponent each time.
 FlatCallable PowerOf(Word exponent) {
     const auto power = FromWord<double>(exponent);
-    if (power == 1) return OnWords([](double a) { return a; });
     if (power == 2) return OnWords([](double a) { return a * a; });
     if (power == -1) return OnWords([](double a) { return 1 / a; });
     return {};

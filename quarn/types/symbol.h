@@ -25,7 +25,7 @@ template <class Type> QUARN_API const s_str& TypeNameOf() {
 
 /// The root of all values, and itself the abstract type without a value. Types derive from `Value` (types/value.h).
 /// Values live on the heap, are shared through `s_refptr<Symbol>`, and do not change once they are built; `Named` gives
-/// a value under another name.
+/// a value under another name. Only what nobody shares may change, see `FlatType::assign`.
 class QUARN_API Symbol {
 public:
     static constexpr std::string_view TypeName = "Symbol";

@@ -171,6 +171,8 @@ Outcome Dispatcher::FailWithoutMatch(const Operand& forType, std::string_view be
 s_refptr<Expression> Dispatcher::ExpressionOf(const Operand& value, s_str& error) {
     if (const Reference* reference = Reference::In(value)) {
         s_refptr<Expression> expression = reference->GetUnevaluatedExpression();
+        // What is kept with an expression belongs to one state.
+        if (&reference->GetState() != &m_state) return make_refptr<Expression>(expression->GetText());
         expression->Update(m_language.GetOperatorsVersion());
         return expression;
     }

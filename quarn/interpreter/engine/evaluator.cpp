@@ -122,7 +122,10 @@ Operand Evaluator::Evaluate(const s_str& name, std::string_view expression, s_st
     Executor executor(m_work, Nameless(), error, false);
     if (!(expression.GetOperation() ? RunOperation(expression, executor) : RunText(expression, executor))) return {};
     Operand value = executor.PopOperand();
-    if (value.GetFlatType() && expression.program && clock.deeds == deeds) Translate(*expression.program, meanings);
+    if (expression.program && clock.deeds == deeds) {
+        if (value.GetFlatType()) Translate(*expression.program, meanings);
+        else expression.program->notFlat = meanings;
+    }
     return value;
 }
 
@@ -152,9 +155,8 @@ Operand Evaluator::RunFlat(const Expression& expression) {
     EngineLimits& limits = m_work.limits;
     if (flat.GetDepth() > limits.GetRemainingLevels() || !flat.Holds(m_work)) return {};
     const std::uint64_t spent = limits.GetSpent();
-    s_str unseen;
     Word word = 0;
-    if (!limits.Spend(flat.GetSteps(limits.GetClock()), unseen) || !flat.Run(m_work, word)) {
+    if (!limits.SpendIfLeft(flat.GetSteps(limits.GetClock())) || !flat.Run(m_work, word)) {
         if (!limits.IsStopped()) limits.TakeBack(limits.GetSpent() - spent);
         return {};
     }
@@ -181,10 +183,7 @@ bool Evaluator::RunBriefly(FlatProgram& flat, Word& result) {
 void Evaluator::Translate(Program& program, std::uint64_t meanings) {
     const Clock& clock = m_work.limits.GetClock();
     if (program.IsRunning() || program.language != clock.language || clock.Meanings() != meanings) return;
-    if (program.flat && program.flat->IsUnfit()) {
-        program.flat.reset();
-        program.notFlat = meanings;
-    }
+    if (program.flat && program.flat->IsUnfit()) program.notFlat = meanings;
     if (program.notFlat == meanings) return;
     const bool isAgain = std::exchange(program.lastMeanings, meanings) == meanings;
     if (!isAgain && !program.variables) return;
@@ -241,6 +240,8 @@ Outcome Evaluator::ParseProgram(Expression& expression, s_str& error) {
     if (running) {
         program->variables = running->variables;
         program->isForMany = running->isForMany;
+        const bool isUnfit = running->flat && running->flat->IsUnfit();
+        program->notFlat = isUnfit ? m_work.limits.GetClock().Meanings() : running->notFlat;
     }
     while (running && !running->IsRunning()) running = running->before;
     program->before = std::move(running);

@@ -225,7 +225,9 @@ private:
             if (input.value) input.value += m_target.m_words.data() - m_words.data();
         m_target.m_inputs.shrink_to_fit();
         m_target.m_rerunSteps = std::max<std::size_t>(Count(m_varying), 1);
-        m_target.m_allSteps = std::max<std::size_t>(m_target.m_inputs.size() + Count(m_settled) + Count(m_varying), 1);
+        const auto isRead = [](const Input& input) { return input.symbol != nullptr; };
+        const auto reads = static_cast<std::size_t>(std::ranges::count_if(m_target.m_inputs, isRead));
+        m_target.m_allSteps = std::max<std::size_t>(reads + Count(m_settled) + Count(m_varying), 1);
         m_target.m_result = m_stack.back().type;
     }
     const void* Moved(const void* address) const {
@@ -265,13 +267,14 @@ bool FlatProgram::Holds(Workspace& work) {
     const Clock& clock = work.limits.GetClock();
     if (m_language != clock.language) return false;
     if (m_meanings == clock.Meanings()) return true;
-    const bool holds = std::ranges::all_of(m_inputs, [&](const Input& input) { return StandsForTheSame(input, work); });
+    const bool holds =
+        std::ranges::all_of(m_inputs, [&](const Input& input) { return StandsForTheSame(input, m_depth, work); });
     if (holds) m_meanings = clock.Meanings();
     else Invalidate();
     return holds;
 }
 
-bool FlatProgram::StandsForTheSame(const Input& input, Workspace& work) {
+bool FlatProgram::StandsForTheSame(const Input& input, unsigned depth, Workspace& work) {
     const s_refptr<Symbol>* const symbol = work.symbols.Find(input.name);
     if (symbol != input.symbol) return false;
     if (!symbol) return true;
@@ -282,12 +285,18 @@ bool FlatProgram::StandsForTheSame(const Input& input, Workspace& work) {
     }
     if (reference->GetExpression() != input.expression) return false;
     const Program* const program = input.expression->program.Get();
-    return program && program->flat && program->flat->Holds(work);
+    // It may have been translated again.
+    return program && program->flat && program->flat->Holds(work) && program->flat->m_result == input.type &&
+           program->flat->m_depth < depth;
 }
 
-bool FlatProgram::RunSteps(const Steps& steps, Word& result) {
-    for (std::size_t i = 0; i < steps.size(); i += LongestChain + 1)
+bool FlatProgram::RunSteps(const Steps& steps, Word& result, EngineLimits* limits) {
+    constexpr std::size_t ChainsBetweenLooks = 32;
+    std::size_t chains = 0;
+    for (std::size_t i = 0; i < steps.size(); i += LongestChain + 1) {
+        if (limits && chains++ % ChainsBetweenLooks == ChainsBetweenLooks - 1 && limits->MustStop()) return false;
         if (!steps[i].run(&steps[i], Passed(), result)) return false;
+    }
     return true;
 }
 
@@ -298,7 +307,7 @@ bool FlatProgram::Run(Workspace& work, Word& result) {
         explicit Running(bool& flag) : isRunning(flag) { isRunning = true; }
         ~Running() { isRunning = false; }
     } running(m_isRunning);
-    return (IsCurrent(work.limits.GetClock()) || Refresh(work)) && RunVarying(result);
+    return (IsCurrent(work.limits.GetClock()) || Refresh(work)) && RunSteps(m_varying, result, &work.limits);
 }
 
 bool FlatProgram::Refresh(Workspace& work) {
@@ -306,20 +315,21 @@ bool FlatProgram::Refresh(Workspace& work) {
     const std::uint64_t looks = CountLooks(clock);
     for (const Input& input : m_inputs)
         if (input.symbol && !Read(input, work)) return false;
-    if (Word unused = 0; !RunSteps(m_settled, unused)) return false;
+    if (Word unused = 0; !RunSteps(m_settled, unused, &work.limits)) return false;
+    if (CountLooks(clock) != looks) {
+        m_isUnfit = true;
+        Invalidate();
+    }
+    if (m_language == 0) return false; // a callable may have bound a variable, too
     m_names = clock.Names();
-    if (CountLooks(clock) == looks) return true;
-    m_isUnfit = true;
-    Invalidate();
-    return false;
+    return true;
 }
 
 bool FlatProgram::Read(const Input& input, Workspace& work) {
     if (!input.expression) return (*input.symbol)->GetFlat(*input.value) != nullptr;
     const s_refptr<Program> program = input.expression->program; // a callable may have it parsed anew
-    if (!program || !program->flat || !program->flat->Holds(work)) return false;
-    s_str unseen;
-    return work.limits.Spend(program->flat->GetSteps(work.limits.GetClock()), unseen) &&
+    return program && program->flat && program->flat->Holds(work) && program->flat->m_result == input.type &&
+           work.limits.SpendIfLeft(program->flat->GetSteps(work.limits.GetClock())) &&
            program->flat->Run(work, *input.value);
 }
 

@@ -7,6 +7,7 @@
 
 namespace Quarn {
 
+class EngineLimits;
 class Expression;
 struct Program;
 struct Workspace;
@@ -27,10 +28,10 @@ public:
     /// Empty unless `source`, which has run, can be translated now.
     FlatProgram(const Program& source, Workspace& work);
     bool IsEmpty() const { return !m_result; }
-    /// Whether it could not be translated only because a reference in it has no flat program yet.
+    /// Whether it could not be translated because a reference in it may yet get a flat program.
     bool IsWaiting() const { return m_isWaiting; }
 
-    /// Whether it may run, because its names still stand for the same.
+    /// Whether it may run, because its names still stand for the same, and references give the same type.
     bool Holds(Workspace& work);
     void Invalidate() { m_language = m_names = 0; }
     /// Whether a callable in it has looked at the state: then what it computes cannot be kept.
@@ -55,7 +56,8 @@ public:
     /// Computes the value.
     bool RunVarying(Word& result) const {
         const FlatStep* const first = m_varying.data();
-        return m_varying.size() <= LongestChain ? first->run(first, Passed(), result) : RunSteps(m_varying, result);
+        const bool isShort = m_varying.size() <= LongestChain;
+        return isShort ? first->run(first, Passed(), result) : RunSteps(m_varying, result, nullptr);
     }
 
     const FlatType& GetResultType() const { return *m_result; }
@@ -84,10 +86,12 @@ private:
     static std::size_t Count(const Steps& steps) {
         return steps.size() - (steps.size() + LongestChain) / (LongestChain + 1);
     }
-    static bool RunSteps(const Steps& steps, Word& result);
+    /// Asks the limits, if there are any, about every thousand steps.
+    static bool RunSteps(const Steps& steps, Word& result, EngineLimits* limits);
 
     static bool Read(const Input& input, Workspace& work);
-    static bool StandsForTheSame(const Input& input, Workspace& work);
+    /// For a program of this depth.
+    static bool StandsForTheSame(const Input& input, unsigned depth, Workspace& work);
 
     std::vector<Input> m_inputs;
     std::vector<Word> m_words; ///< of literals and inputs

@@ -73,7 +73,7 @@ s_refptr<Symbol> SymbolTable::Assign(std::string_view name, const FlatType& type
     if (!value.IsUnique() || value == m_lastResult || value->GetFlat(before) != &type) return nullptr;
     ++m_clock.symbols;
     type.assign(*value, word);
-    recent->nameless = {type, word};
+    recent->nameless = {}; // the object may hold another one than it was given
     return value;
 }
 

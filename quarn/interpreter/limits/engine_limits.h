@@ -68,6 +68,13 @@ public:
     }
     /// How many steps were spent since the statement or evaluation under way began.
     std::uint64_t GetSpent() const { return m_granted - m_stepsToCheck; }
+    /// Spends steps if so many are left. If not, it is for the caller to find out what happens before they run out.
+    bool SpendIfLeft(std::uint64_t steps) {
+        BeginIfNeeded();
+        s_str unseen;
+        return GetLeft() >= steps && Spend(steps, unseen);
+    }
+    std::uint64_t GetLeft() const { return m_stepsBeyond == Unlimited ? Unlimited : m_stepsBeyond + m_stepsToCheck; }
     /// Takes back steps that were spent but not taken.
     void TakeBack(std::uint64_t steps) { m_stepsToCheck += steps; }
 

@@ -45,7 +45,8 @@ void Limits::Begin() {
     engine.m_stopped = IsCancelled() ? Cancelled : nullptr;
     engine.m_deadline = std::chrono::steady_clock::time_point::max();
     m_stepsToCheck = 0;
-    engine.m_stepsBeyond = m_stepBudget == Unlimited ? Unlimited : m_stepBudget - engine.m_briefSteps;
+    engine.m_stepsBeyond =
+        m_stepBudget == Unlimited ? Unlimited : m_stepBudget - std::min(m_stepBudget, engine.m_briefSteps);
     engine.m_granted = 0;
     ++engine.m_clock.statements;
     engine.m_abandonment.reset();
