@@ -21,6 +21,7 @@ public:
     Operand Evaluate(Expression& expression, s_str& error);
     /// The same without a look at what is remembered: for a formula, whose variables change unnoticed.
     Operand EvaluateAnew(Expression& expression, s_str& error);
+
     // These run a flat program as an evaluation of its own. False, without a message, if that needs more preparation,
     // or if it fails: then it must be evaluated in full.
 

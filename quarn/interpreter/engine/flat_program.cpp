@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <map>
+#include <set>
 
 #include "quarn/interpreter/engine/executor.h"
 #include "quarn/types/reference.h"
@@ -94,7 +95,7 @@ private:
         Input input{name, symbol, nullptr, nullptr, nullptr};
         if (!symbol) {
             const FunctionOverloads* const functions = m_work.language.FindFunctions(name);
-            m_target.m_inputs.push_back(input);
+            if (m_functions.insert(name).second) m_target.m_inputs.push_back(input);
             return functions && CallFunction(*functions, 0);
         }
         if (const Reference* const reference = As<Reference>(**symbol)) input.expression = reference->GetExpression();
@@ -248,8 +249,9 @@ private:
     FlatProgram& m_target;
     const Program& m_source;
     Workspace& m_work;
-    std::vector<Value> m_stack; ///< the operands
-    std::map<std::string_view, Value> m_names;
+    std::vector<Value> m_stack;                              ///< the operands
+    std::map<std::string_view, Value> m_names;               ///< of symbols
+    std::set<std::string_view> m_functions;                  ///< that are called without brackets
     std::map<const BoundVariable*, const void*> m_variables; ///< that are converted
     std::vector<Word> m_words;
     Steps m_settled;
