@@ -127,6 +127,7 @@ bool Formula::EvaluateBriefly(const FlatType& type, Word& result) {
     return interpreter.limits.AllowBrief(flat->GetSteps(true), flat->GetDepth()) && flat->RunVarying(result);
 }
 
+/// Not inlined: `EvaluateBriefly` would save registers each time.
 bool Formula::RefreshAndRun(FlatProgram& flat, Word& result) {
     return Interpreter::Of(*m_state).evaluator.RunIsolated(flat, result);
 }
@@ -258,7 +259,7 @@ Formula::Value::Value(Formula& formula, bool isResolved) {
                 type = &flat->GetResultType();
                 return;
             }
-        } catch (const std::bad_alloc&) { // is a failure, which the other way gives
+        } catch (const std::bad_alloc&) { // `Answer` tries again, and reports it
         } catch (const std::length_error&) {
         }
     }

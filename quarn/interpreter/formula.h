@@ -51,7 +51,7 @@ public:
             try {
                 if (Word word = 0; EvaluateBriefly(FlatTypeOf<typename Conversion<T>::Class>(), word))
                     return ReadWord<T>(word);
-            } catch (const std::bad_alloc&) { // is a failure, which the other way gives
+            } catch (const std::bad_alloc&) { // `EvaluateInFull` tries again, and reports it
             } catch (const std::length_error&) {
             }
         }

@@ -29,25 +29,19 @@ struct FlatType {
     void (*assign)(Symbol& object, Word word);       ///< gives an object of the type this value; null for none
 };
 
-/// The word that holds a plain C++ value, and back.
+/// The word that holds a plain C++ value. The value comes back from the word, or from the address of either.
 template <class T> Word ToWord(const T& value) {
     static_assert(std::is_trivially_copyable_v<T> && sizeof(T) <= sizeof(Word));
     Word word = 0;
     std::memcpy(&word, &value, sizeof(T));
     return word;
 }
-template <class T> T FromWord(Word word) {
-    T value;
-    std::memcpy(&value, &word, sizeof(T));
-    return value;
-}
-
-/// The C++ value, or the word, at an address.
 template <class T> T ReadAt(const void* address) {
     T value;
     std::memcpy(&value, address, sizeof(T));
     return value;
 }
+template <class T> T FromWord(Word word) { return ReadAt<T>(&word); }
 
 /// Reads literals of a flat type.
 struct FlatReader {
@@ -64,36 +58,36 @@ struct FlatContext {
     virtual ~FlatContext() = default;
 };
 
-/// A value on the way from one step to the next. Where calls have registers for floating-point numbers it travels in
-/// one of these, since most values are numbers.
+/// A value that one step hands to the next. It travels in a floating-point register where calls use such registers,
+/// because most values are numbers.
 #if defined(__x86_64__) || defined(_M_X64) || defined(__aarch64__) || defined(_M_ARM64)
 using Passed = double;
 #else
 using Passed = Word;
 #endif
 
-/// A step of a program on words. It reads its operands, stores its result, and runs the step behind it: so a processor
-/// predicts each of these calls on its own, and a result need not be read back from memory.
+/// A step of a program on words. It reads its operands, stores its result, and runs the next step. So the processor
+/// predicts each of these calls separately, and the next step need not read the result from memory.
 struct FlatStep {
-    /// Carries out the step and those behind it. `last` is the result of the one before; the last step gives the
-    /// `value` of the program. False if one of them fails.
+    /// Carries out this step and all that follow. `last` is the result of the step before; the last step sets `value`,
+    /// the result of the program. Returns false if one of them fails.
     using Run = bool (*)(const FlatStep* step, Passed last, Word& value);
 
     Run run;
-    /// The addresses of two operands. A callable with a context, or with more operands, has a list of addresses and
-    /// the context.
+    /// The addresses of up to two operands. For a callable with more operands, or with a context: the address of a list
+    /// of such addresses, and the context.
     std::array<const void*, 2> operands{};
     mutable Word result = 0;
 };
 
-/// A callable in all the forms in which words can be handed to it, see flat_forms.h. A callable fails without saying
-/// why: its form for objects does.
+/// The ways to call a callable with words, see flat_forms.h. Each returns false if the callable fails. They give no
+/// message; the form for objects does.
 struct FlatForms {
     std::size_t operandCount;
     bool hasList; ///< of operands, see `FlatStep`
-    /// With the words side by side.
+    /// Once. The operands are an array of words.
     bool (*call)(const FlatContext* context, const Word* operands, Word& result);
-    /// With the addresses of as many words for each operand as there are results, which do not overlap them.
+    /// `count` times. Each operand is the address of an array of so many words, none of which overlaps the results.
     bool (*callForMany)(const FlatContext* context, const void* const* operands, Word* results, std::size_t count);
     FlatStep::Run run;          ///< as a step whose operands are all in memory
     FlatStep::Run runWithLeft;  ///< as one whose left operand is the result of the step before; null with a list
@@ -106,7 +100,8 @@ struct FlatCallable {
     const FlatType* result = nullptr;         ///< the type of its result
     bool isIsolated = false;                  ///< see `Purity::Isolated`
     s_refptr<const FlatContext> context = {}; ///< null if it needs none
-    /// A faster callable of the left operand, for a right one that is known; none if there is none, or if it is null.
+    /// Null, or gives a callable of the left operand alone that is faster for this right one; an empty one if there is
+    /// none.
     FlatCallable (*withRight)(Word right) = nullptr;
 
     explicit operator bool() const { return forms != nullptr; }

@@ -11,7 +11,7 @@ namespace Quarn {
 template <class Returned> struct Succeeding { using Type = Returned; };
 template <class Value> struct Succeeding<Result<Value>> { using Type = Value; };
 
-/// The forms of a callable on plain C++ types whose values are flat. It may return a `Result`.
+/// The forms of a callable on plain C++ types with flat values. It may return a `Result`.
 template <class Callable, class Returned, class... Operands> class FlatFormsOf {
     using Value = typename Succeeding<Returned>::Type;
     static constexpr bool MayFail = !std::is_same_v<Value, Returned>;

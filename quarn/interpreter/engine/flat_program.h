@@ -16,9 +16,9 @@ struct Workspace;
 /// how long their results last:
 ///
 /// - What isolated callables make of literals is computed when it is translated.
-/// - What else does not depend on bound variables is settled: computed once for each reading of `Clock::Names`. A
-///   reference gives the value of its own flat program. So a reference over numbers costs nothing while no symbol
-///   changes.
+/// - Whatever else does not depend on bound variables is settled: it is computed once for each reading of
+///   `Clock::Names`. A reference gives the value of its own flat program, so a reference over numbers costs nothing
+///   while no symbol changes.
 /// - What depends on bound variables, which only formulas have, is computed each time.
 ///
 /// It holds as long as its names stand for the same: symbols of the same types, references to the same expressions. A
@@ -78,8 +78,8 @@ private:
     };
     class Translation;
 
-    /// Each step runs the next. Where the compiler does not make that a jump it takes stack, so the chain is
-    /// interrupted after so many steps.
+    /// A chain of steps has at most so many. Each step calls the next, which takes stack where the compiler does not
+    /// turn the call into a jump.
     static constexpr std::size_t LongestChain = 32;
     using Steps = std::vector<FlatStep>;
     /// Without the ends of chains.

@@ -9,7 +9,8 @@
 
 namespace Quarn {
 
-/// A plain C++ variable that a name stands for in the expression of a formula. Not owned, unless it is `current`.
+/// A plain C++ variable that a name stands for in the expression of a formula. The variable is not owned, except for
+/// `current`.
 struct BoundVariable {
     const FlatType* type;
     const void* address;

@@ -30,8 +30,8 @@ public:
     private:
         std::optional<Level> m_level;
     };
-    /// Whether an evaluation that begins now may take a few steps, counted beforehand, and levels without a look at
-    /// anything else. No clock is read.
+    /// Whether an evaluation that begins now may take so few steps, counted beforehand, and so many levels, without any
+    /// further check. Reads no clock.
     bool AllowBrief(std::uint64_t steps, unsigned depth) const {
         return m_depth == 0 && steps <= m_mostBriefSteps && depth <= m_deepestNesting && !IsCancelled();
     }
@@ -68,7 +68,7 @@ public:
     }
     /// How many steps were spent since the statement or evaluation under way began.
     std::uint64_t GetSpent() const { return m_granted - m_stepsToCheck; }
-    /// Spends steps if so many are left. If not, it is for the caller to find out what happens before they run out.
+    /// Spends steps if so many are left. If fewer are, stops nothing: the work may fail before it uses them up.
     bool SpendIfLeft(std::uint64_t steps) {
         BeginIfNeeded();
         s_str unseen;
