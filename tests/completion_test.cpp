@@ -1,7 +1,9 @@
-// What can be completed, without a terminal.
+// What a host can tell about a line that is being typed, without a terminal.
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <cstdlib>
 #include <sstream>
 
 #include <quarn/quarn.h>
@@ -26,6 +28,19 @@ protected:
         std::string shown = line.substr(0, completions.begin) + "|";
         for (const s_str& candidate : completions.candidates) shown += " " + candidate.Get();
         return completions.candidates.empty() ? "" : shown;
+    }
+
+    /// The unknown names of the line.
+    std::string UnknownIn(std::string_view line) {
+        std::string shown;
+        for (const std::string_view name : state.FindUnknownNames(line)) (shown += name) += ' ';
+        return shown;
+    }
+
+    /// What the line would give, or why that is not known; its position is not part of a preview.
+    std::string Preview(std::string_view line) {
+        const Result<s_str> preview = state.Preview(line, std::chrono::seconds(10));
+        return preview ? preview->Get() : preview.GetMessage().Get();
     }
 
     std::istringstream input;
@@ -71,6 +86,96 @@ TEST_F(Completion, HostsAreCompletedToo) {
     EXPECT_EQ(At("rate mod tw|"), "rate mod | twice(");
     state.Set("twin", 1.0);
     EXPECT_EQ(At("tw|"), "| twice( twin");
+}
+
+TEST_F(Completion, NamesThatStandForNothingAreFound) {
+    const struct {
+        const char* line;
+        const char* unknown;
+    } rows[] = {
+        {"rate*raduis", "raduis "},
+        {"2*pi+atan(1, y)+_+1.5e3", "y "},
+        {"1e-3+Scalar(1e-3)+x", "1e x "}, // the constructor reads the text itself
+        {"Vector(a, 2)", "a "},
+        {"y = rate+z", "z "},
+        {"y &= y", "y "},
+        {"a = 1; b &= a; c:Scalar; a+b+c+d", "d "},
+        {"y:Scalr", "Scalr "},
+        {"y:Vector(z)", "z "},
+        {"y := z", ""},
+        {"// a remark;?z;~z", ""},
+        {"2*(z", "z "},
+    };
+    for (const auto& row : rows) EXPECT_EQ(UnknownIn(row.line), row.unknown) << row.line;
+}
+
+TEST_F(Completion, APreviewIsWhatTheLineWouldGive) {
+    const struct {
+        const char* line;
+        const char* value;
+    } rows[] = {
+        {"12*1.19", "14.28"},
+        {"area = pi*radius^2", "28.2743338823081"},
+        {"v = <1, rate>", "<1, 2>"},
+        {"rate = 5; rate*radius", "15"},
+        {"y &= rate+z", "rate+z"},
+        {"rate &= rate+1", "rate+1"}, // it leads to itself once it is stored
+        {"y:Scalar(1e-3)", "0.001"},
+        {"?pa", "3.14159265358979"},
+        {"y := 2", ""},
+        {"1;// a remark", "1"},
+        {"", ""},
+        {"1+", "No match for operator 'Scalar +' in :\n1 +"},
+        {"rate*z; 1", "Unknown symbol 'z'"},
+        {"_ = 1", "Reference to last result '_' is not assignable"},
+    };
+    const auto before = state.GetSymbols();
+    for (const auto& row : rows) EXPECT_EQ(Preview(row.line), row.value) << row.line;
+    EXPECT_EQ(state.GetSymbols(), before);
+    EXPECT_EQ(output.str(), "\tDefining Scalar : rate = 2\n\tDefining Scalar : radius = 3\n"
+                            "\tDefining Scalar : 2x = 4\n\tDefining Reference : pa = 3.14159265358979\n");
+}
+
+TEST_F(Completion, APreviewCallsOnlyWhatIsPure) {
+    int calls = 0;
+    const auto call = [&calls](double a) {
+        ++calls;
+        return a;
+    };
+    Binding bind(state);
+    bind.Function("impure", call);
+    bind.Operator("#", 9);
+    bind.Binary("#", [&calls](double a, double) {
+        ++calls;
+        return a;
+    });
+    state.ParseLine("drawn &= rand()*0; called &= impure(1)");
+    calls = 0;
+    State other;
+    other.Set("x", 1.0);
+    state.Set("foreign", make_refptr<Reference>("foreign", "x", other));
+    std::srand(1);
+    const char* const refused = "A preview calls only what is pure";
+    for (const char* line : {"rand()", "rand(1, 2)", "drawn", "drawn+1", "y = called", "<1, called>", "impure(1)",
+                             "min(1, impure(2))", "1 # 2", "foreign+1", "1; impure(2); 3"})
+        EXPECT_EQ(Preview(line), refused) << line;
+    for (const char* line : {"~", "~rate", "y:Scalar"}) EXPECT_EQ(Preview(line), "") << line;
+    EXPECT_EQ(calls, 0);
+    const double next = *state.Evaluate<double>("rand()");
+    std::srand(1);
+    EXPECT_EQ(*state.Evaluate<double>("rand()"), next) << "something was drawn";
+}
+
+TEST_F(Completion, APreviewEndsWhenItsTimeIsOver) {
+    std::string sum = "1";
+    for (int i = 0; i < 100'000; ++i) sum += "+1";
+    const Result<s_str> preview = state.Preview(sum, std::chrono::microseconds(1));
+    ASSERT_FALSE(preview);
+    EXPECT_EQ(preview.GetKind(), FailureKind::TimeLimit);
+    state.GetLimits().SetStepBudget(3);
+    EXPECT_EQ(state.Preview("1+1+1", std::chrono::seconds(1)).GetKind(), FailureKind::StepLimit);
+    state.GetLimits().SetStepBudget(Limits::Unlimited);
+    EXPECT_EQ(Preview("1+1+1"), "3");
 }
 
 } // namespace

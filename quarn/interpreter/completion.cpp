@@ -14,6 +14,13 @@ namespace {
 /// Whether the character can be part of a name or a number. The last result "_" and names of functions have "_".
 bool IsWordCharacter(char c) { return IsNameCharacter(c) || c == '_' || c == '.'; }
 
+/// Whether the word is a literal as it stands. Names that begin with a letter never are.
+bool IsLiteral(std::string_view word, Language& language) {
+    if (word.empty() || IsLetter(word.front())) return false;
+    language.Refresh();
+    return language.FindLiteral(word).count > 0;
+}
+
 /// The word that ends the text.
 std::string_view LastWord(std::string_view text) {
     const auto behind = std::find_if_not(text.rbegin(), text.rend(), IsWordCharacter);
@@ -59,7 +66,8 @@ private:
 
     void CompleteExpression(std::string_view text) {
         const std::string_view word = LastWord(text);
-        if (!CanBeginAfter(s_str::Trimmed(text.substr(0, text.size() - word.size()))) || IsLiteral(word)) return;
+        if (!CanBeginAfter(s_str::Trimmed(text.substr(0, text.size() - word.size()))) || IsLiteral(word, m_language))
+            return;
         Begin(word);
         Add(m_symbols.GetMap());
         const Registry& registry = m_language.GetRegistry();
@@ -77,13 +85,6 @@ private:
         const bool isAscii = static_cast<unsigned char>(text.back()) < 0x80;
         return isAscii && !IsWordCharacter(text.back()) &&
                std::string_view(")]>").find(text.back()) == std::string_view::npos;
-    }
-
-    /// Whether the word is a literal as it stands. Names that begin with a letter never are.
-    bool IsLiteral(std::string_view word) {
-        if (word.empty() || IsLetter(word.front())) return false;
-        m_language.Refresh();
-        return m_language.FindLiteral(word).count > 0;
     }
 
     void Begin(std::string_view word) {
@@ -109,7 +110,72 @@ private:
     Completions m_completions;
 };
 
+/// Looks for names that stand for nothing, statement by statement.
+class UnknownNames {
+public:
+    UnknownNames(Language& language, const SymbolTable& symbols) : m_language(language), m_symbols(symbols) {}
+
+    std::vector<std::string_view> In(std::string_view line) {
+        while (!line.empty()) {
+            const auto end = std::min(line.find(';'), line.size());
+            SearchStatement(line.substr(0, end));
+            line.remove_prefix(std::min(end + 1, line.size()));
+        }
+        return std::move(m_unknown);
+    }
+
+private:
+    /// Follows the grammar of statements, see statements.cpp.
+    void SearchStatement(std::string_view statement) {
+        constexpr auto npos = std::string_view::npos;
+        const auto equals = statement.find('=');
+        const auto colon = statement.find(':');
+        if (statement.starts_with("//") || statement.starts_with('~') || statement.starts_with('?')) return;
+        if (equals == npos && colon == npos) return SearchExpression(statement);
+        if (equals != npos && colon != npos && colon + 1 == equals) return;
+        std::string_view name = statement.substr(0, equals != npos ? equals : colon);
+        if (equals != npos && name.ends_with('&')) name.remove_suffix(1);
+        if (equals != npos) SearchExpression(statement.substr(equals + 1));
+        else SearchType(statement.substr(colon + 1));
+        m_defined.insert(s_str::Trimmed(name));
+    }
+
+    void SearchType(std::string_view text) {
+        const std::string_view type = s_str::Trimmed(text.substr(0, text.find('(')));
+        if (!type.empty() && !m_language.GetRegistry().types.contains(type)) m_unknown.push_back(type);
+        else SearchExpression(text);
+    }
+
+    void SearchExpression(std::string_view text) {
+        while (!text.empty()) {
+            const auto begin = std::ranges::find_if(text, IsWordCharacter);
+            const auto end = std::find_if_not(begin, text.end(), IsWordCharacter);
+            const std::string_view word(begin, end);
+            text = std::string_view(end, text.end());
+            if (!word.empty() && !IsKnown(word)) m_unknown.push_back(word);
+            const Constructor* const constructor = FindIn(m_language.GetRegistry().constructors, word);
+            if (constructor && !constructor->expressionsIn && text.starts_with('('))
+                text.remove_prefix(std::min(Brackets::SearchPartner(text, 0), text.size())); // it reads text of its own
+        }
+    }
+
+    bool IsKnown(std::string_view word) {
+        const Registry& registry = m_language.GetRegistry();
+        return m_symbols.GetMap().contains(word) || m_defined.contains(word) || registry.functions.contains(word) ||
+               registry.constructors.contains(word) || registry.types.contains(word) || IsLiteral(word, m_language);
+    }
+
+    Language& m_language;
+    const SymbolTable& m_symbols;
+    std::set<std::string_view> m_defined; ///< by the statements before
+    std::vector<std::string_view> m_unknown;
+};
+
 } // namespace
+
+std::vector<std::string_view> FindUnknownNames(std::string_view line, Language& language, const SymbolTable& symbols) {
+    return UnknownNames(language, symbols).In(line);
+}
 
 Completions Complete(std::string_view line, std::size_t position, Language& language, const SymbolTable& symbols) {
     return Completer(line, position, language, symbols).Complete();

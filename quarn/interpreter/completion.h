@@ -21,4 +21,7 @@ struct Completions {
 
 Completions Complete(std::string_view line, std::size_t position, Language& language, const SymbolTable& symbols);
 
+/// See `State::FindUnknownNames`.
+std::vector<std::string_view> FindUnknownNames(std::string_view line, Language& language, const SymbolTable& symbols);
+
 } // namespace Quarn

@@ -34,6 +34,14 @@ Completions State::Complete(std::string_view line, std::size_t position) {
     return Quarn::Complete(line, position, m_interpreter->language, m_interpreter->symbols);
 }
 
+Result<s_str> State::PreviewFor(std::string_view line, double seconds) {
+    return m_interpreter->statements.Preview(line, seconds);
+}
+
+std::vector<std::string_view> State::FindUnknownNames(std::string_view line) {
+    return Quarn::FindUnknownNames(line, m_interpreter->language, m_interpreter->symbols);
+}
+
 void State::PrintOutOfMemory() { m_interpreter->statements.Print("\tError : Out of memory\n"); }
 
 const State::SymbolMap& State::GetSymbols() const { return m_interpreter->symbols.GetMap(); }

@@ -46,6 +46,15 @@ public:
     /// What may stand at the position of a line that is being typed: symbols, functions and constructors where an
     /// operand can, types behind ":", symbols behind "~" and "?".
     Completions Complete(std::string_view line, std::size_t position);
+    /// What the last statement of a line would give or store, were the line carried out: the text of the value, without
+    /// its type and its name; empty if it gives none. Changes nothing. Calls only what is pure, asks nothing, erases
+    /// nothing, and fails where that does not suffice, or when the time, a duration of <chrono>, is over.
+    template <class Duration> Result<s_str> Preview(std::string_view line, const Duration& time) {
+        return PreviewFor(line, static_cast<double>(time.count()) * Duration::period::num / Duration::period::den);
+    }
+    /// The names in a line that is being typed that stand for nothing: for no symbol, function, constructor, literal or
+    /// type, and not for what the line defines before. Views of the line, in order.
+    std::vector<std::string_view> FindUnknownNames(std::string_view line);
     /// Reports, as a statement does, that a line does not fit into memory.
     void PrintOutOfMemory();
 
@@ -169,6 +178,7 @@ public:
 private:
     friend struct Interpreter;
 
+    Result<s_str> PreviewFor(std::string_view line, double seconds);
     Result<s_refptr<Symbol>> Store(const s_str& name, s_refptr<Symbol> value);
     s_refptr<Symbol> Assign(std::string_view name, const FlatType& type, Word word);
     Result<Operand> EvaluateAndResolve(std::string_view expression);

@@ -16,15 +16,18 @@
 //
 // Each statement is a transaction. Everything that may fail or throw comes first, including the report, then the
 // changes, then the report is printed. Two things are undone: the symbol that must be in place while its text is made,
-// if that fails, and all changes, if the printing of a long report is interrupted.
+// if that fails, and all changes, if the printing of a long report is interrupted. A preview carries statements out,
+// and takes everything back.
 
 #include "quarn/interpreter/statements.h"
 
 #include <algorithm>
 #include <iostream>
+#include <memory>
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "quarn/interpreter/engine/text_writer.h"
 #include "quarn/interpreter/help.h"
@@ -70,10 +73,10 @@ constexpr std::size_t Portion = 4096;
 /// What a statement reports and changes.
 class Statements::Transaction {
 public:
-    Transaction(SymbolTable& symbols, EngineLimits& limits, s_str&& emptyReport)
-        : report(std::move(emptyReport)), m_symbols(symbols), m_limits(limits) {}
+    Transaction(SymbolTable& symbols, EngineLimits& limits, s_str&& emptyReport, bool isPreview = false)
+        : report(std::move(emptyReport)), m_symbols(symbols), m_limits(limits), m_isPreview(isPreview) {}
     ~Transaction() {
-        if (!m_isDone) Undo();
+        if (!m_isDone || m_isPreview) Undo();
         m_limits.Destroy(std::move(m_before));
         m_limits.Destroy(std::move(m_lastBefore));
     }
@@ -89,7 +92,7 @@ public:
     /// Keeps the changes: the stored symbol has its value, whatever was stored in between, and so has the last result.
     void Finish(const s_refptr<Symbol>& lastResult) {
         if (m_value && !Holds(m_name, m_value)) m_symbols.Exchange(m_name, m_value);
-        if (report.View().size() > Portion) m_lastResult = lastResult; // its printing may be interrupted
+        if (MayBeUndone()) m_lastResult = lastResult;
         m_lastBefore = m_symbols.SetLastResult(lastResult);
         m_isDone = true;
     }
@@ -107,12 +110,26 @@ public:
         m_limits.Destroy(std::move(m_value));
     }
     /// Whether something is done that the printing of its report may undo.
-    bool CanUndo() const { return m_lastBefore && report.View().size() > Portion; }
+    bool CanUndo() const { return m_lastBefore && MayBeUndone(); }
+    bool IsPreview() const { return m_isPreview; }
+    /// The value in the report, without its name; empty if the report shows none.
+    std::string_view GetValueText() const {
+        if (valueBegin == 0) return {};
+        std::string_view text = report.View().substr(valueBegin);
+        text.remove_suffix(1); // the line end
+        const std::size_t behindName =
+            static_cast<std::size_t>(std::ranges::find_if_not(text, IsNameCharacter) - text.begin());
+        constexpr std::string_view Sign = " = ";
+        if (text.substr(behindName).starts_with(Sign)) text.remove_prefix(behindName + Sign.size());
+        return text;
+    }
 
     s_str report;
+    std::size_t valueBegin = 0; ///< where it shows the value; 0 if it shows none
     bool hasFailed = false;
 
 private:
+    bool MayBeUndone() const { return m_isPreview || report.View().size() > Portion; }
     bool Holds(std::string_view name, const s_refptr<Symbol>& value) const {
         const s_refptr<Symbol>* const symbol = m_symbols.Find(name);
         return symbol && *symbol == value;
@@ -126,6 +143,7 @@ private:
     s_refptr<Symbol> m_lastResult;
     s_refptr<Symbol> m_lastBefore;
     bool m_isDone = false;
+    const bool m_isPreview;
 };
 
 Statements::Statements(State& state, EngineLimits& limits, Language& language, SymbolTable& symbols,
@@ -182,6 +200,41 @@ bool Statements::ParseLine(std::string_view line) {
     return haveSucceeded && !isCancelled;
 }
 
+Failure Statements::WhyItFailed(const Transaction& transaction) const {
+    std::string_view error = transaction.report;
+    error.remove_suffix(1); // the line end
+    Failure failure{error};
+    m_evaluator.Explain(failure, {});
+    return failure;
+}
+
+Result<s_str> Statements::Preview(std::string_view line, double seconds) {
+    if (!m_limits.IsIdle() || m_isPrinting) return Result<s_str>::Error("\tError : A preview within a statement");
+    struct TakenBack {
+        std::vector<std::unique_ptr<Transaction>> transactions;
+        ~TakenBack() {
+            while (!transactions.empty()) transactions.pop_back(); // the last one first
+        }
+    };
+    try {
+        const EngineLimits::Preview preview(m_limits, seconds);
+        TakenBack carriedOut;
+        while (!line.empty()) {
+            const std::string_view statement = CutStatement(line);
+            if (statement.empty() || statement.starts_with("//")) continue;
+            auto& transactions = carriedOut.transactions;
+            transactions.push_back(std::make_unique<Transaction>(m_symbols, m_limits, s_str(), true));
+            ParseStatement(statement, *transactions.back());
+            if (transactions.back()->hasFailed) return WhyItFailed(*transactions.back());
+        }
+        if (carriedOut.transactions.empty()) return s_str();
+        return s_str(carriedOut.transactions.back()->GetValueText());
+    } catch (const std::bad_alloc&) {
+    } catch (const std::length_error&) { // a container larger than any memory
+    }
+    return Result<s_str>::Error("\tError : Out of memory", FailureKind::OutOfMemory);
+}
+
 /// Carries out a statement and prints its report. Returns whether it succeeded.
 bool Statements::CarryOut(std::string_view statement, bool& isCancelled) {
     m_reportBuffer.Clear();
@@ -220,6 +273,7 @@ void Statements::ParseStatement(std::string_view statement, Transaction& transac
     const auto colon = statement.find(':');
     if (colon != npos)
         return DefineSymbol(Trimmed(statement.substr(0, colon)), Trimmed(statement.substr(colon + 1)), transaction);
+    if (statement.front() == '~' && transaction.IsPreview()) return Reject({}, transaction); // it may ask
     if (statement == "~") return EraseAll(transaction);
     if (statement.front() == '~') return Erase(statement.substr(1), transaction);
     if (statement.front() == '?') return Inspect(statement.substr(1), transaction);
@@ -253,6 +307,7 @@ void Statements::DefineSymbol(std::string_view name, std::string_view type, Tran
 
     const Constructor* constructor = FindIn(registry.constructors, text.type);
     const bool isDefault = text.arguments.empty() || !constructor;
+    if (isDefault && transaction.IsPreview()) return Reject({}, transaction); // it calls what may be impure
     const s_refptr<Symbol> value =
         isDefault ? (*factory)(name) : m_evaluator.Construct(*constructor, name, text.arguments, error);
     if (!value) return Reject(std::move(error), transaction);
@@ -367,6 +422,7 @@ bool Statements::ReportValue(std::string_view action, std::string_view type, con
     const std::size_t begin = report.View().size();
     s_str error;
     ((report += action) += type) += " : ";
+    transaction.valueBegin = report.View().size();
     const bool isWritten = static_cast<bool>(TextWriter(&m_limits, report, error).Write(value));
     if (isWritten && !m_limits.IsStopped()) {
         report += '\n';

@@ -19,6 +19,8 @@ public:
 
     /// Returns whether all statements succeeded.
     bool ParseLine(std::string_view line);
+    /// See `State::Preview`.
+    Result<s_str> Preview(std::string_view line, double seconds);
     void SetLastResult(s_refptr<Symbol> value);
     bool CheckSymbolName(std::string_view name, s_str& error) const;
     /// Whether a statement may give the name a new value: constants keep theirs.
@@ -35,6 +37,7 @@ public:
 private:
     class Transaction;
 
+    Failure WhyItFailed(const Transaction& transaction) const;
     bool CarryOut(std::string_view statement, bool& isCancelled);
     void ParseStatement(std::string_view statement, Transaction& transaction);
     void AssignReference(std::string_view name, std::string_view expression, Transaction& transaction);

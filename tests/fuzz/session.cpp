@@ -1,6 +1,7 @@
 #include "session.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <sstream>
@@ -33,7 +34,12 @@ void PlayAnything(std::string_view script) {
     state.GetLimits().SetStepBudget(StepBudget);
     while (!script.empty()) {
         const std::size_t end = std::min(script.find('\n'), script.size());
+        const auto before = state.GetSymbols();
+        const Result<s_str> preview = state.Preview(script.substr(0, end), std::chrono::milliseconds(5));
+        Require(state.GetSymbols() == before, "a preview has changed symbols");
         state.ParseLine(script.substr(0, end));
+        const bool isRight = !preview || preview->IsEmpty() || output.str().ends_with(preview->Get() + "\n");
+        Require(isRight, "a preview shows something else than the line gives");
         script.remove_prefix(std::min(end + 1, script.size()));
         Require(state.GetSymbols().contains("_"), "there is no last result");
     }

@@ -109,7 +109,8 @@ Operand Dispatcher::Call(const BinaryOperator& callable, const Operand& left, co
         const FlatType& type = *callable.flat.result;
         if (Word result = 0; CallFlat(callable, words.data(), result)) return {type, result};
     }
-    return Calling(callable)(m_state, left.ToObject(), right.ToObject(), error);
+    if (const Outcome outcome = BeforeCall(callable, error); !outcome) return outcome;
+    return callable(m_state, left.ToObject(), right.ToObject(), error);
 }
 
 Operand Dispatcher::Call(const UnaryOperator& callable, const Operand& operand, s_str& error) {
@@ -118,7 +119,8 @@ Operand Dispatcher::Call(const UnaryOperator& callable, const Operand& operand, 
         const FlatType& type = *callable.flat.result;
         if (Word result = 0; CallFlat(callable, &word, result)) return {type, result};
     }
-    return Calling(callable)(m_state, operand.ToObject(), error);
+    if (const Outcome outcome = BeforeCall(callable, error); !outcome) return outcome;
+    return callable(m_state, operand.ToObject(), error);
 }
 
 Outcome Dispatcher::AbandonCircle(const Expression& expression, s_str& error) {

@@ -21,21 +21,21 @@ public:
     Operand ApplyUnary(const UnaryOverloads* overloads, const Operand& operand, std::string_view before,
                        std::string_view after, s_str& error);
 
-    /// Records that a registered callable is about to be called.
-    template <class Entry> const Entry& Calling(const Entry& callable) {
-        if (!callable.isPure) ++m_limits.GetClock().deeds;
-        return callable;
+    /// Records that a registered callable is about to be called. Fails if it must not be.
+    template <class Entry> Outcome BeforeCall(const Entry& callable, s_str& error) {
+        return callable.isPure ? Outcome(Outcome::WentOn) : m_limits.CountDeed(error);
     }
     /// Calls a callable in its form for flat values, with their words. False if it fails: its other form says why.
     template <class Entry> bool CallFlat(const Entry& callable, const Word* operands, Word& result) {
-        return Calling(callable).flat(operands, result);
+        return (callable.isPure || m_limits.CountDeed()) && callable.flat(operands, result);
     }
     /// Like `Reference::Resolve`. A reference of another state counts as an impure call: nobody tells this one what
     /// changes there.
     Operand Resolve(const Operand& value, s_str& error) {
         const Reference* const reference = Reference::In(value);
         if (!reference) return value;
-        if (&reference->GetState() != &m_state) ++m_limits.GetClock().deeds;
+        if (&reference->GetState() != &m_state)
+            if (const Outcome outcome = m_limits.CountDeed(error); !outcome) return {};
         return Reference::Resolve(value, error);
     }
     /// Fails because the expression leads to itself.

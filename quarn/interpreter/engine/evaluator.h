@@ -37,7 +37,8 @@ public:
     Outcome PassSteps(std::string_view text, StepSink& sink, s_str& error);
     /// The value of `name:Type(text)`.
     s_refptr<Symbol> Construct(const Constructor& constructor, const s_str& name, std::string_view text, s_str& error) {
-        return m_work.dispatcher.Calling(constructor)(m_work.state, name, text, false, error);
+        if (const Outcome outcome = m_work.dispatcher.BeforeCall(constructor, error); !outcome) return outcome;
+        return constructor(m_work.state, name, text, false, error);
     }
     /// The text for an expression. A large part of the text that is being evaluated shares its memory.
     SharedText ShareText(std::string_view text) const;

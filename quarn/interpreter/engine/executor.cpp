@@ -120,8 +120,9 @@ Outcome Executor::Construct(const Step& step, const s_str& name, bool isLiteral)
         ~Inner() { innermost = outer; }
     } inner(m_work.source, m_source);
     const Constructor& constructor = *step.constructor;
-    s_refptr<Symbol> value = (step.isConstant ? constructor : m_work.dispatcher.Calling(constructor))(
-        m_work.state, name, step.GetText(), isLiteral, m_error);
+    if (!step.isConstant)
+        if (const Outcome outcome = m_work.dispatcher.BeforeCall(constructor, m_error); !outcome) return outcome;
+    s_refptr<Symbol> value = constructor(m_work.state, name, step.GetText(), isLiteral, m_error);
     return Push(Operand::Flattened(std::move(value)));
 }
 
@@ -151,8 +152,10 @@ Outcome Executor::ReadOtherName(const Step& step) {
     if (m_work.limits.MustStopBefore(text.size())) return Outcome::Failed;
     const Registry& registry = m_work.language.GetRegistry();
     if (const FunctionOverloads* functions = m_work.language.FindFunctions(text)) return Call(*functions, text, 0);
-    if (const Constructor* constructor = FindIn(registry.constructors, text))
-        return Push(m_work.dispatcher.Calling(*constructor)(m_work.state, Nameless(), {}, false, m_error));
+    if (const Constructor* constructor = FindIn(registry.constructors, text)) {
+        const Outcome outcome = m_work.dispatcher.BeforeCall(*constructor, m_error);
+        return outcome ? Push((*constructor)(m_work.state, Nameless(), {}, false, m_error)) : outcome;
+    }
     // Only a text that is a single name makes a new symbol, and only if it gets no other name: `a = b` needs a `b`.
     if (m_allowNew && step.isLast && !step.isBracketed && m_name.IsEmpty()) return Push(make_refptr<Symbol>(text));
     return m_work.FailAt(text.data(), FailureKind::UnknownName, "\tError : Unknown symbol '" + s_str(text) + "'",
@@ -195,7 +198,8 @@ Outcome Executor::CallWithObjects(const Function& function, std::size_t argument
     for (std::size_t i = first; i < m_operands.size(); ++i) arguments.PushBack(std::move(m_operands[i]).ToObject());
     m_operands.resize(first);
     Values results;
-    if (!m_work.dispatcher.Calling(function)(m_work.state, arguments, results, m_error)) return Push({});
+    if (const Outcome outcome = m_work.dispatcher.BeforeCall(function, m_error); !outcome) return outcome;
+    if (!function(m_work.state, arguments, results, m_error)) return Push({});
     if (results.Count() != 1)
         return Fail(m_error, "\tError : Multiple return values for function is not yet supported");
     return Push(Operand::Flattened(results[0]));

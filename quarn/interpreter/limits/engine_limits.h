@@ -85,6 +85,13 @@ public:
         return Abandon(error, m_stopped, GetStopKind());
     }
     Outcome CheckStopped(s_str& error) { return CheckStopped(error, error.View().size()); }
+    /// Records that something is about to be called that is not pure. False if it must not be, as this is a preview.
+    bool CountDeed() {
+        ++m_clock.deeds;
+        return !m_isPreview;
+    }
+    /// The same; stops a preview.
+    Outcome CountDeed(s_str& error) { return CountDeed() ? Outcome(Outcome::WentOn) : StopPreview(error); }
     bool IsStopped() const { return m_stopped != nullptr; }
     using Limits::IsCancelled;
     /// Whether the statement, or the last one if none is under way, was stopped by cancellation.
@@ -122,6 +129,26 @@ public:
         std::unique_ptr<const Failure> m_outer;
     };
 
+    /// While it exists, nothing may take longer than this, or call what is not pure.
+    class Preview {
+    public:
+        Preview(EngineLimits& limits, double seconds)
+            : m_limits(limits), m_timeLimit(std::exchange(limits.m_timeLimit, seconds)), m_level(limits) {
+            limits.m_isPreview = true;
+        }
+        ~Preview() {
+            m_limits.m_isPreview = false;
+            m_limits.m_timeLimit = m_timeLimit;
+        }
+        Preview(const Preview&) = delete;
+        Preview& operator=(const Preview&) = delete;
+
+    private:
+        EngineLimits& m_limits;
+        const double m_timeLimit;
+        const Level m_level;
+    };
+
     /// Finds the deepest level that is reached while it exists.
     class Sounding {
     public:
@@ -145,6 +172,7 @@ private:
         if (m_depth > 0 && !m_hasBegun) Begin();
     }
     FailureKind GetStopKind() const;
+    Outcome StopPreview(s_str& error);
     void TakePortion();
     void TakeBackPortion();
     void DestroyUnlessInterrupted() noexcept;
@@ -154,6 +182,7 @@ private:
     std::uint64_t m_granted = 0;             ///< steps that are spent, or left before the next check
     std::uint64_t m_briefSteps = 0;          ///< of the `Brief` level under way
     const char* m_stopped = nullptr;         ///< the message, once the statement was stopped
+    bool m_isPreview = false;
     std::unique_ptr<const Failure> m_abandonment;
     std::chrono::steady_clock::time_point m_deadline = std::chrono::steady_clock::time_point::max();
     DiscardedValues m_discarded;

@@ -11,6 +11,7 @@ namespace {
 constexpr char TooManySteps[] = "\tError : Too many steps, the statement was stopped";
 constexpr char TooMuchTime[] = "\tError : Too much time, the statement was stopped";
 constexpr char Cancelled[] = "\tError : Cancelled, the statement was stopped";
+constexpr char NotPure[] = "\tError : A preview calls only what is pure";
 
 } // namespace
 
@@ -35,6 +36,7 @@ bool EngineLimits::WasCancelled() const { return m_stopped == Cancelled; }
 FailureKind EngineLimits::GetStopKind() const {
     return m_stopped == Cancelled     ? FailureKind::Cancelled
            : m_stopped == TooMuchTime ? FailureKind::TimeLimit
+           : m_stopped == NotPure     ? FailureKind::Evaluation
                                       : FailureKind::StepLimit;
 }
 
@@ -129,6 +131,13 @@ Outcome Limits::SpendSlowly(std::uint64_t steps, s_str& error) {
     engine.m_granted += steps;
     engine.TakePortion();
     return Outcome::WentOn;
+}
+
+Outcome EngineLimits::StopPreview(s_str& error) {
+    BeginIfNeeded();
+    TakeBackPortion();
+    if (!m_stopped) m_stopped = NotPure;
+    return CheckStopped(error);
 }
 
 Outcome Limits::Abandon(s_str& error, std::string_view message, FailureKind kind) {
