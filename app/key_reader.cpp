@@ -1,6 +1,8 @@
 #include "app/key_reader.h"
 
-#include "app/wide_text.h"
+#include <charconv>
+
+#include "app/utf8.h"
 
 namespace Quarn {
 
@@ -8,75 +10,89 @@ namespace {
 
 constexpr std::string_view PasteBegin = "\033[200~";
 constexpr std::string_view PasteEnd = "\033[201~";
+constexpr Key None = U'\0';
 
-bool IsControl(wchar_t key) { return key < L' '; }
+bool IsControl(Key key) { return key < U' '; }
+bool IsEvent(Key key) { return key == Resized || key == Continued; }
 
-/// The key of a cursor sequence, `isModified` by Ctrl or Alt; '\0' for none.
-wchar_t KeyOfLetter(wchar_t letter, bool isModified) {
+/// The key of a cursor sequence, `isModified` by Ctrl or Alt.
+Key KeyOfLetter(Key letter, bool isModified) {
     switch (letter) {
-    case L'A': return Up;
-    case L'B': return Down;
-    case L'C': return isModified ? WordRight : Right;
-    case L'D': return isModified ? WordLeft : Left;
-    case L'H': return Home;
-    case L'F': return End;
-    default: return L'\0';
+    case U'A': return Up;
+    case U'B': return Down;
+    case U'C': return isModified ? WordRight : Right;
+    case U'D': return isModified ? WordLeft : Left;
+    case U'H': return Home;
+    case U'F': return End;
+    default: return None;
     }
 }
 
-wchar_t KeyOfNumber(std::string_view number) {
+Key KeyOfNumber(std::string_view number) {
     if (number == "1" || number == "7") return Home;
     if (number == "4" || number == "8") return End;
-    if (number == "3") return DeleteForward;
+    if (number == "3") return Delete;
     if (number == "5") return PageUp;
     if (number == "6") return PageDown;
-    if (number == "200") return MoreToPaste;
-    return L'\0';
+    if (number == "200") return Paste;
+    return None;
 }
 
-/// The key of a control sequence by its parameters, "1;5" for one, and its last character; '\0' for none.
-wchar_t KeyOfSequence(std::string_view parameters, wchar_t last, bool hasAlt) {
+/// The key of a control sequence by its parameters, "1;5" for one, and its last character.
+Key KeyOfSequence(std::string_view parameters, Key last, bool hasAlt) {
     const std::size_t separator = parameters.find(';');
     const std::string_view modifiers = separator == std::string_view::npos ? "" : parameters.substr(separator + 1);
-    if (last == L'~') return modifiers.empty() ? KeyOfNumber(parameters) : L'\0';
+    if (last == U'~') return modifiers.empty() ? KeyOfNumber(parameters) : None;
     const std::string_view shift = "2";
     const std::string_view applied = modifiers.empty() && parameters != "1" ? parameters : modifiers;
-    return applied == shift ? L'\0' : KeyOfLetter(last, hasAlt || !applied.empty());
+    return applied == shift ? None : KeyOfLetter(last, hasAlt || !applied.empty());
+}
+
+/// Takes the first answer to `AskCursor` out of the bytes.
+std::optional<Terminal::Position> TakePosition(std::string& bytes) {
+    for (std::size_t begin = bytes.find("\033["); begin != std::string::npos; begin = bytes.find("\033[", begin + 1)) {
+        Terminal::Position position;
+        const char* const end = bytes.data() + bytes.size();
+        const auto row = std::from_chars(bytes.data() + begin + 2, end, position.row);
+        if (row.ptr == end || *row.ptr != ';') continue;
+        const auto column = std::from_chars(row.ptr + 1, end, position.column);
+        if (column.ptr == end || *column.ptr != 'R' || position.row == 0 || position.column == 0) continue;
+        --position.row;
+        --position.column;
+        bytes.erase(begin, static_cast<std::size_t>(column.ptr + 1 - bytes.data()) - begin);
+        return position;
+    }
+    return std::nullopt;
 }
 
 } // namespace
 
-bool KeyReader::Read(wchar_t& key) {
-    ++m_count;
-    if (!m_pushed.empty()) {
-        key = m_pushed.front();
-        m_pushed.erase(0, 1);
-        return true;
-    }
+bool KeyReader::Read(Key& key) {
     if (m_isPasting) {
-        key = MoreToPaste;
+        key = Paste;
         return true;
     }
     do {
         if (!ReadTyped(key)) return false;
         if (key == Escape && !ReadBehindEscape(key)) return false;
-    } while (key == L'\0');
-    m_isPasting = key == MoreToPaste;
+    } while (key == None);
+    m_isPasting = key == Paste;
     return true;
 }
 
 /// Reads a character, or what happens before there is one.
-bool KeyReader::ReadTyped(wchar_t& key) {
+bool KeyReader::ReadTyped(Key& key) {
     for (;;) {
         std::string_view unread = Unread();
         while (TakeCharacter(unread, key)) {
             SetUnread(unread);
-            if (key <= Delete || key >= FirstPrintable) return true;
+            if (key <= Backspace || IsCharacter(key)) return true;
         }
         switch (ReadMore()) {
         case Terminal::Event::Input: break;
-        case Terminal::Event::Interrupt: key = CtrlC; return true;
-        case Terminal::Event::Changed: key = WindowChanged; return true;
+        case Terminal::Event::Interrupt: key = Ctrl('C'); return true;
+        case Terminal::Event::Resized: key = Resized; return true;
+        case Terminal::Event::Continued: key = Continued; return true;
         case Terminal::Event::EndOfFile:
         case Terminal::Event::Gone: return false;
         }
@@ -84,36 +100,33 @@ bool KeyReader::ReadTyped(wchar_t& key) {
 }
 
 /// What Escape and the keys behind it are. A control character ends whatever it interrupts, so Ctrl-C always works.
-bool KeyReader::ReadBehindEscape(wchar_t& key) {
+bool KeyReader::ReadBehindEscape(Key& key) {
     constexpr int Pause = 50; // milliseconds; a terminal sends a sequence at once
-    if (m_isEscapeKey && Unread().empty() && !m_terminal.HasInput(Pause)) return true;
     if (!ReadTyped(key)) return false;
     const bool isTwice = key == Escape;
     if (isTwice && !ReadTyped(key)) return false;
-    const bool isSequence = (key == L'[' || key == L'O') && (!Unread().empty() || m_terminal.HasInput(Pause));
-    if (isSequence) return key == L'[' ? ReadSequence(isTwice, key) : ReadLetter(isTwice, key);
-    if (IsControl(key) || key == WindowChanged) return true;
-    m_pushed.insert(0, 1, key);
-    key = Escape;
+    const bool isSequence = (key == U'[' || key == U'O') && (!Unread().empty() || m_terminal.HasInput(Pause));
+    if (isSequence) return key == U'[' ? ReadSequence(isTwice, key) : ReadLetter(isTwice, key);
+    if (!IsControl(key) && !IsEvent(key)) key = Alt(key);
     return true;
 }
 
-bool KeyReader::ReadLetter(bool hasAlt, wchar_t& key) {
+bool KeyReader::ReadLetter(bool hasAlt, Key& key) {
     if (!ReadTyped(key)) return false;
-    if (!IsControl(key)) key = KeyOfLetter(key, hasAlt);
+    if (!IsControl(key) && !IsEvent(key)) key = KeyOfLetter(key, hasAlt);
     return true;
 }
 
-bool KeyReader::ReadSequence(bool hasAlt, wchar_t& key) {
+bool KeyReader::ReadSequence(bool hasAlt, Key& key) {
     std::string parameters;
     while (ReadTyped(key)) {
-        if (IsControl(key) || key > Delete) return true;
-        if (key == L'[' && parameters.empty()) { // a function key of a Linux console
+        if (IsControl(key) || key > Backspace) return true;
+        if (key == U'[' && parameters.empty()) { // a function key of a Linux console
             if (!ReadTyped(key)) return false;
-            if (!IsControl(key)) key = L'\0';
+            if (!IsControl(key) && !IsEvent(key)) key = None;
             return true;
         }
-        if (key >= L'@') {
+        if (key >= U'@') {
             key = KeyOfSequence(parameters, key, hasAlt);
             return true;
         }
@@ -130,23 +143,23 @@ Terminal::Event KeyReader::ReadMore() {
 
 KeyReader::Pasted KeyReader::ReadPasted() {
     Pasted pasted;
-    wchar_t character = 0;
-    while (ReadPasted(character)) {
-        const bool isRestOfLineEnd = character == L'\n' && m_lastPasted == L'\r';
+    char32_t character = 0;
+    while (ReadPasted(character, pasted.isInterrupted)) {
+        const bool isRestOfLineEnd = character == U'\n' && m_lastPasted == U'\r';
         m_lastPasted = character;
-        if (m_isDroppingPaste || isRestOfLineEnd || character == L'\0') continue;
-        if (character == L'\r' || character == L'\n') {
+        if (m_isDroppingPaste || isRestOfLineEnd || character == U'\0') continue;
+        if (character == U'\r' || character == U'\n') {
             pasted.endsLine = true;
             return pasted;
         }
-        pasted.text += character == L'\t' ? L' ' : character;
+        pasted.text += character == U'\t' ? U' ' : character;
     }
-    EndPaste();
+    m_isPasting = m_isDroppingPaste = false;
     return pasted;
 }
 
 /// False where the pasted text ends. Ctrl-C ends it too, if its end never comes.
-bool KeyReader::ReadPasted(wchar_t& character) {
+bool KeyReader::ReadPasted(char32_t& character, bool& isInterrupted) {
     for (;;) {
         std::string_view unread = Unread();
         if (unread.starts_with(PasteEnd)) {
@@ -155,18 +168,16 @@ bool KeyReader::ReadPasted(wchar_t& character) {
         }
         if (!PasteEnd.starts_with(unread) && TakeCharacter(unread, character)) {
             SetUnread(unread);
-            if (character != CtrlC) return true;
-            m_lastPasted = character;
-            Push(CtrlC);
-            return false;
+            isInterrupted = character == Ctrl('C');
+            if (isInterrupted) m_lastPasted = character;
+            return !isInterrupted;
         }
         const Terminal::Event event = ReadMore(); // `Read` finds any other event again
-        if (event != Terminal::Event::Input && event != Terminal::Event::Changed) return false;
+        if (event != Terminal::Event::Input && event != Terminal::Event::Resized) return false;
     }
 }
 
 void KeyReader::Drop() {
-    m_pushed.clear();
     if (!m_isPasting) {
         while (m_terminal.HasInput(0) && ReadMore() == Terminal::Event::Input) {
         }
@@ -176,6 +187,20 @@ void KeyReader::Drop() {
         m_isPasting = true;
     }
     m_isDroppingPaste = true; // the rest may still be on its way
+}
+
+std::optional<Terminal::Position> KeyReader::AskCursor() {
+    constexpr int Patience = 100; // milliseconds
+    m_bytes.erase(0, m_read);
+    m_read = 0;
+    m_terminal.Write("\033[6n");
+    std::optional<Terminal::Position> position = TakePosition(m_bytes);
+    while (!position && m_terminal.HasInput(Patience)) {
+        const Terminal::Event event = m_terminal.Read(m_bytes);
+        if (event != Terminal::Event::Input && event != Terminal::Event::Resized) break; // `Read` finds it again
+        position = TakePosition(m_bytes);
+    }
+    return position;
 }
 
 } // namespace Quarn

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -8,17 +9,19 @@
 
 namespace Quarn {
 
-/// Keys are characters. Keys without a character, such as the cursor keys, and other events at the terminal have codes
-/// between Delete and the first printable character, which cannot be typed.
-enum Key : wchar_t {
-    CtrlC = 0x03,
-    CtrlG = 0x07,
-    Backspace = 0x08,
-    Return = 0x0d,
-    CtrlR = 0x12,
-    Escape = 0x1b,
-    Delete = 0x7f,
-    Up = 0x80,
+/// A key is the character that it types. Those without one, and other events at the terminal, have codes above all
+/// characters.
+using Key = char32_t;
+
+constexpr Key Ctrl(char letter) { return static_cast<Key>(letter & 0x1F); }
+constexpr Key Alt(Key key) { return 0x1000000 | key; }
+
+constexpr Key Return = U'\r';
+constexpr Key Escape = 0x1B;
+constexpr Key Backspace = 0x7F;
+
+enum SpecialKey : Key {
+    Up = 0x110000,
     Down,
     Left,
     Right,
@@ -28,59 +31,55 @@ enum Key : wchar_t {
     End,
     PageUp,
     PageDown,
-    DeleteForward,
-    MoreToPaste,
-    SearchChanged,
-    Candidates,
-    WindowChanged,
-    Typed,
-    FirstPrintable = 0xa0,
+    Delete,
+    Paste,     ///< `ReadPasted` gives what is pasted
+    Resized,   ///< the window
+    Continued, ///< the program, after it was stopped
 };
+
+/// Whether the key types a character.
+constexpr bool IsCharacter(Key key) { return (key >= U' ' && key < Backspace) || (key >= 0xA0 && key < Up); }
 
 /// The keys that are typed at a terminal, and what is pasted.
 class KeyReader {
 public:
     explicit KeyReader(Terminal& terminal) : m_terminal(terminal) {}
 
-    /// Waits for the next key; false if the terminal is gone. A key with Alt is two keys, Escape first. Sequences that
-    /// stand for no key of those above are dropped: their ends would count as typed, an "~" for one, which erases.
-    bool Read(wchar_t& key);
-    /// The number of keys that were read.
-    std::size_t GetCount() const { return m_count; }
-    /// Makes a key the next one that is read.
-    void Push(wchar_t key) { m_pushed.insert(m_pushed.begin(), key); }
+    /// Waits for the next key; false if the terminal is gone. Sequences that stand for no key of those above are
+    /// dropped: their ends would count as typed, an "~" for one.
+    bool Read(Key& key);
+    /// Whether there is more to read at once.
+    bool HasMore() const { return m_isPasting || m_read < m_bytes.size() || m_terminal.HasInput(0); }
     /// Drops what was typed and not read. What is being pasted is dropped up to its end.
     void Drop();
-    /// Whether Escape is a key of its own, which is delivered at once, and not only the sign of Alt.
-    void SetEscapeIsKey(bool isKey) { m_isEscapeKey = isKey; }
 
     struct Pasted {
-        std::wstring text;
+        std::u32string text;
         bool endsLine = false;
+        bool isInterrupted = false; ///< by Ctrl-C
     };
-    /// Pasted text up to the end of its line. For use after `MoreToPaste`.
+    /// Pasted text up to the end of its line. For use after `Paste`.
     Pasted ReadPasted();
 
+    /// Asks the terminal where the cursor is; none if it does not answer. What is typed meanwhile is kept.
+    std::optional<Terminal::Position> AskCursor();
+
 private:
-    bool ReadTyped(wchar_t& key);
-    bool ReadBehindEscape(wchar_t& key);
-    bool ReadLetter(bool hasAlt, wchar_t& key);
-    bool ReadSequence(bool hasAlt, wchar_t& key);
+    bool ReadTyped(Key& key);
+    bool ReadBehindEscape(Key& key);
+    bool ReadLetter(bool hasAlt, Key& key);
+    bool ReadSequence(bool hasAlt, Key& key);
     std::string_view Unread() const { return std::string_view(m_bytes).substr(m_read); }
     void SetUnread(std::string_view rest) { m_read = m_bytes.size() - rest.size(); }
-    bool ReadPasted(wchar_t& character);
-    void EndPaste() { m_isPasting = m_isDroppingPaste = false; }
+    bool ReadPasted(char32_t& character, bool& isInterrupted);
     Terminal::Event ReadMore();
 
     Terminal& m_terminal;
     std::string m_bytes;
     std::size_t m_read = 0; ///< of the bytes
-    std::wstring m_pushed;
-    std::size_t m_count = 0;
-    bool m_isEscapeKey = false;
     bool m_isPasting = false;
     bool m_isDroppingPaste = false;
-    wchar_t m_lastPasted = L'\0';
+    char32_t m_lastPasted = U'\0';
 };
 
 } // namespace Quarn

@@ -1,289 +1,92 @@
 #include "app/line_editor.h"
 
-#ifndef ORBEL_LINE_EDITING
-
-namespace Quarn {
-
-std::unique_ptr<LineInput> OpenLineEditor(State&) { return nullptr; }
-
-} // namespace Quarn
-
-#else
-
-// The library draws the line and knows the keys. What it lacks is added as actions that keys are bound to:
-//
-// - Pasted text is inserted in one piece, and each of its lines is answered before the next one is shown.
-// - Going through the history and searching it. The library would save only the first thousand characters of the line
-//   that is left for it, and take what is wanted for a regular expression, in which "*" and "[" are special.
-// - Completion, Ctrl-C, Ctrl-D and Ctrl-Z.
-//
-// An action cannot have the line drawn and then go on. Where it has to, it puts a key before all others that calls
-// another action.
-
 #include <algorithm>
-#include <clocale>
-#include <cstdio>
 #include <cstdlib>
-#include <exception>
-#include <string_view>
-#include <vector>
+#include <new>
+#include <utility>
 
-#include <histedit.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
-#include "app/history.h"
-#include "app/key_reader.h"
-#include "app/prompt_buffer.h"
-#include "app/recall.h"
-#include "app/terminal.h"
-#include "app/wide_text.h"
+#include "app/utf8.h"
 #include "quarn/interpreter/state.h"
 
 namespace Quarn {
 
 namespace {
 
-winsize SizeOfTerminal() {
-    winsize window{};
-    ioctl(STDOUT_FILENO, TIOCGWINSZ, &window);
-    return window;
+/// What stands for the character in the language, if it is one that texts elsewhere have.
+char32_t AsInLanguage(char32_t character) {
+    switch (character) {
+    case U'\u2212': return U'-'; // minus sign
+    case U'\u00D7':              // multiplication sign
+    case U'\u00B7':              // middle dot
+    case U'\u22C5': return U'*'; // dot operator
+    case U'\u00F7': return U'/'; // division sign
+    case U'\u00A0':              // no-break spaces
+    case U'\u202F': return U' ';
+    default: return character;
+    }
 }
 
-std::size_t WidthOfTerminal() { return SizeOfTerminal().ws_col; }
+} // namespace
 
-class LineEditor : public LineInput {
-public:
-    explicit LineEditor(State& state) : m_state(state) {}
-    ~LineEditor() override;
-
-    /// False if lines cannot be edited on this terminal.
-    bool Open();
-
-    Got ReadLine(std::string& line) override;
-    Got ReadAnswer(std::string& line) override;
-    std::istream& GetAnswers() override { return m_answers; }
-    std::ostream& GetOutput() override { return m_output; }
-    const std::atomic<bool>* GetInterrupt() const override { return &m_terminal.GetInterrupt(); }
-    void AnswerInterrupt() override;
-
-private:
-    /// What the library should do after an action, CC_REFRESH and the like.
-    using Next = unsigned char;
-    struct Binding {
-        const wchar_t* action;
-        Next (*call)(EditLine*, wint_t);
-        std::vector<std::wstring> keys;
-    };
-    template <Next (LineEditor::*Action)()> static Next Call(EditLine* editor, wint_t);
-    static LineEditor& Of(EditLine* editor);
-    static int ReadKey(EditLine* editor, wchar_t* key);
-    static wchar_t* GetPrompt(EditLine* editor) { return Of(editor).m_shownPrompt.data(); }
-
-    void BindKeys();
-    Got Read(std::string& line);
-    void SetPrompt(std::string_view prompt);
-    void Redraw();
-    bool IsTall() const;
-    bool IsTyped(wchar_t key);
-
-    std::wstring_view GetLine() const;
-    std::size_t GetCursor() const;
-    void MoveTo(std::size_t cursor) { el_cursor(m_editor, static_cast<int>(cursor) - static_cast<int>(GetCursor())); }
-    void SetLine(const std::wstring& line);
-
-    Next Drop();
-    Next DeleteOrEnd();
-    Next Suspend();
-    Next Paste();
-    Next InsertTyped();
-    Next Ignore() { return CC_NORM; }
-
-    /// Puts another line in the place of this one, if `move` finds one.
-    template <class Move> bool Replace(const Move& move);
-    Next GoBack();
-    Next GoForward();
-    Next GoBackWithPrefix();
-    Next GoForwardWithPrefix();
-    Next Search();
-    wchar_t SearchWith(wchar_t key);
-    Next ShowSearch();
-
-    Next Complete();
-    Next ListCandidates();
-
-    State& m_state;
-    Terminal m_terminal;
-    KeyReader m_keys{m_terminal};
-    AnswerBuffer m_answerBuffer{*this};
-    std::istream m_answers{&m_answerBuffer};
-    PromptBuffer m_outputBuffer;
-    std::ostream m_output{&m_outputBuffer};
-    EditLine* m_editor = nullptr;
-    std::FILE* m_nowhere = nullptr; ///< for the error messages of the library
-
-    bool m_isVi = false;
-    bool m_isBehindEscape = false;
-    std::wstring m_typed; ///< the character that is inserted next
-
-    std::wstring m_prompt;
-    std::wstring m_shownPrompt; ///< another one while the history is searched
-    bool m_isAnswer = false;
-    bool m_isDropped = false; ///< by Ctrl-C, the line last read
-
-    History m_history{History::DefaultFile()};
-    Recall m_recall{m_history};
-
-    std::vector<s_str> m_candidates;
-    std::size_t m_cursorBefore = 0; ///< before they are listed
-    std::size_t m_lastTab = 0;      ///< the count of keys
+const LineEditor::Binding LineEditor::Bindings[] = {
+    {{Left, Ctrl('B')}, &LineEditor::Edit<&Line::MoveLeft>},
+    {{Right, Ctrl('F')}, &LineEditor::MoveRight},
+    {{WordLeft, Alt('b')}, &LineEditor::Edit<&Line::MoveWordLeft>},
+    {{WordRight, Alt('f')}, &LineEditor::Edit<&Line::MoveWordRight>},
+    {{Home, Ctrl('A')}, &LineEditor::Edit<&Line::MoveToBegin>},
+    {{End, Ctrl('E')}, &LineEditor::MoveToEnd},
+    {{Backspace, Ctrl('H')}, &LineEditor::Edit<&Line::DeleteBefore>},
+    {{Delete}, &LineEditor::Edit<&Line::DeleteBehind>},
+    {{Ctrl('W'), Alt(Backspace)}, &LineEditor::Edit<&Line::KillWordBefore>},
+    {{Alt('d')}, &LineEditor::Edit<&Line::KillWordBehind>},
+    {{Ctrl('U')}, &LineEditor::Edit<&Line::KillToBegin>},
+    {{Ctrl('K')}, &LineEditor::Edit<&Line::KillToEnd>},
+    {{Ctrl('Y')}, &LineEditor::Edit<&Line::Yank>},
+    {{Alt('y')}, &LineEditor::Edit<&Line::YankOlder>},
+    {{Ctrl('T')}, &LineEditor::Edit<&Line::Transpose>},
+    {{Ctrl('_')}, &LineEditor::Edit<&Line::Undo>},
+    {{Up, Ctrl('P')}, &LineEditor::GoBack},
+    {{Down, Ctrl('N')}, &LineEditor::GoForward},
+    {{PageUp, Alt('p')}, &LineEditor::GoBackWithPrefix},
+    {{PageDown, Alt('n')}, &LineEditor::GoForwardWithPrefix},
+    {{Ctrl('R')}, &LineEditor::Search},
+    {{Ctrl('I')}, &LineEditor::Complete},
+    {{Alt('a')}, &LineEditor::SwitchAdvice},
+    {{Return, Ctrl('J')}, &LineEditor::Enter},
+    {{Ctrl('C')}, &LineEditor::Drop},
+    {{Ctrl('D')}, &LineEditor::DeleteOrEnd},
+    {{Ctrl('L')}, &LineEditor::ClearWindow},
+    {{Ctrl('Z')}, &LineEditor::Suspend},
+    {{Paste}, &LineEditor::InsertPasted},
 };
-
-LineEditor& LineEditor::Of(EditLine* editor) {
-    void* self = nullptr;
-    el_wget(editor, EL_CLIENTDATA, &self);
-    return *static_cast<LineEditor*>(self);
-}
-
-// Exceptions must not pass through the library.
-
-template <LineEditor::Next (LineEditor::*Action)()> LineEditor::Next LineEditor::Call(EditLine* editor, wint_t) {
-    try {
-        return (Of(editor).*Action)();
-    } catch (const std::exception&) {
-        return CC_ERROR;
-    }
-}
-
-int LineEditor::ReadKey(EditLine* editor, wchar_t* key) {
-    LineEditor& self = Of(editor);
-    try {
-        do {
-            if (!self.m_keys.Read(*key)) return 0;
-            if (*key == WindowChanged) self.Redraw();
-        } while (*key == WindowChanged);
-        if (self.m_recall.IsSearching()) *key = self.SearchWith(*key);
-        if (self.IsTyped(*key) && self.IsTall()) {
-            self.m_typed = *key;
-            *key = Typed;
-        }
-    } catch (const std::exception&) {
-        *key = CtrlC;
-    }
-    return 1;
-}
-
-bool LineEditor::Open() {
-    // The library asks the locale how characters are shown. Terminals show UTF-8.
-    if (!std::setlocale(LC_CTYPE, "C.UTF-8")) std::setlocale(LC_CTYPE, "");
-    m_nowhere = std::fopen("/dev/null", "we");
-    m_editor = m_nowhere ? el_init("orbel", stdin, stdout, m_nowhere) : nullptr;
-    if (!m_editor) return false;
-    char up[] = "up";
-    char* moveUp = nullptr;
-    el_get(m_editor, EL_GETTC, up, &moveUp);
-    if (!moveUp) return false; // a line that wraps could not be drawn again
-    el_wset(m_editor, EL_CLIENTDATA, this);
-    el_wset(m_editor, EL_PROMPT, GetPrompt);
-    el_wset(m_editor, EL_GETCFN, ReadKey);
-    // While a statement runs, keys wait unseen, and Ctrl-C is a signal. While a line is edited, it is a key.
-    // The ends of pasted lines stay what they are.
-    el_wset(m_editor, EL_SETTY, L"-x", L"-icanon", L"-echo", L"+noflsh", L"-icrnl", L"-inlcr", nullptr);
-    el_wset(m_editor, EL_SETTY, L"-d", L"-isig", L"-icrnl", L"-inlcr", nullptr);
-    el_wset(m_editor, EL_EDITOR, L"emacs");
-    BindKeys();
-    return true;
-}
-
-LineEditor::~LineEditor() {
-    if (m_editor) {
-        el_wset(m_editor, EL_EDITMODE, 0); // or else what is typed already would be dropped
-        el_end(m_editor);
-    }
-    if (m_nowhere) std::fclose(m_nowhere);
-}
-
-void LineEditor::BindKeys() {
-    el_source(m_editor, nullptr); // the user's own keys, or the ones of vi
-    el_wset(m_editor, EL_EDITMODE, 1);
-    const wchar_t* map = nullptr;
-    m_isVi = el_wget(m_editor, EL_EDITOR, &map) == 0 && map && map == std::wstring_view(L"vi");
-    m_keys.SetEscapeIsKey(m_isVi);
-    // The keys that send sequences come as one character (`Key`).
-    for (const wchar_t* const begin : {L"\033[", L"\033O"}) el_wset(m_editor, EL_BIND, L"-r", begin, nullptr);
-    const std::initializer_list<Binding> bindings = {
-        {L"ed-prev-char", nullptr, {{Left}}},
-        {L"ed-next-char", nullptr, {{Right}}},
-        {L"ed-prev-word", nullptr, {{WordLeft}}},
-        {L"em-next-word", nullptr, {{WordRight}}},
-        {L"ed-move-to-beg", nullptr, {{Home}}},
-        {L"ed-move-to-end", nullptr, {{End}}},
-        {L"ed-delete-next-char", nullptr, {{DeleteForward}}},
-        {L"ed-delete-prev-word", nullptr, {L"\027", L"\033\177"}},
-        {L"vi-kill-line-prev", nullptr, {L"\025"}},
-        {L"orbel-previous", Call<&LineEditor::GoBack>, {{Up}, L"\020"}},
-        {L"orbel-next", Call<&LineEditor::GoForward>, {{Down}, L"\016"}},
-        {L"orbel-previous-prefix", Call<&LineEditor::GoBackWithPrefix>, {{PageUp}, L"\033p"}},
-        {L"orbel-next-prefix", Call<&LineEditor::GoForwardWithPrefix>, {{PageDown}, L"\033n"}},
-        {L"orbel-search", Call<&LineEditor::Search>, {L"\022"}},
-        {L"orbel-search-changed", Call<&LineEditor::ShowSearch>, {{SearchChanged}}},
-        {L"orbel-complete", Call<&LineEditor::Complete>, {L"\t"}},
-        {L"orbel-candidates", Call<&LineEditor::ListCandidates>, {{Candidates}}},
-        {L"orbel-insert", Call<&LineEditor::InsertTyped>, {{Typed}}},
-        {L"orbel-paste", Call<&LineEditor::Paste>, {{MoreToPaste}}},
-        {L"orbel-drop", Call<&LineEditor::Drop>, {L"\003"}},
-        {L"orbel-delete-or-end", Call<&LineEditor::DeleteOrEnd>, {L"\004"}},
-        {L"orbel-suspend", Call<&LineEditor::Suspend>, {L"\032"}},
-        // The library's own prompt, sequences that would swallow Ctrl-C, and a way to type a line end.
-        {L"orbel-ignore", Call<&LineEditor::Ignore>, {L"\033x", L"\033X", L"\030", L"\026"}},
-    };
-    for (const Binding& binding : bindings) {
-        if (binding.call) el_wset(m_editor, EL_ADDFN, binding.action, L"", binding.call);
-        for (const std::wstring& key : binding.keys) {
-            const bool isAlt = key.front() == Escape;
-            if (m_isVi && isAlt) continue;
-            el_wset(m_editor, EL_BIND, key.c_str(), binding.action, nullptr);
-            if (m_isVi) el_wset(m_editor, EL_BIND, L"-a", key.c_str(), binding.action, nullptr);
-        }
-    }
-    if (!m_isVi) return;
-    el_wset(m_editor, EL_BIND, L"\033", L"vi-command-mode", nullptr); // no sequences begin with it now
-    el_wset(m_editor, EL_BIND, L"-a", L"k", L"orbel-previous", nullptr);
-    el_wset(m_editor, EL_BIND, L"-a", L"j", L"orbel-next", nullptr);
-    el_wset(m_editor, EL_BIND, L"-a", L":", L"orbel-ignore", nullptr);
-}
-
-void LineEditor::SetPrompt(std::string_view prompt) {
-    m_prompt.clear();
-    for (const wchar_t character : ToWide(prompt)) {
-        constexpr std::size_t TabWidth = 8;
-        if (character == L'\t') m_prompt.resize((m_prompt.size() / TabWidth + 1) * TabWidth, L' ');
-        else m_prompt += character;
-    }
-    m_shownPrompt = m_prompt;
-    // The library cannot draw tabs. What it draws covers the prompt as it is.
-    if (prompt.find('\t') != std::string_view::npos && m_prompt.size() < WidthOfTerminal())
-        std::fprintf(stdout, "%.*s\r", static_cast<int>(prompt.size()), prompt.data());
-}
 
 LineInput::Got LineEditor::Read(std::string& line) {
     line.clear();
-    SetPrompt(m_outputBuffer.TakePrompt());
-    m_isDropped = false;
-    m_isBehindEscape = false;
+    m_prompt = FromUtf8(m_outputBuffer.TakePrompt());
+    m_isDropped = m_isAfterTab = false;
+    m_got.reset();
+    m_line.Begin();
     m_recall.Begin();
-    m_terminal.WaitForOutput();
-    std::fflush(stdout);
-    m_terminal.MarkPastes(true);
-    el_wset(m_editor, EL_PREP_TERM, 1); // the prompt means that keys can be typed
-    int count = 0;
-    const wchar_t* const text = el_wgets(m_editor, &count);
-    std::fflush(stdout);
-    m_terminal.MarkPastes(false);
-    if (!text || count <= 0) return Got::End;
-    if (m_isDropped) return Got::Nothing;
-    line = ToBytes({text, static_cast<std::size_t>(count) - 1});
-    return Got::Line;
+    m_advisor.Begin();
+    const struct Editing {
+        Terminal& terminal;
+        explicit Editing(Terminal& edited) : terminal(edited) { terminal.BeginEditing(); }
+        ~Editing() { terminal.EndEditing(); }
+    } editing(m_terminal);
+    m_screen.Begin();
+    while (!m_got) {
+        if (!m_keys.HasMore()) Draw();
+        Key key = 0;
+        if (!m_keys.Read(key)) return Got::End;
+        Handle(key);
+    }
+    const std::u32string text = m_line.GetText() + (m_isDropped ? U"^C" : U"");
+    m_screen.Show({m_prompt, text, text.size()});
+    m_screen.Leave();
+    if (m_got == Got::Line) line = ToUtf8(text);
+    return *m_got;
 }
 
 LineInput::Got LineEditor::ReadLine(std::string& line) {
@@ -309,214 +112,176 @@ void LineEditor::AnswerInterrupt() {
     if (cameMeanwhile) m_keys.Drop();
 }
 
-/// Whether the line may take all rows of the window. The library writes outside of its memory if it adds a character to
-/// such a line without drawing all of it. So those are inserted here.
-bool LineEditor::IsTall() const {
-    constexpr std::size_t CellsPerCharacter = 2;
-    const winsize window = SizeOfTerminal();
-    const std::size_t cells = CellsPerCharacter * (m_shownPrompt.size() + GetLine().size() + 1);
-    return cells + window.ws_col >= std::size_t{window.ws_row} * window.ws_col;
+void LineEditor::Handle(Key key) {
+    const bool wasAfterTab = m_isAfterTab;
+    if (key == Resized || key == Continued) return DrawAnew(key);
+    if (m_recall.IsSearching() && SearchWith(key)) return;
+    const auto isBound = [&](const Binding& binding) {
+        return std::ranges::find(binding.keys, key) != binding.keys.end();
+    };
+    const auto binding = std::ranges::find_if(Bindings, isBound);
+    if (key != 0 && binding != std::end(Bindings)) {
+        (this->*binding->action)();
+    } else if (IsCharacter(key)) {
+        key = AsInLanguage(key);
+        m_line.Insert({&key, 1});
+    }
+    if (wasAfterTab) m_isAfterTab = false;
 }
 
-/// Whether the key stands for itself. Behind Escape it does not: with the keys of vi up to one that begins to insert.
-bool LineEditor::IsTyped(wchar_t key) {
-    const bool isCharacter = (key >= L' ' && key < Delete) || key >= FirstPrintable;
-    const bool isTyped = isCharacter && !m_isBehindEscape;
-    const bool stays =
-        m_isVi && m_isBehindEscape && std::wstring_view(L"aAcCiIrRsS").find(key) == std::wstring_view::npos;
-    m_isBehindEscape = key == Escape || stays;
-    return isTyped;
+void LineEditor::Draw() {
+    m_suggestion.clear();
+    m_below.clear();
+    m_searchPrompt = m_recall.IsSearching() ? m_recall.GetSearchPrompt() : std::u32string();
+    const std::u32string& line = m_line.GetText();
+    m_picture = {m_recall.IsSearching() ? m_searchPrompt : m_prompt, line, m_line.GetCursor()};
+    if (m_advises && !m_isAnswer && !m_recall.IsSearching()) {
+        if (m_line.IsAtEnd()) m_suggestion = m_recall.Suggest(line);
+        const std::u32string& answer = m_advisor.GetAnswer(line, m_line.GetCursor());
+        if (!answer.empty()) m_below = std::u32string(m_prompt.size(), U' ') + answer;
+        m_picture.marks = m_advisor.GetMarks(line, m_line.GetCursor());
+        m_picture.behind = m_suggestion;
+        m_picture.below = m_below;
+    }
+    m_screen.Show(m_picture);
 }
 
-LineEditor::Next LineEditor::InsertTyped() {
-    el_winsertstr(m_editor, m_typed.c_str());
-    return CC_REFRESH;
+void LineEditor::DrawAnew(Key event) {
+    if (event == Continued) {
+        m_terminal.BeginEditing(); // somebody else may have set its modes
+        m_screen.Begin();
+    } else if (m_screen.IsResized()) {
+        const std::optional<Terminal::Position> cursor = m_keys.AskCursor();
+        m_screen.ClearResized(cursor ? &*cursor : nullptr);
+    }
 }
 
-std::wstring_view LineEditor::GetLine() const {
-    const LineInfoW* const line = el_wline(m_editor);
-    return {line->buffer, static_cast<std::size_t>(line->lastchar - line->buffer)};
-}
-
-std::size_t LineEditor::GetCursor() const {
-    const LineInfoW* const line = el_wline(m_editor);
-    return static_cast<std::size_t>(line->cursor - line->buffer);
-}
-
-void LineEditor::SetLine(const std::wstring& line) {
-    MoveTo(GetLine().size());
-    el_wdeletestr(m_editor, static_cast<int>(GetLine().size()));
-    el_winsertstr(m_editor, line.c_str());
-}
-
-LineEditor::Next LineEditor::Drop() {
+void LineEditor::Drop() {
     m_terminal.Interrupt();
     m_isDropped = true;
-    MoveTo(GetLine().size());
-    el_winsertstr(m_editor, L"^C");
-    m_keys.Push(Return);
-    return CC_REFRESH;
+    m_got = Got::Nothing;
 }
 
-LineEditor::Next LineEditor::DeleteOrEnd() {
-    if (GetLine().empty()) {
-        el_winsertstr(m_editor, m_isAnswer ? L"n" : L"q");
-        m_keys.Push(Return);
-        return CC_REFRESH;
-    }
-    const std::size_t cursor = GetCursor();
-    if (cursor == GetLine().size()) return CC_ERROR;
-    MoveTo(cursor + 1);
-    el_wdeletestr(m_editor, 1);
-    return CC_REFRESH;
+void LineEditor::DeleteOrEnd() {
+    if (!m_line.GetText().empty()) return m_line.DeleteBehind();
+    m_line.Insert(m_isAnswer ? U"n" : U"q");
+    Enter();
 }
 
-LineEditor::Next LineEditor::Suspend() {
-    m_terminal.Suspend();
-    el_wset(m_editor, EL_REFRESH);
-    return CC_NORM;
+void LineEditor::InsertPasted() {
+    KeyReader::Pasted pasted = m_keys.ReadPasted();
+    std::ranges::transform(pasted.text, pasted.text.begin(), AsInLanguage);
+    m_line.Insert(pasted.text);
+    if (pasted.isInterrupted) Drop();
+    else if (pasted.endsLine) Enter();
 }
 
-/// Draws the line again from its first row on. Terminals break it anew when their width changes, so that says where the
-/// row is.
-void LineEditor::Redraw() {
-    std::size_t columns = m_shownPrompt.size();
-    for (const wchar_t character : GetLine().substr(0, GetCursor()))
-        columns += static_cast<std::size_t>(std::max(0, wcwidth(character)));
-    const std::size_t rows = columns / std::max<std::size_t>(1, WidthOfTerminal());
-    if (rows > 0) std::fprintf(stdout, "\033[%zuA", rows);
-    std::fputs("\r\033[J", stdout);
-    if (m_terminal.EditsLines()) { // somebody else has set its modes
-        el_wset(m_editor, EL_PREP_TERM, 0);
-        el_wset(m_editor, EL_PREP_TERM, 1);
-    }
-    el_resize(m_editor);
-    el_wset(m_editor, EL_REFRESH);
+void LineEditor::MoveRight() {
+    if (!TakeSuggestion()) m_line.MoveRight();
 }
 
-LineEditor::Next LineEditor::Paste() {
-    const KeyReader::Pasted pasted = m_keys.ReadPasted();
-    el_winsertstr(m_editor, pasted.text.c_str());
-    if (pasted.endsLine) m_keys.Push(Return);
-    return CC_REFRESH;
+void LineEditor::MoveToEnd() {
+    if (!TakeSuggestion()) m_line.MoveToEnd();
 }
 
-template <class Move> bool LineEditor::Replace(const Move& move) {
-    if (m_isAnswer) return false;
-    std::wstring line(GetLine());
-    if (!move(line)) return false;
-    SetLine(line);
+/// Inserts what is suggested behind the line, if that is shown.
+bool LineEditor::TakeSuggestion() {
+    if (m_suggestion.empty() || !m_line.IsAtEnd()) return false;
+    m_line.Insert(std::exchange(m_suggestion, {}));
     return true;
 }
 
-LineEditor::Next LineEditor::GoBack() {
-    return Replace([&](std::wstring& line) { return m_recall.GoBack(line); }) ? CC_REFRESH : CC_ERROR;
+template <class Find> bool LineEditor::Recalls(const Find& find) {
+    if (m_isAnswer) return false;
+    std::u32string line = m_line.GetText();
+    if (!find(line)) return false;
+    m_line.Begin(std::move(line));
+    return true;
 }
 
-LineEditor::Next LineEditor::GoForward() {
-    return Replace([&](std::wstring& line) { return m_recall.GoForward(line); }) ? CC_REFRESH : CC_ERROR;
+void LineEditor::GoBack() {
+    Recalls([&](std::u32string& line) { return m_recall.GoBack(line, m_line.GetCursor()); });
 }
 
-LineEditor::Next LineEditor::GoBackWithPrefix() {
-    const std::size_t cursor = GetCursor();
-    if (!Replace([&](std::wstring& line) { return m_recall.GoBackWithPrefix(line, cursor); })) return CC_ERROR;
-    MoveTo(cursor);
-    return CC_REFRESH;
+void LineEditor::GoForward() {
+    Recalls([&](std::u32string& line) { return m_recall.GoForward(line); });
 }
 
-LineEditor::Next LineEditor::GoForwardWithPrefix() {
-    const std::size_t cursor = GetCursor();
-    if (!Replace([&](std::wstring& line) { return m_recall.GoForwardWithPrefix(line, cursor); })) return CC_ERROR;
-    MoveTo(cursor);
-    return CC_REFRESH;
+void LineEditor::GoBackWithPrefix() {
+    const std::size_t cursor = m_line.GetCursor();
+    if (Recalls([&](std::u32string& line) { return m_recall.GoBackWithPrefix(line, cursor); })) m_line.MoveTo(cursor);
 }
 
-LineEditor::Next LineEditor::Search() {
-    if (m_isAnswer) return CC_ERROR;
-    m_recall.BeginSearch();
-    return ShowSearch();
+void LineEditor::GoForwardWithPrefix() {
+    const std::size_t cursor = m_line.GetCursor();
+    if (Recalls([&](std::u32string& line) { return m_recall.GoForwardWithPrefix(line, cursor); }))
+        m_line.MoveTo(cursor);
+}
+
+void LineEditor::Search() {
+    if (!m_isAnswer) m_recall.BeginSearch();
 }
 
 /// Changes the search as the key says. Any other key ends the search, and then does what it always does.
-wchar_t LineEditor::SearchWith(wchar_t key) {
-    Replace([&](std::wstring& line) {
-        if (key == CtrlR) return m_recall.SearchFurther(line);
-        if (key == CtrlG) return m_recall.GiveUp(line);
-        if (key == Backspace || key == Delete) return m_recall.Shorten(line);
-        if (key >= FirstPrintable || (key >= L' ' && key < Delete)) return m_recall.Extend(key, line);
+bool LineEditor::SearchWith(Key key) {
+    Recalls([&](std::u32string& line) {
+        if (key == Ctrl('R')) return m_recall.SearchFurther(line);
+        if (key == Ctrl('G')) return m_recall.GiveUp(line);
+        if (key == Backspace || key == Ctrl('H')) return m_recall.Shorten(line);
+        if (IsCharacter(key)) return m_recall.Extend(key, line);
         m_recall.EndSearch();
-        m_keys.Push(key);
         return false;
     });
-    return SearchChanged;
+    return m_recall.IsSearching() || key == Ctrl('G');
 }
 
-LineEditor::Next LineEditor::ShowSearch() {
-    m_shownPrompt = m_recall.IsSearching() ? m_recall.GetSearchPrompt() : m_prompt;
-    return CC_REFRESH;
-}
-
-LineEditor::Next LineEditor::Complete() {
-    if (m_isAnswer) return CC_NORM;
-    const std::string before = ToBytes(GetLine().substr(0, GetCursor()));
-    Completions completions = m_state.Complete(before + ToBytes(GetLine().substr(GetCursor())), before.size());
-    if (completions.candidates.empty()) return CC_NORM;
+void LineEditor::Complete() {
+    if (m_isAnswer) return;
+    const std::string before = ToUtf8(m_line.GetBeforeCursor());
+    const Completions completions = m_state.Complete(ToUtf8(m_line.GetText()), before.size());
+    if (completions.candidates.empty()) return;
     std::string_view common = completions.candidates.front();
     for (const s_str& candidate : completions.candidates) {
         const auto [end, ignored] = std::ranges::mismatch(common, candidate.View());
         common = common.substr(0, static_cast<std::size_t>(end - common.begin()));
     }
-    const bool isSecond = m_keys.GetCount() == m_lastTab + 1;
-    m_lastTab = m_keys.GetCount();
     const std::size_t typed = before.size() - completions.begin;
-    if (common.size() > typed) {
-        el_winsertstr(m_editor, ToWide(common.substr(typed)).c_str());
-        return CC_REFRESH;
-    }
-    if (!isSecond || completions.candidates.size() == 1) return CC_NORM;
-    m_candidates = std::move(completions.candidates);
-    m_cursorBefore = GetCursor();
-    MoveTo(GetLine().size());
-    m_keys.Push(Candidates);
-    return CC_REFRESH;
+    if (common.size() > typed) m_line.Insert(FromUtf8(common.substr(typed)));
+    else if (m_isAfterTab && completions.candidates.size() > 1) List(completions.candidates);
+    m_isAfterTab = !std::exchange(m_isAfterTab, true);
 }
 
 /// Lists them below the line, in columns that are read downwards.
-LineEditor::Next LineEditor::ListCandidates() {
+void LineEditor::List(const std::vector<s_str>& candidates) {
     constexpr std::size_t MostListed = 500;
-    const std::size_t count = std::min(m_candidates.size(), MostListed);
+    const std::size_t count = std::min(candidates.size(), MostListed);
     std::size_t width = 0;
-    for (const s_str& candidate : m_candidates) width = std::max(width, candidate.View().size() + 2);
-    const std::size_t columns = std::max<std::size_t>(1, WidthOfTerminal() / width);
+    for (const s_str& candidate : candidates) width = std::max(width, candidate.View().size() + 2);
+    const std::size_t columns = std::max<std::size_t>(1, m_terminal.GetSize().columns / width);
     const std::size_t rows = (count + columns - 1) / columns;
+    std::string list;
     for (std::size_t row = 0; row < rows; ++row) {
-        std::fputs("\n", stdout);
         for (std::size_t i = row; i < count; i += rows) {
-            std::string text = m_candidates[i].Get();
+            std::string text = candidates[i].Get();
             if (i + rows < count) text.resize(width, ' ');
-            std::fputs(text.c_str(), stdout);
+            list += text;
         }
+        list += '\n';
     }
-    if (m_candidates.size() > count) std::fprintf(stdout, "\n... and %zu more", m_candidates.size() - count);
-    std::fputs("\n", stdout);
-    m_candidates.clear();
-    m_lastTab = m_keys.GetCount();
-    MoveTo(m_cursorBefore);
-    el_wset(m_editor, EL_REFRESH);
-    return CC_NORM;
+    if (candidates.size() > count) list += "... and " + std::to_string(candidates.size() - count) + " more\n";
+    m_screen.Show({m_prompt, m_line.GetText(), m_line.GetText().size()});
+    m_screen.Leave();
+    m_terminal.Write(list);
 }
 
-} // namespace
-
 std::unique_ptr<LineInput> OpenLineEditor(State& state) {
-    const char* const kind = std::getenv("TERM");
-    if (!Terminal::IsPresent() || isatty(STDOUT_FILENO) != 1 || !kind || !*kind || kind == std::string_view("dumb"))
-        return nullptr;
-    auto editor = std::make_unique<LineEditor>(state);
-    if (!editor->Open()) return nullptr;
-    return editor;
+    const auto variable = [](const char* name) {
+        const char* const value = std::getenv(name);
+        return std::string_view(value ? value : "");
+    };
+    const std::string_view kind = variable("TERM");
+    const bool canEdit = Terminal::IsPresent() && isatty(STDOUT_FILENO) == 1 && !kind.empty() && kind != "dumb";
+    return canEdit ? std::make_unique<LineEditor>(state, variable("NO_COLOR").empty()) : nullptr;
 }
 
 } // namespace Quarn
-
-#endif

@@ -2,12 +2,16 @@
 
 #include <streambuf>
 #include <string>
+#include <string_view>
 
 namespace Quarn {
 
-/// Standard output that holds back an unfinished line: it is the prompt of the next line that is read.
+/// Standard output that holds back an unfinished line: it is the prompt of the next line that is read. Can show errors
+/// and warnings in colours.
 class PromptBuffer : public std::streambuf {
 public:
+    explicit PromptBuffer(bool isColourful) : m_isColourful(isColourful) {}
+
     std::string TakePrompt();
 
 private:
@@ -15,6 +19,10 @@ private:
     int_type overflow(int_type character) override;
     int sync() override;
 
+    void WriteLine(std::string_view line);
+
+    const bool m_isColourful;
+    bool m_isInLine = false; ///< the beginning of the unfinished line has been written
     std::string m_unfinished;
 };
 

@@ -2,31 +2,27 @@
 
 #include <algorithm>
 
-#include "app/wide_text.h"
+#include "app/utf8.h"
 
 namespace Quarn {
 
 void Recall::Begin() {
     m_position = End();
+    m_prefix.clear();
     m_left.clear();
     m_isSearching = false;
 }
 
-bool Recall::GoTo(std::size_t position, std::wstring& line) {
+bool Recall::GoTo(std::size_t position, std::u32string& line) {
     m_left[m_position] = line;
     m_position = position;
     const auto left = m_left.find(position);
-    line = left != m_left.end() ? left->second : ToWide(m_history.GetLines()[position]);
+    line = left != m_left.end() ? left->second : FromUtf8(m_history.GetLines()[position]);
     return true;
 }
 
-bool Recall::GoBack(std::wstring& line) { return m_position > 0 && GoTo(m_position - 1, line); }
-
-bool Recall::GoForward(std::wstring& line) { return m_position < End() && GoTo(m_position + 1, line); }
-
-bool Recall::GoBackWithPrefix(std::wstring& line, std::size_t length) {
-    const std::string shown = ToBytes(line);
-    const std::string prefix = ToBytes(std::wstring_view(line).substr(0, length));
+bool Recall::GoBackTo(std::string_view prefix, std::u32string& line) {
+    const std::string shown = ToUtf8(line);
     for (std::size_t position = m_position; position-- > 0;) {
         const std::string& candidate = m_history.GetLines()[position];
         if (candidate.starts_with(prefix) && candidate != shown) return GoTo(position, line);
@@ -34,14 +30,39 @@ bool Recall::GoBackWithPrefix(std::wstring& line, std::size_t length) {
     return false;
 }
 
-bool Recall::GoForwardWithPrefix(std::wstring& line, std::size_t length) {
-    const std::string shown = ToBytes(line);
-    const std::string prefix = ToBytes(std::wstring_view(line).substr(0, length));
+bool Recall::GoForwardTo(std::string_view prefix, std::u32string& line) {
+    const std::string shown = ToUtf8(line);
     for (std::size_t position = m_position + 1; position < End(); ++position) {
         const std::string& candidate = m_history.GetLines()[position];
         if (candidate.starts_with(prefix) && candidate != shown) return GoTo(position, line);
     }
     return m_position < End() && GoTo(End(), line);
+}
+
+bool Recall::GoBack(std::u32string& line, std::size_t cursor) {
+    if (m_position == End()) m_prefix = ToUtf8(std::u32string_view(line).substr(0, cursor));
+    return GoBackTo(m_prefix, line);
+}
+
+bool Recall::GoForward(std::u32string& line) { return GoForwardTo(m_prefix, line); }
+
+bool Recall::GoBackWithPrefix(std::u32string& line, std::size_t length) {
+    return GoBackTo(ToUtf8(std::u32string_view(line).substr(0, length)), line);
+}
+
+bool Recall::GoForwardWithPrefix(std::u32string& line, std::size_t length) {
+    return GoForwardTo(ToUtf8(std::u32string_view(line).substr(0, length)), line);
+}
+
+std::u32string Recall::Suggest(std::u32string_view line) const {
+    if (line.empty() || m_position != End()) return {};
+    const std::string typed = ToUtf8(line);
+    const auto& lines = m_history.GetLines();
+    const auto begins = [&](const std::string& candidate) {
+        return candidate.size() > typed.size() && candidate.starts_with(typed);
+    };
+    const auto found = std::find_if(lines.rbegin(), lines.rend(), begins);
+    return found == lines.rend() ? std::u32string() : FromUtf8(std::string_view(*found).substr(typed.size()));
 }
 
 void Recall::BeginSearch() {
@@ -51,33 +72,33 @@ void Recall::BeginSearch() {
     m_searchBegin = m_position;
 }
 
-std::wstring Recall::GetSearchPrompt() const {
-    return (m_isFound ? L"search '" : L"no line with '") + m_wanted + L"': ";
+std::u32string Recall::GetSearchPrompt() const {
+    return (m_isFound ? U"search '" : U"no line with '") + m_wanted + U"': ";
 }
 
 /// Goes to the last line before the position that has the wanted text in it.
-bool Recall::SearchBefore(std::size_t position, std::wstring& line) {
-    const std::string wanted = ToBytes(m_wanted);
+bool Recall::SearchBefore(std::size_t position, std::u32string& line) {
+    const std::string wanted = ToUtf8(m_wanted);
     const auto& lines = m_history.GetLines();
     while (position > 0 && lines[position - 1].find(wanted) == std::string::npos) --position;
     m_isFound = position > 0;
     return m_isFound && GoTo(position - 1, line);
 }
 
-bool Recall::Extend(wchar_t character, std::wstring& line) {
+bool Recall::Extend(char32_t character, std::u32string& line) {
     m_wanted += character;
     return SearchBefore(std::min(m_position + 1, End()), line);
 }
 
-bool Recall::Shorten(std::wstring& line) {
+bool Recall::Shorten(std::u32string& line) {
     if (!m_wanted.empty()) m_wanted.pop_back();
     m_isFound = true;
     return m_wanted.empty() ? GoTo(m_searchBegin, line) : SearchBefore(End(), line);
 }
 
-bool Recall::SearchFurther(std::wstring& line) { return !m_wanted.empty() && SearchBefore(m_position, line); }
+bool Recall::SearchFurther(std::u32string& line) { return !m_wanted.empty() && SearchBefore(m_position, line); }
 
-bool Recall::GiveUp(std::wstring& line) {
+bool Recall::GiveUp(std::u32string& line) {
     EndSearch();
     return GoTo(m_searchBegin, line);
 }

@@ -19,11 +19,15 @@ public:
 
     // Each replaces `line`, the one that is shown, with another one. False if there is none.
 
-    bool GoBack(std::wstring& line);
-    bool GoForward(std::wstring& line);
+    /// To the line before that begins like the one that was typed, up to the cursor; first, `line` is that one.
+    bool GoBack(std::u32string& line, std::size_t cursor);
+    bool GoForward(std::u32string& line);
     /// To the next line before or behind, other than the one shown, whose first `length` characters are the same.
-    bool GoBackWithPrefix(std::wstring& line, std::size_t length);
-    bool GoForwardWithPrefix(std::wstring& line, std::size_t length);
+    bool GoBackWithPrefix(std::u32string& line, std::size_t length);
+    bool GoForwardWithPrefix(std::u32string& line, std::size_t length);
+
+    /// The rest of the last line that begins like the one that is being typed; empty if there is none.
+    std::u32string Suggest(std::u32string_view line) const;
 
     // The search from the last line backwards, for a text that is typed meanwhile.
 
@@ -31,26 +35,29 @@ public:
     void EndSearch() { m_isSearching = false; }
     bool IsSearching() const { return m_isSearching; }
     /// Shown instead of the prompt.
-    std::wstring GetSearchPrompt() const;
-    bool Extend(wchar_t character, std::wstring& line);
-    bool Shorten(std::wstring& line);
-    bool SearchFurther(std::wstring& line);
+    std::u32string GetSearchPrompt() const;
+    bool Extend(char32_t character, std::u32string& line);
+    bool Shorten(std::u32string& line);
+    bool SearchFurther(std::u32string& line);
     /// Back to where the search began.
-    bool GiveUp(std::wstring& line);
+    bool GiveUp(std::u32string& line);
 
 private:
     std::size_t End() const { return m_history.GetLines().size(); }
-    bool GoTo(std::size_t position, std::wstring& line);
-    bool SearchBefore(std::size_t position, std::wstring& line);
+    bool GoTo(std::size_t position, std::u32string& line);
+    bool GoBackTo(std::string_view prefix, std::u32string& line);
+    bool GoForwardTo(std::string_view prefix, std::u32string& line);
+    bool SearchBefore(std::size_t position, std::u32string& line);
 
     const History& m_history;
     std::size_t m_position = 0;
-    std::map<std::size_t, std::wstring> m_left; ///< the lines that were shown, as they were left
+    std::string m_prefix;                         ///< of what `GoBack` and `GoForward` find
+    std::map<std::size_t, std::u32string> m_left; ///< the lines that were shown, as they were left
 
     bool m_isSearching = false;
     bool m_isFound = true;
     std::size_t m_searchBegin = 0;
-    std::wstring m_wanted;
+    std::u32string m_wanted;
 };
 
 } // namespace Quarn

@@ -8,6 +8,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/select.h>
 #include <termios.h>
 #include <unistd.h>
@@ -21,7 +22,8 @@ namespace {
 // Everything that signal handlers use. There is one terminal, as there is one set of signal handlers.
 
 std::atomic<bool> IsInterrupted = false;
-std::atomic<bool> HasChanged = false;
+std::atomic<bool> IsResized = false;
+std::atomic<bool> IsContinued = false;
 std::atomic<std::int64_t> LastInterrupt = 0; ///< milliseconds of the monotonic clock
 static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<std::int64_t>::is_always_lock_free);
 
@@ -75,7 +77,7 @@ void Continue() {
         if (ArePastesMarked) WriteAll(STDOUT_FILENO, PasteMarksOn);
         HasStopped = false;
     }
-    HasChanged = true;
+    IsContinued = true;
 }
 
 void OnStop(int signal) {
@@ -94,7 +96,7 @@ void OnContinue(int) {
     errno = error;
 }
 
-void OnChange(int) { HasChanged = true; }
+void OnResize(int) { IsResized = true; }
 
 void OnInterrupt(int signal) {
     const int error = errno;
@@ -112,9 +114,21 @@ struct SignalHandler {
 
 constexpr std::array SignalHandlers = {
     SignalHandler{SIGINT, OnInterrupt}, SignalHandler{SIGTSTP, OnStop}, SignalHandler{SIGCONT, OnContinue},
-    SignalHandler{SIGWINCH, OnChange},  SignalHandler{SIGHUP, OnEnd},   SignalHandler{SIGQUIT, OnEnd},
+    SignalHandler{SIGWINCH, OnResize},  SignalHandler{SIGHUP, OnEnd},   SignalHandler{SIGQUIT, OnEnd},
     SignalHandler{SIGTERM, OnEnd},
 };
+
+/// Has the terminal pass on what is typed as it is, but for the keys of signals if `signals` is ISIG. They do not drop
+/// what was typed before.
+void SetModes(tcflag_t signals) {
+    termios modes = OriginalModes;
+    modes.c_iflag &= ~static_cast<tcflag_t>(ICRNL | INLCR | IGNCR | IXON | ISTRIP);
+    modes.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO | IEXTEN | ISIG);
+    modes.c_lflag |= NOFLSH | signals;
+    modes.c_cc[VMIN] = 1;
+    modes.c_cc[VTIME] = 0;
+    tcsetattr(STDIN_FILENO, TCSANOW, &modes);
+}
 
 bool HasHungUp() {
     pollfd terminal{STDIN_FILENO, POLLIN, 0};
@@ -175,7 +189,8 @@ Terminal::Event Terminal::Read(std::string& bytes) {
     std::optional<Event> event;
     while (!event) {
         if (IsInterrupted) event = Event::Interrupt;
-        else if (HasChanged.exchange(false)) event = Event::Changed;
+        else if (IsContinued.exchange(false)) event = Event::Continued;
+        else if (IsResized.exchange(false)) event = Event::Resized;
         else if (Wait(allowed)) event = ReadWaiting(bytes);
         else if (errno != EINTR) event = Event::Gone;
     }
@@ -192,22 +207,34 @@ void Terminal::Echo(std::string_view text) {
 
 bool Terminal::HasInput(int milliseconds) const {
     pollfd terminal{STDIN_FILENO, POLLIN, 0};
-    return poll(&terminal, 1, milliseconds) > 0;
+    int count = 0;
+    do count = poll(&terminal, 1, milliseconds);
+    while (count < 0 && errno == EINTR);
+    return count > 0;
 }
 
-bool Terminal::EditsLines() const {
-    termios modes{};
-    return tcgetattr(STDIN_FILENO, &modes) == 0 && (modes.c_lflag & ICANON) != 0;
+Terminal::Size Terminal::GetSize() const {
+    winsize window{};
+    Size size;
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &window) == 0 && window.ws_row > 0 && window.ws_col > 0)
+        size = {window.ws_row, window.ws_col};
+    return size;
 }
 
-void Terminal::WaitForOutput() {
+void Terminal::Write(std::string_view text) { WriteAll(STDOUT_FILENO, text); }
+
+void Terminal::BeginEditing() {
     const int flags = fcntl(STDOUT_FILENO, F_GETFL);
     if (flags != -1 && (flags & O_NONBLOCK) != 0) fcntl(STDOUT_FILENO, F_SETFL, flags & ~O_NONBLOCK);
+    SetModes(0);
+    ArePastesMarked = true;
+    Write(PasteMarksOn);
 }
 
-void Terminal::MarkPastes(bool areMarked) {
-    ArePastesMarked = areMarked;
-    WriteAll(STDOUT_FILENO, areMarked ? PasteMarksOn : PasteMarksOff);
+void Terminal::EndEditing() {
+    SetModes(ISIG);
+    ArePastesMarked = false;
+    Write(PasteMarksOff);
 }
 
 void Terminal::Suspend() { raise(SIGTSTP); }

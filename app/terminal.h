@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -17,7 +18,8 @@ public:
     enum class Event {
         Input,
         Interrupt, ///< by a signal; not answered yet
-        Changed,   ///< the window has another size, or the program goes on after it was stopped
+        Resized,   ///< the window
+        Continued, ///< the program, after it was stopped
         EndOfFile, ///< Ctrl-D (Ctrl-Z on Windows), if the terminal itself edits lines
         Gone,
     };
@@ -34,14 +36,27 @@ public:
     Event Read(std::string& bytes);
     /// Writes to the terminal, wherever standard output leads.
     void Echo(std::string_view text);
+    // For the line editor. What it writes goes to standard output, which must be the terminal.
+
+    /// Counted from 0, from the upper left corner.
+    struct Position {
+        std::size_t row = 0;
+        std::size_t column = 0;
+    };
+    struct Size {
+        std::size_t rows = 24;
+        std::size_t columns = 80;
+        bool operator==(const Size&) const = default;
+    };
+    Size GetSize() const;
+    void Write(std::string_view text);
     /// Waits for input for at most this long. Returns whether there is any.
     bool HasInput(int milliseconds) const;
-    /// Whether it is in the modes in which the terminal edits lines.
-    bool EditsLines() const;
-    /// Makes standard output blocking, in case another program left it non-blocking. For what does not wait by itself.
-    void WaitForOutput();
-    /// Asks the terminal to mark what is pasted, until the program stops or ends.
-    void MarkPastes(bool areMarked);
+    /// From now on keys come as they are typed, Ctrl-C too, and the terminal marks what is pasted. Standard output
+    /// waits, even if another program has left it non-blocking.
+    void BeginEditing();
+    /// From now on keys wait unseen, and Ctrl-C is a signal.
+    void EndEditing();
     /// Stops the program, as Ctrl-Z does.
     void Suspend();
 

@@ -28,7 +28,8 @@ private:
             }
             switch (m_terminal.Read(m_unread)) {
             case Terminal::Event::Input:
-            case Terminal::Event::Changed: break;
+            case Terminal::Event::Resized:
+            case Terminal::Event::Continued: break;
             case Terminal::Event::Interrupt: m_terminal.Echo("\n"); return Got::Nothing;
             case Terminal::Event::EndOfFile:
                 if (m_unread.empty()) m_terminal.Echo(atEnd);

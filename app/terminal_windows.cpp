@@ -1,3 +1,4 @@
+#include "app/line_editor.h"
 #include "app/terminal.h"
 
 #include <array>
@@ -57,7 +58,7 @@ Terminal::Event Terminal::Read(std::string& bytes) {
     if (!ReadConsoleW(console, units.data(), static_cast<DWORD>(units.size() - 1), &count, nullptr)) return Event::Gone;
     if (count == 0) {
         AwaitInterrupt();
-        return IsInterrupted ? Event::Interrupt : Event::Changed;
+        return IsInterrupted ? Event::Interrupt : Event::Resized;
     }
     IsInterrupted = false; // some consoles drop the line at Ctrl-C and go on with an empty one
     if (bytes.empty() && units[0] == CtrlZ) return Event::EndOfFile;
@@ -81,5 +82,7 @@ void Terminal::Echo(std::string_view text) {
 const std::atomic<bool>& Terminal::GetInterrupt() const { return IsInterrupted; }
 
 void Terminal::AnswerInterrupt() { IsInterrupted = false; }
+
+std::unique_ptr<LineInput> OpenLineEditor(State&) { return nullptr; }
 
 } // namespace Quarn

@@ -82,8 +82,18 @@ bool PseudoTerminal::ReadMore(int milliseconds) {
     std::array<char, 65536> buffer;
     if (poll(&output, 1, milliseconds) <= 0) return false;
     const ssize_t count = read(m_master, buffer.data(), buffer.size());
-    if (count > 0) m_shown.append(buffer.data(), static_cast<std::size_t>(count));
-    return count > 0;
+    if (count <= 0) return false;
+    m_shown.append(buffer.data(), static_cast<std::size_t>(count));
+    for (std::size_t begin = m_shown.find("\033[", m_plain); begin != std::string::npos;
+         begin = m_shown.find("\033[", begin)) {
+        const std::size_t end = m_shown.find_first_not_of("0123456789;", begin + 2);
+        m_plain = begin;
+        if (end == std::string::npos) return true;
+        if (m_shown[end] == 'm') m_shown.erase(begin, end + 1 - begin);
+        else begin = end;
+    }
+    m_plain = m_shown.size() - (m_shown.ends_with('\033') ? 1 : 0);
+    return true;
 }
 
 bool PseudoTerminal::HasEnded() const {

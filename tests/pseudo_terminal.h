@@ -5,7 +5,8 @@
 
 #include "program.h"
 
-/// The calculator at a terminal of 24 lines of 80 characters. The folder is its home and holds its files.
+/// The calculator at a terminal of 24 lines of 80 characters. The folder is its home and holds its files. What is shown
+/// is read without colours.
 class PseudoTerminal {
 public:
     /// `behind` follows the name of the program, `before` precedes it, as in `RunProgram`.
@@ -39,5 +40,6 @@ private:
     int m_master = -1;
     int m_process = -1;
     std::string m_shown;
+    std::size_t m_plain = 0; ///< colours are removed up to here
     std::size_t m_found = 0;
 };

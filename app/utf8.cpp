@@ -1,12 +1,16 @@
-#include "app/wide_text.h"
+#include "app/utf8.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <iterator>
+
+#include "app/character_widths.h"
 
 namespace Quarn {
 
 namespace {
 
-constexpr wchar_t ByteBase = 0xDC00;
+constexpr char32_t ByteBase = 0xDC00;
 
 /// The length of the sequence that begins with the byte; 0 if none does.
 std::size_t LengthOf(unsigned char lead) {
@@ -18,9 +22,14 @@ bool IsCodePoint(std::uint32_t value, std::size_t length) {
     return value >= smallest && value <= 0x10FFFF && (value < 0xD800 || value > 0xDFFF);
 }
 
+template <std::size_t Count> bool IsIn(const CharacterRange (&ranges)[Count], char32_t character) {
+    const auto range = std::ranges::lower_bound(ranges, character, {}, &CharacterRange::last);
+    return range != std::end(ranges) && range->first <= character;
+}
+
 } // namespace
 
-bool TakeCharacter(std::string_view& bytes, wchar_t& character) {
+bool TakeCharacter(std::string_view& bytes, char32_t& character) {
     if (bytes.empty()) return false;
     const auto lead = static_cast<unsigned char>(bytes.front());
     const std::size_t length = LengthOf(lead);
@@ -33,17 +42,17 @@ bool TakeCharacter(std::string_view& bytes, wchar_t& character) {
         value = value << 6 | (byte & 0x3Fu);
     }
     const bool isValid = read == length && IsCodePoint(value, length);
-    character = isValid ? static_cast<wchar_t>(value) : static_cast<wchar_t>(ByteBase + lead);
+    character = isValid ? static_cast<char32_t>(value) : ByteBase + lead;
     bytes.remove_prefix(isValid ? length : 1);
     return true;
 }
 
-std::wstring ToWide(std::string_view bytes) {
-    std::wstring text;
+std::u32string FromUtf8(std::string_view bytes) {
+    std::u32string text;
     while (!bytes.empty()) {
-        wchar_t character = 0;
+        char32_t character = 0;
         if (!TakeCharacter(bytes, character)) { // the bytes end within a character
-            character = static_cast<wchar_t>(ByteBase + static_cast<unsigned char>(bytes.front()));
+            character = ByteBase + static_cast<unsigned char>(bytes.front());
             bytes.remove_prefix(1);
         }
         text += character;
@@ -51,13 +60,12 @@ std::wstring ToWide(std::string_view bytes) {
     return text;
 }
 
-std::string ToBytes(std::wstring_view text) {
+std::string ToUtf8(std::u32string_view text) {
     std::string bytes;
     bytes.reserve(text.size());
     const auto append = [&](std::uint32_t byte) { bytes += static_cast<char>(byte); };
-    for (const wchar_t character : text) {
-        const auto value = static_cast<char32_t>(character);
-        if (value < 0x80 || (value >= ByteBase + 0x80 && value <= ByteBase + 0xFF)) {
+    for (const char32_t value : text) {
+        if (value < 0x80 || ByteOf(value) != 0) {
             append(value & 0xFFu);
             continue;
         }
@@ -66,6 +74,16 @@ std::string ToBytes(std::wstring_view text) {
         for (std::size_t left = further; left-- > 0;) append(0x80 | (value >> (6 * left) & 0x3Fu));
     }
     return bytes;
+}
+
+unsigned char ByteOf(char32_t character) {
+    const bool isByte = character >= ByteBase + 0x80 && character <= ByteBase + 0xFF;
+    return isByte ? static_cast<unsigned char>(character - ByteBase) : '\0';
+}
+
+unsigned WidthOf(char32_t character) {
+    if (character < EmptyCharacters[0].first) return 1;
+    return IsIn(EmptyCharacters, character) ? 0 : IsIn(WideCharacters, character) ? 2 : 1;
 }
 
 } // namespace Quarn

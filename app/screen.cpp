@@ -1,0 +1,328 @@
+#include "app/screen.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "app/utf8.h"
+
+namespace Quarn {
+
+namespace {
+
+constexpr std::size_t TabWidth = 8;
+
+std::string_view CodeOf(Style style) {
+    switch (style) {
+    case Style::Plain: return "\033[m";
+    case Style::Dim: return "\033[2m";
+    case Style::Unknown: return "\033[33m";
+    case Style::Unmatched: return "\033[35m";
+    case Style::Partner: return "\033[1;36m";
+    }
+    return {};
+}
+
+/// Breaks text into rows. Keeps only some of them, because a line may take many more than a window has.
+class Layout {
+public:
+    Layout(std::size_t columns, std::size_t first, std::size_t count)
+        : m_columns(columns), m_first(first), m_count(count) {}
+
+    void Put(std::u32string_view text, Style style) {
+        for (const char32_t character : text) Put(character, style);
+    }
+    void Put(char32_t character, Style style) {
+        if (character >= U' ' && character < 0x7F && !IsKeptNext()) return Skip();
+        const unsigned width = WidthOf(character);
+        if (const unsigned char byte = ByteOf(character); byte != 0 || (character >= 0x80 && character < 0xA0)) {
+            constexpr std::string_view Digits = "0123456789abcdef";
+            const unsigned value = byte != 0 ? byte : static_cast<unsigned>(character);
+            for (const char c : {'\\', 'x', Digits[value / 16], Digits[value % 16]}) PutCell({{c}, 1, style});
+        } else if (character == U'\t') {
+            PutTab();
+        } else if (character < U' ' || character == 0x7F) {
+            for (const char c : {'^', static_cast<char>(character ^ 0x40)}) PutCell({{c}, 1, style});
+        } else if (width == 0) {
+            Combine(character);
+        } else if (width > m_columns) {
+            PutCell({"?", 1, style});
+        } else {
+            PutCell({ToUtf8({&character, 1}), static_cast<unsigned char>(width), style});
+        }
+    }
+    /// Begins another row unless the current one has so many columns left.
+    void MakeRoom(std::size_t width) {
+        if (m_position.column + width <= m_columns) return;
+        if (IsKept()) {
+            Row& row = CurrentRow();
+            while (m_position.column++ < m_columns) row.cells.push_back({" ", 1, Style::Plain});
+            row.isContinued = true;
+        }
+        BeginRow();
+    }
+    void BeginRow() { m_position = {m_position.row + 1, 0}; }
+    Terminal::Position GetPosition() const { return m_position; }
+    std::size_t GetColumnsLeft() const { return m_columns - m_position.column; }
+    /// The columns of the first cell of a character.
+    std::size_t GetFirstWidth(char32_t character) const { return WidthOf(character) == 2 && m_columns > 1 ? 2 : 1; }
+    /// Those that are kept.
+    std::vector<Screen::Row> TakeRows() {
+        if (m_position.row >= m_first) m_rows.resize(std::min(m_position.row - m_first + 1, m_count));
+        return std::move(m_rows);
+    }
+
+private:
+    using Row = Screen::Row;
+
+    bool IsKept() const { return m_position.row >= m_first && m_position.row - m_first < m_count; }
+    /// The same for a character of one column.
+    bool IsKeptNext() const {
+        const std::size_t row = m_position.row + (m_position.column < m_columns ? 0 : 1);
+        return row >= m_first && row - m_first < m_count;
+    }
+    Row& CurrentRow() {
+        const std::size_t index = m_position.row - m_first;
+        if (index >= m_rows.size()) m_rows.resize(index + 1);
+        return m_rows[index];
+    }
+    void Skip() {
+        MakeRoom(1);
+        ++m_position.column;
+    }
+    void PutCell(Screen::Cell cell) {
+        MakeRoom(cell.width);
+        m_position.column += cell.width;
+        if (IsKept()) CurrentRow().cells.push_back(std::move(cell));
+    }
+    void Combine(char32_t character) {
+        if (m_position.column == 0 || !IsKept() || CurrentRow().cells.empty()) return;
+        CurrentRow().cells.back().text += ToUtf8({&character, 1});
+    }
+    /// As it is, so that it is copied as one, if the tab stop is within the window.
+    void PutTab() {
+        const std::size_t stop = (m_position.column / TabWidth + 1) * TabWidth;
+        const std::size_t width = stop - m_position.column;
+        if (stop < m_columns) return PutCell({"\t", static_cast<unsigned char>(width), Style::Plain});
+        for (std::size_t i = 0; i < width; ++i) PutCell({" ", 1, Style::Plain});
+    }
+
+    const std::size_t m_columns;
+    const std::size_t m_first;
+    const std::size_t m_count;
+    Terminal::Position m_position;
+    std::vector<Row> m_rows;
+};
+
+/// Puts the prompt and the line. Returns the position of the cursor.
+Terminal::Position PutLine(Layout& layout, const Picture& picture) {
+    layout.Put(picture.prompt, Style::Plain);
+    Terminal::Position cursor;
+    auto mark = picture.marks.begin();
+    for (std::size_t i = 0; i < picture.line.size(); ++i) {
+        if (i == picture.cursor) {
+            layout.MakeRoom(layout.GetFirstWidth(picture.line[i]));
+            cursor = layout.GetPosition();
+        }
+        while (mark != picture.marks.end() && mark->end <= i) ++mark;
+        const bool isMarked = mark != picture.marks.end() && mark->begin <= i;
+        layout.Put(picture.line[i], isMarked ? mark->style : Style::Plain);
+    }
+    if (picture.cursor >= picture.line.size()) {
+        layout.MakeRoom(picture.behind.empty() ? 1 : layout.GetFirstWidth(picture.behind.front()));
+        cursor = layout.GetPosition();
+    }
+    layout.Put(picture.behind, Style::Dim);
+    return cursor;
+}
+
+/// Puts what is below the line into a row, as much as has room.
+void PutBelow(Layout& layout, std::u32string_view text) {
+    layout.BeginRow();
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const std::size_t needed = layout.GetFirstWidth(text[i]) + (i + 1 < text.size() ? 1 : 0);
+        if (layout.GetColumnsLeft() < needed) return layout.Put(U'…', Style::Dim);
+        layout.Put(text[i] < U' ' ? U' ' : text[i], Style::Dim);
+    }
+}
+
+} // namespace
+
+std::size_t Screen::Row::GetWidth() const {
+    std::size_t width = 0;
+    for (const Cell& cell : cells) width += cell.width;
+    return width;
+}
+
+/// Forgets the picture: another one begins at the cursor.
+void Screen::Forget() {
+    m_rows.assign(1, {});
+    m_bottom = m_top = 0;
+    m_cursor = {};
+    m_size = m_terminal.GetSize();
+}
+
+void Screen::Begin() { Forget(); }
+
+void Screen::Show(const Picture& picture) {
+    m_size = m_terminal.GetSize();
+    Layout whole(m_size.columns, 0, 0);
+    Terminal::Position cursor = PutLine(whole, picture);
+    const std::size_t rowCount = whole.GetPosition().row + 1;
+    m_top = std::min(m_top, rowCount - std::min(rowCount, m_size.rows));
+    m_top = std::clamp(m_top, cursor.row - std::min(cursor.row, m_size.rows - 1), cursor.row);
+
+    Layout shown(m_size.columns, m_top, m_size.rows);
+    PutLine(shown, picture);
+    if (!picture.below.empty() && rowCount < m_size.rows) PutBelow(shown, picture.below);
+    std::vector<Row> rows = shown.TakeRows();
+    bool isContinuation = false;
+    for (std::size_t i = 0; i < rows.size(); ++i) ShowRow(i, rows[i], isContinuation);
+    if (rows.size() < m_rows.size()) {
+        MoveTo({rows.size(), 0});
+        SetStyle(Style::Plain);
+        m_bytes += "\033[J";
+    }
+    m_rows = std::move(rows);
+    MoveTo({cursor.row - m_top, cursor.column});
+    Flush();
+}
+
+/// Writes the cells that differ. `isContinuation` is true if the last cell of the row above has just been written: what
+/// follows at once is part of the same line to the terminal, when it is copied or when the window is resized.
+void Screen::ShowRow(std::size_t index, const Row& row, bool& isContinuation) {
+    static const Row empty;
+    const Row& shown = index < m_rows.size() ? m_rows[index] : empty;
+    const std::size_t width = row.GetWidth();
+    const std::size_t shownWidth = shown.GetWidth();
+    const auto differs = std::ranges::mismatch(row.cells, shown.cells).in1;
+    auto first = static_cast<std::size_t>(differs - row.cells.begin());
+    std::size_t last = row.cells.size();
+    if (width == shownWidth) {
+        const auto from = static_cast<std::ptrdiff_t>(first);
+        const auto same =
+            std::mismatch(row.cells.rbegin(), row.cells.rend() - from, shown.cells.rbegin(), shown.cells.rend() - from);
+        last -= static_cast<std::size_t>(same.first - row.cells.rbegin());
+    }
+    if (row.isContinued && !shown.isContinued) { // from now on
+        last = row.cells.size();
+        first = std::min(first, last - 1);
+    }
+    if (isContinuation) {
+        first = 0;
+        last = std::max<std::size_t>(last, row.cells.empty() ? 0 : 1);
+    }
+    const bool isSame = first == last && width >= shownWidth && index <= m_bottom && !isContinuation;
+    if (!isSame) {
+        BeginCells(index, row, first, isContinuation);
+        for (std::size_t i = first; i < last; ++i) WriteCell(row.cells[i]);
+        if (width < shownWidth) {
+            MoveTo({index, width});
+            SetStyle(Style::Plain);
+            m_bytes += "\033[K";
+        }
+    }
+    isContinuation = row.isContinued && first < last && last == row.cells.size();
+}
+
+/// Goes to where cells are to be written.
+void Screen::BeginCells(std::size_t index, const Row& row, std::size_t first, bool isContinuation) {
+    if (isContinuation) { // the terminal goes to the next row by itself
+        if (row.cells.empty()) m_bytes += " \r\033[K";
+        m_cursor = {index, 0};
+        m_bottom = std::max(m_bottom, index);
+        return;
+    }
+    std::size_t column = 0;
+    for (std::size_t i = 0; i < first; ++i) column += row.cells[i].width;
+    MoveTo({index, column});
+}
+
+void Screen::MoveTo(Terminal::Position position) {
+    const auto move = [this](std::size_t count, char direction) {
+        m_bytes += "\033[";
+        if (count > 1) m_bytes += std::to_string(count);
+        m_bytes += direction;
+    };
+    if (position.row < m_cursor.row) move(m_cursor.row - position.row, 'A');
+    const std::size_t reached = std::min(position.row, m_bottom);
+    if (reached > m_cursor.row) move(reached - m_cursor.row, 'B');
+    if (position.row > m_bottom) {
+        SetStyle(Style::Plain);
+        for (; m_bottom < position.row; ++m_bottom) m_bytes += '\n'; // goes to the first column, too, as in reports
+        m_cursor.column = 0;
+    }
+    const bool isBehindRow = m_cursor.column >= m_size.columns; // where terminals do not agree what moves do
+    if (position.column != m_cursor.column && (position.column == 0 || isBehindRow)) {
+        m_bytes += '\r';
+        m_cursor.column = 0;
+    }
+    constexpr std::size_t Few = 3;
+    if (position.column > m_cursor.column) move(position.column - m_cursor.column, 'C');
+    else if (m_cursor.column - position.column > Few) move(m_cursor.column - position.column, 'D');
+    else m_bytes.append(m_cursor.column - position.column, '\b');
+    m_cursor = position;
+}
+
+void Screen::WriteCell(const Cell& cell) {
+    SetStyle(cell.style);
+    m_bytes += cell.text;
+    m_cursor.column += cell.width;
+}
+
+void Screen::SetStyle(Style style) {
+    if (style == m_style) return;
+    if (m_style != Style::Plain && style != Style::Plain) m_bytes += CodeOf(Style::Plain);
+    m_bytes += CodeOf(style);
+    m_style = style;
+}
+
+void Screen::Flush() {
+    SetStyle(Style::Plain);
+    if (!m_bytes.empty()) m_terminal.Write(m_bytes);
+    m_bytes.clear();
+}
+
+void Screen::Leave() {
+    MoveTo({m_rows.size() - 1, m_cursor.column});
+    m_bytes += '\n';
+    Flush();
+    Forget();
+}
+
+void Screen::Clear() {
+    m_bytes += "\033[H\033[2J";
+    Forget();
+}
+
+/// Where the cursor is in the picture, after a terminal has broken its rows anew.
+Terminal::Position Screen::FindBroken(std::size_t columns) const {
+    std::size_t first = m_cursor.row;
+    while (first > 0 && m_rows[first - 1].isContinued) --first;
+    Terminal::Position position{first, 0};
+    for (std::size_t row = first; row <= m_cursor.row; ++row) {
+        std::size_t column = 0;
+        for (const Cell& cell : m_rows[row].cells) {
+            if (row == m_cursor.row && column == m_cursor.column) break;
+            column += cell.width;
+            if (position.column + cell.width > columns) position = {position.row + 1, 0};
+            position.column += cell.width;
+        }
+    }
+    return position;
+}
+
+void Screen::ClearResized(const Terminal::Position* cursor) {
+    const std::size_t columns = m_terminal.GetSize().columns;
+    Terminal::Position broken = FindBroken(columns);
+    const bool staysInRow = cursor && columns > 1 && cursor->column + 1 == columns;
+    if (broken.column >= columns)
+        broken = staysInRow ? Terminal::Position{broken.row, columns - 1} : Terminal::Position{broken.row + 1, 0};
+    const bool isBroken = !cursor || cursor->column == broken.column;
+    std::size_t rows = isBroken ? broken.row : m_cursor.row;
+    if (cursor) rows = std::min(rows, cursor->row);
+    if (rows > 0) m_bytes += "\033[" + std::to_string(rows) + "A";
+    m_bytes += "\r\033[J";
+    Forget();
+}
+
+} // namespace Quarn

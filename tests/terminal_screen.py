@@ -1,0 +1,204 @@
+#!/usr/bin/env python3
+"""Plays the calculator in a terminal that somebody else wrote, pyte, and compares what that shows with what should be
+seen: the prompt and the line, wrapped, the cursor where it belongs, the reports above as they were.
+
+usage: terminal_screen.py PROGRAM
+"""
+import fcntl
+import os
+import pty
+import random
+import select
+import signal
+import struct
+import sys
+import tempfile
+import termios
+import time
+
+import pyte
+from pyte.screens import wcwidth
+
+PATIENCE = 20  # seconds
+
+
+class Terminal:
+    """The program in a window. It begins to type at the first prompt."""
+
+    def __init__(self, program, columns, rows):
+        self.screen = pyte.Screen(columns, rows)
+        self.screen.write_process_input = lambda reply: os.write(self.master, reply.encode())
+        self.stream = pyte.ByteStream(self.screen)
+        self.home = tempfile.TemporaryDirectory()
+        self.written = 0
+        self.is_edited = False
+        self.process, self.master = pty.fork()
+        if self.process == 0:
+            os.chdir(self.home.name)
+            os.environ.update(HOME=self.home.name, TERM="linux")
+            for variable in "XDG_STATE_HOME", "NO_COLOR":
+                os.environ.pop(variable, None)
+            os.execv(program, [program])
+        self.set_size(columns, rows)
+        self.expect("no prompt", lambda: self.is_edited and self.shows("", 0))
+
+    def set_size(self, columns, rows):
+        fcntl.ioctl(self.master, termios.TIOCSWINSZ, struct.pack("HHHH", rows, columns, 0, 0))
+
+    def resize(self, columns, rows):
+        self.screen.resize(rows, columns)
+        self.set_size(columns, rows)
+
+    def type(self, keys):
+        os.write(self.master, keys.encode())
+
+    def read(self, seconds):
+        """Shows what the program writes within the time. False if that is nothing."""
+        if not select.select([self.master], [], [], seconds)[0]:
+            return False
+        data = os.read(self.master, 65536)
+        self.written += len(data)
+        self.is_edited = self.is_edited or b"\033[?2004h" in data
+        self.stream.feed(data)
+        return True
+
+    def rows(self):
+        return [row.rstrip() for row in self.screen.display]
+
+    def expect(self, what, seen):
+        """Waits until `seen()` holds, and what is written ends."""
+        deadline = time.monotonic() + PATIENCE
+        while not seen():
+            self.read(0.05)
+            if time.monotonic() > deadline:
+                cursor = self.screen.cursor
+                sys.exit(f"{what}\nin {self.screen.columns} columns, {self.screen.lines} rows; cursor in column "
+                         f"{cursor.x}, row {cursor.y}\n" + "\n".join(self.rows()))
+
+    def shows(self, line, cursor, below=None):
+        """Whether the line is seen behind the last prompt, with the cursor, and nothing below but what may be."""
+        wrapped, at = wrap("> " + line, len("> ") + cursor, self.screen.columns)
+        rows = self.rows()
+        top = self.screen.cursor.y - at[0]
+        height = self.screen.lines
+        if self.screen.cursor.x != at[1] or (top < 0 and len(wrapped) <= height):
+            return False
+        for i, row in enumerate(wrapped):
+            if 0 <= top + i < height and rows[top + i] != row.rstrip():
+                return False
+        rest = rows[max(top + len(wrapped), 0):]
+        return below is None or [row.strip() for row in rest if row] == below
+
+    def end(self):
+        os.close(self.master)
+        os.kill(self.process, signal.SIGKILL)
+        os.waitpid(self.process, 0)
+
+
+def wrap(text, cursor, columns):
+    """The rows of a text, and the row and column of the cursor."""
+    rows, width, at = [""], 0, None
+    for i, character in enumerate(text + " "):
+        size = wcwidth(character)
+        if width + size > columns:
+            rows.append("")
+            width = 0
+        if i == cursor:
+            at = len(rows) - 1, width
+        rows[-1] += character
+        width += size
+    last = rows[-1][:-1]
+    return rows[:-1] + ([last] if last or cursor == len(text) else []), at
+
+
+def edit_at_random(program, columns, rows, count):
+    """Types and edits, and looks at the screen after each key."""
+    terminal = Terminal(program, columns, rows)
+    line, cursor = "", 0
+    for _ in range(count):
+        key = random.choice(["1", "+", "x", "2", "漢" if columns > 1 else "3", "left", "left", "right", "home",
+                             "end", "erase"])
+        if key == "left":
+            terminal.type("\033[D")
+            cursor -= 1 if cursor else 0
+        elif key == "right":
+            terminal.type("\033[C")
+            cursor += 1 if cursor < len(line) else 0
+        elif key in ("home", "end"):
+            terminal.type("\033[H" if key == "home" else "\033[F")
+            cursor = 0 if key == "home" else len(line)
+        elif key == "erase":
+            terminal.type("\x7f")
+            line, cursor = line[:max(cursor - 1, 0)] + line[cursor:], max(cursor - 1, 0)
+        else:
+            terminal.type(key)
+            line, cursor = line[:cursor] + key + line[cursor:], cursor + len(key)
+        terminal.expect(f"{key}: not {line!r}, {cursor}", lambda: terminal.shows(line, cursor))
+    terminal.end()
+
+
+def advise(program):
+    """Shows the answer and signatures below the line, and leaves no trace of them."""
+    terminal = Terminal(program, 60, 12)
+
+    def typed(keys, line, below, cursor=None):
+        terminal.type(keys)
+        at = len(line) if cursor is None else cursor
+        terminal.expect(f"{keys!r}: not {line!r} above {below}", lambda: terminal.shows(line, at, below))
+
+    typed("12*1.19", "12*1.19", ["14.28"])
+    typed("+", "12*1.19+", [])
+    typed("\x7f\r", "", [])
+    assert terminal.rows()[:3] == ["> 12*1.19", "        Scalar : 14.28", ">"], terminal.rows()
+    typed("area = pi*2^2", "area = pi*2^2", ["12.5663706143592"])
+    typed("\x15_", "_", ["14.28"])  # nothing was stored
+    typed("\x15rand()", "rand()", [])
+    typed("\x15f &= rand()", "f &= rand()", [])
+    typed("\x15~", "~", [])
+    typed("\x15a = 2; a^3", "a = 2; a^3", ["8"])
+    typed("\x15?a", "?a", [])
+    typed("\x15atan(", "atan(", ["atan(Scalar)  atan(Scalar, Scalar)"])
+    typed("1, 2)", "atan(1, 2)", ["0.463647609000806"])
+    typed("\033a", "atan(1, 2)", [])
+    typed("\033a", "atan(1, 2)", ["0.463647609000806"])
+    typed("\x156\u00d7(\u22122)\u00a0\u00f74", "6*(-2) /4", ["-3"])
+    typed("\r", "", [])
+    typed("6*", "6*(-2) /4", [], 2)  # the rest is suggested
+    typed("\033[C", "6*(-2) /4", ["-3"])
+    written = terminal.written
+    typed("\033[C", "6*(-2) /4", ["-3"])
+    terminal.read(0.2)
+    assert terminal.written == written, "something was written though nothing changed"
+    typed("\x15nme+(", "nme+(", [])
+    row = terminal.screen.buffer[terminal.screen.cursor.y]
+    assert [row[i].fg for i in range(2, 7)] == ["brown"] * 3 + ["default", "magenta"], row
+    typed("\x152*-3\r", "", [])
+    errors = [i for i, row in enumerate(terminal.rows()) if "Error" in row]
+    assert terminal.screen.buffer[errors[-1]][8].fg == "red"
+    terminal.end()
+
+
+def resize(program):
+    """The same picture, after the window was resized, though this terminal cuts lines off."""
+    terminal = Terminal(program, 40, 10)
+    terminal.type("1+1\r")
+    terminal.expect("no report", lambda: terminal.shows("", 0) and terminal.rows()[0] == "> 1+1")
+    line = "+".join("1" * 26)
+    terminal.type(line)
+    terminal.expect("not typed", lambda: terminal.shows(line, len(line)))
+    for columns in 37, 30, 55, 80, 17, 40:
+        terminal.resize(columns, 10)
+        terminal.expect(f"not again in {columns} columns",
+                        lambda: terminal.shows(line, len(line)) and terminal.rows()[0] == "> 1+1")
+    terminal.end()
+
+
+def main():
+    program = sys.argv[1]
+    advise(program)
+    resize(program)
+    for columns, rows in (1, 5), (2, 1), (3, 4), (10, 3), (23, 24), (80, 24), (300, 2):
+        edit_at_random(program, columns, rows, 120)
+
+
+main()
