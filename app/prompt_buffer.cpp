@@ -26,7 +26,7 @@ std::streamsize PromptBuffer::xsputn(const char* text, std::streamsize size) {
 /// Writes a line, or a part of one.
 void PromptBuffer::WriteLine(std::string_view line) {
     const std::string_view colour = line.starts_with("\tError :")     ? "\033[31m"
-                                    : line.starts_with("\tWarning :") ? "\033[33m"
+                                    : line.starts_with("\tWarning :") ? "\033[35m"
                                                                       : "";
     const bool isColoured = m_isColourful && !m_isInLine && !colour.empty();
     m_isInLine = !line.ends_with('\n');

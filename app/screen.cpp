@@ -11,13 +11,14 @@ namespace {
 
 constexpr std::size_t TabWidth = 8;
 
+/// Seen on light and on dark.
 std::string_view CodeOf(Style style) {
     switch (style) {
     case Style::Plain: return "\033[m";
-    case Style::Dim: return "\033[2m";
-    case Style::Unknown: return "\033[33m";
+    case Style::Grey: return "\033[90m"; // faint black would be black
+    case Style::Unknown: return "\033[31m";
     case Style::Unmatched: return "\033[35m";
-    case Style::Partner: return "\033[1;36m";
+    case Style::Partner: return "\033[1;4m";
     }
     return {};
 }
@@ -131,7 +132,7 @@ Terminal::Position PutLine(Layout& layout, const Picture& picture) {
         layout.MakeRoom(picture.behind.empty() ? 1 : layout.GetFirstWidth(picture.behind.front()));
         cursor = layout.GetPosition();
     }
-    layout.Put(picture.behind, Style::Dim);
+    layout.Put(picture.behind, Style::Grey);
     return cursor;
 }
 
@@ -140,8 +141,8 @@ void PutBelow(Layout& layout, std::u32string_view text) {
     layout.BeginRow();
     for (std::size_t i = 0; i < text.size(); ++i) {
         const std::size_t needed = layout.GetFirstWidth(text[i]) + (i + 1 < text.size() ? 1 : 0);
-        if (layout.GetColumnsLeft() < needed) return layout.Put(U'…', Style::Dim);
-        layout.Put(text[i] < U' ' ? U' ' : text[i], Style::Dim);
+        if (layout.GetColumnsLeft() < needed) return layout.Put(U'…', Style::Grey);
+        layout.Put(text[i] < U' ' ? U' ' : text[i], Style::Grey);
     }
 }
 

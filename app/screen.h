@@ -9,7 +9,7 @@
 
 namespace Quarn {
 
-enum class Style : unsigned char { Plain, Dim, Unknown, Unmatched, Partner };
+enum class Style : unsigned char { Plain, Grey, Unknown, Unmatched, Partner };
 
 /// A part of a line that has a style.
 struct Mark {
@@ -24,8 +24,8 @@ struct Picture {
     std::u32string_view line;
     std::size_t cursor = 0;          ///< in the line
     std::vector<Mark> marks = {};    ///< of the line, in order, apart from one another
-    std::u32string_view behind = {}; ///< the line, dim
-    std::u32string_view below = {};  ///< in a row of its own, dim; cut to the width, and left out if there is no room
+    std::u32string_view behind = {}; ///< the line, grey
+    std::u32string_view below = {};  ///< in a row of its own, grey; cut to the width, and left out if there is no room
 };
 
 /// The part of a terminal that shows a line being edited. It knows what the terminal shows and writes the least that

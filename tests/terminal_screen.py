@@ -164,6 +164,8 @@ def advise(program):
     typed("\x156\u00d7(\u22122)\u00a0\u00f74", "6*(-2) /4", ["-3"])
     typed("\r", "", [])
     typed("6*", "6*(-2) /4", [], 2)  # the rest is suggested
+    row = terminal.screen.buffer[terminal.screen.cursor.y]
+    assert [row[i].bold for i in (2, 3, 4, 10)] == [False] * 2 + [True] * 2, row  # bold black is grey
     typed("\033[C", "6*(-2) /4", ["-3"])
     written = terminal.written
     typed("\033[C", "6*(-2) /4", ["-3"])
@@ -171,7 +173,7 @@ def advise(program):
     assert terminal.written == written, "something was written though nothing changed"
     typed("\x15nme+(", "nme+(", [])
     row = terminal.screen.buffer[terminal.screen.cursor.y]
-    assert [row[i].fg for i in range(2, 7)] == ["brown"] * 3 + ["default", "magenta"], row
+    assert [row[i].fg for i in range(2, 7)] == ["red"] * 3 + ["default", "magenta"], row
     typed("\x152*-3\r", "", [])
     errors = [i for i, row in enumerate(terminal.rows()) if "Error" in row]
     assert terminal.screen.buffer[errors[-1]][8].fg == "red"
