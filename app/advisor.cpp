@@ -57,53 +57,56 @@ std::string_view FindCalled(std::string_view text) {
         if (text[i] == ')') ++closed;
         if (text[i] != '(' || closed-- > 0) continue;
         const auto isOfName = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_'; };
-        std::size_t begin = i;
-        while (begin > 0 && isOfName(text[begin - 1])) --begin;
-        return text.substr(begin, i - begin);
+        const std::string_view before = s_str::Trimmed(text.substr(0, i));
+        std::size_t begin = before.size();
+        while (begin > 0 && isOfName(before[begin - 1])) --begin;
+        return before.substr(begin);
     }
     return {};
 }
 
 } // namespace
 
-std::vector<Mark> Advisor::GetMarks(std::u32string_view line, std::size_t cursor) {
-    std::vector<Mark> marks;
-    if (line.size() > LongestLine) return marks;
-    MarkUnknownNames(line, cursor, marks);
-    MarkBrackets(line, cursor, marks);
-    std::ranges::sort(marks, {}, &Mark::begin);
-    return marks;
+Advisor::Advice Advisor::Advise(const std::u32string& line, std::size_t cursor) {
+    Advice advice;
+    if (line.empty() || line.size() > LongestLine) return advice;
+    if (line != m_line) Learn(line);
+    MarkUnknownNames(cursor, advice.marks);
+    MarkBrackets(line, cursor, advice.marks);
+    std::ranges::sort(advice.marks, {}, &Mark::begin);
+    const std::u32string_view beforeCursor = std::u32string_view(line).substr(0, cursor);
+    advice.answer = m_answer.empty() ? FindSignatures(ToUtf8(beforeCursor)) : m_answer;
+    return advice;
 }
 
-void Advisor::MarkUnknownNames(std::u32string_view line, std::size_t cursor, std::vector<Mark>& marks) {
-    const std::string bytes = ToUtf8(line);
-    for (const std::string_view name : m_state.FindUnknownNames(bytes)) {
-        const auto before = static_cast<std::size_t>(name.data() - bytes.data());
-        const std::size_t begin = FromUtf8(std::string_view(bytes).substr(0, before)).size();
-        const std::size_t end = begin + FromUtf8(name).size();
-        const bool isBeingTyped = end == cursor && !m_state.Complete(bytes, before + name.size()).candidates.empty();
-        if (!isBeingTyped) marks.push_back({begin, end, Style::Unknown});
+void Advisor::Learn(const std::u32string& line) {
+    m_line = line;
+    m_bytes = ToUtf8(line);
+    m_unknownNames = m_state.FindUnknownNames(m_bytes);
+    m_answer = FindAnswer();
+}
+
+/// A name that is being typed is unknown only if none begins so.
+void Advisor::MarkUnknownNames(std::size_t cursor, std::vector<Mark>& marks) const {
+    std::string_view rest = m_bytes;
+    std::size_t end = 0; // of the last name, in characters
+    for (const std::string_view name : m_unknownNames) {
+        const auto before = static_cast<std::size_t>(name.data() - rest.data());
+        const std::size_t begin = end + FromUtf8(rest.substr(0, before)).size();
+        end = begin + FromUtf8(name).size();
+        rest.remove_prefix(before + name.size());
+        const std::size_t position = m_bytes.size() - rest.size();
+        if (end != cursor || m_state.Complete(m_bytes, position).candidates.empty())
+            marks.push_back({begin, end, Style::Unknown});
     }
 }
 
-const std::u32string& Advisor::GetAnswer(std::u32string_view line, std::size_t cursor) {
-    const bool isSame = line == m_line;
-    if (isSame && cursor == m_cursor) return m_answer;
-    const std::string bytes = line.size() > LongestLine ? std::string() : ToUtf8(line);
-    if (!isSame) m_value = FindAnswer(bytes);
-    m_answer = m_value.empty() ? FindSignatures(ToUtf8(line.substr(0, bytes.empty() ? 0 : cursor))) : m_value;
-    m_line = line;
-    m_cursor = cursor;
-    return m_answer;
-}
-
 /// Empty for a value that stands there as it is typed.
-std::u32string Advisor::FindAnswer(const std::string& line) const {
-    if (line.empty()) return {};
-    const Result<s_str> value = m_state.Preview(line, TimeForAnswer);
+std::u32string Advisor::FindAnswer() const {
+    const Result<s_str> value = m_state.Preview(m_bytes, TimeForAnswer);
     if (!value) return {};
-    const std::size_t sign = line.find_last_of("=;?");
-    const std::string_view typed = sign == std::string::npos ? line : std::string_view(line).substr(sign + 1);
+    const std::size_t sign = m_bytes.find_last_of("=;?");
+    const std::string_view typed = std::string_view(m_bytes).substr(sign == std::string::npos ? 0 : sign + 1);
     return s_str::Trimmed(typed) == value->View() ? std::u32string() : FromUtf8(value->View());
 }
 

@@ -1,6 +1,7 @@
 #include "app/key_reader.h"
 
 #include <charconv>
+#include <utility>
 
 #include "app/utf8.h"
 
@@ -68,6 +69,10 @@ std::optional<Terminal::Position> TakePosition(std::string& bytes) {
 } // namespace
 
 bool KeyReader::Read(Key& key) {
+    if (std::exchange(m_hasContinued, false)) {
+        key = Continued;
+        return true;
+    }
     if (m_isPasting) {
         key = Paste;
         return true;
@@ -158,7 +163,7 @@ KeyReader::Pasted KeyReader::ReadPasted() {
     return pasted;
 }
 
-/// False where the pasted text ends. Ctrl-C ends it too, if its end never comes.
+/// False where the pasted text ends. Ctrl-C ends it too, with what has come of it: its end may never come.
 bool KeyReader::ReadPasted(char32_t& character, bool& isInterrupted) {
     for (;;) {
         std::string_view unread = Unread();
@@ -169,12 +174,25 @@ bool KeyReader::ReadPasted(char32_t& character, bool& isInterrupted) {
         if (!PasteEnd.starts_with(unread) && TakeCharacter(unread, character)) {
             SetUnread(unread);
             isInterrupted = character == Ctrl('C');
-            if (isInterrupted) m_lastPasted = character;
+            if (isInterrupted) DropPasted();
             return !isInterrupted;
         }
-        const Terminal::Event event = ReadMore(); // `Read` finds any other event again
-        if (event != Terminal::Event::Input && event != Terminal::Event::Resized) return false;
+        const Terminal::Event event = ReadMore();
+        if (event == Terminal::Event::Continued) m_hasContinued = true;
+        isInterrupted = event == Terminal::Event::Interrupt;
+        if (isInterrupted) DropPasted();
+        if (isInterrupted || event == Terminal::Event::EndOfFile || event == Terminal::Event::Gone) return false;
     }
+}
+
+/// Drops what has come of the pasted text, up to its end.
+void KeyReader::DropPasted() {
+    constexpr int Pause = 20; // milliseconds
+    while (Unread().find(PasteEnd) == std::string_view::npos && m_terminal.HasInput(Pause))
+        if (m_terminal.Read(m_bytes) == Terminal::Event::Gone) break;
+    const std::size_t end = Unread().find(PasteEnd);
+    SetUnread(end == std::string_view::npos ? std::string_view() : Unread().substr(end + PasteEnd.size()));
+    m_lastPasted = U'\0';
 }
 
 void KeyReader::Drop() {

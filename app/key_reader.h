@@ -72,6 +72,7 @@ private:
     std::string_view Unread() const { return std::string_view(m_bytes).substr(m_read); }
     void SetUnread(std::string_view rest) { m_read = m_bytes.size() - rest.size(); }
     bool ReadPasted(char32_t& character, bool& isInterrupted);
+    void DropPasted();
     Terminal::Event ReadMore();
 
     Terminal& m_terminal;
@@ -79,6 +80,7 @@ private:
     std::size_t m_read = 0; ///< of the bytes
     bool m_isPasting = false;
     bool m_isDroppingPaste = false;
+    bool m_hasContinued = false; ///< the program, meanwhile
     char32_t m_lastPasted = U'\0';
 };
 

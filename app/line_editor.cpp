@@ -66,6 +66,7 @@ LineInput::Got LineEditor::Read(std::string& line) {
     line.clear();
     m_prompt = FromUtf8(m_outputBuffer.TakePrompt());
     m_isDropped = m_isAfterTab = false;
+    m_suggestion.clear();
     m_got.reset();
     m_line.Begin();
     m_recall.Begin();
@@ -83,7 +84,7 @@ LineInput::Got LineEditor::Read(std::string& line) {
         Handle(key);
     }
     const std::u32string text = m_line.GetText() + (m_isDropped ? U"^C" : U"");
-    m_screen.Show({m_prompt, text, text.size()});
+    Show({m_prompt, text, text.size()});
     m_screen.Leave();
     if (m_got == Got::Line) line = ToUtf8(text);
     return *m_got;
@@ -114,7 +115,8 @@ void LineEditor::AnswerInterrupt() {
 
 void LineEditor::Handle(Key key) {
     const bool wasAfterTab = m_isAfterTab;
-    if (key == Resized || key == Continued) return DrawAnew(key);
+    if (key == Resized) return; // it is drawn before the next key
+    if (key == Continued) return Continue();
     if (m_recall.IsSearching() && SearchWith(key)) return;
     const auto isBound = [&](const Binding& binding) {
         return std::ranges::find(binding.keys, key) != binding.keys.end();
@@ -127,33 +129,35 @@ void LineEditor::Handle(Key key) {
         m_line.Insert({&key, 1});
     }
     if (wasAfterTab) m_isAfterTab = false;
+    m_suggestion.clear(); // that of the line as it was shown
 }
 
 void LineEditor::Draw() {
-    m_suggestion.clear();
     m_below.clear();
     m_searchPrompt = m_recall.IsSearching() ? m_recall.GetSearchPrompt() : std::u32string();
     const std::u32string& line = m_line.GetText();
     m_picture = {m_recall.IsSearching() ? m_searchPrompt : m_prompt, line, m_line.GetCursor()};
     if (m_advises && !m_isAnswer && !m_recall.IsSearching()) {
         if (m_line.IsAtEnd()) m_suggestion = m_recall.Suggest(line);
-        const std::u32string& answer = m_advisor.GetAnswer(line, m_line.GetCursor());
-        if (!answer.empty()) m_below = std::u32string(m_prompt.size(), U' ') + answer;
-        m_picture.marks = m_advisor.GetMarks(line, m_line.GetCursor());
+        Advisor::Advice advice = m_advisor.Advise(line, m_line.GetCursor());
+        if (!advice.answer.empty()) m_below = std::u32string(m_prompt.size(), U' ') + advice.answer;
+        m_picture.marks = std::move(advice.marks);
         m_picture.behind = m_suggestion;
         m_picture.below = m_below;
     }
-    m_screen.Show(m_picture);
+    Show(m_picture);
 }
 
-void LineEditor::DrawAnew(Key event) {
-    if (event == Continued) {
-        m_terminal.BeginEditing(); // somebody else may have set its modes
-        m_screen.Begin();
-    } else if (m_screen.IsResized()) {
-        const std::optional<Terminal::Position> cursor = m_keys.AskCursor();
-        m_screen.ClearResized(cursor ? &*cursor : nullptr);
-    }
+/// Shows it in the window as it is now.
+void LineEditor::Show(const Picture& picture) {
+    if (m_screen.IsResized()) m_screen.ClearResized(m_keys.AskCursor());
+    m_screen.Show(picture);
+}
+
+/// Goes on after a stop. The cursor is below the picture then.
+void LineEditor::Continue() {
+    m_terminal.BeginEditing(); // somebody else may have set its modes
+    m_screen.Begin();
 }
 
 void LineEditor::Drop() {
@@ -269,7 +273,7 @@ void LineEditor::List(const std::vector<s_str>& candidates) {
         list += '\n';
     }
     if (candidates.size() > count) list += "... and " + std::to_string(candidates.size() - count) + " more\n";
-    m_screen.Show({m_prompt, m_line.GetText(), m_line.GetText().size()});
+    Show({m_prompt, m_line.GetText(), m_line.GetText().size()});
     m_screen.Leave();
     m_terminal.Write(list);
 }

@@ -45,7 +45,8 @@ private:
     Got Read(std::string& line);
     void Handle(Key key);
     void Draw();
-    void DrawAnew(Key event);
+    void Show(const Picture& picture);
+    void Continue();
 
     void Enter() { m_got = Got::Line; }
     void Drop();

@@ -55,11 +55,12 @@ bool Recall::GoForwardWithPrefix(std::u32string& line, std::size_t length) {
 }
 
 std::u32string Recall::Suggest(std::u32string_view line) const {
+    constexpr std::size_t LongestSuggested = 4096; // a longer one was not typed
     if (line.empty() || m_position != End()) return {};
     const std::string typed = ToUtf8(line);
     const auto& lines = m_history.GetLines();
     const auto begins = [&](const std::string& candidate) {
-        return candidate.size() > typed.size() && candidate.starts_with(typed);
+        return candidate.size() > typed.size() && candidate.size() <= LongestSuggested && candidate.starts_with(typed);
     };
     const auto found = std::find_if(lines.rbegin(), lines.rend(), begins);
     return found == lines.rend() ? std::u32string() : FromUtf8(std::string_view(*found).substr(typed.size()));
@@ -68,6 +69,7 @@ std::u32string Recall::Suggest(std::u32string_view line) const {
 void Recall::BeginSearch() {
     m_isSearching = true;
     m_isFound = true;
+    m_prefix.clear();
     m_wanted.clear();
     m_searchBegin = m_position;
 }

@@ -63,9 +63,17 @@ public:
     }
     void BeginRow() { m_position = {m_position.row + 1, 0}; }
     Terminal::Position GetPosition() const { return m_position; }
-    std::size_t GetColumnsLeft() const { return m_columns - m_position.column; }
     /// The columns of the first cell of a character.
     std::size_t GetFirstWidth(char32_t character) const { return WidthOf(character) == 2 && m_columns > 1 ? 2 : 1; }
+    /// Puts as much of the text as has room in the current row.
+    void PutCut(std::u32string_view text, Style style) {
+        for (std::size_t i = 0; i < text.size(); ++i) {
+            const char32_t character = text[i] < U' ' || ByteOf(text[i]) != 0 ? U' ' : text[i];
+            const std::size_t needed = GetFirstWidth(character) + (i + 1 < text.size() ? 1 : 0);
+            if (m_columns - m_position.column < needed) return Put(U'…', style);
+            Put(character, style);
+        }
+    }
     /// Those that are kept.
     std::vector<Screen::Row> TakeRows() {
         if (m_position.row >= m_first) m_rows.resize(std::min(m_position.row - m_first + 1, m_count));
@@ -129,21 +137,11 @@ Terminal::Position PutLine(Layout& layout, const Picture& picture) {
         layout.Put(picture.line[i], isMarked ? mark->style : Style::Plain);
     }
     if (picture.cursor >= picture.line.size()) {
-        layout.MakeRoom(picture.behind.empty() ? 1 : layout.GetFirstWidth(picture.behind.front()));
+        layout.MakeRoom(1);
         cursor = layout.GetPosition();
     }
-    layout.Put(picture.behind, Style::Grey);
+    layout.PutCut(picture.behind, Style::Grey);
     return cursor;
-}
-
-/// Puts what is below the line into a row, as much as has room.
-void PutBelow(Layout& layout, std::u32string_view text) {
-    layout.BeginRow();
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const std::size_t needed = layout.GetFirstWidth(text[i]) + (i + 1 < text.size() ? 1 : 0);
-        if (layout.GetColumnsLeft() < needed) return layout.Put(U'…', Style::Grey);
-        layout.Put(text[i] < U' ' ? U' ' : text[i], Style::Grey);
-    }
 }
 
 } // namespace
@@ -165,7 +163,6 @@ void Screen::Forget() {
 void Screen::Begin() { Forget(); }
 
 void Screen::Show(const Picture& picture) {
-    m_size = m_terminal.GetSize();
     Layout whole(m_size.columns, 0, 0);
     Terminal::Position cursor = PutLine(whole, picture);
     const std::size_t rowCount = whole.GetPosition().row + 1;
@@ -174,7 +171,10 @@ void Screen::Show(const Picture& picture) {
 
     Layout shown(m_size.columns, m_top, m_size.rows);
     PutLine(shown, picture);
-    if (!picture.below.empty() && rowCount < m_size.rows) PutBelow(shown, picture.below);
+    if (!picture.below.empty() && rowCount < m_size.rows) {
+        shown.BeginRow();
+        shown.PutCut(picture.below, Style::Grey);
+    }
     std::vector<Row> rows = shown.TakeRows();
     bool isContinuation = false;
     for (std::size_t i = 0; i < rows.size(); ++i) ShowRow(i, rows[i], isContinuation);
@@ -186,6 +186,7 @@ void Screen::Show(const Picture& picture) {
     m_rows = std::move(rows);
     MoveTo({cursor.row - m_top, cursor.column});
     Flush();
+    m_terminal.SetRowsBelow(std::min(rowCount - m_top, m_size.rows) - 1 - m_cursor.row);
 }
 
 /// Writes the cells that differ. `isContinuation` is true if the last cell of the row above has just been written: what
@@ -312,7 +313,7 @@ Terminal::Position Screen::FindBroken(std::size_t columns) const {
     return position;
 }
 
-void Screen::ClearResized(const Terminal::Position* cursor) {
+void Screen::ClearResized(const std::optional<Terminal::Position>& cursor) {
     const std::size_t columns = m_terminal.GetSize().columns;
     Terminal::Position broken = FindBroken(columns);
     const bool staysInRow = cursor && columns > 1 && cursor->column + 1 == columns;

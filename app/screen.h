@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,10 +23,11 @@ struct Mark {
 struct Picture {
     std::u32string_view prompt;
     std::u32string_view line;
-    std::size_t cursor = 0;          ///< in the line
-    std::vector<Mark> marks = {};    ///< of the line, in order, apart from one another
-    std::u32string_view behind = {}; ///< the line, grey
-    std::u32string_view below = {};  ///< in a row of its own, grey; cut to the width, and left out if there is no room
+    std::size_t cursor = 0;       ///< in the line
+    std::vector<Mark> marks = {}; ///< of the line, in order, apart from one another
+    // Grey, and cut to the width of the window.
+    std::u32string_view behind = {}; ///< the line
+    std::u32string_view below = {};  ///< in a row of its own; left out if there is no room
 };
 
 /// The part of a terminal that shows a line being edited. It knows what the terminal shows and writes the least that
@@ -36,14 +38,15 @@ public:
 
     /// Begins a picture where the cursor is: at the beginning of an empty row.
     void Begin();
+    /// The window must have the size that it had when the picture began, see `ClearResized`.
     void Show(const Picture& picture);
     /// Goes to the beginning of a row below the picture.
     void Leave();
     /// Clears the window.
     void Clear();
     /// Clears what is left of the picture after the window was resized, as far as that can be found: some terminals
-    /// break lines anew, others cut them off. `cursor` is where the cursor is now; null if it is not known.
-    void ClearResized(const Terminal::Position* cursor);
+    /// break lines anew, others cut them off. `cursor` is where the cursor is now, if that is known.
+    void ClearResized(const std::optional<Terminal::Position>& cursor);
     bool IsResized() const { return m_size != m_terminal.GetSize(); }
 
     /// A character as it is shown, with those that combine with it.

@@ -25,9 +25,11 @@ std::atomic<bool> IsInterrupted = false;
 std::atomic<bool> IsResized = false;
 std::atomic<bool> IsContinued = false;
 std::atomic<std::int64_t> LastInterrupt = 0; ///< milliseconds of the monotonic clock
-static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<std::int64_t>::is_always_lock_free);
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<std::int64_t>::is_always_lock_free &&
+              std::atomic<std::size_t>::is_always_lock_free);
 
-std::atomic<bool> ArePastesMarked = false;
+std::atomic<bool> ArePastesMarked = false; ///< while a line is edited
+std::atomic<std::size_t> RowsBelow = 0;
 std::atomic<bool> HasStopped = false;
 termios OriginalModes;
 termios ModesWhenStopped;
@@ -56,7 +58,12 @@ bool IsInForeground() { return tcgetpgrp(STDIN_FILENO) == getpgrp(); }
 void RaiseDefault(int signal) {
     if (IsInForeground()) {
         tcsetattr(STDIN_FILENO, TCSANOW, &OriginalModes);
-        if (ArePastesMarked) WriteAll(STDOUT_FILENO, PasteMarksOff);
+        if (ArePastesMarked) {
+            constexpr std::string_view Down = "\033[B";
+            for (std::size_t rows = RowsBelow; rows > 0; --rows) WriteAll(STDOUT_FILENO, Down);
+            WriteAll(STDOUT_FILENO, "\n\r\033[J");
+            WriteAll(STDOUT_FILENO, PasteMarksOff);
+        }
     }
     Handle(signal, SIG_DFL);
     sigset_t only;
@@ -236,6 +243,8 @@ void Terminal::EndEditing() {
     ArePastesMarked = false;
     Write(PasteMarksOff);
 }
+
+void Terminal::SetRowsBelow(std::size_t rows) { RowsBelow = rows; }
 
 void Terminal::Suspend() { raise(SIGTSTP); }
 

@@ -57,6 +57,8 @@ public:
     void BeginEditing();
     /// From now on keys wait unseen, and Ctrl-C is a signal.
     void EndEditing();
+    /// How many rows of what is edited are below the cursor. What stops or ends the program goes there first.
+    void SetRowsBelow(std::size_t rows);
     /// Stops the program, as Ctrl-Z does.
     void Suspend();
 

@@ -188,8 +188,10 @@ def resize(program):
     line = "+".join("1" * 26)
     terminal.type(line)
     terminal.expect("not typed", lambda: terminal.shows(line, len(line)))
-    for columns in 37, 30, 55, 80, 17, 40:
-        terminal.resize(columns, 10)
+    for columns in 37, 30, 55, 80, 17, 40, 21, 40, 21, 40:
+        line += "+"
+        terminal.type("+")
+        terminal.resize(columns, 10)  # perhaps while the key is answered
         terminal.expect(f"not again in {columns} columns",
                         lambda: terminal.shows(line, len(line)) and terminal.rows()[0] == "> 1+1")
     terminal.end()

@@ -174,6 +174,25 @@ TEST_F(Terminal, HistoryComesBack) {
     ExpectAnswer(terminal, std::string(Up), "Scalar : 9");
 }
 
+TEST_F(Terminal, OnlyASuggestionThatIsShownIsTaken) {
+    PseudoTerminal terminal(folder);
+    ASSERT_TRUE(terminal.Shows("> "));
+    ExpectAnswer(terminal, "12*3", "Scalar : 36");
+    const std::string right = "\033[C";
+    const struct {
+        const char* suggested;
+        std::string keys;
+        const char* answer;
+    } rows[] = {{"2*3", right + "+1", "Scalar : 37"},
+                {"2*3+1", "00+2" + right, "Scalar : 102"},
+                {"00+2", "\r5" + right, "Scalar : 5"}};
+    for (const auto& row : rows) {
+        terminal.Type("1");
+        EXPECT_TRUE(terminal.Shows(row.suggested)) << row.keys;
+        ExpectAnswer(terminal, row.keys, row.answer);
+    }
+}
+
 TEST_F(Terminal, SessionsSideBySideLoseNoLine) {
     {
         PseudoTerminal first(folder);
@@ -312,6 +331,7 @@ TEST_F(Terminal, CtrlCDropsTheLineAndStopsTheStatement) {
         EXPECT_TRUE(terminal.Shows("> "));
     }
     ExpectAnswer(terminal, "keep = 2", "Defining Scalar : keep = 2");
+    ExpectAnswer(terminal, PasteOn + "w = 1\rw = 2" + CtrlC + "z = 3\r" + PasteOff + "?z", "'z' is undefined");
 
     for (int i = 60; i > 1; --i) {
         const auto name = [](int number) { return "f" + std::to_string(number); };

@@ -200,9 +200,16 @@ struct Expected {
             if (i == picture.cursor) MarkCursor(picture.line[i], columns);
             Put(picture.line[i], columns);
         }
-        if (picture.cursor == picture.line.size())
-            MarkCursor(picture.behind.empty() ? U' ' : picture.behind.front(), columns);
-        for (const char32_t character : picture.behind) Put(character, columns);
+        if (picture.cursor == picture.line.size()) MarkCursor(U' ', columns);
+        for (std::size_t i = 0; i < picture.behind.size(); ++i) {
+            const char32_t next = ByteOf(picture.behind[i]) != 0 ? U' ' : picture.behind[i];
+            const bool isLast = i + 1 == picture.behind.size();
+            if (columns - column < FirstWidth(next, columns) + (isLast ? 0 : 1)) {
+                PutOne("…", 1, columns);
+                break;
+            }
+            Put(next, columns);
+        }
         for (std::string& row : rows) row = WithoutEnd(row);
     }
 
@@ -437,6 +444,7 @@ void Terminal::BeginEditing() {
     Current->wasTooTall = false;
 }
 void Terminal::EndEditing() {}
+void Terminal::SetRowsBelow(std::size_t) {}
 void Terminal::Suspend() {}
 const std::atomic<bool>& Terminal::GetInterrupt() const { return Current->isInterrupted; }
 void Terminal::Interrupt() { Current->isInterrupted = true; }
