@@ -30,6 +30,7 @@ char32_t AsInLanguage(char32_t character) {
 
 } // namespace
 
+// In the order of the manual, which has the same table.
 const LineEditor::Binding LineEditor::Bindings[] = {
     {{Left, Ctrl('B')}, &LineEditor::Edit<&Line::MoveLeft>},
     {{Right, Ctrl('F')}, &LineEditor::MoveRight},
@@ -114,21 +115,20 @@ void LineEditor::AnswerInterrupt() {
 }
 
 void LineEditor::Handle(Key key) {
-    const bool wasAfterTab = m_isAfterTab;
     if (key == Resized) return; // it is drawn before the next key
     if (key == Continued) return Continue();
+    m_wasAfterTab = std::exchange(m_isAfterTab, false);
     if (m_recall.IsSearching() && SearchWith(key)) return;
     const auto isBound = [&](const Binding& binding) {
         return std::ranges::find(binding.keys, key) != binding.keys.end();
     };
     const auto binding = std::ranges::find_if(Bindings, isBound);
-    if (key != 0 && binding != std::end(Bindings)) {
+    if (binding != std::end(Bindings)) {
         (this->*binding->action)();
     } else if (IsCharacter(key)) {
         key = AsInLanguage(key);
         m_line.Insert({&key, 1});
     }
-    if (wasAfterTab) m_isAfterTab = false;
     m_suggestion.clear(); // that of the line as it was shown
 }
 
@@ -251,8 +251,8 @@ void LineEditor::Complete() {
     }
     const std::size_t typed = before.size() - completions.begin;
     if (common.size() > typed) m_line.Insert(FromUtf8(common.substr(typed)));
-    else if (m_isAfterTab && completions.candidates.size() > 1) List(completions.candidates);
-    m_isAfterTab = !std::exchange(m_isAfterTab, true);
+    else if (m_wasAfterTab && completions.candidates.size() > 1) List(completions.candidates);
+    m_isAfterTab = true;
 }
 
 /// Lists them below the line, in columns that are read downwards.

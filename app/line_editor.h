@@ -86,6 +86,7 @@ private:
     std::optional<Got> m_got; ///< once the line is done
     bool m_isDropped = false; ///< by Ctrl-C, the line last read
     bool m_isAfterTab = false;
+    bool m_wasAfterTab = false; ///< before the key that is being handled
 
     History m_history{History::DefaultFile()};
     Recall m_recall{m_history};

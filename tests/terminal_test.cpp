@@ -75,6 +75,30 @@ TEST_F(Terminal, KeysEditTheLine) {
          "1",
          "Scalar : 3"},                                // Ctrl-Y
         {"70 + 5\033b9\033b1\033f2", "Scalar : 2022"}, // Alt-B, Alt-F
+        {"12+5\x01\033d6", "Scalar : 11"},             // Alt-D
+        {"12+\033\177"
+         "5",
+         "Scalar : 5"},                    // Alt-Backspace
+        {"1+2\x17\x17\x19", "Scalar : 3"}, // Ctrl-W twice, Ctrl-Y
+        {"7\x15"
+         "8\x15\x19\033y",
+         "Scalar : 7"}, // Alt-Y
+        {"21\x14"
+         "3",
+         "Scalar : 123"}, // Ctrl-T
+        {"132\x02\x14"
+         "4",
+         "Scalar : 1234"},
+        {"12\x15\x1f"
+         "3",
+         "Scalar : 123"}, // Ctrl-_
+        {"9+\x1f"
+         "2",
+         "Scalar : 2"}, // what was typed together
+        {"4\x15"
+         "5\x1f\x1f\x1f"
+         "6",
+         "Scalar : 6"},
         {"70 + 5\033[1;5D9\033[1;3D\033[1;5C2", "Scalar : 1022"},
         {"12\033[D\033[3~", "Scalar : 1"},
         {"12\x02\x04", "Scalar : 1"}, // Ctrl-D within the line
@@ -95,6 +119,9 @@ TEST_F(Terminal, KeysEditTheLine) {
     terminal.WaitUntilBlocked();
     terminal.Type("\033[H"); // to the beginning, a row above
     EXPECT_TRUE(terminal.Shows("\033[A"));
+    terminal.WaitUntilBlocked();
+    terminal.Type("\x1a"); // the program is left below the line
+    EXPECT_TRUE(terminal.Shows("\033[B\r\n\r\033[J\033[?2004l"));
     ExpectAnswer(terminal, "9", "Scalar : 141");
     terminal.Type("q\r");
     EXPECT_EQ(terminal.WaitForEnd(), 0);
@@ -154,6 +181,9 @@ TEST_F(Terminal, HistoryComesBack) {
         ExpectAnswer(terminal, CtrlR + std::string("1+") + CtrlR + CtrlR + "\x05" + "0", "Scalar : 21");
         ExpectAnswer(terminal, "8" + std::string(CtrlR) + "3*\x07" + "8", "Scalar : 88");
         ExpectAnswer(terminal, "3\033p", "Scalar : 12");
+        ExpectAnswer(terminal, "3" + std::string(Up), "Scalar : 12");
+        ExpectAnswer(terminal, "3" + std::string(Up) + Up + Down + "5", "Scalar : 35");
+        ExpectAnswer(terminal, "3" + std::string(Up) + "\x15" + CtrlR + "1+2" + Up, "Scalar : 12");
         ExpectAnswer(terminal, std::string(Up) + "+1" + Up + Down, "Scalar : 13"); // edited, left, and found again
         terminal.Type("~\r");
         ASSERT_TRUE(terminal.Shows(Question));
@@ -468,6 +498,21 @@ TEST(PlainTerminal, CtrlCAndCtrlDAreKeysToo) {
     EXPECT_TRUE(terminal.Shows("q\r\n"));
     EXPECT_EQ(terminal.WaitForEnd(), 0);
     EXPECT_FALSE(std::filesystem::exists(folder.Path(".local")));
+}
+
+TEST(PlainTerminal, NothingIsShownBesideTheLineWithoutColours) {
+    const Folder folder;
+    PseudoTerminal terminal(folder, "xterm", "", "export NO_COLOR=1;");
+    ASSERT_TRUE(terminal.Shows("> "));
+    terminal.Type("2*21");
+    EXPECT_TRUE(terminal.Shows("2*21"));
+    terminal.WaitUntilBlocked();
+    terminal.Type("\033a"); // Alt-A
+    terminal.WaitUntilBlocked();
+    terminal.Type("+");
+    EXPECT_TRUE(terminal.Shows("+"));
+    terminal.WaitUntilBlocked();
+    EXPECT_EQ(terminal.GetRest(), "");
 }
 
 TEST(PlainTerminal, TheOutputMayBeAFile) {

@@ -424,6 +424,10 @@ Terminal::Event Terminal::Read(std::string& bytes) {
         play.mayChangeAbove = true;
         return Event::Continued;
     }
+    if (choice == 5) {
+        play.isInterrupted = true;
+        return Event::Interrupt;
+    }
     const unsigned count = choice % 5 == 0 ? 1 + play.Next() % 40 : 1;
     const std::string_view key = Keys[choice % Keys.size()];
     for (unsigned i = 0; i < count; ++i) bytes += key;
