@@ -152,15 +152,12 @@ std::size_t Screen::Row::GetWidth() const {
     return width;
 }
 
-/// Forgets the picture: another one begins at the cursor.
-void Screen::Forget() {
+void Screen::Begin() {
     m_rows.assign(1, {});
     m_bottom = m_top = 0;
     m_cursor = {};
     m_size = m_terminal.GetSize();
 }
-
-void Screen::Begin() { Forget(); }
 
 void Screen::Show(const Picture& picture) {
     Layout whole(m_size.columns, 0, 0);
@@ -189,8 +186,9 @@ void Screen::Show(const Picture& picture) {
     m_terminal.SetRowsBelow(std::min(rowCount - m_top, m_size.rows) - 1 - m_cursor.row);
 }
 
-/// Writes the cells that differ. `isContinuation` is true if the last cell of the row above has just been written: what
-/// follows at once is part of the same line to the terminal, when it is copied or when the window is resized.
+/// Writes the cells that differ. If `isContinuation`, the last cell of the row above has just been written, and the
+/// terminal will wrap to this row by itself. So it knows that both are one line when text is copied, or the window
+/// resized.
 void Screen::ShowRow(std::size_t index, const Row& row, bool& isContinuation) {
     static const Row empty;
     const Row& shown = index < m_rows.size() ? m_rows[index] : empty;
@@ -288,16 +286,16 @@ void Screen::Leave() {
     MoveTo({m_rows.size() - 1, m_cursor.column});
     m_bytes += '\n';
     Flush();
-    Forget();
+    Begin();
 }
 
 void Screen::Clear() {
     m_bytes += "\033[H\033[2J";
-    Forget();
+    Begin();
 }
 
-/// Where the cursor is in the picture, after a terminal has broken its rows anew.
-Terminal::Position Screen::FindBroken(std::size_t columns) const {
+/// Where the cursor is in the picture after the terminal has rewrapped its rows.
+Terminal::Position Screen::FindRewrapped(std::size_t columns) const {
     std::size_t first = m_cursor.row;
     while (first > 0 && m_rows[first - 1].isContinued) --first;
     Terminal::Position position{first, 0};
@@ -315,16 +313,17 @@ Terminal::Position Screen::FindBroken(std::size_t columns) const {
 
 void Screen::ClearResized(const std::optional<Terminal::Position>& cursor) {
     const std::size_t columns = m_terminal.GetSize().columns;
-    Terminal::Position broken = FindBroken(columns);
+    Terminal::Position rewrapped = FindRewrapped(columns);
     const bool staysInRow = cursor && columns > 1 && cursor->column + 1 == columns;
-    if (broken.column >= columns)
-        broken = staysInRow ? Terminal::Position{broken.row, columns - 1} : Terminal::Position{broken.row + 1, 0};
-    const bool isBroken = !cursor || cursor->column == broken.column;
-    std::size_t rows = isBroken ? broken.row : m_cursor.row;
+    if (rewrapped.column >= columns)
+        rewrapped =
+            staysInRow ? Terminal::Position{rewrapped.row, columns - 1} : Terminal::Position{rewrapped.row + 1, 0};
+    const bool isRewrapped = !cursor || cursor->column == rewrapped.column;
+    std::size_t rows = isRewrapped ? rewrapped.row : m_cursor.row;
     if (cursor) rows = std::min(rows, cursor->row);
     if (rows > 0) m_bytes += "\033[" + std::to_string(rows) + "A";
     m_bytes += "\r\033[J";
-    Forget();
+    Begin();
 }
 
 } // namespace Quarn

@@ -36,7 +36,7 @@ class Screen {
 public:
     explicit Screen(Terminal& terminal) : m_terminal(terminal) {}
 
-    /// Begins a picture where the cursor is: at the beginning of an empty row.
+    /// Begins a picture where the cursor is, which must be the beginning of an empty row.
     void Begin();
     /// The window must have the size that it had when the picture began, see `ClearResized`.
     void Show(const Picture& picture);
@@ -44,8 +44,8 @@ public:
     void Leave();
     /// Clears the window.
     void Clear();
-    /// Clears what is left of the picture after the window was resized, as far as that can be found: some terminals
-    /// break lines anew, others cut them off. `cursor` is where the cursor is now, if that is known.
+    /// Clears the picture after the window was resized, and begins another one there. Some terminals rewrap lines,
+    /// others cut them off; where the cursor is now shows which. If that is unknown, assumes that lines are rewrapped.
     void ClearResized(const std::optional<Terminal::Position>& cursor);
     bool IsResized() const { return m_size != m_terminal.GetSize(); }
 
@@ -66,11 +66,10 @@ public:
 private:
     void ShowRow(std::size_t index, const Row& row, bool& isContinuation);
     void BeginCells(std::size_t index, const Row& row, std::size_t first, bool isContinuation);
-    Terminal::Position FindBroken(std::size_t columns) const;
+    Terminal::Position FindRewrapped(std::size_t columns) const;
     void MoveTo(Terminal::Position position);
     void WriteCell(const Cell& cell);
     void SetStyle(Style style);
-    void Forget();
     void Flush();
 
     Terminal& m_terminal;

@@ -202,7 +202,7 @@ TEST_F(Formulas, AReferenceThatGetsDeeperIsSeen) {
     EXPECT_EQ(Play("p+0"), "\tError : Nested more than 2 levels deep\n");
 }
 
-TEST_F(Formulas, OperationsOnReferencesOfOtherStatesAreTheirOwn) {
+TEST_F(Formulas, AReferenceSharedByTwoStatesHasTheFunctionsOfEach) {
     auto other = std::make_unique<State>();
     Binding(*other).Function("twice", [](double a) { return 2 * a; });
     Binding(state).Function("twice", [](double a) { return -2 * a; });

@@ -27,6 +27,8 @@ const std::string PasteOff = "\033[201~";
 constexpr const char* Cancelled = "\tError : Cancelled, the statement was stopped\r\n";
 constexpr const char* Question = "\t          Are you sure ? ([y|Enter]/n) ";
 
+std::string Ctrl(char letter) { return {static_cast<char>(letter & 0x1F)}; }
+
 std::string Repeat(std::string_view text, std::size_t count) {
     std::string repeated;
     for (std::size_t i = 0; i < count; ++i) repeated += text;
@@ -48,63 +50,38 @@ protected:
 TEST_F(Terminal, KeysEditTheLine) {
     PseudoTerminal terminal(folder);
     ASSERT_TRUE(terminal.Shows("> "));
+    const std::string left = "\033[D";
+    const std::string right = "\033[C";
+    const std::string backspace = "\x7f";
+    const auto alt = [](const std::string& key) { return "\033" + key; };
     const struct {
-        const char* keys;
+        std::string keys;
         const char* answer;
     } rows[] = {
-        {"12\033[D3\x01"
-         "4\x05+1",
-         "Scalar : 4133"}, // left, Ctrl-A, Ctrl-E
-        {"12\x02\x06\x02"
-         "9",
-         "Scalar : 192"}, // Ctrl-B, Ctrl-F
+        {"12" + left + "3" + Ctrl('A') + "4" + Ctrl('E') + "+1", "Scalar : 4133"},
+        {"12" + Ctrl('B') + Ctrl('F') + Ctrl('B') + "9", "Scalar : 192"},
         {"2\033[H1\033[F3", "Scalar : 123"},
         {"2\033OH1\033OF3", "Scalar : 123"},
-        {"12\033[D\033[C3", "Scalar : 123"},
-        {"12\x7f"
-         "3",
-         "Scalar : 13"},
-        {"zz\x15"
-         "5",
-         "Scalar : 5"},                        // Ctrl-U
-        {"5zz\033[D\033[D\x0b", "Scalar : 5"}, // Ctrl-K
-        {"5+7\x17"
-         "8",
-         "Scalar : 13"}, // Ctrl-W
-        {"1+\x15\x19\x19"
-         "1",
-         "Scalar : 3"},                                // Ctrl-Y
-        {"70 + 5\033b9\033b1\033f2", "Scalar : 2022"}, // Alt-B, Alt-F
-        {"12+5\x01\033d6", "Scalar : 11"},             // Alt-D
-        {"12+\033\177"
-         "5",
-         "Scalar : 5"},                    // Alt-Backspace
-        {"1+2\x17\x17\x19", "Scalar : 3"}, // Ctrl-W twice, Ctrl-Y
-        {"7\x15"
-         "8\x15\x19\033y",
-         "Scalar : 7"}, // Alt-Y
-        {"21\x14"
-         "3",
-         "Scalar : 123"}, // Ctrl-T
-        {"132\x02\x14"
-         "4",
-         "Scalar : 1234"},
-        {"12\x15\x1f"
-         "3",
-         "Scalar : 123"}, // Ctrl-_
-        {"9+\x1f"
-         "2",
-         "Scalar : 2"}, // what was typed together
-        {"4\x15"
-         "5\x1f\x1f\x1f"
-         "6",
-         "Scalar : 6"},
-        {"70 + 5\033[1;5D9\033[1;3D\033[1;5C2", "Scalar : 1022"},
-        {"12\033[D\033[3~", "Scalar : 1"},
-        {"12\x02\x04", "Scalar : 1"}, // Ctrl-D within the line
-        {"1+\x0c"
-         "1",
-         "Scalar : 2"},                                         // Ctrl-L
+        {"12" + left + right + "3", "Scalar : 123"},
+        {"12" + backspace + "3", "Scalar : 13"},
+        {"zz" + Ctrl('U') + "5", "Scalar : 5"},
+        {"5zz" + left + left + Ctrl('K'), "Scalar : 5"},
+        {"5+7" + Ctrl('W') + "8", "Scalar : 13"},
+        {"1+" + Ctrl('U') + Ctrl('Y') + Ctrl('Y') + "1", "Scalar : 3"},
+        {"70 + 5" + alt("b") + "9" + alt("b") + "1" + alt("f") + "2", "Scalar : 2022"},
+        {"70 + 5\033[1;5D9\033[1;3D\033[1;5C2", "Scalar : 1022"}, // words by the cursor keys
+        {"12+5" + Ctrl('A') + alt("d") + "6", "Scalar : 11"},
+        {"12+" + alt(backspace) + "5", "Scalar : 5"},
+        {"1+2" + Ctrl('W') + Ctrl('W') + Ctrl('Y'), "Scalar : 3"}, // deleted in a row
+        {"7" + Ctrl('U') + "8" + Ctrl('U') + Ctrl('Y') + alt("y"), "Scalar : 7"},
+        {"21" + Ctrl('T') + "3", "Scalar : 123"},
+        {"132" + Ctrl('B') + Ctrl('T') + "4", "Scalar : 1234"},
+        {"12" + Ctrl('U') + Ctrl('_') + "3", "Scalar : 123"},
+        {"9+" + Ctrl('_') + "2", "Scalar : 2"}, // what was typed together is undone together
+        {"4" + Ctrl('U') + "5" + Ctrl('_') + Ctrl('_') + Ctrl('_') + "6", "Scalar : 6"},
+        {"12" + left + "\033[3~", "Scalar : 1"},
+        {"12" + left + Ctrl('D'), "Scalar : 1"},
+        {"1+" + Ctrl('L') + "1", "Scalar : 2"},
         {"1\033[15~\033[1;2A\033OP+1\033[24;5~", "Scalar : 2"}, // keys without a meaning type no "~"
         {"1+\033[201~\033[35~\033[27;5;9~\033[<0;1;1M1", "Scalar : 2"},
     };

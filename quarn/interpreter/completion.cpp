@@ -6,6 +6,7 @@
 #include "quarn/interpreter/engine/symbol_table.h"
 #include "quarn/interpreter/language/language.h"
 #include "quarn/interpreter/language/names.h"
+#include "quarn/interpreter/statement_form.h"
 
 namespace Quarn {
 
@@ -33,23 +34,19 @@ public:
         : m_language(language), m_symbols(symbols), m_head(line.substr(0, position)),
           m_hasBracket(line.substr(m_head.size()).starts_with('(')) {}
 
-    /// Follows the grammar of statements, see statements.cpp.
     Completions Complete() {
-        const auto semicolon = m_head.rfind(';');
-        const std::string_view statement = semicolon == std::string_view::npos ? m_head : m_head.substr(semicolon + 1);
-        const auto equals = statement.find('=');
-        const auto colon = statement.find(':');
-        if (statement.starts_with("//")) return {};
-        if (equals != std::string_view::npos) {
-            if (colon == std::string_view::npos || colon + 1 != equals)
-                CompleteExpression(statement.substr(equals + 1));
-        } else if (colon != std::string_view::npos) {
-            CompleteType(statement.substr(colon + 1));
-        } else if (statement.starts_with('~') || statement.starts_with('?')) {
-            Begin(statement.substr(1));
+        const StatementForm form = FormOf(m_head.substr(m_head.rfind(';') + 1)); // of all if there is none
+        switch (form.kind) {
+        case StatementForm::Kind::Skipped: return {};
+        case StatementForm::Kind::Reference:
+        case StatementForm::Kind::Assignment:
+        case StatementForm::Kind::Expression: CompleteExpression(form.rest); break;
+        case StatementForm::Kind::Definition: CompleteType(form.rest); break;
+        case StatementForm::Kind::Erasing:
+        case StatementForm::Kind::Inspection:
+            Begin(form.name);
             Add(m_symbols.GetMap());
-        } else {
-            CompleteExpression(statement);
+            break;
         }
         m_completions.candidates.assign(m_candidates.begin(), m_candidates.end());
         return std::move(m_completions);
@@ -116,30 +113,16 @@ public:
     UnknownNames(Language& language, const SymbolTable& symbols) : m_language(language), m_symbols(symbols) {}
 
     std::vector<std::string_view> In(std::string_view line) {
-        while (!line.empty()) {
-            const auto end = std::min(line.find(';'), line.size());
-            SearchStatement(line.substr(0, end));
-            line.remove_prefix(std::min(end + 1, line.size()));
+        for (std::string_view statement; CutStatement(line, statement);) {
+            const StatementForm form = FormOf(statement);
+            if (form.kind == StatementForm::Kind::Definition) SearchType(form.rest);
+            else SearchExpression(form.rest);
+            m_defined.insert(form.name);
         }
         return std::move(m_unknown);
     }
 
 private:
-    /// Follows the grammar of statements, see statements.cpp.
-    void SearchStatement(std::string_view statement) {
-        constexpr auto npos = std::string_view::npos;
-        const auto equals = statement.find('=');
-        const auto colon = statement.find(':');
-        if (statement.starts_with("//") || statement.starts_with('~') || statement.starts_with('?')) return;
-        if (equals == npos && colon == npos) return SearchExpression(statement);
-        if (equals != npos && colon != npos && colon + 1 == equals) return;
-        std::string_view name = statement.substr(0, equals != npos ? equals : colon);
-        if (equals != npos && name.ends_with('&')) name.remove_suffix(1);
-        if (equals != npos) SearchExpression(statement.substr(equals + 1));
-        else SearchType(statement.substr(colon + 1));
-        m_defined.insert(s_str::Trimmed(name));
-    }
-
     void SearchType(std::string_view text) {
         const std::string_view type = s_str::Trimmed(text.substr(0, text.find('(')));
         if (!type.empty() && !m_language.GetRegistry().types.contains(type)) m_unknown.push_back(type);

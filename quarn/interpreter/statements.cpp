@@ -1,17 +1,3 @@
-// The grammar of statements.
-//
-// A line is cut at every ";". A statement that is empty or begins with "//" is skipped. Otherwise the first of these
-// that applies decides, whatever surrounds it:
-//   name := ...              skipped without a message
-//   name &= expression       a reference to the expression, which is not evaluated now
-//   name = expression        the value of the expression
-//   name : Type              a default value; Type(arguments) calls the constructor of the type
-//   ~name  ~                 erases a symbol, or all of them
-//   ?name  ?                 shows a symbol, or the help
-//   expression               shows its value; a single new name becomes a symbol
-// The signs are the first "=", the first ":" and the first "&" of the statement. Names lose the blanks around them,
-// but not after "~" and "?".
-//
 // Only `name = expression` refuses the names of functions and constructors: `pi &= 3` and `pi:Scalar` take them.
 //
 // Each statement is a transaction. Everything that may fail or throw comes first, including the report, then the
@@ -32,6 +18,8 @@
 #include "quarn/interpreter/engine/text_writer.h"
 #include "quarn/interpreter/help.h"
 #include "quarn/interpreter/language/names.h"
+#include "quarn/interpreter/statement_form.h"
+#include "quarn/interpreter/transaction.h"
 #include "quarn/types/reference.h"
 
 namespace Quarn {
@@ -39,15 +27,6 @@ namespace Quarn {
 namespace {
 
 std::string_view Trimmed(std::string_view text) { return s_str::Trimmed(text); }
-
-/// Cuts the first statement that is not empty off the line, with its ";".
-std::string_view CutStatement(std::string_view& line) {
-    if (line.starts_with(';')) line.remove_prefix(std::min(line.find_first_not_of(';'), line.size()));
-    const auto end = std::min(line.find(';'), line.size());
-    const std::string_view statement = line.substr(0, end);
-    line.remove_prefix(std::min(end + 1, line.size()));
-    return statement;
-}
 
 /// "Type(arguments)", or "Type" alone.
 struct TypeText {
@@ -65,86 +44,7 @@ TypeText ReadTypeText(std::string_view text) {
 
 void AppendLine(s_str& report, std::string_view line) { (report += line) += '\n'; }
 
-/// What is printed of a report at once. A slow terminal takes some milliseconds for it.
-constexpr std::size_t Portion = 4096;
-
 } // namespace
-
-/// What a statement reports and changes.
-class Statements::Transaction {
-public:
-    Transaction(SymbolTable& symbols, EngineLimits& limits, s_str&& emptyReport, bool isPreview = false)
-        : report(std::move(emptyReport)), m_symbols(symbols), m_limits(limits), m_isPreview(isPreview) {}
-    ~Transaction() {
-        if (!m_isDone || m_isPreview) Undo();
-        m_limits.Destroy(std::move(m_before));
-        m_limits.Destroy(std::move(m_lastBefore));
-    }
-    Transaction(const Transaction&) = delete;
-    Transaction& operator=(const Transaction&) = delete;
-
-    /// Gives a symbol a value, until the transaction ends or is done.
-    void Store(std::string_view name, const s_refptr<Symbol>& value) {
-        m_name = name;
-        m_value = value;
-        m_before = m_symbols.Exchange(name, value);
-    }
-    /// Keeps the changes: the stored symbol has its value, whatever was stored in between, and so has the last result.
-    void Finish(const s_refptr<Symbol>& lastResult) {
-        if (m_value && !Holds(m_name, m_value)) m_symbols.Exchange(m_name, m_value);
-        if (MayBeUndone()) m_lastResult = lastResult;
-        m_lastBefore = m_symbols.SetLastResult(lastResult);
-        m_isDone = true;
-    }
-    bool IsDone() const { return m_isDone; }
-    /// Takes the changes back. What was stored in between by statements of an evaluation, or of a stream, stays.
-    void Undo() {
-        m_isDone = true;
-        if (m_value && Holds(m_name, m_value)) {
-            if (m_before) m_symbols.Exchange(m_name, std::move(m_before));
-            else m_symbols.Erase(m_name);
-        }
-        if (m_lastBefore && Holds(SymbolTable::LastResultName, m_lastResult))
-            m_symbols.SetLastResult(std::move(m_lastBefore));
-        m_limits.Destroy(std::move(m_lastResult));
-        m_limits.Destroy(std::move(m_value));
-    }
-    /// Whether something is done that the printing of its report may undo.
-    bool CanUndo() const { return m_lastBefore && MayBeUndone(); }
-    bool IsPreview() const { return m_isPreview; }
-    /// The value in the report, without its name; empty if the report shows none.
-    std::string_view GetValueText() const {
-        if (valueBegin == 0) return {};
-        std::string_view text = report.View().substr(valueBegin);
-        text.remove_suffix(1); // the line end
-        const std::size_t behindName =
-            static_cast<std::size_t>(std::ranges::find_if_not(text, IsNameCharacter) - text.begin());
-        constexpr std::string_view Sign = " = ";
-        if (text.substr(behindName).starts_with(Sign)) text.remove_prefix(behindName + Sign.size());
-        return text;
-    }
-
-    s_str report;
-    std::size_t valueBegin = 0; ///< where it shows the value; 0 if it shows none
-    bool hasFailed = false;
-
-private:
-    bool MayBeUndone() const { return m_isPreview || report.View().size() > Portion; }
-    bool Holds(std::string_view name, const s_refptr<Symbol>& value) const {
-        const s_refptr<Symbol>* const symbol = m_symbols.Find(name);
-        return symbol && *symbol == value;
-    }
-
-    SymbolTable& m_symbols;
-    EngineLimits& m_limits;
-    std::string_view m_name;
-    s_refptr<Symbol> m_value;
-    s_refptr<Symbol> m_before;
-    s_refptr<Symbol> m_lastResult;
-    s_refptr<Symbol> m_lastBefore;
-    bool m_isDone = false;
-    const bool m_isPreview;
-};
 
 Statements::Statements(State& state, EngineLimits& limits, Language& language, SymbolTable& symbols,
                        Evaluator& evaluator)
@@ -192,11 +92,8 @@ bool Statements::CheckUntaken(std::string_view name, s_str& error) const {
 bool Statements::ParseLine(std::string_view line) {
     bool haveSucceeded = true;
     bool isCancelled = false;
-    while (!line.empty() && !isCancelled) {
-        const std::string_view statement = CutStatement(line);
-        if (statement.empty() || statement.starts_with("//")) continue;
+    for (std::string_view statement; !isCancelled && CutStatement(line, statement);)
         if (!CarryOut(statement, isCancelled)) haveSucceeded = false;
-    }
     return haveSucceeded && !isCancelled;
 }
 
@@ -219,9 +116,7 @@ Result<s_str> Statements::Preview(std::string_view line, double seconds) {
     try {
         const EngineLimits::Preview preview(m_limits, seconds);
         TakenBack carriedOut;
-        while (!line.empty()) {
-            const std::string_view statement = CutStatement(line);
-            if (statement.empty() || statement.starts_with("//")) continue;
+        for (std::string_view statement; CutStatement(line, statement);) {
             auto& transactions = carriedOut.transactions;
             transactions.push_back(std::make_unique<Transaction>(m_symbols, m_limits, s_str(), true));
             ParseStatement(statement, *transactions.back());
@@ -260,24 +155,18 @@ void Statements::ParseStatement(std::string_view statement, Transaction& transac
     s_str error;
     const Outcome outcome = level ? m_limits.CheckStopped(error) : m_limits.AbandonTooDeep(error);
     if (!outcome) return Reject(std::move(error), transaction);
-    constexpr auto npos = std::string_view::npos;
-    const auto equals = statement.find('=');
-    const auto standsBeforeEquals = [&](char sign) { // and is the first such sign
-        return equals != npos && equals > 0 && statement[equals - 1] == sign && statement.find(sign) == equals - 1;
-    };
-    if (standsBeforeEquals(':')) return; // `a := b` is refused in silence; pinned by the transcript "statements"
-    if (standsBeforeEquals('&'))
-        return AssignReference(Trimmed(statement.substr(0, equals - 1)), Trimmed(statement.substr(equals + 1)),
-                               transaction);
-    if (equals != npos) return Assign(Trimmed(statement.substr(0, equals)), statement.substr(equals + 1), transaction);
-    const auto colon = statement.find(':');
-    if (colon != npos)
-        return DefineSymbol(Trimmed(statement.substr(0, colon)), Trimmed(statement.substr(colon + 1)), transaction);
-    if (statement.front() == '~' && transaction.IsPreview()) return Reject({}, transaction); // it may ask
-    if (statement == "~") return EraseAll(transaction);
-    if (statement.front() == '~') return Erase(statement.substr(1), transaction);
-    if (statement.front() == '?') return Inspect(statement.substr(1), transaction);
-    ShowExpression(statement, transaction);
+    const StatementForm form = FormOf(statement);
+    switch (form.kind) {
+    case StatementForm::Kind::Skipped: return;
+    case StatementForm::Kind::Reference: return AssignReference(form.name, Trimmed(form.rest), transaction);
+    case StatementForm::Kind::Assignment: return Assign(form.name, form.rest, transaction);
+    case StatementForm::Kind::Definition: return DefineSymbol(form.name, Trimmed(form.rest), transaction);
+    case StatementForm::Kind::Erasing:
+        if (transaction.IsPreview()) return Reject({}, transaction); // it may ask
+        return statement == "~" ? EraseAll(transaction) : Erase(form.name, transaction);
+    case StatementForm::Kind::Inspection: return Inspect(form.name, transaction);
+    case StatementForm::Kind::Expression: return ShowExpression(form.rest, transaction);
+    }
 }
 
 void Statements::AssignReference(std::string_view name, std::string_view expression, Transaction& transaction) {
@@ -455,9 +344,9 @@ bool Statements::Print(std::string_view report, bool mayBeInterrupted) {
     };
     printWaiting(); // left over if the stream threw
     const char* interruption = nullptr;
-    while (mayBeInterrupted && !interruption && report.size() > Portion) {
-        *m_output << report.substr(0, Portion);
-        report.remove_prefix(Portion);
+    while (mayBeInterrupted && !interruption && report.size() > Transaction::Portion) {
+        *m_output << report.substr(0, Transaction::Portion);
+        report.remove_prefix(Transaction::Portion);
         interruption = m_limits.GetInterruption();
     }
     if (interruption) *m_output << '\n' << interruption << '\n';

@@ -6,6 +6,8 @@
 
 namespace Quarn {
 
+class Transaction;
+
 /// Carries out statements, and prints what each reports when it is done.
 class Statements {
 public:
@@ -35,8 +37,6 @@ public:
     bool Print(std::string_view report, bool mayBeInterrupted = false);
 
 private:
-    class Transaction;
-
     Failure WhyItFailed(const Transaction& transaction) const;
     bool CarryOut(std::string_view statement, bool& isCancelled);
     void ParseStatement(std::string_view statement, Transaction& transaction);

@@ -15,17 +15,12 @@
 
 #include "../failing_allocation.h"
 #include "../slow_evaluator.h"
+#include "require.h"
 #include <quarn/quarn.h>
 
 namespace {
 
 using namespace Quarn;
-
-void Require(bool holds, const char* what) {
-    if (holds) return;
-    std::fprintf(stderr, "breach: %s\n", what);
-    std::abort();
-}
 
 /// The first bytes of the input seed all choices; the rest is played.
 class Choices {

@@ -14,16 +14,11 @@
 #include "app/line_editor.h"
 #include "app/utf8.h"
 #include "quarn/interpreter/limits/limits.h"
+#include "require.h"
 
 namespace {
 
 using namespace Quarn;
-
-void Require(bool holds, const char* what) {
-    if (holds) return;
-    std::fprintf(stderr, "breach: %s\n", what);
-    std::abort();
-}
 
 std::string WithoutEnd(const std::string& text) { return text.substr(0, text.find_last_not_of(' ') + 1); }
 
@@ -59,9 +54,9 @@ public:
         m_unread = rest;
     }
 
-    void Resize(std::size_t newRows, std::size_t newColumns, bool breaksAnew) {
+    void Resize(std::size_t newRows, std::size_t newColumns, bool rewraps) {
         if (newRows == rows && newColumns == columns) return;
-        if (breaksAnew) BreakAnew(newColumns);
+        if (rewraps) Rewrap(newColumns);
         else CutOff(newColumns);
         columns = newColumns;
         rows = newRows;
@@ -77,8 +72,8 @@ private:
             line.isContinued = false;
         }
     }
-    /// As terminals do that break lines anew. The cursor stays at its character.
-    void BreakAnew(std::size_t newColumns) {
+    /// As terminals that rewrap lines do. The cursor stays at its character.
+    void Rewrap(std::size_t newColumns) {
         std::vector<Row> broken;
         std::size_t cursorRow = 0;
         std::size_t cursorColumn = 0;
@@ -302,15 +297,15 @@ struct Play {
         above = now;
         mayChangeAbove = wasTooTall;
     }
-    void Resize(std::size_t rows, std::size_t columns, bool breaksAnew) {
+    void Resize(std::size_t rows, std::size_t columns, bool rewraps) {
         const auto fits = [&](std::size_t inRows, std::size_t ofColumns) {
             const Picture& picture = editor->GetPicture();
             const std::size_t below = std::min(2 * picture.below.size(), window.columns) / ofColumns + 1;
             return Expected(picture, ofColumns).rows.size() + below <= inRows;
         };
         if (!fits(rows, columns) || !fits(window.rows, window.columns)) wasTooTall = true;
-        if (!breaksAnew || rows < window.rows) mayChangeAbove = true;
-        window.Resize(rows, columns, breaksAnew);
+        if (!rewraps || rows < window.rows) mayChangeAbove = true;
+        window.Resize(rows, columns, rewraps);
     }
 
     void Print(const Expected& expected) const {

@@ -2,24 +2,17 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <sstream>
 
 #include <quarn/quarn.h>
 
 #include "quarn/interpreter/language/names.h"
+#include "require.h"
 
 namespace {
 
 /// Legal statements can run almost without end, for example doubling references; the fuzzer has to get through them.
 constexpr std::uint64_t StepBudget = 20'000;
-
-void Require(bool holds, const char* what) {
-    if (holds) return;
-    std::fprintf(stderr, "breach: %s\n", what);
-    std::abort();
-}
 
 } // namespace
 

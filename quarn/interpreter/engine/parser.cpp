@@ -26,16 +26,15 @@
 // fault of the text is a step too, so it is reported in the order of evaluation, and only when evaluation reaches it.
 // Brackets are checked first: nothing of a text is evaluated unless each bracket at its top level has its partner.
 //
-// Operators are recognised from the left, the first in ascending order wins, and one that the end of the text cuts off
-// counts as a whole one. That also holds for the left side of an operator, which is a text of its own: with an operator
-// `#$`, the left side of `2#*3` is `2#`, that is `2#$`. So with operators of several characters a text may have to be
-// cut into its sides, and these be read anew. Pinned by "OperatorsOfSeveralCharacters".
+// Operators are recognised from the left, the first in ascending order wins. Those of several characters may overlap,
+// see overlapping_operators.h: then a text is cut into its sides, and these are read anew.
 
 #include "quarn/interpreter/engine/parser.h"
 
 #include <algorithm>
 #include <stdexcept>
 
+#include "quarn/interpreter/engine/overlapping_operators.h"
 #include "quarn/interpreter/language/names.h"
 #include "quarn/interpreter/limits/limits.h"
 
@@ -194,17 +193,7 @@ private:
     ParserMemory::End TakeEnd();
     Outcome ApplyEnds();
     Outcome FinishText();
-    /// A part of a text at its top bracket level.
-    struct Token {
-        std::size_t begin;
-        std::size_t end;
-        const Operator* op; ///< null for an operand
-    };
-    std::vector<Token> Cut(std::string_view text);
-    bool HasCutOperators(std::string_view text, const std::vector<Token>& tokens) const;
-    bool IsCut(std::string_view text, const std::vector<Token>& tokens, std::size_t op) const;
-    bool HasOperatorAtEnd(std::string_view side, const Token& operand) const;
-    void OpenSides(std::string_view text, const std::vector<Token>& tokens, Place place);
+    void OpenSides(std::string_view text, const Token& op, Place place);
     Outcome ContinueSides();
     Outcome ContinueIndexing();
     Outcome ContinueCall();
@@ -239,8 +228,8 @@ Outcome Parser::OpenText(std::string_view text, Place place) {
     if (!place.isWhole)
         if (const char* fault = FindFault(text)) return EmitFault(fault, place);
     if (m_operators.AreLong())
-        if (const std::vector<Token> tokens = Cut(text); HasCutOperators(text, tokens)) {
-            OpenSides(text, tokens, place);
+        if (const std::optional<Token> op = FindCuttingOperator(text, m_brackets, m_operators)) {
+            OpenSides(text, *op, place);
             return Outcome::WentOn;
         }
     Push(Open::Kind::Text, place, text);
@@ -428,56 +417,13 @@ Outcome Parser::FinishText() {
     return Outcome::WentOn;
 }
 
-std::vector<Parser::Token> Parser::Cut(std::string_view text) {
-    std::vector<Token> tokens;
-    Quarn::Cut cut(text);
-    for (Piece piece;;) {
-        const std::size_t begin = cut.position;
-        if (!NextPiece(m_brackets, cut, m_operators, piece)) return tokens;
-        tokens.push_back({begin, std::min(cut.position, text.size()), piece.op});
-    }
-}
-
-/// Whether the left side of an operator ends in the beginning of another one that has an operator of the whole text
-/// within it. One that begins in the last operand of the side is no such case, see `CutEnds`.
-bool Parser::HasCutOperators(std::string_view text, const std::vector<Token>& tokens) const {
-    for (std::size_t i = 1; i < tokens.size(); ++i)
-        if (tokens[i].op && IsCut(text, tokens, i)) return true;
-    return false;
-}
-
-/// The same for the operator at that place among the tokens.
-bool Parser::IsCut(std::string_view text, const std::vector<Token>& tokens, std::size_t op) const {
-    const std::size_t operand = tokens[op - 1].op ? op : op - 1;
-    const std::size_t begin = tokens[operand].begin;
-    std::size_t end = tokens[op].begin;
-    for (;;) {
-        const std::string_view side = Trimmed(text.substr(0, end));
-        for (std::size_t i = operand; i-- > 0 && side.size() < tokens[i].end + m_operators.GetLongest();)
-            if (!tokens[i].op && HasOperatorAtEnd(side, tokens[i])) return true;
-        if (side.size() <= begin || operand == op || !m_operators.MatchAtEnd(side.substr(begin), end)) return false;
-        end += begin;
-    }
-}
-
-/// Whether an operator that the end of the side cuts off, or that ends there, begins in the operand.
-bool Parser::HasOperatorAtEnd(std::string_view side, const Token& operand) const {
-    std::size_t at = std::max(operand.begin, side.size() - std::min(side.size(), m_operators.GetLongest() - 1));
-    const std::size_t end = std::min(operand.end, side.size());
-    while (at < end && (!Bracket(side[at]).IsNone() || !m_operators.Match(side, at))) ++at;
-    return at < end;
-}
-
 /// Cuts the text at the operator that is applied last.
-void Parser::OpenSides(std::string_view text, const std::vector<Token>& tokens, Place place) {
-    const Token* last = nullptr;
-    for (const Token& token : tokens)
-        if (token.op && (!last || token.op->priority <= last->op->priority)) last = &token;
-    Open& sides = Push(Open::Kind::Sides, place, text.substr(0, last->begin));
-    sides.op = last->op;
-    sides.second = text.substr(last->end);
-    sides.hasOperand = last->begin > 0;
-    sides.hasRight = last->end < text.size();
+void Parser::OpenSides(std::string_view text, const Token& op, Place place) {
+    Open& sides = Push(Open::Kind::Sides, place, text.substr(0, op.begin));
+    sides.op = op.op;
+    sides.second = text.substr(op.end);
+    sides.hasOperand = op.begin > 0;
+    sides.hasRight = op.end < text.size();
 }
 
 /// Opens the left side, then the right side, then applies the operator.
