@@ -20,7 +20,7 @@ install(TARGETS quarn EXPORT quarn
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} ${program_component} NAMELINK_COMPONENT libquarn-dev
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} ${library_component})
 set(headers ${CMAKE_INSTALL_INCLUDEDIR}/quarn)
-install(FILES quarn/quarn.h quarn/version.h DESTINATION ${headers} ${library_component})
+install(FILES quarn/c.h quarn/quarn.h quarn/version.h DESTINATION ${headers} ${library_component})
 install(DIRECTORY quarn/core quarn/types DESTINATION ${headers} ${library_component}
   FILES_MATCHING PATTERN "*.h" PATTERN elementary EXCLUDE)
 # Of the interpreter, those that quarn.h includes.
@@ -40,6 +40,12 @@ set(more_libraries "")
 foreach(library ${quarn_libraries})
   string(APPEND more_libraries " -l${library}")
 endforeach()
+# A program in C is linked with the standard library of C++, too.
+foreach(library ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})
+  if(library MATCHES "^(stdc\\+\\+|c\\+\\+|m)$")
+    string(APPEND more_libraries " -l${library}")
+  endif()
+endforeach()
 set(quarn_flags "")
 if(quarn_type STREQUAL "SHARED_LIBRARY")
   set(quarn_flags " -DQUARN_SHARED")
@@ -47,8 +53,8 @@ endif()
 configure_file(packaging/quarn.pc.in quarn.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/quarn.pc DESTINATION ${pkgconfig} ${library_component})
 install(FILES docs/embedding.md DESTINATION ${library_docs} ${library_component})
-install(FILES examples/complex/CMakeLists.txt examples/complex/complex.cpp
-  DESTINATION ${library_docs}/examples/complex ${library_component})
+install(DIRECTORY examples/c examples/complex examples/python DESTINATION ${library_docs}/examples ${library_component}
+  PATTERN __pycache__ EXCLUDE)
 
 if(ORBEL_DEBIAN)
   include(packaging/debian.cmake)

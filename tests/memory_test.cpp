@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "failing_allocation.h"
+#include <quarn/c.h>
 #include <quarn/quarn.h>
 
 namespace {
@@ -89,6 +90,54 @@ INSTANTIATE_TEST_SUITE_P(Statements, Memory,
                                          "<1, r, a+1>", "Reference(a+undefined1)", "<1, <2>>", "a:Unknown(1)",
                                          "1 2 3 4 5 6 7 8 9 10"),
                          NameOf);
+
+TEST(CInterface, ReportsThatMemoryRanOut) {
+    const auto doAll = [](quarn_state* state) {
+        quarn_formula* formula = nullptr;
+        const char* text = nullptr;
+        const double* numbers = nullptr;
+        std::size_t count = 0;
+        double number = 0;
+        const auto twice = [](quarn_state*, void*, const double* arguments, std::size_t, double* result) {
+            *result = 2 * *arguments;
+            return QUARN_OK;
+        };
+        const quarn_status statuses[]{
+            quarn_set(state, "x", 2.5),
+            quarn_evaluate(state, "sqrt(x)*(x+1)", &number),
+            quarn_evaluate_vector(state, "<1, 2, x>*2", &numbers, &count),
+            quarn_evaluate_text(state, "<1, 2, 0.1234567890123>", &text),
+            quarn_preview(state, "longerNameThanFitsInPlace = 4", 1, &text),
+            quarn_names(
+                state, [](void*, const char*) {}, nullptr),
+            quarn_complete(
+                state, "s", 1, &count, [](void*, const char*) {}, nullptr),
+            quarn_define(state, "twice", 1, QUARN_PURE, twice, nullptr),
+            quarn_run(state, "y = 2*x", nullptr, nullptr),
+            quarn_formula_new(state, "twice(z)+1", &formula),
+        };
+        bool haveSucceeded = true;
+        for (const quarn_status status : statuses) haveSucceeded = haveSucceeded && status == QUARN_OK;
+        if (formula)
+            haveSucceeded = quarn_formula_bind(formula, "z", &number) == QUARN_OK &&
+                            quarn_formula_evaluate(formula, &number) == QUARN_OK && haveSucceeded;
+        quarn_formula_free(formula);
+        return haveSucceeded;
+    };
+    for (std::size_t allowed = 0;; ++allowed) {
+        AllocationsLeft = allowed;
+        quarn_state* state = nullptr;
+        const bool haveSucceeded = quarn_new(&state) == QUARN_OK && doAll(state);
+        const bool ranOut = AllocationsLeft > allowed;
+        AllocationsLeft = ~std::size_t{0};
+        if (state) {
+            EXPECT_TRUE(doAll(state)) << quarn_error(state);
+        }
+        quarn_free(state);
+        if (!ranOut) break;
+        ASSERT_FALSE(haveSucceeded) << "after " << allowed << " allocations";
+    }
+}
 
 TEST(Pools, TakeBackWhatAnotherThreadMade) {
     if (!s_pools_keep) GTEST_SKIP() << "no pools under the address sanitizer";

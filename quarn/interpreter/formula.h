@@ -88,6 +88,9 @@ public:
     ///
     ///     formula.EvaluateEach<double>(curve, {{"x", points}});
     template <class T> std::optional<Failure> EvaluateEach(std::span<T> results, std::initializer_list<Values> values) {
+        return EvaluateEach(results, std::span<const Values>(values.begin(), values.size()));
+    }
+    template <class T> std::optional<Failure> EvaluateEach(std::span<T> results, std::span<const Values> values) {
         CheckConversion<T>();
         const FlatType* wordType = nullptr;
         if constexpr (HasValueAsWord<T>) wordType = &FlatTypeOf<typename Conversion<T>::Class>();
@@ -97,8 +100,7 @@ public:
             *static_cast<T*>(result) = *std::move(converted);
             return std::nullopt;
         };
-        return EvaluateEach({values.begin(), values.size()},
-                            {results.data(), results.size(), sizeof(T), wordType, put});
+        return EvaluateEach(values, Results{results.data(), results.size(), sizeof(T), wordType, put});
     }
 
     /// The first fault of the text, in the order of evaluation, or none; nothing is evaluated. An unknown function is a
