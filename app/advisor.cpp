@@ -73,7 +73,7 @@ Advisor::Advice Advisor::Advise(const std::u32string& line, std::size_t cursor) 
     if (line != m_line) Learn(line);
     MarkUnknownNames(cursor, advice.marks);
     MarkBrackets(line, cursor, advice.marks);
-    std::ranges::sort(advice.marks, {}, &Mark::begin);
+    std::sort(advice.marks.begin(), advice.marks.end(), [](const Mark& a, const Mark& b) { return a.begin < b.begin; });
     const std::u32string_view beforeCursor = std::u32string_view(line).substr(0, cursor);
     advice.answer = m_answer.empty() ? FindSignatures(ToUtf8(beforeCursor)) : m_answer;
     return advice;

@@ -23,7 +23,8 @@ bool IsCodePoint(std::uint32_t value, std::size_t length) {
 }
 
 template <std::size_t Count> bool IsIn(const CharacterRange (&ranges)[Count], char32_t character) {
-    const auto range = std::ranges::lower_bound(ranges, character, {}, &CharacterRange::last);
+    const auto range = std::lower_bound(std::begin(ranges), std::end(ranges), character,
+                                        [](const CharacterRange& one, char32_t wanted) { return one.last < wanted; });
     return range != std::end(ranges) && range->first <= character;
 }
 

@@ -1,14 +1,16 @@
 #include "quarn/core/s_double.h"
 
 #include <algorithm>
-#include <bit>
 #include <cctype>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+
+#include "quarn/core/ranges.h"
 
 #ifndef __cpp_lib_to_chars
 #include <locale.h>
@@ -42,11 +44,12 @@ constexpr std::array<char, 200> DigitPairs = [] {
 /// known exactly. It is smaller than the distance of the fraction from a half unless that distance is zero.
 std::int64_t RoundedProduct(double a, double b) {
     const double product = a * b;
-    const double error = std::fma(a, b, -product);
     const auto number = static_cast<std::int64_t>(product);
     const double fraction = product - static_cast<double>(number);
+    if (fraction != 0.5) return fraction > 0.5 ? number + 1 : number;
+    const double error = std::fma(a, b, -product);
     const bool isOdd = number % 2 != 0;
-    return fraction > 0.5 || (fraction == 0.5 && (error > 0 || (error == 0 && isOdd))) ? number + 1 : number;
+    return error > 0 || (error == 0 && isOdd) ? number + 1 : number;
 }
 
 /// Writes a number from `SmallestFixed` to below `EndOfFixed` in general notation; returns the end. The library's
@@ -60,7 +63,9 @@ char* WriteFixed(char* text, double number) {
     // The number of digits before the point; negative counts zeros after it. The power of two gives it, or one less.
     // Rounding may add one too.
     constexpr int LogOfTwo = 19728; // to base ten, times 2^16, rounded down
-    const int exponent = static_cast<int>(std::bit_cast<std::uint64_t>(number) >> 52) - 1023;
+    std::uint64_t bits = 0;
+    std::memcpy(&bits, &number, sizeof(bits));
+    const int exponent = static_cast<int>(bits >> 52) - 1023;
     static constexpr std::array Bounds{1e-4, 1e-3, 1e-2, 1e-1, 1e0,  1e1,  1e2,  1e3,  1e4,  1e5,
                                        1e6,  1e7,  1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
     int point = exponent * LogOfTwo / (1 << 16) + (exponent < 0 ? 0 : 1);
@@ -91,13 +96,21 @@ char* WriteFixed(char* text, double number) {
     return std::copy_n(digits.begin(), count, std::fill_n(text, -point, '0'));
 }
 
+/// Writes any other number in general notation; returns the end.
+template <class Number> char* WriteGeneral(char* first, char* last, Number number) {
+    if constexpr (requires { std::to_chars(first, last, number, std::chars_format::general, PlainDigits); })
+        return std::to_chars(first, last, number, std::chars_format::general, PlainDigits).ptr;
+    else // Emscripten 3.1.6, which knows one locale
+        return first + std::snprintf(first, static_cast<std::size_t>(last - first), "%.*g", PlainDigits, number);
+}
+
 #ifdef __cpp_lib_to_chars
 /// The value of a decimal number that is out of the range of a double: infinity or zero. The power of ten of its first
 /// significant digit decides. There always is one: a number whose digits are all zero is in range.
 double OutOfRange(std::string_view text) {
     const double sign = text.front() == '-' ? -1 : 1;
     const auto positionOf = [](std::string_view where, const auto& isWanted) {
-        return static_cast<std::size_t>(std::ranges::find_if(where, isWanted) - where.begin());
+        return static_cast<std::size_t>(FindIf(where, isWanted) - where.begin());
     };
     const std::size_t exponentMark = positionOf(text, [](char c) { return c == 'e' || c == 'E'; });
     const std::string_view mantissa = text.substr(0, exponentMark);
@@ -161,7 +174,7 @@ s_number_text PlainText(s_double value) {
         if (number < 0) *end++ = '-';
         end = WriteFixed(end, magnitude);
     } else {
-        end = std::to_chars(first, last, number, std::chars_format::general, PlainDigits).ptr;
+        end = WriteGeneral(first, last, number);
     }
     text.m_size = static_cast<std::size_t>(end - first);
     return text;
@@ -175,7 +188,7 @@ std::optional<double> ReadDecimal(std::string_view text) {
         return isPart;
     }();
     const auto isPart = [](char c) { return IsPart[static_cast<unsigned char>(c)]; };
-    if (text.empty() || text.front() == '+' || !std::ranges::all_of(text, isPart)) return std::nullopt;
+    if (text.empty() || text.front() == '+' || !AllOf(text, isPart)) return std::nullopt;
 #ifdef __cpp_lib_to_chars
     double value = 0;
     const char* const end = text.data() + text.size();

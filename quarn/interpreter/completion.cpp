@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <set>
 
+#include "quarn/core/ranges.h"
 #include "quarn/interpreter/engine/symbol_table.h"
 #include "quarn/interpreter/language/language.h"
 #include "quarn/interpreter/language/names.h"
@@ -78,7 +79,7 @@ private:
     /// Whether an operand can stand behind the text, which has no blanks at its end: not behind another operand.
     bool CanBeginAfter(std::string_view text) const {
         const auto isEndOfText = [&](const auto& op) { return text.ends_with(op.first.View()); };
-        if (text.empty() || std::ranges::any_of(m_language.GetPriorities(), isEndOfText)) return true;
+        if (text.empty() || AnyOf(m_language.GetPriorities(), isEndOfText)) return true;
         const bool isAscii = static_cast<unsigned char>(text.back()) < 0x80;
         return isAscii && !IsWordCharacter(text.back()) &&
                std::string_view(")]>").find(text.back()) == std::string_view::npos;
@@ -131,10 +132,10 @@ private:
 
     void SearchExpression(std::string_view text) {
         while (!text.empty()) {
-            const auto begin = std::ranges::find_if(text, IsWordCharacter);
-            const auto end = std::find_if_not(begin, text.end(), IsWordCharacter);
-            const std::string_view word(begin, end);
-            text = std::string_view(end, text.end());
+            text.remove_prefix(static_cast<std::size_t>(FindIf(text, IsWordCharacter) - text.begin()));
+            const auto size = static_cast<std::size_t>(FindIfNot(text, IsWordCharacter) - text.begin());
+            const std::string_view word = text.substr(0, size);
+            text.remove_prefix(size);
             if (!word.empty() && !IsKnown(word)) m_unknown.push_back(word);
             const Constructor* const constructor = FindIn(m_language.GetRegistry().constructors, word);
             if (constructor && !constructor->expressionsIn && text.starts_with('('))

@@ -7,7 +7,6 @@
 
 #include "quarn/interpreter/statements.h"
 
-#include <algorithm>
 #include <iostream>
 #include <memory>
 #include <new>
@@ -15,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "quarn/core/ranges.h"
 #include "quarn/interpreter/engine/text_writer.h"
 #include "quarn/interpreter/help.h"
 #include "quarn/interpreter/language/names.h"
@@ -64,7 +64,7 @@ bool Statements::CheckSymbolName(std::string_view name, s_str& error) const {
         return false;
     }
     if (m_limits.MustStopBefore(name.size())) return false;
-    if (!std::ranges::all_of(name, IsNameCharacter)) {
+    if (!AllOf(name, IsNameCharacter)) {
         AppendMessage(error, "\tError : Only alphanumeric names are allowed for symbols, in '" + s_str(name) + "'");
         return false;
     }

@@ -1,7 +1,6 @@
 #pragma once
 
-#include <algorithm>
-
+#include "quarn/core/ranges.h"
 #include "quarn/interpreter/engine/symbol_table.h"
 #include "quarn/interpreter/language/names.h"
 #include "quarn/interpreter/limits/engine_limits.h"
@@ -59,8 +58,7 @@ public:
         if (valueBegin == 0) return {};
         std::string_view text = report.View().substr(valueBegin);
         text.remove_suffix(1); // the line end
-        const std::size_t behindName =
-            static_cast<std::size_t>(std::ranges::find_if_not(text, IsNameCharacter) - text.begin());
+        const std::size_t behindName = static_cast<std::size_t>(FindIfNot(text, IsNameCharacter) - text.begin());
         constexpr std::string_view Sign = " = ";
         if (text.substr(behindName).starts_with(Sign)) text.remove_prefix(behindName + Sign.size());
         return text;

@@ -94,11 +94,11 @@ private:
     static Operand<I> ReadOperand(const void* const* addresses, [[maybe_unused]] Passed last) {
         if constexpr (I != Last) return ReadAt<Operand<I>>(addresses[I]);
         else if constexpr (std::is_same_v<Operand<I>, Passed>) return last;
-        else return FromWord<Operand<I>>(std::bit_cast<Word>(last));
+        else return FromWord<Operand<I>>(ToWord(last));
     }
     template <class Flat> static Passed Pass(const Flat& value) {
         if constexpr (std::is_same_v<Flat, Passed>) return value;
-        else return std::bit_cast<Passed>(ToWord(value));
+        else return FromWord<Passed>(ToWord(value));
     }
 
     template <class Flat> static void WriteAt(Word* address, const Flat& value) {

@@ -1,6 +1,5 @@
 #include "quarn/types/scalar.h"
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
@@ -8,6 +7,7 @@
 #include <limits>
 
 #include "quarn/core/elementary.h"
+#include "quarn/core/ranges.h"
 #include "quarn/interpreter/engine/text_writer.h"
 #include "quarn/interpreter/language/names.h"
 #include "quarn/interpreter/limits/limits.h"
@@ -33,7 +33,7 @@ bool IsLiteral(std::string_view text) {
     if (text.front() != 'e') return false;
     text.remove_prefix(1);
     if (text.starts_with('+') || text.starts_with('-')) text.remove_prefix(1);
-    return !text.empty() && std::ranges::all_of(text, IsDigit);
+    return !text.empty() && AllOf(text, IsDigit);
 }
 
 s_refptr<Symbol> FromText(State& state, const s_str& name, std::string_view text, s_bool, s_str& error) {
@@ -122,7 +122,7 @@ std::optional<double> Scalar::Read(std::string_view text) {
     if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
     // A fast path for short whole numbers, the most common input; each step is exact.
     constexpr std::size_t ExactDigits = std::numeric_limits<double>::digits10;
-    if (!text.empty() && text.size() <= ExactDigits && std::ranges::all_of(text, IsDigit)) {
+    if (!text.empty() && text.size() <= ExactDigits && AllOf(text, IsDigit)) {
         double value = 0;
         for (const char digit : text) value = 10 * value + (digit - '0');
         return value;

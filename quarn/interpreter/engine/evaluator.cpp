@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "quarn/core/ranges.h"
 #include "quarn/interpreter/language/names.h"
 #include "quarn/types/reference.h"
 
@@ -19,7 +20,7 @@ unsigned CountReferences(std::string_view text) {
         if (c == Reference::Marker) ++count;
         return c == Reference::Marker || c == ' ';
     };
-    const auto name = std::ranges::find_if_not(text, isBeforeName);
+    const auto name = FindIfNot(text, isBeforeName);
     return std::all_of(name, text.end(), IsNameCharacter) ? count : 0;
 }
 

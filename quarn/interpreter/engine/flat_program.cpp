@@ -5,6 +5,7 @@
 #include <map>
 #include <set>
 
+#include "quarn/core/ranges.h"
 #include "quarn/interpreter/engine/executor.h"
 #include "quarn/types/reference.h"
 
@@ -17,7 +18,7 @@ namespace {
 bool End(const FlatStep*, Passed, Word&) { return true; }
 
 bool GiveLast(const FlatStep*, Passed last, Word& value) {
-    value = std::bit_cast<Word>(last);
+    value = ToWord(last);
     return true;
 }
 
@@ -28,7 +29,7 @@ bool GiveStored(const FlatStep* step, Passed, Word& value) {
 
 bool ReadVariable(const FlatStep* step, Passed, Word& value) {
     step->result = static_cast<const BoundVariable*>(step->operands[0])->Read();
-    return step[1].run(step + 1, std::bit_cast<Passed>(step->result), value);
+    return step[1].run(step + 1, FromWord<Passed>(step->result), value);
 }
 
 /// Grows when a callable looks at the state, or changes it.
@@ -227,7 +228,8 @@ private:
         m_target.m_inputs.shrink_to_fit();
         m_target.m_rerunSteps = std::max<std::size_t>(Count(m_varying), 1);
         const auto isRead = [](const Input& input) { return input.symbol != nullptr; };
-        const auto reads = static_cast<std::size_t>(std::ranges::count_if(m_target.m_inputs, isRead));
+        const auto reads =
+            static_cast<std::size_t>(std::count_if(m_target.m_inputs.begin(), m_target.m_inputs.end(), isRead));
         m_target.m_allSteps = std::max<std::size_t>(reads + Count(m_settled) + Count(m_varying), 1);
         m_target.m_result = m_stack.back().type;
     }
@@ -269,8 +271,7 @@ bool FlatProgram::Holds(Workspace& work) {
     const Clock& clock = work.limits.GetClock();
     if (m_language != clock.language) return false;
     if (m_meanings == clock.Meanings()) return true;
-    const bool holds =
-        std::ranges::all_of(m_inputs, [&](const Input& input) { return StandsForTheSame(input, m_depth, work); });
+    const bool holds = AllOf(m_inputs, [&](const Input& input) { return StandsForTheSame(input, m_depth, work); });
     if (holds) m_meanings = clock.Meanings();
     else Invalidate();
     return holds;

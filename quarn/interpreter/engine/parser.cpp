@@ -34,6 +34,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "quarn/core/ranges.h"
 #include "quarn/interpreter/engine/overlapping_operators.h"
 #include "quarn/interpreter/language/names.h"
 #include "quarn/interpreter/limits/limits.h"
@@ -173,7 +174,7 @@ private:
         return m_memory.brackets.limits && m_memory.brackets.limits->MustStopBefore(characters);
     }
     [[gnu::noinline]] const char* FindFault(std::string_view text) {
-        const bool hasBrackets = !std::ranges::all_of(text, [](char c) { return Bracket(c).IsNone(); });
+        const bool hasBrackets = !AllOf(text, [](char c) { return Bracket(c).IsNone(); });
         return hasBrackets ? m_brackets.FindFault(text, OperatorSeparators{m_operators}) : nullptr;
     }
     Outcome OpenText(std::string_view text, Place place);

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "quarn/core/ranges.h"
+
 namespace Quarn {
 
 namespace {
@@ -52,9 +54,9 @@ void Language::RefreshAll() {
     for (std::size_t byte = 0; byte < m_readers.size(); ++byte) {
         m_readers[byte] = {};
         const auto canBegin = [&](const Literal& literal) { return literal.canBegin[byte]; };
-        const auto first = std::ranges::find_if(m_literals, canBegin);
+        const auto first = FindIf(m_literals, canBegin);
         m_canBegin[byte] = first != m_literals.end();
-        if (first != m_literals.end() && std::ranges::none_of(first + 1, m_literals.end(), canBegin))
+        if (first != m_literals.end() && std::none_of(first + 1, m_literals.cend(), canBegin))
             m_readers[byte] = first->reader;
     }
     for (const auto& [name, overloads] : m_registry.functions) m_takenSlots.set(NameSlot(name, m_takenSlots.size()));

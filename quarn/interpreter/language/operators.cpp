@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <limits>
 
+#include "quarn/core/ranges.h"
+
 namespace Quarn {
 
 void Operator::LookUp(const Registry& registry) {
@@ -45,8 +47,7 @@ Operators::Operators(const OperatorPriorities& priorities) {
         op.text = text;
         if (text != "[]") m_longest = std::max(m_longest, text.View().size());
         m_isPlain[static_cast<unsigned char>(text.View().front())] = false;
-        if (text != "[]" && !std::ranges::all_of(text.View(), [](char c) { return Bracket(c).IsNone(); }))
-            m_haveBrackets = true;
+        if (text != "[]" && !AllOf(text.View(), [](char c) { return Bracket(c).IsNone(); })) m_haveBrackets = true;
         op.priority = priority.IsValid() ? priority.Get() : std::numeric_limits<unsigned>::max();
     }
     for (std::size_t i = 0; i < m_isPlain.size(); ++i) m_isInName[i] = m_isPlain[i] && NameCharacters[i];

@@ -1,7 +1,8 @@
 #include "quarn/interpreter/language/registry.h"
 
-#include <algorithm>
 #include <functional>
+
+#include "quarn/core/ranges.h"
 
 namespace Quarn {
 
@@ -9,7 +10,7 @@ void ThrowNoCallable() { throw std::bad_function_call(); }
 
 const Function* FunctionOverloads::Search(std::span<const s_str* const> types) const {
     const auto mayHave = [&](const auto& entry) { return entry.first.View().size() > types.size(); };
-    if (std::ranges::none_of(*this, mayHave)) return nullptr; // without a look at a million types
+    if (!AnyOf(*this, mayHave)) return nullptr; // without a look at a million types
     const Function* const found = FindIn<Function>(*this, SignatureOf(types));
     if (found && types.size() <= m_recentTypes.size()) {
         m_recent = nullptr; // unless all is copied

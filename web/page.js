@@ -1,0 +1,364 @@
+// The page: a prompt, its session above it, and the manual beside it. The calculator works in a worker (worker.js).
+
+const MostRemembered = 1000; // lines of the history
+const MostShown = 5000; // parts of the session
+const MostCharacters = 100_000; // of what one statement prints
+const Stopped = "\tError : Cancelled, the statement was stopped\n";
+const TooDeep = "\tError : Nested too deeply for this browser\n";
+
+const element = (id) => document.getElementById(id);
+const [main, log, prompt, input, hint, stop] = ["main", "log", "prompt", "line", "hint", "stop"].map(
+  (id) => element(id) ?? document.querySelector(id),
+);
+
+/** The calculator in its worker. What is lost when the worker is ended comes back in a new one. */
+class Engine {
+  #module;
+  #source;
+  #worker;
+  #saved; // all that it knew once
+  #journal = []; // the lines since then
+  #running = null;
+
+  /** @param {{advice, completions}} listeners */
+  constructor(module, source, listeners) {
+    this.#module = module;
+    this.#source = URL.createObjectURL(new Blob([source], { type: "text/javascript" }));
+    this.listeners = listeners;
+    this.#open();
+  }
+
+  get isRunning() {
+    return this.#running !== null;
+  }
+
+  /**
+   * Carries out lines. `onLine(line)` is called as each begins, `onOutput(text)` for what is printed, and
+   * `onQuestion()` gives a promise of an answer.
+   */
+  run(lines, isScript, callbacks) {
+    if (lines.length === 0) return Promise.resolve();
+    return new Promise((resolve) => {
+      this.#running = { ...callbacks, rest: lines.slice(), isScript, resolve };
+      this.#worker.postMessage({ task: "run", lines, isScript });
+      this.#beginLine();
+    });
+  }
+
+  /** Ends the statement that is running, and drops the lines behind it. */
+  stop(message = Stopped) {
+    const running = this.#running;
+    if (!running) return;
+    if (running.entry.steps > 0) this.#journal.push(running.entry);
+    this.#running = null;
+    this.#worker.terminate();
+    this.#open();
+    running.onOutput(message);
+    running.resolve();
+  }
+
+  advise(line, cursor) {
+    this.#worker.postMessage({ task: "advise", line, cursor });
+  }
+
+  complete(line, cursor) {
+    this.#worker.postMessage({ task: "complete", line, cursor });
+  }
+
+  end() {
+    this.#worker.terminate();
+  }
+
+  #open() {
+    this.#worker = new Worker(this.#source);
+    this.#worker.onmessage = ({ data }) => {
+      if (data.step) this.#onStep(data.step);
+      else if (data.broken) this.stop(TooDeep);
+      else if (data.advice) this.listeners.advice(data.advice);
+      else this.listeners.completions(data.completions);
+    };
+    this.#worker.postMessage({ task: "open", module: this.#module, saved: this.#saved, journal: this.#journal });
+  }
+
+  #beginLine() {
+    const line = this.#running.rest.shift();
+    this.#running.entry = { line, isScript: this.#running.isScript, steps: 0, answers: [] };
+    this.#running.onLine(line);
+  }
+
+  async #onStep({ output, isAsked, isAtEnd, saved }) {
+    const running = this.#running;
+    running.onOutput(output);
+    if (isAsked) {
+      const text = await running.onQuestion();
+      if (running !== this.#running) return; // stopped meanwhile
+      running.entry.answers.push(text);
+      this.#worker.postMessage({ task: "answer", text });
+      return;
+    }
+    ++running.entry.steps;
+    if (!isAtEnd) return;
+    this.#journal.push(running.entry);
+    if (saved) {
+      this.#saved = saved;
+      this.#journal = [];
+    }
+    if (running.rest.length > 0) return this.#beginLine();
+    this.#running = null;
+    running.resolve();
+  }
+}
+
+/** The lines typed before, in this and in earlier sessions. */
+class History {
+  #lines = [];
+  #position = 0;
+  #prefix = "";
+
+  constructor() {
+    try {
+      this.#lines = JSON.parse(localStorage.getItem("orbel.history")) ?? [];
+    } catch {
+      // a browser that keeps nothing
+    }
+    this.restart();
+  }
+
+  add(line) {
+    if (line !== "" && line !== this.#lines.at(-1)) this.#lines.push(line);
+    this.#lines = this.#lines.slice(-MostRemembered);
+    this.restart();
+    try {
+      localStorage.setItem("orbel.history", JSON.stringify(this.#lines));
+    } catch {
+      // full, or a browser that keeps nothing
+    }
+  }
+
+  restart() {
+    this.#position = this.#lines.length;
+  }
+
+  /** The next line in a direction, -1 or 1, that begins like the one that was typed; undefined if there is none. */
+  go(direction, typed) {
+    if (this.#position === this.#lines.length) this.#prefix = typed;
+    for (let at = this.#position + direction; at >= 0 && at <= this.#lines.length; at += direction) {
+      const line = this.#lines[at] ?? this.#prefix;
+      if (at < this.#lines.length && (!line.startsWith(this.#prefix) || line === typed)) continue;
+      this.#position = at;
+      return line;
+    }
+  }
+}
+
+const session = []; // the lines that were carried out, for a script
+const history = new History();
+let engine;
+let giveAnswer = null; // while a question is open
+
+function show(text, kind) {
+  if (text === "") return;
+  const part = document.createElement("span");
+  part.className = kind;
+  const isCut = text.length > MostCharacters;
+  part.textContent = isCut ? text.slice(0, MostCharacters) : text;
+  log.append(part);
+  if (isCut) show(`… and ${(text.length - MostCharacters).toLocaleString("en")} more characters\n`, "note");
+  while (log.childNodes.length > MostShown) log.firstChild.remove();
+  main.scrollTop = main.scrollHeight;
+}
+
+function showOutput(text) {
+  for (const part of text.split(/(?<=\n)(?=\t(?:Error|Warning|[A-Z]))/))
+    show(part, part.startsWith("\tError") ? "error" : part.startsWith("\tWarning") ? "warning" : "output");
+}
+
+/** Carries out lines one after the other, as if they were typed. */
+async function run(lines, isScript = false) {
+  const wanted = lines.filter((line) => line !== "");
+  const end = isScript ? -1 : wanted.findIndex((line) => line === "q" || line === "exit");
+  if (end >= 0) wanted.length = end;
+  hint.textContent = "";
+  stop.disabled = false;
+  await engine.run(wanted, isScript, {
+    onLine(line) {
+      show(`> ${line}\n`, "typed");
+      session.push(line);
+    },
+    onOutput: showOutput,
+    onQuestion: () => new Promise((resolve) => (giveAnswer = resolve)),
+  });
+  stop.disabled = true;
+  giveAnswer = null;
+  if (end >= 0) leave(lines[lines.length - 1]);
+}
+
+function leave() {
+  show("> q\n", "typed");
+  prompt.hidden = true;
+  element("again").hidden = false;
+  element("again").focus();
+  engine.end();
+}
+
+function setLine(text, cursor = text.length) {
+  input.value = text;
+  input.setSelectionRange(cursor, cursor);
+  advise();
+}
+
+function advise() {
+  if (input.value === "" || engine.isRunning) hint.textContent = "";
+  else engine.advise(input.value, input.selectionStart);
+}
+
+/** Characters that other texts have instead of those of the language. */
+const Typographic = {
+  "\u2212": "-",
+  "\u00d7": "*",
+  "\u00b7": "*",
+  "\u22c5": "*",
+  "\u00f7": "/",
+  "\u00a0": " ",
+  "\u202f": " ",
+};
+const inLanguage = (text) => text.replace(/[\u2212\u00d7\u00b7\u22c5\u00f7\u00a0\u202f]/g, (each) => Typographic[each]);
+const linesOf = (text) => text.replace(/^\ufeff/, "").split(/\r?\n/);
+
+/** The name at the cursor becomes what all candidates begin with; if it is that already, they are listed. */
+function complete({ begin, candidates }) {
+  const cursor = input.selectionStart;
+  if (candidates.length === 0) return;
+  let common = candidates[0];
+  for (const each of candidates) while (!each.startsWith(common)) common = common.slice(0, -1);
+  if (common.length > cursor - begin)
+    setLine(input.value.slice(0, begin) + common + input.value.slice(cursor), begin + common.length);
+  else if (candidates.length > 1) hint.textContent = candidates.join("  ");
+}
+
+function enter() {
+  const line = input.value;
+  setLine("");
+  if (giveAnswer) {
+    show(`${line}\n`, "typed");
+    giveAnswer(line);
+    giveAnswer = null;
+  } else if (!engine.isRunning) {
+    if (line !== "q" && line !== "exit") history.add(line);
+    run([line]);
+  } else {
+    setLine(line);
+  }
+}
+
+function recall(direction) {
+  const line = history.go(direction, input.value);
+  if (line !== undefined) setLine(line);
+}
+
+const keys = {
+  ArrowUp: () => recall(-1),
+  ArrowDown: () => recall(1),
+  Escape: () => engine.stop(),
+  Tab(event) {
+    if (event.shiftKey || input.value.slice(0, input.selectionStart).trim() === "") return true; // to the next element
+    engine.complete(input.value, input.selectionStart);
+  },
+};
+
+prompt.addEventListener("submit", (event) => {
+  event.preventDefault();
+  enter();
+});
+input.addEventListener("keydown", (event) => {
+  const key = event.ctrlKey || event.altKey || event.metaKey || event.isComposing ? undefined : keys[event.key];
+  if (key && key(event) !== true) event.preventDefault();
+});
+input.addEventListener("input", () => {
+  const cursor = input.selectionStart;
+  history.restart();
+  setLine(inLanguage(input.value), cursor);
+});
+input.addEventListener("paste", (event) => {
+  const text = inLanguage(event.clipboardData.getData("text"));
+  if (!/\n/.test(text) || engine.isRunning) return;
+  event.preventDefault();
+  const before = input.value.slice(0, input.selectionStart);
+  const lines = linesOf(before + text + input.value.slice(input.selectionEnd));
+  const last = lines.pop();
+  lines.forEach((line) => history.add(line));
+  setLine("");
+  run(lines).then(() => setLine(last));
+});
+document.addEventListener("keydown", (event) => {
+  if (event.key === "Escape") engine.stop();
+});
+stop.addEventListener("click", () => engine.stop());
+log.addEventListener("click", () => getSelection().isCollapsed && input.focus());
+
+main.addEventListener("dragover", (event) => {
+  event.preventDefault();
+  main.classList.add("dropping");
+});
+main.addEventListener("dragleave", () => main.classList.remove("dropping"));
+main.addEventListener("drop", async (event) => {
+  event.preventDefault();
+  main.classList.remove("dropping");
+  for (const file of event.dataTransfer.files) if (!engine.isRunning) await run(linesOf(await file.text()), true);
+});
+
+const script = () => session.map((line) => `${line}\n`).join("");
+element("copy").addEventListener("click", () => navigator.clipboard.writeText(log.textContent));
+element("save").addEventListener("click", () => {
+  const link = document.createElement("a");
+  link.href = URL.createObjectURL(new Blob([script()], { type: "text/plain" }));
+  link.download = "session.orbel";
+  link.click();
+  URL.revokeObjectURL(link.href);
+});
+
+/** Each line of a sample goes to the prompt when it is clicked, and a button runs them all. */
+function prepareSamples() {
+  for (const sample of document.querySelectorAll("aside pre")) {
+    const text = sample.textContent;
+    if (!text.startsWith("> ")) continue;
+    const typed = [];
+    sample.textContent = "";
+    for (const line of text.replace(/\n$/, "").split("\n")) {
+      if (line.startsWith("> ")) {
+        typed.push(line.slice(2));
+        const button = Object.assign(document.createElement("button"), { className: "try", textContent: line });
+        button.addEventListener("click", () => {
+          input.focus();
+          setLine(line.slice(2));
+        });
+        sample.append(button, "\n");
+      } else {
+        sample.append(`${line}\n`);
+      }
+    }
+    const all = Object.assign(document.createElement("button"), { className: "run", textContent: "Run" });
+    all.addEventListener("click", () => engine.isRunning || run(typed));
+    sample.append(all);
+  }
+}
+
+function toggleManual(isOpen) {
+  document.body.classList.toggle("narrow", !isOpen);
+  element("toggle").setAttribute("aria-expanded", String(isOpen));
+}
+element("toggle").addEventListener("click", () => toggleManual(document.body.classList.contains("narrow")));
+toggleManual(innerWidth > 960);
+prepareSamples();
+
+async function start() {
+  const bytes = Uint8Array.from(atob(element("engine").textContent), (each) => each.charCodeAt(0));
+  engine = new Engine(await WebAssembly.compile(bytes), element("worker").textContent, {
+    advice: ({ line, text }) => line === input.value && (hint.textContent = text),
+    completions: complete,
+  });
+  input.focus();
+}
+element("again").addEventListener("click", () => location.reload());
+await start();
+document.body.dataset.ready = "true";
