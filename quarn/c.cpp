@@ -268,8 +268,10 @@ quarn_status quarn_complete(quarn_state* state, const char* line, size_t positio
 }
 
 quarn_status quarn_preview(quarn_state* state, const char* line, double seconds, const char** text) {
-    return state->Do(
-        [&] { return state->HandOut(state->state.Preview(View(line), std::chrono::duration<double>(seconds)), text); });
+    return state->Do([&] {
+        if (!(seconds >= 0)) return state->Fail("No limit can be " + s_str(seconds));
+        return state->HandOut(state->state.Preview(View(line), std::chrono::duration<double>(seconds)), text);
+    });
 }
 
 quarn_status quarn_define(quarn_state* state, const char* name, size_t parameters, quarn_purity purity,
@@ -278,6 +280,7 @@ quarn_status quarn_define(quarn_state* state, const char* name, size_t parameter
         s_str error;
         const s_str key = View(name);
         if (key.IsEmpty()) return state->Fail("A function needs a name");
+        if (!function) return state->Fail("No function for the name '" + key + "'");
         if (!state->state.CheckSymbolName(key, error)) return state->Fail(Failure{error});
         if (parameters > QUARN_MOST_PARAMETERS) return state->Fail("A function has at most 8 parameters");
         const Purity kind = purity == QUARN_PURE ? Purity::Pure : Purity::Impure;
@@ -335,7 +338,7 @@ quarn_status quarn_formula_names(quarn_formula* formula, quarn_named named, quar
 
 quarn_status quarn_formula_bind(quarn_formula* formula, const char* name, const double* number) {
     return formula->owner.Do([&] {
-        if (formula->formula.Bind(View(name), *number)) return QUARN_OK;
+        if (number && formula->formula.Bind(View(name), *number)) return QUARN_OK;
         return formula->owner.Fail("No variable can have the name '" + s_str(View(name)) + "'");
     });
 }

@@ -61,7 +61,7 @@ QUARN_C_API size_t quarn_error_position(const quarn_state* state);
 #define QUARN_NOWHERE ((size_t)-1)
 
 /* Takes `size` bytes of what a line reports, which do not end in '\0'. `host` is what came with the callback. It may
- * use the state; what a line reports that is run here is given to the callback of the line that reports. */
+ * use the state; what a line reports that is run here is given to the callback of the line that reports, afterwards. */
 typedef void (*quarn_write)(void* host, const char* text, size_t size);
 /* Carries out the statements of a line, and has `write` take their reports, in order; null drops them. */
 QUARN_C_API quarn_status quarn_run(quarn_state* state, const char* line, quarn_write write, void* host);
@@ -94,14 +94,16 @@ QUARN_C_API quarn_status quarn_preview(quarn_state* state, const char* line, dou
 
 typedef enum quarn_purity {
     QUARN_IMPURE, /* called whenever it is evaluated */
-    QUARN_PURE    /* the result depends on the arguments alone, and nothing changes; may be called less often */
+    QUARN_PURE    /* the result depends on the arguments alone, and nothing changes: may be called less often, and
+                     once more after a failure */
 } quarn_purity;
 #define QUARN_MOST_PARAMETERS 8
 /* Sets `result` to the value of a function, or returns a failure: that of a call with the state, which is passed on, or
  * quarn_fail(state, "..."). It must not free the state. */
 typedef quarn_status (*quarn_function)(quarn_state* state, void* host, const double* arguments, size_t count,
                                        double* result);
-/* Defines a function of so many numbers, 0 to QUARN_MOST_PARAMETERS. `host` must outlive the state. */
+/* Defines a function of so many numbers, 0 to QUARN_MOST_PARAMETERS, and replaces one of as many. `host` must outlive
+ * the state. */
 QUARN_C_API quarn_status quarn_define(quarn_state* state, const char* name, size_t parameters, quarn_purity purity,
                                       quarn_function function, void* host);
 /* Makes the message that of the last failure. Returns QUARN_EVALUATION. */
@@ -116,8 +118,8 @@ typedef enum quarn_limited {
 } quarn_limited;
 /* What a line or an evaluation may take. INFINITY, but for levels, is no limit, as at first. */
 QUARN_C_API quarn_status quarn_limit(quarn_state* state, quarn_limited limited, double most);
-/* Stops what is being evaluated, and fails all that follows until it is called with 0. May be called from any thread
- * and from signal handlers. */
+/* Stops what is being evaluated, and fails all evaluations and lines until it is called with 0. May be called from any
+ * thread and from signal handlers. */
 QUARN_C_API void quarn_cancel(quarn_state* state, int isCancelled);
 
 /* Makes a formula, to be freed by quarn_formula_free. Faults of its text show when it is checked or evaluated. */
@@ -138,7 +140,8 @@ typedef struct quarn_values {
     const double* numbers;
 } quarn_values;
 /* Evaluates it `count` times, with the values of all variables that have the same index. The numbers may take the place
- * of values. Ends at the first failure; the numbers before it are there. */
+ * of values. Ends at the first failure; the numbers before it are there. Afterwards the variables keep their last
+ * values, until they are bound again. */
 QUARN_C_API quarn_status quarn_formula_evaluate_each(quarn_formula* formula, double* numbers, size_t count,
                                                      const quarn_values* variables, size_t variableCount);
 

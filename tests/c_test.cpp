@@ -108,6 +108,7 @@ TEST_F(CInterface, CallsFunctionsOfTheHost) {
     EXPECT_EQ(quarn_define(state, "silent", 1, QUARN_PURE, Silent, nullptr), QUARN_OK);
     EXPECT_EQ(quarn_define(state, "throwing", 1, QUARN_PURE, Throwing, nullptr), QUARN_OK);
     EXPECT_NE(quarn_define(state, "many", 9, QUARN_PURE, Sum, nullptr), QUARN_OK);
+    EXPECT_NE(quarn_define(state, "none", 1, QUARN_PURE, nullptr, nullptr), QUARN_OK);
     EXPECT_NE(quarn_define(state, "", 1, QUARN_PURE, Sum, nullptr), QUARN_OK);
     EXPECT_NE(quarn_define(state, "a b", 1, QUARN_PURE, Sum, nullptr), QUARN_OK);
 
@@ -149,6 +150,7 @@ TEST_F(CInterface, TellsWhatALineBeingTypedCouldBe) {
     EXPECT_EQ(quarn_preview(state, "total = 4; total*2", 1, &text), QUARN_OK);
     EXPECT_STREQ(text, "8");
     EXPECT_NE(quarn_preview(state, "rand()", 1, &text), QUARN_OK);
+    EXPECT_NE(quarn_preview(state, "1", std::nan(""), &text), QUARN_OK);
     texts.clear();
     EXPECT_EQ(quarn_names(state, Take, &texts), QUARN_OK);
     EXPECT_EQ(texts, "_ total ");
@@ -167,6 +169,7 @@ TEST_F(CInterface, EvaluatesFormulasAlsoAfterTheStateWasFreed) {
     EXPECT_EQ(quarn_formula_bind(formula, "a", &a), QUARN_OK);
     EXPECT_EQ(quarn_formula_bind(formula, "x", &x), QUARN_OK);
     EXPECT_EQ(quarn_formula_bind(formula, "my x", &x), QUARN_EVALUATION);
+    EXPECT_EQ(quarn_formula_bind(formula, "x", nullptr), QUARN_EVALUATION);
     double value = 0;
     EXPECT_EQ(quarn_formula_evaluate(formula, &value), QUARN_UNKNOWN_NAME);
     quarn_set(state, "b", 16);

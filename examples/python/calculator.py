@@ -37,16 +37,18 @@ class CalculatorError(Exception):
         self.kind, self.position = kind, position
 
 
-def native(value):
-    if isinstance(value, float):
-        return c_double(value)
-    if isinstance(value, int):
-        return c_size_t(value)
-    return value.encode() if isinstance(value, str) else value
+def text_of(value):
+    if "\0" in value:
+        raise ValueError("a NUL character in a text")
+    return value.encode(errors="replace")
 
 
 def array(numbers):
     return (c_double * len(numbers))(*numbers)
+
+
+def is_list(value):
+    return hasattr(value, "__len__")
 
 
 class Calculator:
@@ -61,7 +63,7 @@ class Calculator:
 
     def call(self, operation, handle, *arguments):
         """Calls the library, and raises its failure."""
-        kind = getattr(library, "quarn_" + operation)(handle, *map(native, arguments))
+        kind = getattr(library, "quarn_" + operation)(handle, *arguments)
         if kind != Kind.OK:
             position = library.quarn_error_position(self._state)
             raise CalculatorError(library.quarn_error(self._state).decode(errors="replace"), Kind(kind),
@@ -75,17 +77,17 @@ class Calculator:
     def __call__(self, expression):
         """The value of an expression, a number; `vector` and `text` give others."""
         number = c_double()
-        self.call("evaluate", self._state, expression, byref(number))
+        self.call("evaluate", self._state, text_of(expression), byref(number))
         return number.value
 
     def vector(self, expression):
         numbers, count = POINTER(c_double)(), c_size_t()
-        self.call("evaluate_vector", self._state, expression, byref(numbers), byref(count))
+        self.call("evaluate_vector", self._state, text_of(expression), byref(numbers), byref(count))
         return numbers[:count.value]
 
     def text(self, expression):
         text = c_char_p()
-        self.call("evaluate_text", self._state, expression, byref(text))
+        self.call("evaluate_text", self._state, text_of(expression), byref(text))
         return text.value.decode(errors="replace")
 
     def run(self, line):
@@ -93,44 +95,45 @@ class Calculator:
         reports = []
         write = Write(lambda host, text, size: reports.append(text[:size]))
         try:
-            self.call("run", self._state, line, write, None)
+            self.call("run", self._state, text_of(line), write, None)
         except CalculatorError as error:
             if error.kind != Kind.REPORTED:
                 raise
         return b"".join(reports).decode(errors="replace")
 
     def __setitem__(self, name, value):
-        if isinstance(value, (int, float)):
-            self.call("set", self._state, name, float(value))
+        if is_list(value):
+            self.call("set_vector", self._state, text_of(name), array(value), c_size_t(len(value)))
         else:
-            self.call("set_vector", self._state, name, array(value), len(value))
+            self.call("set", self._state, text_of(name), c_double(value))
 
     def __getitem__(self, name):
         number = c_double()
-        self.call("get", self._state, name, byref(number))
+        self.call("get", self._state, text_of(name), byref(number))
         return number.value
 
     def __delitem__(self, name):
-        self.call("erase", self._state, name)
+        self.call("erase", self._state, text_of(name))
 
     def __iter__(self):
         return iter(self.list("names", self._state))
 
     def limit(self, limit, most):
-        self.call("limit", self._state, limit, float(most))
+        self.call("limit", self._state, c_int(limit), c_double(most))
 
-    def define(self, name, function, purity=Purity.PURE):
+    def define(self, name, function, parameters=None, purity=Purity.IMPURE):
         """A function of numbers. Its exceptions are failures of the expressions that call it."""
 
         def call(state, host, arguments, count, result):
             try:
                 result[0] = function(*arguments[:count])
                 return Kind.OK
-            except Exception as error:
-                return library.quarn_fail(self._state, str(error).encode())
+            except BaseException as error:
+                return library.quarn_fail(self._state, (str(error) or type(error).__name__).encode(errors="replace"))
 
+        count = c_size_t(function.__code__.co_argcount if parameters is None else parameters)
         self._kept.append(Function(call))
-        self.call("define", self._state, name, function.__code__.co_argcount, purity, self._kept[-1], None)
+        self.call("define", self._state, text_of(name), count, c_int(purity), self._kept[-1], None)
 
     def formula(self, expression):
         return Formula(self, expression)
@@ -141,31 +144,44 @@ class Formula:
 
     def __init__(self, calculator, expression):
         self._calculator, self._formula, self._bound = calculator, c_void_p(), {}
-        calculator.call("formula_new", calculator._state, expression, byref(self._formula))
+        calculator.call("formula_new", calculator._state, text_of(expression), byref(self._formula))
         calculator.call("formula_check", self._formula)
-        self.names = calculator.list("formula_names", self._formula, 0)
+        self.names = calculator.list("formula_names", self._formula, c_int(0))
 
     def __del__(self):
         library.quarn_formula_free(self._formula)
 
     def __call__(self, **variables):
-        """The value, a number; if variables are lists, of one length, a list of values."""
-        lists = {name: array(value) for name, value in variables.items() if not isinstance(value, (int, float))}
+        """The value, a number; if variables are lists, of one length, a list of values.
+
+        A variable keeps its value, the last one of a list, for later calls that leave it out."""
+        unknown = variables.keys() - self.names
+        if unknown:
+            raise TypeError("the formula does not name " + ", ".join(sorted(unknown)))
+        lists = {name: array(value) for name, value in variables.items() if is_list(value)}
+        count, *others = {len(numbers) for numbers in lists.values()} or {0}
+        if others:
+            raise ValueError("the lists have different lengths")
         for name in variables.keys() - lists.keys():
             if name not in self._bound:
-                self._bound[name] = c_double()
-                self._calculator.call("formula_bind", self._formula, name, byref(self._bound[name]))
+                self._bind(name)
             self._bound[name].value = variables[name]
         if not lists:
             number = c_double()
             self._calculator.call("formula_evaluate", self._formula, byref(number))
             return number.value
-        count, *others = {len(numbers) for numbers in lists.values()}
-        if others:
-            raise ValueError("the lists have different lengths")
-        for name in lists:
-            self._bound.pop(name, None)
         results = (c_double * count)()
         values = (Values * len(lists))(*[Values(name.encode(), numbers) for name, numbers in lists.items()])
-        self._calculator.call("formula_evaluate_each", self._formula, results, count, values, len(lists))
+        try:
+            self._calculator.call("formula_evaluate_each", self._formula, results, c_size_t(count), values,
+                                  c_size_t(len(lists)))
+        finally:
+            for name, numbers in lists.items():
+                self._bind(name).value = numbers[-1] if count > 0 else 0
         return list(results)
+
+    def _bind(self, name):
+        """Has a name stand for a number, which is kept as long as the formula."""
+        number = self._bound.setdefault(name, c_double())
+        self._calculator.call("formula_bind", self._formula, name.encode(), byref(number))
+        return number
