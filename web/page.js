@@ -28,8 +28,9 @@ class Engine {
     this.#open();
   }
 
-  get isRunning() {
-    return this.#running !== null;
+  /** Whether lines are carried out, or it has ended. */
+  get isBusy() {
+    return this.#running !== null || this.#worker === null;
   }
 
   /**
@@ -46,15 +47,18 @@ class Engine {
   }
 
   /** Ends the statement that is running, and drops the lines behind it. */
-  stop(message = Stopped) {
+  stop() {
+    if (this.#running) this.#replace(Stopped);
+  }
+
+  #replace(message) {
     const running = this.#running;
-    if (!running) return;
-    if (running.entry.steps > 0) this.#journal.push(running.entry);
     this.#running = null;
+    if (running?.entry.steps > 0) this.#journal.push(running.entry);
     this.#worker.terminate();
     this.#open();
-    running.onOutput(message);
-    running.resolve();
+    running?.onOutput(message);
+    running?.resolve();
   }
 
   advise(line, cursor) {
@@ -67,13 +71,14 @@ class Engine {
 
   end() {
     this.#worker.terminate();
+    this.#worker = null;
   }
 
   #open() {
     this.#worker = new Worker(this.#source);
     this.#worker.onmessage = ({ data }) => {
       if (data.step) this.#onStep(data.step);
-      else if (data.broken) this.stop(TooDeep);
+      else if (data.broken) this.#replace(TooDeep);
       else if (data.advice) this.listeners.advice(data.advice);
       else this.listeners.completions(data.completions);
     };
@@ -124,8 +129,8 @@ class History {
     this.restart();
   }
 
-  add(line) {
-    if (line !== "" && line !== this.#lines.at(-1)) this.#lines.push(line);
+  add(...lines) {
+    for (const line of lines) if (line !== "" && line !== this.#lines.at(-1)) this.#lines.push(line);
     this.#lines = this.#lines.slice(-MostRemembered);
     this.restart();
     try {
@@ -165,7 +170,18 @@ function show(text, kind) {
   log.append(part);
   if (isCut) show(`… and ${(text.length - MostCharacters).toLocaleString("en")} more characters\n`, "note");
   while (log.childNodes.length > MostShown) log.firstChild.remove();
-  main.scrollTop = main.scrollHeight;
+  scroll();
+}
+
+let willScroll = false;
+/** To the prompt, once for all that is shown until then. */
+function scroll() {
+  if (willScroll) return;
+  willScroll = true;
+  requestAnimationFrame(() => {
+    willScroll = false;
+    main.scrollTop = main.scrollHeight;
+  });
 }
 
 function showOutput(text) {
@@ -177,6 +193,7 @@ function showOutput(text) {
 async function run(lines, isScript = false) {
   const wanted = lines.filter((line) => line !== "");
   const end = isScript ? -1 : wanted.findIndex((line) => line === "q" || line === "exit");
+  const lastWord = wanted[end];
   if (end >= 0) wanted.length = end;
   hint.textContent = "";
   stop.disabled = false;
@@ -190,11 +207,12 @@ async function run(lines, isScript = false) {
   });
   stop.disabled = true;
   giveAnswer = null;
-  if (end >= 0) leave(lines[lines.length - 1]);
+  if (end >= 0) leave(lastWord);
+  else advise();
 }
 
-function leave() {
-  show("> q\n", "typed");
+function leave(word) {
+  show(`> ${word}\n`, "typed");
   prompt.hidden = true;
   element("again").hidden = false;
   element("again").focus();
@@ -208,7 +226,7 @@ function setLine(text, cursor = text.length) {
 }
 
 function advise() {
-  if (input.value === "" || engine.isRunning) hint.textContent = "";
+  if (input.value === "" || engine.isBusy) hint.textContent = "";
   else engine.advise(input.value, input.selectionStart);
 }
 
@@ -243,11 +261,21 @@ function enter() {
     show(`${line}\n`, "typed");
     giveAnswer(line);
     giveAnswer = null;
-  } else if (!engine.isRunning) {
+  } else if (!engine.isBusy) {
     if (line !== "q" && line !== "exit") history.add(line);
     run([line]);
   } else {
     setLine(line);
+  }
+}
+
+/** Stops a statement, or says no to its question. */
+function interrupt() {
+  if (giveAnswer) {
+    setLine("n");
+    enter();
+  } else {
+    engine.stop();
   }
 }
 
@@ -259,10 +287,10 @@ function recall(direction) {
 const keys = {
   ArrowUp: () => recall(-1),
   ArrowDown: () => recall(1),
-  Escape: () => engine.stop(),
+  Escape: interrupt,
   Tab(event) {
     if (event.shiftKey || input.value.slice(0, input.selectionStart).trim() === "") return true; // to the next element
-    engine.complete(input.value, input.selectionStart);
+    if (!engine.isBusy) engine.complete(input.value, input.selectionStart);
   },
 };
 
@@ -281,19 +309,27 @@ input.addEventListener("input", () => {
 });
 input.addEventListener("paste", (event) => {
   const text = inLanguage(event.clipboardData.getData("text"));
-  if (!/\n/.test(text) || engine.isRunning) return;
+  if (!/\n/.test(text) || engine.isBusy) return;
   event.preventDefault();
   const before = input.value.slice(0, input.selectionStart);
   const lines = linesOf(before + text + input.value.slice(input.selectionEnd));
   const last = lines.pop();
-  lines.forEach((line) => history.add(line));
+  history.add(...lines.slice(-MostRemembered));
   setLine("");
   run(lines).then(() => setLine(last));
 });
-document.addEventListener("keydown", (event) => {
-  if (event.key === "Escape") engine.stop();
+element("older").addEventListener("click", () => {
+  input.focus();
+  recall(-1);
 });
-stop.addEventListener("click", () => engine.stop());
+element("complete").addEventListener("click", () => {
+  input.focus();
+  if (!engine.isBusy) engine.complete(input.value, input.selectionStart);
+});
+document.addEventListener("keydown", (event) => {
+  if (event.key === "Escape" && event.target !== input) interrupt();
+});
+stop.addEventListener("click", interrupt);
 log.addEventListener("click", () => getSelection().isCollapsed && input.focus());
 
 main.addEventListener("dragover", (event) => {
@@ -304,7 +340,7 @@ main.addEventListener("dragleave", () => main.classList.remove("dropping"));
 main.addEventListener("drop", async (event) => {
   event.preventDefault();
   main.classList.remove("dropping");
-  for (const file of event.dataTransfer.files) if (!engine.isRunning) await run(linesOf(await file.text()), true);
+  for (const file of event.dataTransfer.files) if (!engine.isBusy) await run(linesOf(await file.text()), true);
 });
 
 const script = () => session.map((line) => `${line}\n`).join("");
@@ -338,7 +374,7 @@ function prepareSamples() {
       }
     }
     const all = Object.assign(document.createElement("button"), { className: "run", textContent: "Run" });
-    all.addEventListener("click", () => engine.isRunning || run(typed));
+    all.addEventListener("click", () => engine.isBusy || run(typed));
     sample.append(all);
   }
 }

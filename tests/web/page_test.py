@@ -93,6 +93,11 @@ def test_questions(page):
     page.wait_until_idle()
     expect("> kept = 1;~;kept\n\tDefining Scalar : kept = 1\n" + question + "n\n\tScalar : 1\n",
            page.text()[before:])
+    page.type("~", Keys.ENTER)
+    page.wait(lambda: page.text().endswith(question))
+    page.type(Keys.ESCAPE)
+    page.wait(lambda: page.text().endswith(question + "n\n"))
+    page.wait_until_idle()
 
 
 def test_stop(page):
@@ -168,12 +173,22 @@ def test_phone():
     phone = Page(390, 844)
     phone.driver.execute_cdp_cmd("Emulation.setDeviceMetricsOverride",
                                  {"width": 390, "height": 844, "deviceScaleFactor": 2, "mobile": True})
+    phone.driver.execute_cdp_cmd("Emulation.setTouchEmulationEnabled", {"enabled": True, "maxTouchPoints": 5})
     phone.open()
     for line in ["price = 1299; rate = 0.19", "tax &= price*rate", "rate = 0.07"]:
         phone.play(line)
     expect("> tax\n\tScalar : 90.93\n", phone.play("tax"))
     if phone.script("return document.documentElement.scrollWidth > innerWidth"):
         sys.exit("the page is wider than a phone")
+    phone.driver.find_element(By.ID, "older").click()
+    expect("tax", phone.line.get_property("value"))
+    phone.type(Keys.BACKSPACE)
+    phone.driver.find_element(By.ID, "complete").click()
+    phone.wait(lambda: phone.line.get_property("value") == "ta")  # "tan(" as well
+    phone.type(Keys.CONTROL, "a", Keys.NULL, Keys.DELETE, "exit", Keys.ENTER)
+    phone.wait(lambda: phone.driver.find_element(By.ID, "again").is_displayed() and not phone.line.is_displayed())
+    phone.driver.find_element(By.ID, "again").click()
+    phone.wait(lambda: phone.script("return document.body.dataset.ready"))
     phone.driver.quit()
 
 
