@@ -185,7 +185,7 @@ function scroll() {
 }
 
 function showOutput(text) {
-  for (const part of text.split(/(?<=\n)(?=\t(?:Error|Warning|[A-Z]))/))
+  for (const part of text.split(/^(?=\t[A-Z])/m))
     show(part, part.startsWith("\tError") ? "error" : part.startsWith("\tWarning") ? "warning" : "output");
 }
 
