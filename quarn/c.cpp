@@ -163,7 +163,7 @@ void DefineOneOf(std::index_sequence<Counts...>, std::size_t parameters, More&..
     ((Counts == parameters ? Define(more..., std::make_index_sequence<Counts>()) : void()), ...);
 }
 
-/// The number as a whole one, or the largest one if it is too large.
+/// Rounds down, to at most the largest number of the type.
 template <class Whole> Whole Clamped(double number) {
     return number < static_cast<double>(std::numeric_limits<Whole>::max()) ? static_cast<Whole>(number)
                                                                            : std::numeric_limits<Whole>::max();

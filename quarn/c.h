@@ -73,7 +73,8 @@ QUARN_C_API quarn_status quarn_evaluate_vector(quarn_state* state, const char* e
 /* The text that a console shows. */
 QUARN_C_API quarn_status quarn_evaluate_text(quarn_state* state, const char* expression, const char** text);
 
-/* Symbols by name. A reference is made by a line, "area &= pi*r^2". */
+/* Symbols by name. quarn_get gives a number; for any other value, evaluate the name. A reference is made by a line,
+ * "area &= pi*r^2". */
 QUARN_C_API quarn_status quarn_set(quarn_state* state, const char* name, double number);
 QUARN_C_API quarn_status quarn_set_vector(quarn_state* state, const char* name, const double* numbers, size_t count);
 QUARN_C_API quarn_status quarn_get(quarn_state* state, const char* name, double* number);

@@ -162,7 +162,7 @@ void Statements::ParseStatement(std::string_view statement, Transaction& transac
     case StatementForm::Kind::Assignment: return Assign(form.name, form.rest, transaction);
     case StatementForm::Kind::Definition: return DefineSymbol(form.name, Trimmed(form.rest), transaction);
     case StatementForm::Kind::Erasing:
-        if (transaction.IsPreview()) return Reject({}, transaction); // it may ask
+        if (transaction.IsPreview()) return Reject("\tError : A preview erases nothing", transaction);
         return statement == "~" ? EraseAll(transaction) : Erase(form.name, transaction);
     case StatementForm::Kind::Inspection: return Inspect(form.name, transaction);
     case StatementForm::Kind::Expression: return ShowExpression(form.rest, transaction);

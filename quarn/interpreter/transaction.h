@@ -50,7 +50,7 @@ public:
         m_limits.Destroy(std::move(m_lastResult));
         m_limits.Destroy(std::move(m_value));
     }
-    /// Whether something is done that the printing of its report may undo.
+    /// Whether the changes are kept, but can be taken back if the printing of the report is interrupted.
     bool CanUndo() const { return m_lastBefore && MayBeUndone(); }
     bool IsPreview() const { return m_isPreview; }
     /// The value in the report, without its name; empty if the report shows none.
