@@ -27,11 +27,6 @@ File OpenScript(const s_str& path) {
 
 namespace {
 
-std::string_view WithoutCarriageReturn(std::string_view line) {
-    if (line.ends_with('\r')) line.remove_suffix(1);
-    return line;
-}
-
 /// Reads a script in blocks and cuts it into lines. A line within a block is not copied.
 class ScriptLines {
 public:

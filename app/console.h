@@ -6,6 +6,12 @@
 
 namespace Quarn {
 
+/// A line that ends as on Windows, without the rest of its line end.
+inline std::string_view WithoutCarriageReturn(std::string_view line) {
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    return line;
+}
+
 /// Opens a script. The file is closed if the path is a folder or cannot be read.
 File OpenScript(const s_str& path);
 

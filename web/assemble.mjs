@@ -5,6 +5,9 @@ import { readFileSync, writeFileSync } from "node:fs";
 
 const [engine, manual, folder] = process.argv.slice(2);
 const own = (name) => readFileSync(new URL(name, import.meta.url), "utf8").trimEnd();
+/** Modules as one script, each behind those that it imports. */
+const joined = (...names) =>
+  names.map((name) => own(name).replace(/^import .*\n/gm, "").replace(/^export /gm, "")).join("\n\n");
 const bytes = readFileSync(engine).toString("base64");
 
 /** What links of the manual name a heading by. */
@@ -22,8 +25,8 @@ const parts = {
   manual: withNames(readFileSync(manual, "utf8")),
   engine: bytes,
   // No module: a page from a disk may not start one as a worker.
-  worker: `${own("calculator.js").replace(/^export /gm, "")}\n${own("worker.js")}`,
-  page: own("page.js"),
+  worker: joined("calculator.js", "worker.js"),
+  page: joined("history.js", "engine.js", "page.js"),
 };
 writeFileSync(`${folder}/orbel.html`, own("page.html").replace(/\{\{(\w+)\}\}/g, (all, part) => parts[part]) + "\n");
 writeFileSync(

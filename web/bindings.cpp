@@ -4,12 +4,12 @@
 #include <algorithm>
 #include <cstddef>
 #include <istream>
-#include <ostream>
-#include <streambuf>
+#include <sstream>
 #include <string>
 #include <string_view>
 
 #include "app/advisor.h"
+#include "app/console.h"
 #include "app/utf8.h"
 #include "quarn/interpreter/limits/limits.h"
 #include "quarn/interpreter/state.h"
@@ -22,27 +22,6 @@ using namespace Quarn;
 
 namespace {
 
-std::string_view WithoutCarriageReturn(std::string_view line) {
-    if (line.ends_with('\r')) line.remove_suffix(1);
-    return line;
-}
-
-/// Collects what is printed.
-class Output : public std::streambuf {
-public:
-    std::string text;
-
-protected:
-    std::streamsize xsputn(const char* more, std::streamsize size) override {
-        text.append(more, static_cast<std::size_t>(size));
-        return size;
-    }
-    int_type overflow(int_type character) override {
-        text += traits_type::to_char_type(character);
-        return character;
-    }
-};
-
 /// A question that nobody has answered yet.
 struct Asked {};
 
@@ -50,7 +29,7 @@ struct Asked {};
 /// answer, from its beginning, without the question.
 class Answer : public std::streambuf {
 public:
-    explicit Answer(Output& output) : m_output(output) {}
+    explicit Answer(std::ostringstream& output) : m_output(output) {}
     void Give(std::string text) {
         m_text = std::move(text) + "\n";
         m_isGiven = true;
@@ -60,13 +39,13 @@ protected:
     int_type underflow() override {
         if (!m_isGiven) throw Asked();
         m_isGiven = false;
-        m_output.text.clear();
+        m_output.str({}); // the question
         setg(m_text.data(), m_text.data(), m_text.data() + m_text.size());
         return traits_type::to_int_type(m_text.front());
     }
 
 private:
-    Output& m_output;
+    std::ostringstream& m_output;
     std::string m_text;
     bool m_isGiven = false;
 };
@@ -75,7 +54,7 @@ class Calculator {
 public:
     explicit Calculator(unsigned levels) {
         m_input.exceptions(std::ios::badbit); // passes on what a buffer throws
-        m_state.SetStreams(m_input, m_stream);
+        m_state.SetStreams(m_input, m_output);
         Vector::Register(m_state);
         m_state.GetLimits().SetDeepestNesting(levels);
     }
@@ -88,7 +67,6 @@ public:
 
     /// Carries out the lines of a script.
     std::size_t Run() {
-        m_output.text.clear();
         std::string_view rest = m_text;
         while (!rest.empty()) {
             std::string_view line = rest.substr(0, rest.find('\n'));
@@ -107,7 +85,6 @@ public:
     }
     /// Carries out the next statement of the line.
     std::size_t Step() {
-        m_output.text.clear();
         m_isAsked = false;
         const std::string_view before = m_rest;
         std::string_view statement;
@@ -142,13 +119,13 @@ public:
 
 private:
     std::size_t Show() {
-        m_text.swap(m_output.text);
+        m_text = m_output.str();
+        m_output.str({});
         return m_text.size();
     }
 
-    Output m_output;
+    std::ostringstream m_output;
     Answer m_answer{m_output};
-    std::ostream m_stream{&m_output};
     std::istream m_input{&m_answer};
     State m_state;
     Advisor m_advisor{m_state};

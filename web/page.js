@@ -1,160 +1,14 @@
-// The page: a prompt, its session above it, and the manual beside it. The calculator works in a worker (worker.js).
+// The page: a prompt, its session above it, and the manual beside it.
+import { Engine } from "./engine.js";
+import { History } from "./history.js";
 
-const MostRemembered = 1000; // lines of the history
 const MostShown = 5000; // parts of the session
 const MostCharacters = 100_000; // of what one statement prints
-const Stopped = "\tError : Cancelled, the statement was stopped\n";
-const TooDeep = "\tError : Nested too deeply for this browser\n";
 
 const element = (id) => document.getElementById(id);
 const [main, log, prompt, input, hint, stop] = ["main", "log", "prompt", "line", "hint", "stop"].map(
   (id) => element(id) ?? document.querySelector(id),
 );
-
-/** The calculator in its worker. What is lost when the worker is ended comes back in a new one. */
-class Engine {
-  #module;
-  #source;
-  #worker;
-  #saved; // all that it knew once
-  #journal = []; // the lines since then
-  #running = null;
-
-  /** @param {{advice, completions}} listeners */
-  constructor(module, source, listeners) {
-    this.#module = module;
-    this.#source = URL.createObjectURL(new Blob([source], { type: "text/javascript" }));
-    this.listeners = listeners;
-    this.#open();
-  }
-
-  /** Whether lines are carried out, or it has ended. */
-  get isBusy() {
-    return this.#running !== null || this.#worker === null;
-  }
-
-  /**
-   * Carries out lines. `onLine(line)` is called as each begins, `onOutput(text)` for what is printed, and
-   * `onQuestion()` gives a promise of an answer.
-   */
-  run(lines, isScript, callbacks) {
-    if (lines.length === 0) return Promise.resolve();
-    return new Promise((resolve) => {
-      this.#running = { ...callbacks, rest: lines.slice(), isScript, resolve };
-      this.#worker.postMessage({ task: "run", lines, isScript });
-      this.#beginLine();
-    });
-  }
-
-  /** Ends the statement that is running, and drops the lines behind it. */
-  stop() {
-    if (this.#running) this.#replace(Stopped);
-  }
-
-  #replace(message) {
-    const running = this.#running;
-    this.#running = null;
-    if (running?.entry.steps > 0) this.#journal.push(running.entry);
-    this.#worker.terminate();
-    this.#open();
-    running?.onOutput(message);
-    running?.resolve();
-  }
-
-  advise(line, cursor) {
-    this.#worker.postMessage({ task: "advise", line, cursor });
-  }
-
-  complete(line, cursor) {
-    this.#worker.postMessage({ task: "complete", line, cursor });
-  }
-
-  end() {
-    this.#worker.terminate();
-    this.#worker = null;
-  }
-
-  #open() {
-    this.#worker = new Worker(this.#source);
-    this.#worker.onmessage = ({ data }) => {
-      if (data.step) this.#onStep(data.step);
-      else if (data.broken) this.#replace(TooDeep);
-      else if (data.advice) this.listeners.advice(data.advice);
-      else this.listeners.completions(data.completions);
-    };
-    this.#worker.postMessage({ task: "open", module: this.#module, saved: this.#saved, journal: this.#journal });
-  }
-
-  #beginLine() {
-    const line = this.#running.rest.shift();
-    this.#running.entry = { line, isScript: this.#running.isScript, steps: 0, answers: [] };
-    this.#running.onLine(line);
-  }
-
-  async #onStep({ output, isAsked, isAtEnd, saved }) {
-    const running = this.#running;
-    running.onOutput(output);
-    if (isAsked) {
-      const text = await running.onQuestion();
-      if (running !== this.#running) return; // stopped meanwhile
-      running.entry.answers.push(text);
-      this.#worker.postMessage({ task: "answer", text });
-      return;
-    }
-    ++running.entry.steps;
-    if (!isAtEnd) return;
-    this.#journal.push(running.entry);
-    if (saved) {
-      this.#saved = saved;
-      this.#journal = [];
-    }
-    if (running.rest.length > 0) return this.#beginLine();
-    this.#running = null;
-    running.resolve();
-  }
-}
-
-/** The lines typed before, in this and in earlier sessions. */
-class History {
-  #lines = [];
-  #position = 0;
-  #prefix = "";
-
-  constructor() {
-    try {
-      this.#lines = JSON.parse(localStorage.getItem("orbel.history")) ?? [];
-    } catch {
-      // a browser that keeps nothing
-    }
-    this.restart();
-  }
-
-  add(...lines) {
-    for (const line of lines) if (line !== "" && line !== this.#lines.at(-1)) this.#lines.push(line);
-    this.#lines = this.#lines.slice(-MostRemembered);
-    this.restart();
-    try {
-      localStorage.setItem("orbel.history", JSON.stringify(this.#lines));
-    } catch {
-      // full, or a browser that keeps nothing
-    }
-  }
-
-  restart() {
-    this.#position = this.#lines.length;
-  }
-
-  /** The next line in a direction, -1 or 1, that begins like the one that was typed; undefined if there is none. */
-  go(direction, typed) {
-    if (this.#position === this.#lines.length) this.#prefix = typed;
-    for (let at = this.#position + direction; at >= 0 && at <= this.#lines.length; at += direction) {
-      const line = this.#lines[at] ?? this.#prefix;
-      if (at < this.#lines.length && (!line.startsWith(this.#prefix) || line === typed)) continue;
-      this.#position = at;
-      return line;
-    }
-  }
-}
 
 const session = []; // the lines that were carried out, for a script
 const history = new History();
@@ -314,7 +168,7 @@ input.addEventListener("paste", (event) => {
   const before = input.value.slice(0, input.selectionStart);
   const lines = linesOf(before + text + input.value.slice(input.selectionEnd));
   const last = lines.pop();
-  history.add(...lines.slice(-MostRemembered));
+  history.add(...lines);
   setLine("");
   run(lines).then(() => setLine(last));
 });
@@ -344,7 +198,9 @@ main.addEventListener("drop", async (event) => {
 });
 
 const script = () => session.map((line) => `${line}\n`).join("");
-element("copy").addEventListener("click", () => navigator.clipboard.writeText(log.textContent));
+element("copy").addEventListener("click", () => {
+  navigator.clipboard.writeText(log.textContent).then(() => (hint.textContent = "Copied"));
+});
 element("save").addEventListener("click", () => {
   const link = document.createElement("a");
   link.href = URL.createObjectURL(new Blob([script()], { type: "text/plain" }));

@@ -1,6 +1,8 @@
 // Carries out lines beside the page, which can end it at any time. Whatever a statement prints is reported when the
 // statement is done, so the page knows which ones a new worker has to repeat.
 
+import { Calculator } from "./calculator.js";
+
 /** Of work, in milliseconds, until all that the calculator knows is handed to the page. */
 const MostToRepeat = 50;
 
