@@ -183,7 +183,7 @@ void Screen::Show(const Picture& picture) {
     m_rows = std::move(rows);
     MoveTo({cursor.row - m_top, cursor.column});
     Flush();
-    m_terminal.SetRowsBelow(std::min(rowCount - m_top, m_size.rows) - 1 - m_cursor.row);
+    m_terminal.SetRowsBelow(std::min(rowCount, m_size.rows) - 1 - m_cursor.row);
 }
 
 /// Writes the cells that differ. If `isContinuation`, the last cell of the row above has just been written, and the

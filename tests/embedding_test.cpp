@@ -77,7 +77,9 @@ TEST_F(Embedding, LiteralsAreReadAgainUnlessTheirTypeSaysThatTheyAreConstant) {
     EXPECT_EQ(Play("r*1"), Play("r*1"));
 
     state.EditRegistry().literalTests["Tick"] = [this](std::string_view text) {
-        return text == "#" && state.Evaluate("1+1").GetError() != "\tError : A literal test must not evaluate anything";
+        const char* const message = "\tError : A literal test must not evaluate anything";
+        return text == "#" &&
+               (state.Evaluate("1+1").GetError() != message || state.Get<double>("r").GetError() != message);
     };
     EXPECT_EQ(Play("#"), "\tError : Unable to parse expression '#', no operator found\n");
 }
@@ -125,6 +127,8 @@ TEST_F(Embedding, FunctionsReturnOneValue) {
 
 TEST_F(Embedding, NamedOperandsContributeNothing) {
     Binding(state).Function("named", []() -> s_refptr<Symbol> { return make_refptr<Scalar>("n", 3); });
+    Binding(state).Function("misnamed", []() -> s_refptr<Symbol> { return make_refptr<Scalar>("a b", 3); });
+    EXPECT_EQ(Play("misnamed()"), "\tError : Only alphanumeric names are allowed for symbols, in 'a b'\n");
     EXPECT_EQ(Play("named()+<1>"), "\tError : No match for operator 'Scalar + Vector' in :\n\t        \t + <1>\n");
     EXPECT_EQ(Play("named()*&u"), "\tReference : ()*u\n");
     for (const char* line : {"k:Symbol; v = <k>", "named()*v"}) Play(line);
@@ -236,6 +240,8 @@ TEST_F(Embedding, LiteralsOfAnyLengthAreRead) {
     s_str error;
     EXPECT_EQ(state.ParseSymbol("", std::string(400, '9'), error, false)->ToString().Get(), "inf+");
     EXPECT_EQ(state.ParseSymbol("", "." + std::string(400, '0') + "1", error, false)->ToString().Get(), "0");
+    const std::string exponent(30, '9');
+    EXPECT_EQ(Play("x:Scalar(1e-" + exponent + "); 1e" + exponent), "\tDefining Scalar : x = 0\n\tScalar : inf+\n");
 }
 
 TEST_F(Embedding, WhatRunsOutlivesWhatReplacesIt) {
@@ -329,7 +335,9 @@ TEST_F(Embedding, OperatorsStayWhileAnExpressionIsEvaluated) {
     EXPECT_EQ(Play("1*replacing()"), "\tError : Operators cannot be replaced while an expression is evaluated\n");
     EXPECT_EQ(Play("u = &a+1; u*2"), "\tDefining Reference : u = a+1\n\tReference : (a+1)*2\n");
     EXPECT_TRUE(state.SetOperatorPriorities({{"*", 2}}));
-    EXPECT_EQ(Play("a = 5; u*2"), "\tDefining Scalar : a = 5\n\tReference : a+1*2\n"); // "a+1" is no operation now
+    state.Set("a", 5.0);
+    EXPECT_FALSE(state.Get<double>("u")); // "a+1" is no operation now
+    EXPECT_EQ(Play("u*2"), "\tReference : a+1*2\n");
 }
 
 TEST_F(Embedding, TheLibraryPrintsNothingByItself) {
@@ -345,6 +353,9 @@ TEST_F(Embedding, TheLibraryPrintsNothingByItself) {
 
 TEST_F(Embedding, SymbolsAreSetAndReadWithoutText) {
     EXPECT_EQ((*state.Set("x", 2.5))->ToString().Get(), "x = 2.5");
+    const s_refptr<Symbol> held = state.Get("x");
+    EXPECT_TRUE(state.Set("x", 3.5) && state.Set("x", std::vector<double>{1, 2}) && state.Set("x", 2.5));
+    EXPECT_EQ(held->ToString().Get(), "x = 2.5");
     const s_refptr<Symbol> shared = make_refptr<Length>("", 3);
     EXPECT_TRUE(state.Set("y", shared) && state.Set("z", shared));
     EXPECT_EQ(Play("x;y+z;?z"), "\tScalar : 2.5\n\tLength : 6m\n\tLength : z = 3m\n");

@@ -236,6 +236,14 @@ TEST_F(Formulas, TheirLimitsAreThoseOfTexts) {
     state.GetLimits().SetTimeLimit(std::nullopt);
     state.GetLimits().SetStepBudget(0);
     EXPECT_EQ(brief.Evaluate<double>().GetKind(), FailureKind::StepLimit);
+    Formula reads(state, "x+a+b"); // reading a symbol that has changed is a step
+    reads.Bind("x", x);
+    state.Set("b", 1.0);
+    for (unsigned budget : {5, 5, 5, 4, 4, 3}) {
+        state.Set("a", 1.0);
+        state.GetLimits().SetStepBudget(budget);
+        EXPECT_EQ(reads.Evaluate<double>().value_or(0), budget > 3 ? 3 : 0);
+    }
     state.GetLimits().SetStepBudget(10);
     EXPECT_EQ(formula.Evaluate<double>().GetKind(), FailureKind::StepLimit);
     EXPECT_EQ(*brief.Evaluate<double>(), 2);

@@ -70,6 +70,7 @@ TEST_F(Terminal, KeysEditTheLine) {
         {"1+" + Ctrl('U') + Ctrl('Y') + Ctrl('Y') + "1", "Scalar : 3"},
         {"70 + 5" + alt("b") + "9" + alt("b") + "1" + alt("f") + "2", "Scalar : 2022"},
         {"70 + 5\033[1;5D9\033[1;3D\033[1;5C2", "Scalar : 1022"}, // words by the cursor keys
+        {"1 + 5" + Ctrl('A') + alt("f") + alt("f") + "2", "Scalar : 53"},
         {"12+5" + Ctrl('A') + alt("d") + "6", "Scalar : 11"},
         {"12+" + alt(backspace) + "5", "Scalar : 5"},
         {"1+2" + Ctrl('W') + Ctrl('W') + Ctrl('Y'), "Scalar : 3"}, // deleted in a row
@@ -282,6 +283,10 @@ TEST(History, LeavesAFileAsItsOwnerMadeIt) {
         EXPECT_EQ(history.GetLines().size(), 2u);
     }
     EXPECT_EQ(History(folder.Path("missing/history")).GetLines().size(), 0u);
+    std::filesystem::create_directory(folder.Path("folder"));
+    std::filesystem::permissions(folder.Path("folder"), perms{0755});
+    EXPECT_EQ(History(folder.Path("folder")).GetLines().size(), 0u);
+    EXPECT_EQ(std::filesystem::status(folder.Path("folder")).permissions(), perms{0755});
     const int locked = open(path.c_str(), O_RDONLY);
     ASSERT_EQ(flock(locked, LOCK_EX), 0);
     History history(path); // goes on after a moment

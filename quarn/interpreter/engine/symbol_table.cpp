@@ -70,7 +70,7 @@ s_refptr<Symbol> SymbolTable::Assign(std::string_view name, const FlatType& type
     if (!recent || IsConstant(name)) return nullptr;
     const s_refptr<Symbol>& value = recent->symbol->second;
     Word before = 0;
-    if (!value.IsUnique() || value == m_lastResult || value->GetFlat(before) != &type) return nullptr;
+    if (!value.IsUnique() || value->GetFlat(before) != &type) return nullptr;
     ++m_clock.symbols;
     type.assign(*value, word);
     recent->nameless = {}; // the object may hold another one than it was given
