@@ -353,12 +353,16 @@ TEST_F(Embedding, TheLibraryPrintsNothingByItself) {
 
 TEST_F(Embedding, SymbolsAreSetAndReadWithoutText) {
     EXPECT_EQ((*state.Set("x", 2.5))->ToString().Get(), "x = 2.5");
-    const s_refptr<Symbol> held = state.Get("x");
-    EXPECT_TRUE(state.Set("x", 3.5) && state.Set("x", std::vector<double>{1, 2}) && state.Set("x", 2.5));
-    EXPECT_EQ(held->ToString().Get(), "x = 2.5");
     const s_refptr<Symbol> shared = make_refptr<Length>("", 3);
     EXPECT_TRUE(state.Set("y", shared) && state.Set("z", shared));
     EXPECT_EQ(Play("x;y+z;?z"), "\tScalar : 2.5\n\tLength : 6m\n\tLength : z = 3m\n");
+    const s_refptr<Symbol> held = state.Get("x");
+    EXPECT_TRUE(state.Set("x", 4.5));
+    EXPECT_EQ(held->ToString().Get(), "x = 2.5");
+    EXPECT_TRUE(state.Set("x", std::vector<double>{1, 2}));
+    EXPECT_TRUE(state.Set("x", 3.5));
+    EXPECT_TRUE(state.Set("x", 2.5));
+    EXPECT_EQ(Play("x"), "\tScalar : 2.5\n");
     Play("r &= 2*x; u &= nothing");
     EXPECT_EQ(*state.Get<double>("r"), 5);
     Play("b &= u*2; e:Reference");

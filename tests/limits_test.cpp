@@ -256,7 +256,7 @@ TEST_F(LimitsTest, WhatIsAddedToAKeptOperationCostsWhatIsAdded) {
     const std::uint64_t length = 5 * (std::uint64_t{1} << 14); // of the text, which is shown once
     EXPECT_LT(StepsOf(state, output, "x" + Repeat("+1", 900)), length + 10'000);
     EXPECT_LT(StepsOf(state, output, "k = <1, 2>*x" + Repeat("+y", 900)), length + 20'000);
-    Play("k = x" + Repeat("+1", 100'000));
+    Play("m = &z; k = m" + Repeat("+1", 200'000));
     EXPECT_EQ(Play("k = 1"), "\tDefining Scalar : k = 1\n"); // destroyed without recursion
     Play("r &= a" + Repeat("*1", 1'000));
     EXPECT_GT(StepsOf(state, output, "r[0]"), 2'000u); // an indexing is written anew
