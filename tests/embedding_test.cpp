@@ -76,10 +76,12 @@ TEST_F(Embedding, LiteralsAreReadAgainUnlessTheirTypeSaysThatTheyAreConstant) {
     state.EditRegistry().constantLiterals.insert("Tick");
     EXPECT_EQ(Play("r*1"), Play("r*1"));
 
-    state.EditRegistry().literalTests["Tick"] = [this](std::string_view text) {
+    Formula formula(state, "r");
+    state.EditRegistry().literalTests["Tick"] = [&](std::string_view text) {
         const char* const message = "\tError : A literal test must not evaluate anything";
         return text == "#" &&
-               (state.Evaluate("1+1").GetError() != message || state.Get<double>("r").GetError() != message);
+               (state.Evaluate("1+1").GetError() != message || state.Get<double>("r").GetError() != message ||
+                formula.Evaluate<double>().GetError() != message);
     };
     EXPECT_EQ(Play("#"), "\tError : Unable to parse expression '#', no operator found\n");
 }

@@ -71,6 +71,7 @@ TEST_F(LimitsTest, WhatIsKeptMayHaveBracketsWithoutEnd) {
 
     // Cut off from what follows, each "m" would count as the beginning of an operator.
     state.SetOperatorPriorities({{"+", 1}, {"mod", 2}});
+    EXPECT_EQ(Play("mod"), "\tError : Operator 'mod' is missing its operands\n");
     const std::string many = Repeat("m", 40'000);
     Play("r &= x)" + many + "+(y");
     EXPECT_EQ(Play("r+1"), "\tReference : x" + Repeat("mod", 40'000) + "+y+1\n");

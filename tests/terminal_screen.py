@@ -158,6 +158,10 @@ def advise(program):
     assert terminal.rows()[:3] == ["> 12*1.19", "        Scalar : 14.28", ">"], terminal.rows()
     typed("area = pi*2^2", "area = pi*2^2", ["12.5663706143592"])
     typed("\x15_", "_", ["14.28"])  # nothing was stored
+    line = "10^9*<1, 2, 3, 4, 5, 6>"
+    numbers = ", ".join(f"{i}000000000" for i in range(1, 7))
+    typed("\x15" + line, line, [f"<{numbers}>"[:57] + "\u2026"])
+    typed("\x157.5", "7.5", [])  # says nothing new
     typed("\x15rand()", "rand()", [])
     typed("\x15f &= rand()", "f &= rand()", [])
     typed("\x15~", "~", [])

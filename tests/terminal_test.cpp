@@ -163,6 +163,7 @@ TEST_F(Terminal, HistoryComesBack) {
         ExpectAnswer(terminal, "3" + std::string(Up) + Up + Down + "5", "Scalar : 35");
         ExpectAnswer(terminal, "3" + std::string(Up) + "\x15" + CtrlR + "1+2" + Up, "Scalar : 12");
         ExpectAnswer(terminal, std::string(Up) + "+1" + Up + Down, "Scalar : 13"); // edited, left, and found again
+        ExpectAnswer(terminal, CtrlR + std::string("4+1") + "\x05" + "0", "Scalar : 22"); // stays where it is found
         terminal.Type("~\r");
         ASSERT_TRUE(terminal.Shows(Question));
         terminal.Type("answer\r");
