@@ -187,6 +187,10 @@ def advise(program):
     typed("\x152*-3\r", "", [])
     errors = [i for i, row in enumerate(terminal.rows()) if "Error" in row]
     assert terminal.screen.buffer[errors[-1]][8].fg == "red"
+    assert terminal.rows()[errors[-1] + 1:][:2] == [" " * 24 + "2 *", ">"], terminal.rows()
+    for keys, row in ("?\r", " " * 34 + "&expression"), ("1+\t\t", "acos(        max(         round_up("):
+        terminal.type(keys)
+        terminal.expect(f"{keys!r}: not {row!r}", lambda: row in terminal.rows())
     terminal.end()
 
 

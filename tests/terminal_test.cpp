@@ -75,6 +75,7 @@ TEST_F(Terminal, KeysEditTheLine) {
         {"12+" + alt(backspace) + "5", "Scalar : 5"},
         {"1+2" + Ctrl('W') + Ctrl('W') + Ctrl('Y'), "Scalar : 3"}, // deleted in a row
         {"7" + Ctrl('U') + "8" + Ctrl('U') + Ctrl('Y') + alt("y"), "Scalar : 7"},
+        {"11" + Ctrl('U') + "2" + Ctrl('U') + Ctrl('Y') + alt("y") + Ctrl('Y') + alt("y"), "Scalar : 1111"},
         {"21" + Ctrl('T') + "3", "Scalar : 123"},
         {"132" + Ctrl('B') + Ctrl('T') + "4", "Scalar : 1234"},
         {"12" + Ctrl('U') + Ctrl('_') + "3", "Scalar : 123"},
@@ -163,6 +164,11 @@ TEST_F(Terminal, HistoryComesBack) {
         ExpectAnswer(terminal, "3" + std::string(Up) + Up + Down + "5", "Scalar : 35");
         ExpectAnswer(terminal, "3" + std::string(Up) + "\x15" + CtrlR + "1+2" + Up, "Scalar : 12");
         ExpectAnswer(terminal, std::string(Up) + "+1" + Up + Down, "Scalar : 13"); // edited, left, and found again
+        terminal.Type(CtrlR + std::string("zz"));
+        EXPECT_TRUE(terminal.Shows("no line with 'zz': "));
+        terminal.Type("\x07" + std::string(CtrlR));
+        EXPECT_TRUE(terminal.Shows("search '': "));
+        terminal.Type("\x07");
         ExpectAnswer(terminal, CtrlR + std::string("4+1") + "\x05" + "0", "Scalar : 22"); // stays where it is found
         terminal.Type("~\r");
         ASSERT_TRUE(terminal.Shows(Question));
