@@ -62,6 +62,7 @@ TEST_F(CInterface, LeavesResultsOfFailedCallsAsTheyWere) {
     size_t count = 7;
     EXPECT_NE(quarn_evaluate(state, "1+", &number), QUARN_OK);
     EXPECT_NE(quarn_evaluate_text(state, "1+", &text), QUARN_OK);
+    EXPECT_NE(quarn_preview(state, "rand()", 1, &text), QUARN_OK);
     EXPECT_NE(quarn_evaluate_vector(state, "1", &numbers, &count), QUARN_OK);
     EXPECT_EQ(number, 4);
     EXPECT_STREQ(text, "before");

@@ -474,6 +474,7 @@ TEST_F(Embedding, WhatIsShownIsEvaluatedAnew) {
         {"r^", "\tError : No match for operator 'Scalar ^' in :\n\t        \t2 ^\n"}, // no overload of any type
         {"r+z", "\tReference : 2+q\n"}, // once for the type and once for the text
         {"z+r", "\tReference : q+1\n"}, // only the text
+        {"<0, &r, &r>", "\tVector : <0, 3, 4>\n"},
     };
     for (const auto& [line, answer] : rows) {
         calls = 0;
