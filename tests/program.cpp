@@ -1,23 +1,19 @@
 #include "program.h"
 
-#include <atomic>
+#include <cerrno>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
+#include <system_error>
 
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace {
-
-std::atomic<int> FoldersMade = 0;
-
-} // namespace
-
-Folder::Folder()
-    : m_path(std::filesystem::temp_directory_path() /
-             ("orbel-test-" + std::to_string(getpid()) + "-" + std::to_string(FoldersMade++))) {
-    std::filesystem::create_directories(m_path);
+Folder::Folder() {
+    std::string path = (std::filesystem::temp_directory_path() / "orbel-test-XXXXXX").string();
+    // A name of its own: a test that was killed has left its folder behind.
+    if (!mkdtemp(path.data())) throw std::system_error(errno, std::generic_category(), path);
+    m_path = path;
 }
 
 Folder::~Folder() {
