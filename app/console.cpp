@@ -124,7 +124,7 @@ void RunInteractive(State& state, LineInput& input) {
         }
         const std::string_view text = WithoutCarriageReturn(line);
         if (text == "q" || text == "exit") return;
-        if (got == LineInput::Got::Line && !text.empty()) state.ParseLine(text);
+        if (got == LineInput::Got::Line) state.ParseLine(text);
         input.AnswerInterrupt();
     }
     ReportLostOutput();

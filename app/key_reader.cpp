@@ -89,9 +89,9 @@ bool KeyReader::Read(Key& key) {
 bool KeyReader::ReadTyped(Key& key) {
     for (;;) {
         std::string_view unread = Unread();
-        while (TakeCharacter(unread, key)) {
+        if (TakeCharacter(unread, key)) {
             SetUnread(unread);
-            if (key <= Backspace || IsCharacter(key)) return true;
+            return true;
         }
         switch (ReadMore()) {
         case Terminal::Event::Input: break;

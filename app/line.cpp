@@ -46,7 +46,6 @@ void Line::MoveTo(std::size_t cursor) {
 
 void Line::Transpose() {
     const std::size_t middle = IsAtEnd() ? Before() : m_cursor;
-    m_last = Action::Other;
     if (middle == 0) return;
     const std::size_t cursor = std::exchange(m_cursor, middle);
     const std::size_t begin = Before();

@@ -319,8 +319,7 @@ void Screen::ClearResized(const std::optional<Terminal::Position>& cursor) {
         rewrapped =
             staysInRow ? Terminal::Position{rewrapped.row, columns - 1} : Terminal::Position{rewrapped.row + 1, 0};
     const bool isRewrapped = !cursor || cursor->column == rewrapped.column;
-    std::size_t rows = isRewrapped ? rewrapped.row : m_cursor.row;
-    if (cursor) rows = std::min(rows, cursor->row);
+    const std::size_t rows = isRewrapped ? rewrapped.row : m_cursor.row; // the cursor stops at the first row by itself
     if (rows > 0) m_bytes += "\033[" + std::to_string(rows) + "A";
     m_bytes += "\r\033[J";
     Begin();

@@ -29,6 +29,11 @@ TEST(Console, EmptyLinesPrintThePromptAndBlankOnesAnError) {
     EXPECT_EQ(RunProgram(Folder(), "\n \nq\n").output, "> > \tError : Empty symbol\n> ");
 }
 
+TEST(Console, AnAnswerMayBeLongerThanTheBufferOfTheOutput) {
+    const std::string name(20'000, 'a');
+    EXPECT_EQ(RunProgram(Folder(), name + "\nq\n").output, "> \tDefining Symbol : " + name + "\n> ");
+}
+
 TEST(Console, PromptComesBackWhenTheInputHasEnded) {
     const Folder folder;
     EXPECT_EQ(RunProgram(folder, "1\n", "| head -c 25").output, "> \tScalar : 1\n> > > > > >");

@@ -161,7 +161,7 @@ def advise(program):
     line = "10^9*<1, 2, 3, 4, 5, 6>"
     numbers = ", ".join(f"{i}000000000" for i in range(1, 7))
     typed("\x15" + line, line, [f"<{numbers}>"[:57] + "\u2026"])
-    typed("\x157.5", "7.5", [])  # says nothing new
+    typed("\x157.5", "7.5", [])  # the answer is what was typed
     typed("\x15rand()", "rand()", [])
     typed("\x15f &= rand()", "f &= rand()", [])
     typed("\x15~", "~", [])
@@ -169,6 +169,10 @@ def advise(program):
     typed("\x15?a", "?a", [])
     typed("\x15atan(", "atan(", ["atan(Scalar)  atan(Scalar, Scalar)"])
     typed("1, 2)", "atan(1, 2)", ["0.463647609000806"])
+    typed("\x15atan((1)+(2)", "atan((1)+(2)", ["atan(Scalar)  atan(Scalar, Scalar)"])
+    typed("\x15atan(1; (", "atan(1; (", [])
+    typed("\x15a = round_up(", "a = round_up(", ["round_up(Scalar)"])
+    typed("\x15atan(1, 2)", "atan(1, 2)", ["0.463647609000806"])
     typed("\033a", "atan(1, 2)", [])
     typed("\033a", "atan(1, 2)", ["0.463647609000806"])
     typed("\x156\u00d7(\u22122)\u00a0\u00f74", "6*(-2) /4", ["-3"])
@@ -184,6 +188,17 @@ def advise(program):
     typed("\x15nme+(", "nme+(", [])
     row = terminal.screen.buffer[terminal.screen.cursor.y]
     assert [row[i].fg for i in range(2, 7)] == ["red"] * 3 + ["default", "magenta"], row
+    typed("\x15(1; 2)", "(1; 2)", [])
+    row = terminal.screen.buffer[terminal.screen.cursor.y]
+    assert [row[i].fg for i in range(2, 8)] == ["magenta"] + ["default"] * 4 + ["magenta"], row
+    for keys, partners in ("\x15(<1>)", [0]), ("\033[D", [0, 1]), ("\033[D\033[D", [3]), ("\033[D\033[D", [4]):
+        terminal.type(keys)
+        row = terminal.screen.buffer[terminal.screen.cursor.y]
+        terminal.expect(f"{keys!r}: not {partners}", lambda: [i for i in range(5) if row[i + 2].underscore] == partners)
+    typed("\x0b\x15ata", "ata", [])
+    assert terminal.screen.buffer[terminal.screen.cursor.y][2].fg == "default"  # "atan" begins so
+    typed("+1", "ata+1", [])
+    assert terminal.screen.buffer[terminal.screen.cursor.y][2].fg == "red"
     typed("\x152*-3\r", "", [])
     errors = [i for i, row in enumerate(terminal.rows()) if "Error" in row]
     assert terminal.screen.buffer[errors[-1]][8].fg == "red"
@@ -202,9 +217,10 @@ def resize(program):
     line = "+".join("1" * 26)
     terminal.type(line)
     terminal.expect("not typed", lambda: terminal.shows(line, len(line)))
-    for columns in 37, 30, 55, 80, 17, 40, 21, 40, 21, 40:
-        line += "+"
-        terminal.type("+")
+    full = "+" * (2 * 40 - len("> " + line))  # the cursor is alone in a row
+    for columns, more in (37, full), *((columns, "+") for columns in (30, 55, 80, 17, 40, 21, 40, 21, 40)):
+        line += more
+        terminal.type(more)
         terminal.resize(columns, 10)  # perhaps while the key is answered
         terminal.expect(f"not again in {columns} columns",
                         lambda: terminal.shows(line, len(line)) and terminal.rows()[0] == "> 1+1")

@@ -9,6 +9,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include "app/history.h"
@@ -17,11 +18,11 @@
 
 namespace {
 
-constexpr const char* CtrlC = "\x03";
-constexpr const char* CtrlD = "\x04";
-constexpr const char* CtrlR = "\x12";
-constexpr const char* Up = "\033[A";
-constexpr const char* Down = "\033[B";
+const std::string CtrlC = "\x03";
+const std::string CtrlD = "\x04";
+const std::string CtrlR = "\x12";
+const std::string Up = "\033[A";
+const std::string Down = "\033[B";
 const std::string PasteOn = "\033[200~";
 const std::string PasteOff = "\033[201~";
 constexpr const char* Cancelled = "\tError : Cancelled, the statement was stopped\r\n";
@@ -53,15 +54,22 @@ TEST_F(Terminal, KeysEditTheLine) {
     const std::string left = "\033[D";
     const std::string right = "\033[C";
     const std::string backspace = "\x7f";
+    const std::string accent = "\xcc\x81"; // belongs to the character before it
     const auto alt = [](const std::string& key) { return "\033" + key; };
+    std::string manyDeleted;
+    for (int i = 1; i <= 31; ++i) manyDeleted += std::to_string(i) + Ctrl('U');
     const struct {
         std::string keys;
         const char* answer;
     } rows[] = {
+        {Ctrl('Y') + Ctrl('_') + Ctrl('T') + alt("y") + "12" + alt("y"),
+         "Scalar : 12"}, // nothing to paste, undo or swap
+        {"12" + Ctrl('A') + Ctrl('T') + "3", "Scalar : 312"},
         {"12" + left + "3" + Ctrl('A') + "4" + Ctrl('E') + "+1", "Scalar : 4133"},
         {"12" + Ctrl('B') + Ctrl('F') + Ctrl('B') + "9", "Scalar : 192"},
         {"2\033[H1\033[F3", "Scalar : 123"},
         {"2\033OH1\033OF3", "Scalar : 123"},
+        {"2\033[1~1\033[4~3\033[7~4\033[8~5", "Scalar : 41235"},
         {"12" + left + right + "3", "Scalar : 123"},
         {"12" + backspace + "3", "Scalar : 13"},
         {"zz" + Ctrl('U') + "5", "Scalar : 5"},
@@ -70,21 +78,32 @@ TEST_F(Terminal, KeysEditTheLine) {
         {"1+" + Ctrl('U') + Ctrl('Y') + Ctrl('Y') + "1", "Scalar : 3"},
         {"70 + 5" + alt("b") + "9" + alt("b") + "1" + alt("f") + "2", "Scalar : 2022"},
         {"70 + 5\033[1;5D9\033[1;3D\033[1;5C2", "Scalar : 1022"}, // words by the cursor keys
+        {"70 + 5\033[5D9\033" + left + "1\033\033OC\033\033OC2", "Scalar : 2022"},
         {"1 + 5" + Ctrl('A') + alt("f") + alt("f") + "2", "Scalar : 53"},
+        {")" + alt("b") + "(2", "Scalar : 2"},
+        {"(2)" + left + alt("f") + "+1", "Scalar : 3"},
+        {"2+azAZ09_.\xc3\xa9" + Ctrl('W') + "4", "Scalar : 6"},
+        {accent + backspace + "1e" + accent + backspace + "2", "Scalar : 12"},
+        {"1e" + accent + left + "2" + Ctrl('D'), "Scalar : 12"},
         {"12+5" + Ctrl('A') + alt("d") + "6", "Scalar : 11"},
         {"12+" + alt(backspace) + "5", "Scalar : 5"},
         {"1+2" + Ctrl('W') + Ctrl('W') + Ctrl('Y'), "Scalar : 3"}, // deleted in a row
         {"7" + Ctrl('U') + "8" + Ctrl('U') + Ctrl('Y') + alt("y"), "Scalar : 7"},
+        {"7" + Ctrl('U') + "8" + Ctrl('K') + Ctrl('Y'), "Scalar : 87"}, // nothing was deleted
+        {manyDeleted + Ctrl('Y') + Repeat(alt("y"), 29), "Scalar : 2"},
+        {manyDeleted + Ctrl('Y') + Repeat(alt("y"), 30), "Scalar : 31"}, // the oldest is forgotten
         {"11" + Ctrl('U') + "2" + Ctrl('U') + Ctrl('Y') + alt("y") + Ctrl('Y') + alt("y"), "Scalar : 1111"},
         {"21" + Ctrl('T') + "3", "Scalar : 123"},
         {"132" + Ctrl('B') + Ctrl('T') + "4", "Scalar : 1234"},
         {"12" + Ctrl('U') + Ctrl('_') + "3", "Scalar : 123"},
         {"9+" + Ctrl('_') + "2", "Scalar : 2"}, // what was typed together is undone together
         {"4" + Ctrl('U') + "5" + Ctrl('_') + Ctrl('_') + Ctrl('_') + "6", "Scalar : 6"},
+        {"9" + Ctrl('U') + "5" + Ctrl('_') + "6" + Ctrl('_') + "7", "Scalar : 7"},
+        {"12" + left + "3" + Ctrl('_'), "Scalar : 12"},
         {"12" + left + "\033[3~", "Scalar : 1"},
         {"12" + left + Ctrl('D'), "Scalar : 1"},
-        {"1+" + Ctrl('L') + "1", "Scalar : 2"},
-        {"1\033[15~\033[1;2A\033OP+1\033[24;5~", "Scalar : 2"}, // keys without a meaning type no "~"
+        {"1+" + Ctrl('L') + "1" + Ctrl('X') + Ctrl('G'), "Scalar : 2"},
+        {"1\033[15~\033[1;2A\033OP\033[[A+1\033[24;5~", "Scalar : 2"}, // keys without a meaning type no "~"
         {"1+\033[201~\033[35~\033[27;5;9~\033[<0;1;1M1", "Scalar : 2"},
     };
     for (const auto& row : rows) ExpectAnswer(terminal, row.keys, row.answer);
@@ -113,6 +132,9 @@ TEST_F(Terminal, ALineMayBeLongerThanTheWindow) {
     for (int i = 0; i < 2; ++i) // typed, and then recalled
         ExpectAnswer(terminal, (i == 0 ? "1" + Repeat("+1", 1'000) : Up) + ends + Repeat("+1", 90),
                      "Scalar : " + std::to_string(1'091 + 90 * i));
+    terminal.Type(PasteOn + "1" + Repeat("+1", 100) + PasteOff); // wrapped by the terminal, so copied as one line
+    EXPECT_TRUE(terminal.Shows(Repeat("+1", 100)));
+    ExpectAnswer(terminal, "", "Scalar : 101");
     terminal.Type("~\r");
     EXPECT_TRUE(terminal.Shows(Question));
     terminal.Type(std::string(3'000, 'n') + ends + std::string(90, 'n') + "\r");
@@ -129,6 +151,11 @@ TEST_F(Terminal, AWrappedLineIsDrawnAnewWhenTheWindowChanges) {
     terminal.Resize(40);
     EXPECT_TRUE(terminal.Shows("\033[2A\r\033[J> 1+1+1")); // from the first of now three rows
     ExpectAnswer(terminal, "", "Scalar : 50");
+    terminal.Type("5");
+    EXPECT_TRUE(terminal.Shows("5"));
+    terminal.WaitUntilBlocked();
+    terminal.Resize(60);
+    EXPECT_TRUE(terminal.Shows("\033[6n\r\033[J> 5")); // it stays in its row
 }
 
 TEST_F(Terminal, WhatIsTypedReachesTheCalculatorAsItIs) {
@@ -152,29 +179,41 @@ TEST_F(Terminal, HistoryComesBack) {
         ExpectAnswer(terminal, "1+2", "Scalar : 3");
         ExpectAnswer(terminal, "1+2", "Scalar : 3");
         ExpectAnswer(terminal, "3*4", "Scalar : 12");
-        ExpectAnswer(terminal, std::string(Up) + Up, "Scalar : 3"); // not twice in a row
-        ExpectAnswer(terminal, "6" + std::string(Up) + Up + Down + Down + "7", "Scalar : 67");
+        ExpectAnswer(terminal, Up + Up, "Scalar : 3"); // not twice in a row
+        ExpectAnswer(terminal, "6" + Up + Up + Down + Down + "7", "Scalar : 67");
         const std::string line = "1" + Repeat("+1", 1'000);
         ExpectAnswer(terminal, line + Up + Down + "+1", "Scalar : 1002"); // left and found again whole
-        ExpectAnswer(terminal, CtrlR + std::string("*"), "Scalar : 12");
-        ExpectAnswer(terminal, CtrlR + std::string("1+") + CtrlR + CtrlR + "\x05" + "0", "Scalar : 21");
-        ExpectAnswer(terminal, "8" + std::string(CtrlR) + "3*\x07" + "8", "Scalar : 88");
+        ExpectAnswer(terminal, CtrlR + "*", "Scalar : 12");
+        ExpectAnswer(terminal, CtrlR + "1+" + CtrlR + CtrlR + "\x05" + "0", "Scalar : 21");
+        ExpectAnswer(terminal, "8" + CtrlR + "3*\x07" + "8", "Scalar : 88");
+        ExpectAnswer(terminal, "8" + CtrlR + "3\x7f\x05" + "8", "Scalar : 88");
+        ExpectAnswer(terminal, CtrlR + CtrlR + "3*x\x7f", "Scalar : 12");
         ExpectAnswer(terminal, "3\033p", "Scalar : 12");
-        ExpectAnswer(terminal, "3" + std::string(Up), "Scalar : 12");
-        ExpectAnswer(terminal, "3" + std::string(Up) + Up + Down + "5", "Scalar : 35");
-        ExpectAnswer(terminal, "3" + std::string(Up) + "\x15" + CtrlR + "1+2" + Up, "Scalar : 12");
-        ExpectAnswer(terminal, std::string(Up) + "+1" + Up + Down, "Scalar : 13"); // edited, left, and found again
-        terminal.Type(CtrlR + std::string("zz"));
+        ExpectAnswer(terminal, "3" + Up, "Scalar : 12");
+        ExpectAnswer(terminal, "3" + Up + Up + Down + "5", "Scalar : 35");
+        ExpectAnswer(terminal, "3\033[5~\033[5~\033[6~0", "Scalar : 305"); // the cursor stays behind the "3"
+        ExpectAnswer(terminal, "3\033p\033n\033n6", "Scalar : 36");
+        ExpectAnswer(terminal, "3" + Up + "\x15" + CtrlR + "1+2" + Up, "Scalar : 12");
+        ExpectAnswer(terminal, Up + "+1" + Up + Down, "Scalar : 13"); // edited, left, and found again
+        ExpectAnswer(terminal, "30+1", "Scalar : 31");
+        ExpectAnswer(terminal, "7", "Scalar : 7");
+        ExpectAnswer(terminal, "30+2", "Scalar : 32");
+        ExpectAnswer(terminal, "30\033p\033p\033n0", "Scalar : 302"); // skips lines that begin differently
+        terminal.Type(CtrlR + "zz");
         EXPECT_TRUE(terminal.Shows("no line with 'zz': "));
-        terminal.Type("\x07" + std::string(CtrlR));
+        terminal.Type("\x07" + CtrlR);
         EXPECT_TRUE(terminal.Shows("search '': "));
         terminal.Type("\x07");
-        ExpectAnswer(terminal, CtrlR + std::string("4+1") + "\x05" + "0", "Scalar : 22"); // stays where it is found
+        ExpectAnswer(terminal, CtrlR + "4+1" + "\x05" + "0", "Scalar : 22");
+        ExpectAnswer(terminal, "50+6", "Scalar : 56");
+        ExpectAnswer(terminal, "51+6", "Scalar : 57");
+        ExpectAnswer(terminal, CtrlR + "+6" + "\x05" + "0",
+                     "Scalar : 111"); // stays on a line that still matches
         terminal.Type("~\r");
         ASSERT_TRUE(terminal.Shows(Question));
-        terminal.Type("answer\r");
-        ASSERT_TRUE(terminal.Shows("> "));
-        ExpectAnswer(terminal, std::string(Up) + "\x15" + "9", "Scalar : 9");
+        terminal.Type(Up + CtrlR + "\tanswer\r"); // nothing is recalled or completed
+        ASSERT_TRUE(terminal.Shows("answer\r\n") && terminal.Shows("> "));
+        ExpectAnswer(terminal, Up + "\x15" + "9", "Scalar : 9");
         terminal.Type("q\r");
         EXPECT_EQ(terminal.WaitForEnd(), 0);
     }
@@ -186,7 +225,7 @@ TEST_F(Terminal, HistoryComesBack) {
 
     PseudoTerminal terminal(folder);
     ASSERT_TRUE(terminal.Shows("> "));
-    ExpectAnswer(terminal, std::string(Up), "Scalar : 9");
+    ExpectAnswer(terminal, Up, "Scalar : 9");
 }
 
 TEST_F(Terminal, OnlyASuggestionThatIsShownIsTaken) {
@@ -200,12 +239,17 @@ TEST_F(Terminal, OnlyASuggestionThatIsShownIsTaken) {
         const char* answer;
     } rows[] = {{"2*3", right + "+1", "Scalar : 37"},
                 {"2*3+1", "00+2" + right, "Scalar : 102"},
-                {"00+2", "\r5" + right, "Scalar : 5"}};
+                {"00+2", "\r5" + right, "Scalar : 5"},
+                {"00+2", "\x05+1", "Scalar : 103"}}; // Ctrl-E
     for (const auto& row : rows) {
         terminal.Type("1");
         EXPECT_TRUE(terminal.Shows(row.suggested)) << row.keys;
         ExpectAnswer(terminal, row.keys, row.answer);
     }
+    terminal.Type(PasteOn + "3*4\x01" + PasteOff + "\r");
+    EXPECT_TRUE(terminal.Shows("3*4^A") && terminal.Shows("\tError") && terminal.Shows("> "));
+    terminal.Type("3");
+    EXPECT_TRUE(terminal.Shows("3*4 ")); // the control character is shown as a blank
 }
 
 TEST_F(Terminal, SessionsSideBySideLoseNoLine) {
@@ -219,6 +263,22 @@ TEST_F(Terminal, SessionsSideBySideLoseNoLine) {
         ExpectAnswer(first, Up, "Scalar : 6"); // its own
     }
     EXPECT_EQ(folder.Read(".local/state/orbel/history"), "1+1\n2+2\n3+3\n");
+}
+
+TEST_F(Terminal, TheHistoryIsKeptInTheStateFolderOfTheUser) {
+    for (const auto& [variables, file] : {std::pair("export XDG_STATE_HOME=$HOME/state;", "state/orbel/history"),
+                                          {"export XDG_STATE_HOME=relative;", ".local/state/orbel/history"},
+                                          {"unset HOME;", ""},
+                                          {"export HOME=relative;", ""}}) {
+        const Folder home;
+        PseudoTerminal terminal(home, "xterm", "", variables);
+        ASSERT_TRUE(terminal.Shows("> "));
+        ExpectAnswer(terminal, "1+1", "Scalar : 2");
+        ExpectAnswer(terminal, Up, "Scalar : 2");
+        EXPECT_TRUE(*file == '\0' || home.Read(file) == "1+1\n") << file;
+        for (const char* other : {"state", "relative", ".local", "orbel"})
+            EXPECT_EQ(std::filesystem::exists(home.Path(other)), std::string_view(file).starts_with(other)) << other;
+    }
 }
 
 TEST_F(Terminal, AHistoryThatCannotBeWrittenCostsNothing) {
@@ -274,6 +334,10 @@ TEST(History, KeepsTheLastLinesOfItsFile) {
     folder.Write("history", std::string(History::MostBytes, '1') + "\n2\n");
     EXPECT_EQ(History(path).GetLines(), std::deque<std::string>{"2"});
     EXPECT_EQ(History("/dev/null").GetLines().size(), 0u);
+    folder.Write("history", contents);
+    std::filesystem::create_symlink("history", folder.Path("link"));
+    EXPECT_EQ(History(folder.Path("link")).GetLines().front(), "5");
+    EXPECT_TRUE(std::filesystem::is_symlink(folder.Path("link")) && folder.Read("history").starts_with("5\n"));
 }
 
 TEST(History, LeavesAFileAsItsOwnerMadeIt) {
@@ -300,6 +364,26 @@ TEST(History, LeavesAFileAsItsOwnerMadeIt) {
     history.Add("3");
     EXPECT_EQ(folder.Read("history"), "1\n2\n3\n");
     close(locked);
+}
+
+TEST(History, WritesALineWholeOrNotAtAll) {
+    using Quarn::History;
+    const Folder folder;
+    History history(folder.Write("history", "1\n2\n3\n"));
+    rlimit usual{};
+    getrlimit(RLIMIT_FSIZE, &usual);
+    const auto before = std::signal(SIGXFSZ, SIG_IGN);
+    const std::string tooMany = folder.Write("many", std::string(History::MostBytes, '1') + "\nlonger\nlast\n");
+    const rlimit full{8, usual.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &full);
+    history.Add("456");
+    const std::deque<std::string> last = History(tooMany).GetLines();
+    setrlimit(RLIMIT_FSIZE, &usual);
+    std::signal(SIGXFSZ, before);
+    EXPECT_EQ(last, (std::deque<std::string>{"longer", "last"}));
+    EXPECT_GT(folder.Read("many").size(), History::MostBytes);
+    EXPECT_FALSE(std::filesystem::exists(tooMany + ".new"));
+    EXPECT_EQ(folder.Read("history"), "1\n2\n3\n");
 }
 
 TEST(History, LosesNoLineOfSessionsThatWriteAtOnce) {
@@ -338,13 +422,20 @@ TEST_F(Terminal, TabCompletes) {
     terminal.Type("1+ro\t\t");
     EXPECT_TRUE(terminal.Shows("\r\nround(       round_down(  round_up(\r\n> 1+round"));
     ExpectAnswer(terminal, "_d\t1.7)", "Scalar : 2");
+    std::string names;
+    for (int i = 100; i <= 612; ++i) names += "n" + std::to_string(i) + "=0;";
+    ExpectAnswer(terminal, PasteOn + names + "1" + PasteOff, "Scalar : 1");
+    terminal.Type("n6\t\t"); // exactly one full row
+    EXPECT_TRUE(terminal.Shows("\r\nn600  n601  ") && terminal.Shows("  n611  n612\r\n> n6"));
+    terminal.Type("\x7f\t\t");
+    EXPECT_TRUE(terminal.Shows("\r\nn100  n") && terminal.Shows("\r\n... and 13 more\r\n> n"));
 }
 
 TEST_F(Terminal, CtrlCDropsTheLineAndStopsTheStatement) {
     PseudoTerminal terminal(folder);
     ASSERT_TRUE(terminal.Shows("> "));
     for (const std::string& typed : {std::string("1+"), std::string("1+\033"), std::string("1+\033["),
-                                     std::string("1+\x18"), CtrlR + std::string("z"), PasteOn + "1+"}) {
+                                     std::string("1+\x18"), CtrlR + "z", PasteOn + "1+"}) {
         terminal.Type(typed + CtrlC);
         EXPECT_TRUE(terminal.Shows("^C\r\n")) << typed;
         EXPECT_TRUE(terminal.Shows("> "));
@@ -411,7 +502,7 @@ TEST_F(Terminal, ASecondCtrlCIsTheLastResort) {
 TEST_F(Terminal, CtrlDEndsItOnAnEmptyLineOnly) {
     PseudoTerminal terminal(folder);
     ASSERT_TRUE(terminal.Shows("> "));
-    ExpectAnswer(terminal, "x = 1" + std::string(CtrlD), "Defining Scalar : x = 1");
+    ExpectAnswer(terminal, "x = 1" + CtrlD, "Defining Scalar : x = 1");
     terminal.Type("~\r");
     EXPECT_TRUE(terminal.Shows(Question));
     terminal.Type(CtrlD);
@@ -433,6 +524,10 @@ TEST_F(Terminal, PastedLinesAreAnsweredOneByOne) {
             EXPECT_TRUE(terminal.Shows(shown)) << shown << "\n" << terminal.GetRest();
         ExpectAnswer(terminal, "1", "Scalar : 10");
     }
+    terminal.Type(PasteOn + "ae\xcc\x81\x01\x7f\xc2\x80\xff" + PasteOff);
+    EXPECT_TRUE(terminal.Shows("ae\xcc\x81^A^?\\x80\\xff")) << terminal.GetRest();
+    terminal.Type(CtrlC);
+    EXPECT_TRUE(terminal.Shows("^C\r\n") && terminal.Shows("> "));
     terminal.Type("1+1\r2+2\r"); // the same without marks
     for (const char* shown : {"1+1\r\n", "\tScalar : 2\r\n", "2+2\r\n", "\tScalar : 4\r\n", "> "})
         EXPECT_TRUE(terminal.Shows(shown)) << shown;
@@ -443,7 +538,7 @@ TEST_F(Terminal, AMillionCharactersCanBePasted) {
     ASSERT_TRUE(terminal.Shows("> "));
     const std::string sum = "1" + Repeat("+1", 500'000);
     ExpectAnswer(terminal, PasteOn + sum + PasteOff, "Scalar : 500001");
-    ExpectAnswer(terminal, Up + std::string("+1"), "Scalar : 500002");
+    ExpectAnswer(terminal, Up + "+1", "Scalar : 500002");
     ExpectAnswer(terminal, Repeat("+1", 10'000), "Scalar : 10000"); // without marks
 }
 
@@ -461,6 +556,12 @@ TEST_F(Terminal, CtrlCDropsTheRestOfWhatIsPasted) {
     EXPECT_TRUE(terminal.Shows(Cancelled));
     terminal.Type("y = 2\r" + PasteOff);
     EXPECT_TRUE(terminal.Shows("> "));
+    terminal.Type("f60+0\r");
+    EXPECT_TRUE(terminal.Shows("f60+0\r\n\033[?2004l"));
+    terminal.Type(CtrlC + PasteOn + "y = 2\r");
+    EXPECT_TRUE(terminal.Shows(Cancelled));
+    terminal.Type("y = 2\r" + PasteOff);
+    EXPECT_TRUE(terminal.Shows("> "));
     ExpectAnswer(terminal, "?x", "'x' is undefined");
     ExpectAnswer(terminal, "?y", "'y' is undefined");
 }
@@ -471,7 +572,7 @@ TEST(PlainTerminal, CtrlCAndCtrlDAreKeysToo) {
     ASSERT_TRUE(terminal.Shows("> "));
     terminal.Type("1+1\n");
     EXPECT_TRUE(terminal.Shows("1+1\r\n\tScalar : 2\r\n> "));
-    terminal.Type("x = 1" + std::string(CtrlC));
+    terminal.Type("x = 1" + CtrlC);
     EXPECT_TRUE(terminal.Shows("^C\r\n> "));
     terminal.Type("~\n");
     EXPECT_TRUE(terminal.Shows(Question));
@@ -481,7 +582,7 @@ TEST(PlainTerminal, CtrlCAndCtrlDAreKeysToo) {
     EXPECT_TRUE(terminal.Shows(Question));
     terminal.Type(CtrlC);
     EXPECT_TRUE(terminal.Shows("^C\r\n" + std::string(Cancelled) + "> "));
-    terminal.Type("5" + std::string(CtrlD) + CtrlD); // what was typed, without its end
+    terminal.Type("5" + CtrlD + CtrlD); // what was typed, without its end
     EXPECT_TRUE(terminal.Shows("5\r\n\tScalar : 5\r\n> "));
     terminal.Type(CtrlD);
     EXPECT_TRUE(terminal.Shows("q\r\n"));
@@ -526,10 +627,12 @@ TEST(PlainTerminal, CtrlCEndsAScript) {
 }
 
 TEST(PlainTerminal, AHungUpTerminalEndsIt) {
-    for (const char* kind : {"xterm", "dumb"}) {
+    for (const auto& [kind, isResized] : {std::pair("xterm", false), {"xterm", true}, {"dumb", false}}) {
         const Folder folder;
         PseudoTerminal terminal(folder, kind, "2> errors", "trap '' HUP;");
         ASSERT_TRUE(terminal.Shows("> "));
+        if (isResized) terminal.Resize(40);
+        ASSERT_TRUE(!isResized || terminal.Shows("\033[6n")); // it waits for where the cursor is
         terminal.HangUp();
         EXPECT_EQ(terminal.WaitForEnd(), 0);
         EXPECT_EQ(folder.Read("errors"), "orbel: the terminal is gone\n");
