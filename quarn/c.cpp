@@ -72,7 +72,6 @@ struct quarn_state {
     }
     quarn_status FailFromLackOfMemory() {
         failure.error.Clear();
-        failure.kind = FailureKind::OutOfMemory;
         failure.position.reset();
         message = "Out of memory";
         return QUARN_OUT_OF_MEMORY;

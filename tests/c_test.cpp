@@ -69,6 +69,16 @@ TEST_F(CInterface, LeavesResultsOfFailedCallsAsTheyWere) {
     EXPECT_EQ(count, 7u);
 }
 
+TEST_F(CInterface, SetsAndErasesSymbols) {
+    const double values[] = {3, 4};
+    EXPECT_EQ(quarn_set_vector(state, "v", values, 2), QUARN_OK);
+    const char* text = "";
+    EXPECT_EQ(quarn_evaluate_text(state, "v*2", &text), QUARN_OK);
+    EXPECT_STREQ(text, "<6, 8>");
+    EXPECT_EQ(quarn_erase(state, "v"), QUARN_OK);
+    EXPECT_EQ(quarn_erase(state, "v"), QUARN_UNKNOWN_NAME);
+}
+
 TEST_F(CInterface, LimitsAndStops) {
     quarn_limit(state, QUARN_STEPS, 100);
     EXPECT_NE(
@@ -82,6 +92,15 @@ TEST_F(CInterface, LimitsAndStops) {
     quarn_limit(state, QUARN_STACK, 1 << 20);
     quarn_limit(state, QUARN_MEMORY, 10);
     EXPECT_EQ(quarn_set(state, "x", 1), QUARN_MEMORY_LIMIT);
+    quarn_limit(state, QUARN_MEMORY, INFINITY);
+    std::string sum = "1";
+    for (int i = 0; i < 10'000; ++i) sum += "+1";
+    for (const auto& [limited, kind] : {std::pair(QUARN_STEPS, QUARN_STEP_LIMIT), {QUARN_SECONDS, QUARN_TIME_LIMIT}}) {
+        EXPECT_EQ(quarn_limit(state, limited, 0), QUARN_OK);
+        Fault(sum.c_str());
+        EXPECT_EQ(status, kind);
+        quarn_limit(state, limited, INFINITY);
+    }
     std::thread([&] { quarn_cancel(state, true); }).join();
     EXPECT_EQ(Fault("1+1"), std::to_string(QUARN_CANCELLED) + " Cancelled, the statement was stopped");
     quarn_cancel(state, false);
@@ -97,6 +116,9 @@ quarn_status Sum(quarn_state*, void* calls, const double* arguments, size_t coun
     for (*result = 0; count > 0; --count) *result += arguments[count - 1];
     return QUARN_OK;
 }
+quarn_status Failing(quarn_state* state, void*, const double*, size_t, double*) {
+    return quarn_fail(state, "Too cold");
+}
 quarn_status Silent(quarn_state*, void*, const double*, size_t, double*) { return QUARN_EVALUATION; }
 quarn_status Throwing(quarn_state*, void*, const double*, size_t, double*) { throw 1; }
 
@@ -107,6 +129,7 @@ TEST_F(CInterface, CallsFunctionsOfTheHost) {
     EXPECT_EQ(quarn_define(state, "pure", 8, QUARN_PURE, Sum, &pureCalls), QUARN_OK);
     EXPECT_EQ(quarn_define(state, "impure", 0, QUARN_IMPURE, Sum, &impureCalls), QUARN_OK);
     EXPECT_EQ(quarn_define(state, "nested", 0, QUARN_IMPURE, Nested, missing), QUARN_OK);
+    EXPECT_EQ(quarn_define(state, "failing", 0, QUARN_IMPURE, Failing, nullptr), QUARN_OK);
     EXPECT_EQ(quarn_define(state, "silent", 1, QUARN_PURE, Silent, nullptr), QUARN_OK);
     EXPECT_EQ(quarn_define(state, "throwing", 1, QUARN_PURE, Throwing, nullptr), QUARN_OK);
     EXPECT_NE(quarn_define(state, "many", 9, QUARN_PURE, Sum, nullptr), QUARN_OK);
@@ -114,9 +137,9 @@ TEST_F(CInterface, CallsFunctionsOfTheHost) {
     EXPECT_NE(quarn_define(state, "", 1, QUARN_PURE, Sum, nullptr), QUARN_OK);
     EXPECT_NE(quarn_define(state, "a b", 1, QUARN_PURE, Sum, nullptr), QUARN_OK);
 
-    EXPECT_EQ(Run("impure(); p &= pure(1,2,3,4,5,6,7,8); p; nested(); silent(1)"),
+    EXPECT_EQ(Run("impure(); p &= pure(1,2,3,4,5,6,7,8); p; nested(); failing(); silent(1)"),
               "\tScalar : 0\n\tDefining Reference : p = 36\n\tScalar : 36\n"
-              "\tError : Unknown symbol 'missing'\n\tError : The function has failed\n");
+              "\tError : Unknown symbol 'missing'\n\tError : Too cold\n\tError : The function has failed\n");
     EXPECT_GT(pureCalls, 0);
     EXPECT_EQ(impureCalls, 1);
     double number = 0;
