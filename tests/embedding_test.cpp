@@ -76,7 +76,7 @@ TEST_F(Embedding, LiteralsAreReadAgainUnlessTheirTypeSaysThatTheyAreConstant) {
     state.EditRegistry().constantLiterals.insert("Tick");
     EXPECT_EQ(Play("r*1"), Play("r*1"));
 
-    Formula formula(state, "r");
+    Formula formula(state, "1+1");
     state.EditRegistry().literalTests["Tick"] = [&](std::string_view text) {
         const char* const message = "\tError : A literal test must not evaluate anything";
         return text == "#" &&
@@ -650,6 +650,11 @@ TEST_F(Embedding, VectorsHoldFlatValuesOfAHost) {
     bind.Binary("+", [](Degrees a, Degrees b) { return Degrees{a.count + b.count}; });
     EXPECT_EQ(Play("v = <30deg, Angle(45)>; v+v; v[1]"),
               "\tDefining Vector : v = <30deg, 45deg>\n\tVector : <60deg, 90deg>\n\tAngle : 45deg\n");
+    Play("s = 2; r &= s+s; r; r");
+    Formula sum(state, "r+s");
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(*sum.Evaluate<double>(), 6);
+    Play("s = 20deg");
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(sum.Evaluate<Degrees>()->count, 60);
     EXPECT_EQ(Play("<30deg, 120deg>"), "\tError : Non-homogeneous Vectors are not allowed.\n"
                                        "\t        Trying to mix acute Angle with Angle\n");
     EXPECT_EQ(Play("<&v, 1>"), "\tError : Non-homogeneous Vectors are not allowed.\n"
@@ -682,6 +687,9 @@ TEST_F(Embedding, OperationsOfAHostHaveABudgetOfTheirOwn) {
     EXPECT_FALSE(state.Evaluate("1+1+1"));
     s_str error;
     for (int i = 0; i < 3; ++i) EXPECT_TRUE(state.ApplyBinaryOperator("+", one, one, error)) << error.Get();
+    state.GetLimits().SetStepBudget(0);
+    EXPECT_FALSE(state.ApplyBinaryOperator("+", one, one, error) || state.ApplyRightUnaryOperator("-", one, error));
+    state.GetLimits().SetStepBudget(2);
     state.GetLimits().SetTimeLimit(std::chrono::nanoseconds::max());
     EXPECT_TRUE(state.Evaluate("2"));
     state.GetLimits().SetDeepestNesting(3);

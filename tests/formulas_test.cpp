@@ -133,12 +133,42 @@ TEST_F(Formulas, CallablesAreCalledNoMoreThanTheyMustBe) {
 TEST_F(Formulas, ACallableThatLooksAtTheStateIsAskedEachTime) {
     Binding bind(state, Purity::Pure);
     bind.Function("last", [this](double x) { return state.Evaluate<double>("_+0").value_or(0) + x; });
+    bind.Function("gets", [this](double x) { return state.Get<double>("_").value_or(0) + x; });
     state.SetLastResult(make_refptr<Scalar>(1));
     Play("r &= last(0)");
     Formula formula(state, "r+last(0)");
+    Formula gets(state, "gets(0)+1");
     for (double value = 1; value < 5; ++value) {
         state.SetLastResult(make_refptr<Scalar>(value));
-        for (int i = 0; i < 3; ++i) EXPECT_EQ(*formula.Evaluate<double>(), 2 * value);
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_EQ(*formula.Evaluate<double>(), 2 * value);
+            EXPECT_EQ(*gets.Evaluate<double>(), value + 1);
+        }
+    }
+}
+
+TEST_F(Formulas, ACallableMayBindAVariableAnew) {
+    double before = 1;
+    double after = 10;
+    Formula rebinds(state, "binds(s)+x");
+    rebinds.Bind("x", before);
+    Binding(state, Purity::Pure).Function("binds", [&](double a) {
+        if (a > 5) rebinds.Bind("x", after);
+        return a;
+    });
+    for (const double s : {1.0, 1.0, 1.0, 2.0, 6.0, 6.0, 6.0}) {
+        state.Set("s", s);
+        EXPECT_EQ(*rebinds.Evaluate<double>(), s + (s > 5 ? after : before));
+    }
+}
+
+TEST_F(Formulas, PowersWithKnownExponentsAreRight) {
+    double x = 0;
+    Formula powers(state, "x^2*100+x^(-1)*8+x^3+2^x");
+    powers.Bind("x", x);
+    for (const double value : {2.0, 2.0, 4.0, 1.0}) {
+        x = value;
+        EXPECT_EQ(*powers.Evaluate<double>(), x * x * 100 + 8 / x + x * x * x + std::exp2(x));
     }
 }
 
@@ -243,6 +273,13 @@ TEST_F(Formulas, TheirLimitsAreThoseOfTexts) {
         state.Set("a", 1.0);
         state.GetLimits().SetStepBudget(budget);
         EXPECT_EQ(reads.Evaluate<double>().value_or(0), budget > 3 ? 3 : 0);
+    }
+    Formula settles(state, "x+a*2*b*2"); // and so is each operation that has to be repeated
+    settles.Bind("x", x);
+    for (unsigned budget : {9, 9, 9, 6, 6, 5}) {
+        state.Set("a", 1.0);
+        state.GetLimits().SetStepBudget(budget);
+        EXPECT_EQ(settles.Evaluate<double>().value_or(0), budget > 5 ? 5 : 0) << budget;
     }
     state.GetLimits().SetStepBudget(10);
     EXPECT_EQ(formula.Evaluate<double>().GetKind(), FailureKind::StepLimit);

@@ -297,6 +297,13 @@ TEST_F(FrontDoor, CallablesOfNumbersMayDoAsTheyLike) {
     EXPECT_EQ(Play("s"), "\tDefining Symbol : s\n");
 }
 
+TEST_F(FrontDoor, ASymbolKeepsItsValueWhenAFunctionTakesItsName) {
+    for (double value : {1.0, 2.0, 3.0}) EXPECT_TRUE(state.Set("f", value));
+    Binding(state).Function("f", [](double a) { return a; });
+    EXPECT_EQ(state.Set("f", 4.0).GetMessage(), "Cannot assign a value to the function 'f'");
+    EXPECT_EQ(*state.Get<double>("f"), 3);
+}
+
 TEST_F(FrontDoor, OperatorsAreAddedWhereTheyAreBound) {
     Binding bind(state, Purity::Pure);
     EXPECT_TRUE(bind.Operator("\\", 2) && bind.Operator("mod", 2));

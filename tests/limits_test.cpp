@@ -52,7 +52,7 @@ TEST_P(Nesting, IsRefusedBeyondTheLimitOnly) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, Nesting,
-                         testing::Values(Nest{"Vectors", "", "<", "1", ">"},
+                         testing::Values(Nest{"Vectors", "", "<", "1", ">"}, Nest{"References", "1+", "&", "pi", ""},
                                          Nest{"VectorsInBrackets", "", "(<(", "1", ")>)"},
                                          Nest{"Constructors", "", "Vector(", "1", ")"},
                                          Nest{"NegatedVectors", "-", "<", "1", ">"}),
@@ -125,6 +125,36 @@ TEST_F(LimitsTest, TextsCountAsLevels) {
     const TextWriter::Limit limit{7 + 3 * 2, 2, "too long"}; // one character less than three values take
     EXPECT_FALSE(TextWriter(&state.GetLimits(), text, error, limit).Write(*state.GetSymbols().at("v")));
     EXPECT_EQ(error.Get(), "too long");
+}
+
+TEST_F(LimitsTest, AVectorOfANestedVectorIsAsDeep) {
+    Play("v = <1>");
+    for (unsigned i = 1; i < Limits::DeepestNesting; ++i) state.ParseLine("v = <v>");
+    EXPECT_EQ(Play("<v>"), TooDeep);
+    EXPECT_EQ(state.Evaluate("<v>").GetKind(), FailureKind::NestingLimit); // also when the value is never shown
+    EXPECT_EQ(state.Evaluate("-Vector(v)").GetKind(), FailureKind::NestingLimit);
+}
+
+TEST_F(LimitsTest, WhatIsWrittenAgainIsCopied) {
+    constexpr int Levels = 12;
+    const auto name = [](int level) { return "v" + std::to_string(level); };
+    for (int i = 0; i <= Levels; ++i) Play(name(i) + " = 1");
+    for (int i = Levels; i > 0; --i) Play(name(i) + " = <1, &" + name(i - 1) + ", &" + name(i - 1) + ">");
+    for (const char* innermost : {"1", "20"}) {
+        Play(name(0) + " = " + innermost);
+        std::string text = innermost;
+        for (int i = 0; i < Levels; ++i) text = "<1, " + text + ", " + text + ">";
+        EXPECT_EQ(Play(name(Levels)), "\tVector : " + text + "\n");
+    }
+    Play("drawn = 1; twice = <1, &drawn, &drawn>; drawn &= <rand()" + Repeat(", rand()", 40) + ">");
+    const std::string twice = Play("twice"); // what differs each time is written anew
+    EXPECT_NE(twice.substr(twice.find("<0."), 20), twice.substr(twice.rfind("<0."), 20)) << twice;
+    const s_refptr<Symbol> value = state.Get(name(Levels));
+    state.GetLimits().SetStepBudget(1'000);
+    EXPECT_EQ(state.TextOf(*value).GetKind(), FailureKind::StepLimit);
+    state.GetLimits().SetStepBudget(Limits::Unlimited);
+    state.GetLimits().SetDeepestNesting(Levels);
+    EXPECT_EQ(state.TextOf(*value).GetKind(), FailureKind::NestingLimit);
 }
 
 TEST_F(LimitsTest, BracketsCallsAndIndexingsNestWithoutLimit) {

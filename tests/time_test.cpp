@@ -154,7 +154,12 @@ TEST_F(Time, FramesAndRates) {
     EXPECT_TRUE(manager.GetRateSum() == s_uint(10004u));
     EXPECT_TRUE(manager.GetHighestRate() == s_uint(10000u));
     EXPECT_TRUE(manager.GetLowestRate() == s_uint(4u));
-    EXPECT_NEAR(manager.GetTimer()->GetElapsed(), 0.25001, 1e-9);
+    Now += 0.125;
+    manager.Update();
+    EXPECT_TRUE(manager.GetHighestRate() == s_uint(10000u) && manager.GetLowestRate() == s_uint(4u));
+    EXPECT_NEAR(manager.GetTimer()->GetElapsed(), 0.37501, 1e-9);
+    manager.Start();
+    EXPECT_TRUE(manager.GetFrameCount().IsZero() && manager.GetRateSum().IsZero() && manager.GetHighestRate().IsZero());
 }
 
 TEST_F(Time, WithoutACallbackEveryTimeIsZero) {
