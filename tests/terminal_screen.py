@@ -93,6 +93,12 @@ class Terminal:
         rest = rows[max(top + len(wrapped), 0):]
         return below is None or [row.strip() for row in rest if row] == below
 
+    def styles(self, length):
+        """How the characters of a line in the row of the cursor are marked, a letter for each."""
+        row = self.screen.buffer[self.screen.cursor.y]
+        letters = {"default": ".", "red": "U", "magenta": "!"}  # unknown, unmatched
+        return "".join("|" if row[2 + i].underscore else letters[row[2 + i].fg] for i in range(length))
+
     def end(self):
         os.close(self.master)
         os.kill(self.process, signal.SIGKILL)
@@ -162,6 +168,7 @@ def advise(program):
     numbers = ", ".join(f"{i}000000000" for i in range(1, 7))
     typed("\x15" + line, line, [f"<{numbers}>"[:57] + "\u2026"])
     typed("\x157.5", "7.5", [])  # the answer is what was typed
+    typed("\x15a=7.5", "a=7.5", [])
     typed("\x15rand()", "rand()", [])
     typed("\x15f &= rand()", "f &= rand()", [])
     typed("\x15~", "~", [])
@@ -185,20 +192,17 @@ def advise(program):
     typed("\033[C", "6*(-2) /4", ["-3"])
     terminal.read(0.2)
     assert terminal.written == written, "something was written though nothing changed"
-    typed("\x15nme+(", "nme+(", [])
-    row = terminal.screen.buffer[terminal.screen.cursor.y]
-    assert [row[i].fg for i in range(2, 7)] == ["red"] * 3 + ["default", "magenta"], row
-    typed("\x15(1; 2)", "(1; 2)", [])
-    row = terminal.screen.buffer[terminal.screen.cursor.y]
-    assert [row[i].fg for i in range(2, 8)] == ["magenta"] + ["default"] * 4 + ["magenta"], row
-    for keys, partners in ("\x15(<1>)", [0]), ("\033[D", [0, 1]), ("\033[D\033[D", [3]), ("\033[D\033[D", [4]):
+    for keys, line, cursor, styles in (
+            ("\x15nme+(", "nme+(", 5, "UUU.!"),
+            ("\x15[1; 2]", "[1; 2]", 6, "!....!"),
+            ("\x15(<1>)", "(<1>)", 5, "|...."), ("\033[D", "(<1>)", 4, "||..."),
+            ("\033[D\033[D", "(<1>)", 2, "...|."), ("\033[D\033[D", "(<1>)", 0, "....|"),
+            ("\x0b\x15ata", "ata", 3, "..."),  # "atan" begins so
+            ("+1", "ata+1", 5, "UUU.."), ("\033[D\033[D", "ata+1", 3, "....."),
+            ("\x0b\x15nme+oth\u00e9+x", "nme+oth\u00e9+x", 10, "UUU.UUU..U")):
         terminal.type(keys)
-        row = terminal.screen.buffer[terminal.screen.cursor.y]
-        terminal.expect(f"{keys!r}: not {partners}", lambda: [i for i in range(5) if row[i + 2].underscore] == partners)
-    typed("\x0b\x15ata", "ata", [])
-    assert terminal.screen.buffer[terminal.screen.cursor.y][2].fg == "default"  # "atan" begins so
-    typed("+1", "ata+1", [])
-    assert terminal.screen.buffer[terminal.screen.cursor.y][2].fg == "red"
+        terminal.expect(f"{keys!r}: not {styles!r}", lambda: terminal.shows(line, cursor) and
+                        terminal.styles(len(line)) == styles)
     typed("\x152*-3\r", "", [])
     errors = [i for i, row in enumerate(terminal.rows()) if "Error" in row]
     assert terminal.screen.buffer[errors[-1]][8].fg == "red"
