@@ -49,19 +49,17 @@ Key KeyOfSequence(std::string_view parameters, Key last, bool hasAlt) {
     return applied == shift ? None : KeyOfLetter(last, hasAlt || !applied.empty());
 }
 
-/// Takes the first answer to `AskCursor` out of the bytes.
-std::optional<Terminal::Position> TakePosition(std::string& bytes) {
+/// Takes the first answer to `AskColumn` out of the bytes.
+std::optional<std::size_t> TakeColumn(std::string& bytes) {
     for (std::size_t begin = bytes.find("\033["); begin != std::string::npos; begin = bytes.find("\033[", begin + 1)) {
-        Terminal::Position position;
+        const std::size_t separator = bytes.find_first_not_of("0123456789", begin + 2);
+        if (separator == std::string::npos || bytes[separator] != ';') continue;
+        std::size_t column = 0;
         const char* const end = bytes.data() + bytes.size();
-        const auto row = std::from_chars(bytes.data() + begin + 2, end, position.row);
-        if (row.ptr == end || *row.ptr != ';') continue;
-        const auto column = std::from_chars(row.ptr + 1, end, position.column);
-        if (column.ptr == end || *column.ptr != 'R' || position.row == 0 || position.column == 0) continue;
-        --position.row;
-        --position.column;
-        bytes.erase(begin, static_cast<std::size_t>(column.ptr + 1 - bytes.data()) - begin);
-        return position;
+        const auto parsed = std::from_chars(bytes.data() + separator + 1, end, column);
+        if (parsed.ptr == end || *parsed.ptr != 'R' || column == 0) continue;
+        bytes.erase(begin, static_cast<std::size_t>(parsed.ptr + 1 - bytes.data()) - begin);
+        return column - 1;
     }
     return std::nullopt;
 }
@@ -160,6 +158,7 @@ KeyReader::Pasted KeyReader::ReadPasted() {
         pasted.text += character == U'\t' ? U' ' : character;
     }
     m_isPasting = m_isDroppingPaste = false;
+    m_lastPasted = U'\0';
     return pasted;
 }
 
@@ -192,7 +191,6 @@ void KeyReader::DropPasted() {
         if (m_terminal.Read(m_bytes) == Terminal::Event::Gone) break;
     const std::size_t end = Unread().find(PasteEnd);
     SetUnread(end == std::string_view::npos ? std::string_view() : Unread().substr(end + PasteEnd.size()));
-    m_lastPasted = U'\0';
 }
 
 void KeyReader::Drop() {
@@ -207,18 +205,18 @@ void KeyReader::Drop() {
     m_isDroppingPaste = true; // the rest may still be on its way
 }
 
-std::optional<Terminal::Position> KeyReader::AskCursor() {
+std::optional<std::size_t> KeyReader::AskColumn() {
     constexpr int Patience = 100; // milliseconds
     m_bytes.erase(0, m_read);
     m_read = 0;
     m_terminal.Write("\033[6n");
-    std::optional<Terminal::Position> position = TakePosition(m_bytes);
-    while (!position && m_terminal.HasInput(Patience)) {
+    std::optional<std::size_t> column = TakeColumn(m_bytes);
+    while (!column && m_terminal.HasInput(Patience)) {
         const Terminal::Event event = m_terminal.Read(m_bytes);
         if (event != Terminal::Event::Input && event != Terminal::Event::Resized) break; // `Read` finds it again
-        position = TakePosition(m_bytes);
+        column = TakeColumn(m_bytes);
     }
-    return position;
+    return column;
 }
 
 } // namespace Quarn

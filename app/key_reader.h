@@ -61,8 +61,9 @@ public:
     /// Pasted text up to the end of its line. For use after `Paste`.
     Pasted ReadPasted();
 
-    /// Asks the terminal where the cursor is; none if it does not answer. What is typed meanwhile is kept.
-    std::optional<Terminal::Position> AskCursor();
+    /// Asks the terminal for the column of the cursor, counted from 0; none if it does not answer. What is typed
+    /// meanwhile is kept.
+    std::optional<std::size_t> AskColumn();
 
 private:
     bool ReadTyped(Key& key);

@@ -150,7 +150,7 @@ void LineEditor::Draw() {
 
 /// Shows it in the window as it is now.
 void LineEditor::Show(const Picture& picture) {
-    if (m_screen.IsResized()) m_screen.ClearResized(m_keys.AskCursor());
+    if (m_screen.IsResized()) m_screen.ClearResized(m_keys.AskColumn());
     m_screen.Show(picture);
 }
 

@@ -62,7 +62,7 @@ public:
         BeginRow();
     }
     void BeginRow() { m_position = {m_position.row + 1, 0}; }
-    Terminal::Position GetPosition() const { return m_position; }
+    Screen::Position GetPosition() const { return m_position; }
     /// The columns of the first cell of a character.
     std::size_t GetFirstWidth(char32_t character) const { return WidthOf(character) == 2 && m_columns > 1 ? 2 : 1; }
     /// Puts as much of the text as has room in the current row.
@@ -118,14 +118,14 @@ private:
     const std::size_t m_columns;
     const std::size_t m_first;
     const std::size_t m_count;
-    Terminal::Position m_position;
+    Screen::Position m_position;
     std::vector<Row> m_rows;
 };
 
 /// Puts the prompt and the line. Returns the position of the cursor.
-Terminal::Position PutLine(Layout& layout, const Picture& picture) {
+Screen::Position PutLine(Layout& layout, const Picture& picture) {
     layout.Put(picture.prompt, Style::Plain);
-    Terminal::Position cursor;
+    Screen::Position cursor;
     auto mark = picture.marks.begin();
     for (std::size_t i = 0; i < picture.line.size(); ++i) {
         if (i == picture.cursor) {
@@ -161,7 +161,7 @@ void Screen::Begin() {
 
 void Screen::Show(const Picture& picture) {
     Layout whole(m_size.columns, 0, 0);
-    Terminal::Position cursor = PutLine(whole, picture);
+    Position cursor = PutLine(whole, picture);
     const std::size_t rowCount = whole.GetPosition().row + 1;
     m_top = std::min(m_top, rowCount - std::min(rowCount, m_size.rows));
     m_top = std::clamp(m_top, cursor.row - std::min(cursor.row, m_size.rows - 1), cursor.row);
@@ -237,7 +237,7 @@ void Screen::BeginCells(std::size_t index, const Row& row, std::size_t first, bo
     MoveTo({index, column});
 }
 
-void Screen::MoveTo(Terminal::Position position) {
+void Screen::MoveTo(Position position) {
     const auto move = [this](std::size_t count, char direction) {
         m_bytes += "\033[";
         if (count > 1) m_bytes += std::to_string(count);
@@ -295,10 +295,10 @@ void Screen::Clear() {
 }
 
 /// Where the cursor is in the picture after the terminal has rewrapped its rows.
-Terminal::Position Screen::FindRewrapped(std::size_t columns) const {
+Screen::Position Screen::FindRewrapped(std::size_t columns) const {
     std::size_t first = m_cursor.row;
     while (first > 0 && m_rows[first - 1].isContinued) --first;
-    Terminal::Position position{first, 0};
+    Position position{first, 0};
     for (std::size_t row = first; row <= m_cursor.row; ++row) {
         std::size_t column = 0;
         for (const Cell& cell : m_rows[row].cells) {
@@ -311,14 +311,13 @@ Terminal::Position Screen::FindRewrapped(std::size_t columns) const {
     return position;
 }
 
-void Screen::ClearResized(const std::optional<Terminal::Position>& cursor) {
+void Screen::ClearResized(std::optional<std::size_t> column) {
     const std::size_t columns = m_terminal.GetSize().columns;
-    Terminal::Position rewrapped = FindRewrapped(columns);
-    const bool staysInRow = cursor && columns > 1 && cursor->column + 1 == columns;
+    Position rewrapped = FindRewrapped(columns);
+    const bool staysInRow = columns > 1 && column == columns - 1;
     if (rewrapped.column >= columns)
-        rewrapped =
-            staysInRow ? Terminal::Position{rewrapped.row, columns - 1} : Terminal::Position{rewrapped.row + 1, 0};
-    const bool isRewrapped = !cursor || cursor->column == rewrapped.column;
+        rewrapped = staysInRow ? Position{rewrapped.row, columns - 1} : Position{rewrapped.row + 1, 0};
+    const bool isRewrapped = !column || *column == rewrapped.column;
     const std::size_t rows = isRewrapped ? rewrapped.row : m_cursor.row; // the cursor stops at the first row by itself
     if (rows > 0) m_bytes += "\033[" + std::to_string(rows) + "A";
     m_bytes += "\r\033[J";

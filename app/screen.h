@@ -45,10 +45,16 @@ public:
     /// Clears the window.
     void Clear();
     /// Clears the picture after the window was resized, and begins another one there. Some terminals rewrap lines,
-    /// others cut them off; where the cursor is now shows which. If that is unknown, assumes that lines are rewrapped.
-    void ClearResized(const std::optional<Terminal::Position>& cursor);
+    /// others cut them off; the column where the cursor is now shows which. If it is unknown, assumes that lines are
+    /// rewrapped.
+    void ClearResized(std::optional<std::size_t> column);
     bool IsResized() const { return m_size != m_terminal.GetSize(); }
 
+    /// Counted from 0, from the upper left corner of the picture.
+    struct Position {
+        std::size_t row = 0;
+        std::size_t column = 0;
+    };
     /// A character as it is shown, with those that combine with it.
     struct Cell {
         std::string text;
@@ -66,18 +72,18 @@ public:
 private:
     void ShowRow(std::size_t index, const Row& row, bool& isContinuation);
     void BeginCells(std::size_t index, const Row& row, std::size_t first, bool isContinuation);
-    Terminal::Position FindRewrapped(std::size_t columns) const;
-    void MoveTo(Terminal::Position position);
+    Position FindRewrapped(std::size_t columns) const;
+    void MoveTo(Position position);
     void WriteCell(const Cell& cell);
     void SetStyle(Style style);
     void Flush();
 
     Terminal& m_terminal;
     Terminal::Size m_size;
-    std::vector<Row> m_rows;     ///< as they are shown; there is at least one
-    std::size_t m_bottom = 0;    ///< the last row that the picture has reached
-    std::size_t m_top = 0;       ///< the first row of the whole picture that is shown
-    Terminal::Position m_cursor; ///< in the picture; in the column behind the last one, it is still in the last one
+    std::vector<Row> m_rows;  ///< as they are shown; there is at least one
+    std::size_t m_bottom = 0; ///< the last row that the picture has reached
+    std::size_t m_top = 0;    ///< the first row of the whole picture that is shown
+    Position m_cursor;        ///< in the picture; in the column behind the last one, it is still in the last one
     Style m_style = Style::Plain;
     std::string m_bytes; ///< to be written
 };

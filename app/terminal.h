@@ -38,11 +38,6 @@ public:
     void Echo(std::string_view text);
     // For the line editor. What it writes goes to standard output, which must be the terminal.
 
-    /// Counted from 0, from the upper left corner.
-    struct Position {
-        std::size_t row = 0;
-        std::size_t column = 0;
-    };
     struct Size {
         std::size_t rows = 24;
         std::size_t columns = 80;

@@ -4,13 +4,18 @@
 
 #include <array>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
+#include <istream>
+#include <ostream>
 #include <thread>
 
 #include <fcntl.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "app/descriptor_buffer.h"
 #include "program.h"
 #include "quarn/core/s_pool.h"
 
@@ -27,11 +32,6 @@ TEST(Console, OnlyTheTwoWordsEndIt) {
 
 TEST(Console, EmptyLinesPrintThePromptAndBlankOnesAnError) {
     EXPECT_EQ(RunProgram(Folder(), "\n \nq\n").output, "> > \tError : Empty symbol\n> ");
-}
-
-TEST(Console, AnAnswerMayBeLongerThanTheBufferOfTheOutput) {
-    const std::string name(20'000, 'a');
-    EXPECT_EQ(RunProgram(Folder(), name + "\nq\n").output, "> \tDefining Symbol : " + name + "\n> ");
 }
 
 TEST(Console, PromptComesBackWhenTheInputHasEnded) {
@@ -160,6 +160,63 @@ TEST(Console, AByteOrderMarkIsSkippedAtTheBegin) {
               "\tDefining Scalar : x = 1\n\tError : Unable to parse expression '\xEF\xBB\xBFx', no operator found\n");
     folder.Write("script", "\xEF\xBB\xBF");
     EXPECT_EQ(RunProgram(folder, "", "script").output, "");
+}
+
+TEST(Console, StreamsGoOnAfterInterruptionsAndFailWhenNobodyReads) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    struct sigaction before {};
+    struct sigaction noted {};
+    noted.sa_handler = [](int) {}; // without SA_RESTART
+    sigaction(SIGALRM, &noted, &before);
+    const auto interruptEvery = [](suseconds_t time) {
+        const itimerval timer{{0, time}, {0, time}};
+        setitimer(ITIMER_REAL, &timer, nullptr);
+    };
+    const std::string text(1'000'000, 'x');
+    std::string seen;
+    std::thread reader([&] {
+        sigset_t others;
+        sigfillset(&others);
+        pthread_sigmask(SIG_BLOCK, &others, nullptr);
+        Quarn::DescriptorBuffer buffer(ends[0]);
+        for (char c = 0; buffer.sgetn(&c, 1) == 1; seen += c)
+            if (seen.size() % 100'000 == 0) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    });
+    interruptEvery(1'000);
+    Quarn::DescriptorBuffer buffer(ends[1]);
+    std::ostream output(&buffer);
+    EXPECT_TRUE(output << "<" << text << ">" << std::flush);
+    fcntl(ends[1], F_SETFL, O_NONBLOCK);
+    EXPECT_TRUE(output << text << std::flush);
+    close(ends[1]);
+    interruptEvery(0);
+    reader.join();
+    EXPECT_EQ(seen, "<" + text + ">" + text);
+    sigaction(SIGALRM, &before, nullptr);
+    close(ends[0]);
+
+    ASSERT_EQ(pipe(ends.data()), 0);
+    fcntl(ends[0], F_SETFL, O_NONBLOCK);
+    std::thread writer([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        EXPECT_TRUE(Quarn::WriteAll(ends[1], "1\n"));
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        close(ends[1]);
+    });
+    Quarn::DescriptorBuffer waiting(ends[0]);
+    std::istream input(&waiting);
+    std::string line;
+    EXPECT_TRUE(std::getline(input, line) && line == "1" && !std::getline(input, line));
+    writer.join();
+    close(ends[0]);
+
+    Quarn::DescriptorBuffer full(open("/dev/full", O_WRONLY));
+    for (const std::string_view part : {std::string_view("short"), std::string_view(text)}) {
+        std::ostream lost(&full);
+        for (int i = 0; i < 10'000 && lost; ++i) lost << part;
+        EXPECT_FALSE(lost) << part.size();
+    }
 }
 
 TEST(Console, StreamsThatDoNotWaitLoseNothing) {

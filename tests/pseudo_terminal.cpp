@@ -47,6 +47,8 @@ void PseudoTerminal::Resize(unsigned short columns) const {
     ioctl(m_master, TIOCSWINSZ, &size);
 }
 
+void PseudoTerminal::Signal(int signal) const { kill(m_process, signal); }
+
 void PseudoTerminal::InterruptUntilItEnds() const {
     const auto deadline = std::chrono::steady_clock::now() + Patience;
     while (!HasEnded() && std::chrono::steady_clock::now() < deadline) {

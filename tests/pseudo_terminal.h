@@ -28,6 +28,8 @@ public:
     void HangUp();
     /// Gives the window another width.
     void Resize(unsigned short columns) const;
+    /// Sends a signal to the program.
+    void Signal(int signal) const;
     /// Types Ctrl-C, while nothing that is shown is read.
     void InterruptUntilItEnds() const;
     /// Waits until the program waits for somebody to read what it shows.

@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "app/history.h"
@@ -78,6 +79,7 @@ TEST_F(Terminal, KeysEditTheLine) {
         {"1+" + Ctrl('U') + Ctrl('Y') + Ctrl('Y') + "1", "Scalar : 3"},
         {"70 + 5" + alt("b") + "9" + alt("b") + "1" + alt("f") + "2", "Scalar : 2022"},
         {"70 + 5\033[1;5D9\033[1;3D\033[1;5C2", "Scalar : 1022"}, // words by the cursor keys
+        {"12+3\033[1D\033[1D4", "Scalar : 127"},
         {"70 + 5\033[5D9\033" + left + "1\033\033OC\033\033OC2", "Scalar : 2022"},
         {"1 + 5" + Ctrl('A') + alt("f") + alt("f") + "2", "Scalar : 53"},
         {")" + alt("b") + "(2", "Scalar : 2"},
@@ -104,7 +106,7 @@ TEST_F(Terminal, KeysEditTheLine) {
         {"12" + left + Ctrl('D'), "Scalar : 1"},
         {"1+" + Ctrl('L') + "1" + Ctrl('X') + Ctrl('G'), "Scalar : 2"},
         {"1\033[15~\033[1;2A\033OP\033[[A+1\033[24;5~", "Scalar : 2"}, // keys without a meaning type no "~"
-        {"1+\033[201~\033[35~\033[27;5;9~\033[<0;1;1M1", "Scalar : 2"},
+        {"1\033[1\x7f+\033[201~\033[35~\033[27;5;9~\033[<0;1;1M\033[1 q\033[@1", "Scalar : 2"},
     };
     for (const auto& row : rows) ExpectAnswer(terminal, row.keys, row.answer);
     terminal.Type("1\x0c"); // Ctrl-L
@@ -156,6 +158,36 @@ TEST_F(Terminal, AWrappedLineIsDrawnAnewWhenTheWindowChanges) {
     terminal.WaitUntilBlocked();
     terminal.Resize(60);
     EXPECT_TRUE(terminal.Shows("\033[6n\r\033[J> 5")); // it stays in its row
+}
+
+TEST_F(Terminal, WhereTheCursorIsTellsWhetherLinesAreRewrapped) {
+    PseudoTerminal terminal(folder);
+    ASSERT_TRUE(terminal.Shows("> "));
+    terminal.Type("1" +
+                  Repeat("+1", 49)); // the cursor is in column 22 of the second row, or of the third of 40 columns
+    EXPECT_TRUE(terminal.Shows(Repeat("+1", 5)));
+    const std::string rewrapped = "\033[2A\r\033[J> 1";
+    const std::string cut = "\033[1A\r\033[J> 1";
+    const std::pair<std::string, std::string> rows[] = {
+        {"\033[5;22R", rewrapped}, {"\033[5;40R", cut},       {"\033[4~\033[5;40R", cut}, {"\033[5;0R", rewrapped},
+        {"\033[5;40x", rewrapped}, {"\033[5:40R", rewrapped}, {"\033[5;R", rewrapped},    {"\033[5;40R\033[4~", cut},
+    };
+    for (const auto& [answer, shown] : rows) {
+        terminal.WaitUntilBlocked();
+        terminal.Resize(40);
+        EXPECT_TRUE(terminal.Shows("\033[6n"));
+        terminal.Type(answer);
+        EXPECT_TRUE(terminal.Shows(shown)) << answer << ": " << terminal.GetRest();
+        terminal.WaitUntilBlocked();
+        terminal.Resize(80);
+        EXPECT_TRUE(terminal.Shows("\033[6n"));
+        terminal.Type("\033[9;22R");
+        EXPECT_TRUE(terminal.Shows(cut)) << answer << ": " << terminal.GetRest(); // the first of its two rows
+    }
+    terminal.WaitUntilBlocked();
+    terminal.Resize(40);
+    EXPECT_TRUE(terminal.Shows("\033[6n"));
+    ExpectAnswer(terminal, "\033[9;22R+1", "Scalar : 51"); // what is typed meanwhile is kept
 }
 
 TEST_F(Terminal, WhatIsTypedReachesTheCalculatorAsItIs) {
@@ -325,15 +357,28 @@ TEST(History, KeepsTheLastLinesOfItsFile) {
     EXPECT_TRUE(folder.Read("history").starts_with("6\n7\n"));
     History(path).Add(std::string(History::LongestInFile + 1, '1'));
     EXPECT_TRUE(folder.Read("history").ends_with("\nlast\n"));
+    History(path).Add(std::string(History::LongestInFile, '1'));
+    EXPECT_TRUE(folder.Read("history").ends_with("\n" + std::string(History::LongestInFile, '1') + "\n"));
+    for (const std::string& enough : {std::string("1"), Repeat("1\n", History::MostLines)}) {
+        EXPECT_EQ(History(folder.Write("enough", enough)).GetLines(), std::deque<std::string>{"1"});
+        EXPECT_EQ(folder.Read("enough"), enough);
+    }
     folder.Write("history", "without end");
     History first(path);
     History second(path);
     first.Add("1");
     second.Add("1");
     EXPECT_EQ(folder.Read("history"), "without end\n1\n");
-    folder.Write("history", std::string(History::MostBytes, '1') + "\n2\n");
+    second.Add("2");
+    first.Add("1");
+    EXPECT_EQ(folder.Read("history"), "without end\n1\n2\n");
+    folder.Write("history.new", "left behind");
+    const std::string large(History::MostBytes, '1');
+    folder.Write("history", large + "\n2\n");
     EXPECT_EQ(History(path).GetLines(), std::deque<std::string>{"2"});
-    EXPECT_EQ(History("/dev/null").GetLines().size(), 0u);
+    EXPECT_EQ(folder.Read("history"), "2\n");
+    EXPECT_EQ(History(folder.Write("history", large)).GetLines(), std::deque<std::string>{large});
+    EXPECT_EQ(History(folder.Write("history", large + "1")).GetLines().size(), 0u);
     folder.Write("history", contents);
     std::filesystem::create_symlink("history", folder.Path("link"));
     EXPECT_EQ(History(folder.Path("link")).GetLines().front(), "5");
@@ -358,12 +403,47 @@ TEST(History, LeavesAFileAsItsOwnerMadeIt) {
     std::filesystem::permissions(folder.Path("folder"), perms{0755});
     EXPECT_EQ(History(folder.Path("folder")).GetLines().size(), 0u);
     EXPECT_EQ(std::filesystem::status(folder.Path("folder")).permissions(), perms{0755});
+    const std::string tooMany = Repeat("1\n", History::MostLines + 1);
+    std::filesystem::permissions(folder.Write("many", tooMany), perms{0444});
+    EXPECT_EQ(History(folder.Path("many")).GetLines().size(), 1u);
+    EXPECT_EQ(folder.Read("many"), tooMany);
+    ASSERT_EQ(mkfifo(folder.Path("pipe").c_str(), 0600), 0);
+    const int pipe = open(folder.Path("pipe").c_str(), O_RDONLY | O_NONBLOCK);
+    History(folder.Path("pipe")).Add("1");
+    char written = 0;
+    EXPECT_LE(read(pipe, &written, 1), 0);
+    close(pipe);
+    if (geteuid() == 0) {
+        constexpr uid_t Somebody = 65534;
+        std::filesystem::permissions(path, perms{0644});
+        std::filesystem::permissions(folder.Path(""), perms{0755});
+        EXPECT_EQ(seteuid(Somebody), 0);
+        EXPECT_EQ(History(path).GetLines().size(), 2u); // it may only read the file
+        EXPECT_EQ(seteuid(0), 0);
+    }
     const int locked = open(path.c_str(), O_RDONLY);
     ASSERT_EQ(flock(locked, LOCK_EX), 0);
     History history(path); // goes on after a moment
     history.Add("3");
     EXPECT_EQ(folder.Read("history"), "1\n2\n3\n");
     close(locked);
+}
+
+TEST(History, AFileThatIsReplacedMeanwhileIsOpenedAgain) {
+    using Quarn::History;
+    const Folder folder;
+    const std::string path = folder.Write("history", "1\n");
+    History history(path);
+    const int locked = open(path.c_str(), O_RDONLY);
+    ASSERT_EQ(flock(locked, LOCK_EX), 0);
+    std::thread replaces([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        std::filesystem::rename(folder.Write("new", "2\n"), path);
+        close(locked);
+    });
+    history.Add("3");
+    replaces.join();
+    EXPECT_EQ(folder.Read("history"), "2\n3\n");
 }
 
 TEST(History, WritesALineWholeOrNotAtAll) {
@@ -374,7 +454,7 @@ TEST(History, WritesALineWholeOrNotAtAll) {
     getrlimit(RLIMIT_FSIZE, &usual);
     const auto before = std::signal(SIGXFSZ, SIG_IGN);
     const std::string tooMany = folder.Write("many", std::string(History::MostBytes, '1') + "\nlonger\nlast\n");
-    const rlimit full{8, usual.rlim_max};
+    const rlimit full{7, usual.rlim_max};
     setrlimit(RLIMIT_FSIZE, &full);
     history.Add("456");
     const std::deque<std::string> last = History(tooMany).GetLines();
@@ -434,14 +514,22 @@ TEST_F(Terminal, TabCompletes) {
 TEST_F(Terminal, CtrlCDropsTheLineAndStopsTheStatement) {
     PseudoTerminal terminal(folder);
     ASSERT_TRUE(terminal.Shows("> "));
-    for (const std::string& typed : {std::string("1+"), std::string("1+\033"), std::string("1+\033["),
-                                     std::string("1+\x18"), CtrlR + "z", PasteOn + "1+"}) {
+    for (const std::string& typed :
+         {std::string("1+"), std::string("1+\033"), std::string("1+\033["), std::string("1+\033O"),
+          std::string("1+\033[["), std::string("1+\x18"), CtrlR + "z", PasteOn + "1+"}) {
         terminal.Type(typed + CtrlC);
         EXPECT_TRUE(terminal.Shows("^C\r\n")) << typed;
         EXPECT_TRUE(terminal.Shows("> "));
     }
+    for (const std::string& begin : {std::string("1+"), PasteOn + "1+"}) { // a signal from elsewhere does the same
+        terminal.Type(begin);
+        terminal.WaitUntilBlocked();
+        terminal.Signal(SIGINT);
+        EXPECT_TRUE(terminal.Shows("^C\r\n") && terminal.Shows("> "));
+    }
     ExpectAnswer(terminal, "keep = 2", "Defining Scalar : keep = 2");
-    ExpectAnswer(terminal, PasteOn + "w = 1\rw = 2" + CtrlC + "z = 3\r" + PasteOff + "?z", "'z' is undefined");
+    ExpectAnswer(terminal, PasteOn + "w = 1\rw = 2" + CtrlC + Repeat("z = 3\r", 2'000) + PasteOff + "?z",
+                 "'z' is undefined");
 
     for (int i = 60; i > 1; --i) {
         const auto name = [](int number) { return "f" + std::to_string(number); };
@@ -528,6 +616,14 @@ TEST_F(Terminal, PastedLinesAreAnsweredOneByOne) {
     EXPECT_TRUE(terminal.Shows("ae\xcc\x81^A^?\\x80\\xff")) << terminal.GetRest();
     terminal.Type(CtrlC);
     EXPECT_TRUE(terminal.Shows("^C\r\n") && terminal.Shows("> "));
+    terminal.Type(PasteOn + "8\r" + PasteOff + PasteOn + "\n" + PasteOff); // two ends of lines
+    EXPECT_TRUE(terminal.Shows("\tScalar : 8\r\n") && terminal.Shows("> \r\n") && terminal.Shows("> "));
+    terminal.Type(PasteOn + "8");
+    terminal.WaitUntilBlocked();
+    terminal.Signal(SIGCONT); // somebody else may have changed the modes
+    terminal.Type("+1" + PasteOff);
+    EXPECT_TRUE(terminal.Shows("\033[?2004h")) << terminal.GetRest();
+    ExpectAnswer(terminal, "", "Scalar : 9");
     terminal.Type("1+1\r2+2\r"); // the same without marks
     for (const char* shown : {"1+1\r\n", "\tScalar : 2\r\n", "2+2\r\n", "\tScalar : 4\r\n", "> "})
         EXPECT_TRUE(terminal.Shows(shown)) << shown;
@@ -627,12 +723,19 @@ TEST(PlainTerminal, CtrlCEndsAScript) {
 }
 
 TEST(PlainTerminal, AHungUpTerminalEndsIt) {
-    for (const auto& [kind, isResized] : {std::pair("xterm", false), {"xterm", true}, {"dumb", false}}) {
+    const struct {
+        const char* kind;
+        std::string typed;
+        bool isResized = false;
+    } rows[] = {{"xterm", ""}, {"xterm", "", true}, {"xterm", PasteOn + "1"}, {"dumb", ""}};
+    for (const auto& [kind, typed, isResized] : rows) {
         const Folder folder;
         PseudoTerminal terminal(folder, kind, "2> errors", "trap '' HUP;");
         ASSERT_TRUE(terminal.Shows("> "));
+        terminal.Type(typed);
         if (isResized) terminal.Resize(40);
         ASSERT_TRUE(!isResized || terminal.Shows("\033[6n")); // it waits for where the cursor is
+        terminal.WaitUntilBlocked();
         terminal.HangUp();
         EXPECT_EQ(terminal.WaitForEnd(), 0);
         EXPECT_EQ(folder.Read("errors"), "orbel: the terminal is gone\n");
