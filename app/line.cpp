@@ -32,7 +32,7 @@ void Line::Insert(std::u32string_view text) {
     const bool isMore = m_last == Action::Typed && text.size() == 1;
     const std::size_t before = m_changes.size();
     Replace(m_cursor, m_cursor, text);
-    if (isMore && before > 0 && m_changes.size() > before) { // what is typed is undone together
+    if (isMore && m_changes.size() > before) { // what is typed is undone together
         m_changes.pop_back();
         ++m_changes.back().inserted;
     }

@@ -67,7 +67,6 @@ LineInput::Got LineEditor::Read(std::string& line) {
     line.clear();
     m_prompt = FromUtf8(m_outputBuffer.TakePrompt());
     m_isDropped = m_isAfterTab = false;
-    m_suggestion.clear();
     m_got.reset();
     m_line.Begin();
     m_recall.Begin();
@@ -181,19 +180,17 @@ void LineEditor::InsertPasted() {
 }
 
 void LineEditor::MoveRight() {
-    if (!TakeSuggestion()) m_line.MoveRight();
+    TakeSuggestion();
+    m_line.MoveRight();
 }
 
 void LineEditor::MoveToEnd() {
-    if (!TakeSuggestion()) m_line.MoveToEnd();
+    TakeSuggestion();
+    m_line.MoveToEnd();
 }
 
-/// Inserts what is suggested behind the line, if that is shown.
-bool LineEditor::TakeSuggestion() {
-    if (m_suggestion.empty() || !m_line.IsAtEnd()) return false;
-    m_line.Insert(std::exchange(m_suggestion, {}));
-    return true;
-}
+/// Inserts what is suggested behind the line. It is there only while the cursor is at the end.
+void LineEditor::TakeSuggestion() { m_line.Insert(std::exchange(m_suggestion, {})); }
 
 template <class Find> bool LineEditor::Recalls(const Find& find) {
     if (m_isAnswer) return false;

@@ -54,7 +54,7 @@ private:
     void InsertPasted();
     void MoveRight();
     void MoveToEnd();
-    bool TakeSuggestion();
+    void TakeSuggestion();
     void ClearWindow() { m_screen.Clear(); }
     void Suspend() { m_terminal.Suspend(); }
     void SwitchAdvice() { m_advises = m_canAdvise && !m_advises; }

@@ -8,7 +8,6 @@ namespace Quarn {
 
 void Recall::Begin() {
     m_position = End();
-    m_prefix.clear();
     m_left.clear();
     m_isSearching = false;
 }

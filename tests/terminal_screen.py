@@ -203,11 +203,24 @@ def advise(program):
         terminal.type(keys)
         terminal.expect(f"{keys!r}: not {styles!r}", lambda: terminal.shows(line, cursor) and
                         terminal.styles(len(line)) == styles)
+    for answer in "-2", "-1":
+        typed("\x0b\x15_+1", "_+1", [answer])
+        typed("\r", "", [])
+    typed("a\t", "a", [])
+    terminal.read(0.2)
+    assert terminal.shows("a", 1, []), terminal.rows()  # listed only when asked for again
+    typed("\x15ab = 1; abc = 2\r", "", [])
+    terminal.type("ab\t\t")
+    terminal.expect("not listed below the line", lambda: "ab    abc   abs(" in terminal.rows())
+    assert terminal.rows()[terminal.rows().index("ab    abc   abs(") - 1] == "> ab", terminal.rows()
+    typed("c\t\t", "abc", ["2"])
+    assert "abc" not in terminal.rows(), terminal.rows()  # nothing to choose from
     typed("\x152*-3\r", "", [])
     errors = [i for i, row in enumerate(terminal.rows()) if "Error" in row]
-    assert terminal.screen.buffer[errors[-1]][8].fg == "red"
+    for column in 8, len(terminal.rows()[errors[-1]]) - 1:
+        assert terminal.screen.buffer[errors[-1]][column].fg == "red"
     assert terminal.rows()[errors[-1] + 1:][:2] == [" " * 24 + "2 *", ">"], terminal.rows()
-    for keys, row in ("?\r", " " * 34 + "&expression"), ("1+\t\t", "acos(        max(         round_up("):
+    for keys, row in ("?\r", " " * 34 + "&expression"), ("1+\t\t", "Scalar(      acos(        max(         round_up("):
         terminal.type(keys)
         terminal.expect(f"{keys!r}: not {row!r}", lambda: row in terminal.rows())
     terminal.end()

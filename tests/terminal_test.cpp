@@ -65,7 +65,7 @@ TEST_F(Terminal, KeysEditTheLine) {
     } rows[] = {
         {Ctrl('Y') + Ctrl('_') + Ctrl('T') + alt("y") + "12" + alt("y"),
          "Scalar : 12"}, // nothing to paste, undo or swap
-        {"12" + Ctrl('A') + Ctrl('T') + "3", "Scalar : 312"},
+        {Ctrl('_') + "12" + Ctrl('A') + Ctrl('T') + "3", "Scalar : 312"},
         {"12" + left + "3" + Ctrl('A') + "4" + Ctrl('E') + "+1", "Scalar : 4133"},
         {"12" + Ctrl('B') + Ctrl('F') + Ctrl('B') + "9", "Scalar : 192"},
         {"2\033[H1\033[F3", "Scalar : 123"},
@@ -92,12 +92,19 @@ TEST_F(Terminal, KeysEditTheLine) {
         {"1+2" + Ctrl('W') + Ctrl('W') + Ctrl('Y'), "Scalar : 3"}, // deleted in a row
         {"7" + Ctrl('U') + "8" + Ctrl('U') + Ctrl('Y') + alt("y"), "Scalar : 7"},
         {"7" + Ctrl('U') + "8" + Ctrl('K') + Ctrl('Y'), "Scalar : 87"}, // nothing was deleted
+        {alt("y") + "5", "Scalar : 5"},                                 // nothing was pasted in this line
+        {"1+22+3" + Ctrl('A') + right + right + alt("d") + Ctrl('Y'), "Scalar : 26"},
         {manyDeleted + Ctrl('Y') + Repeat(alt("y"), 29), "Scalar : 2"},
         {manyDeleted + Ctrl('Y') + Repeat(alt("y"), 30), "Scalar : 31"}, // the oldest is forgotten
         {"11" + Ctrl('U') + "2" + Ctrl('U') + Ctrl('Y') + alt("y") + Ctrl('Y') + alt("y"), "Scalar : 1111"},
         {"21" + Ctrl('T') + "3", "Scalar : 123"},
         {"132" + Ctrl('B') + Ctrl('T') + "4", "Scalar : 1234"},
+        {"1324" + left + left + Ctrl('T') + "5", "Scalar : 12354"},
+        {"21" + Ctrl('T') + Ctrl('_') + "3", "Scalar : 213"},
         {"12" + Ctrl('U') + Ctrl('_') + "3", "Scalar : 123"},
+        {"12" + backspace + "3" + Ctrl('_') + "4", "Scalar : 14"},
+        {"12" + PasteOn + PasteOff + Ctrl('_') + "3", "Scalar : 3"}, // pasting nothing is no change
+        {"4" + Ctrl('U') + "5" + Ctrl('_') + Ctrl('_') + "+6", "Scalar : 10"},
         {"9+" + Ctrl('_') + "2", "Scalar : 2"}, // what was typed together is undone together
         {"4" + Ctrl('U') + "5" + Ctrl('_') + Ctrl('_') + Ctrl('_') + "6", "Scalar : 6"},
         {"9" + Ctrl('U') + "5" + Ctrl('_') + "6" + Ctrl('_') + "7", "Scalar : 7"},
@@ -213,6 +220,10 @@ TEST_F(Terminal, HistoryComesBack) {
         ExpectAnswer(terminal, "3*4", "Scalar : 12");
         ExpectAnswer(terminal, Up + Up, "Scalar : 3"); // not twice in a row
         ExpectAnswer(terminal, "6" + Up + Up + Down + Down + "7", "Scalar : 67");
+        ExpectAnswer(terminal, "67\033[D" + Down + "5", "Scalar : 657"); // nothing newer: the cursor stays
+        ExpectAnswer(terminal, "67\033[D" + CtrlR + "\033[D5", "Scalar : 567");
+        ExpectAnswer(terminal, "91\033[D" + Up + "5", "Scalar : 951"); // nor anything older that begins so
+        terminal.Type("\r");                                           // is not kept
         const std::string line = "1" + Repeat("+1", 1'000);
         ExpectAnswer(terminal, line + Up + Down + "+1", "Scalar : 1002"); // left and found again whole
         ExpectAnswer(terminal, CtrlR + "*", "Scalar : 12");
@@ -243,14 +254,18 @@ TEST_F(Terminal, HistoryComesBack) {
                      "Scalar : 111"); // stays on a line that still matches
         terminal.Type("~\r");
         ASSERT_TRUE(terminal.Shows(Question));
-        terminal.Type(Up + CtrlR + "\tanswer\r"); // nothing is recalled or completed
-        ASSERT_TRUE(terminal.Shows("answer\r\n") && terminal.Shows("> "));
+        terminal.Type("rou\tn\r"); // nothing is completed
+        ASSERT_TRUE(terminal.Shows("roun\r\n") && terminal.Shows("> "));
+        terminal.Type("~\r");
+        ASSERT_TRUE(terminal.Shows(Question));
+        terminal.Type(CtrlR + Up + "y\r"); // nor recalled
+        ASSERT_TRUE(terminal.Shows("All symbols erased") && terminal.Shows("> "));
         ExpectAnswer(terminal, Up + "\x15" + "9", "Scalar : 9");
         terminal.Type("q\r");
         EXPECT_EQ(terminal.WaitForEnd(), 0);
     }
     const std::string file = folder.Read(".local/state/orbel/history");
-    EXPECT_TRUE(file.starts_with("1+2\n3*4\n1+2\n67\n")) << file;
+    EXPECT_TRUE(file.starts_with("1+2\n3*4\n1+2\n67\n657\n567\n951\n1")) << file;
     EXPECT_TRUE(file.ends_with("\n~\n9\n")) << file; // and not the "q"
     EXPECT_EQ(std::filesystem::status(folder.Path(".local/state/orbel/history")).permissions(),
               std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
@@ -509,6 +524,15 @@ TEST_F(Terminal, TabCompletes) {
     EXPECT_TRUE(terminal.Shows("\r\nn600  n601  ") && terminal.Shows("  n611  n612\r\n> n6"));
     terminal.Type("\x7f\t\t");
     EXPECT_TRUE(terminal.Shows("\r\nn100  n") && terminal.Shows("\r\n... and 13 more\r\n> n"));
+    terminal.Type(CtrlC);
+    EXPECT_TRUE(terminal.Shows("^C") && terminal.Shows("> "));
+    terminal.Type("round_\t\t");
+    EXPECT_TRUE(terminal.Shows("\r\nround_down(  round_up(\r\n> round_"));
+    terminal.WaitUntilBlocked();
+    terminal.Resize(10); // too narrow for any of them
+    EXPECT_TRUE(terminal.Shows("> round_"));
+    terminal.Type("\t\t");
+    EXPECT_TRUE(terminal.Shows("\r\nround_down(\r\nround_up(\r\n> round_"));
 }
 
 TEST_F(Terminal, CtrlCDropsTheLineAndStopsTheStatement) {
@@ -605,6 +629,7 @@ TEST_F(Terminal, CtrlDEndsItOnAnEmptyLineOnly) {
 TEST_F(Terminal, PastedLinesAreAnsweredOneByOne) {
     PseudoTerminal terminal(folder);
     ASSERT_TRUE(terminal.Shows("> "));
+    ExpectAnswer(terminal, PasteOn + "6\u00d77" + PasteOff, "Scalar : 42"); // as if typed
     for (const char* lineEnd : {"\r", "\n", "\r\n"}) {
         terminal.Type(PasteOn + "x =\t1" + lineEnd + "~" + lineEnd + "n" + lineEnd + "x+1" + lineEnd + "9+" + PasteOff);
         for (const char* shown : {"x = 1\r\n", "\tDefining Scalar : x = 1\r\n", "> ~\r\n", Question, "n\r\n",
@@ -622,7 +647,7 @@ TEST_F(Terminal, PastedLinesAreAnsweredOneByOne) {
     terminal.WaitUntilBlocked();
     terminal.Signal(SIGCONT); // somebody else may have changed the modes
     terminal.Type("+1" + PasteOff);
-    EXPECT_TRUE(terminal.Shows("\033[?2004h")) << terminal.GetRest();
+    EXPECT_TRUE(terminal.Shows("\033[?2004h") && terminal.Shows("> 8+1")) << terminal.GetRest();
     ExpectAnswer(terminal, "", "Scalar : 9");
     terminal.Type("1+1\r2+2\r"); // the same without marks
     for (const char* shown : {"1+1\r\n", "\tScalar : 2\r\n", "2+2\r\n", "\tScalar : 4\r\n", "> "})
@@ -636,6 +661,8 @@ TEST_F(Terminal, AMillionCharactersCanBePasted) {
     ExpectAnswer(terminal, PasteOn + sum + PasteOff, "Scalar : 500001");
     ExpectAnswer(terminal, Up + "+1", "Scalar : 500002");
     ExpectAnswer(terminal, Repeat("+1", 10'000), "Scalar : 10000"); // without marks
+    const std::string name(20'000, 'a');
+    ExpectAnswer(terminal, PasteOn + name + PasteOff, "Defining Symbol : " + name);
 }
 
 TEST_F(Terminal, CtrlCDropsTheRestOfWhatIsPasted) {
