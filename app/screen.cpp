@@ -215,8 +215,7 @@ void Screen::ShowRow(std::size_t index, const Row& row, bool& isContinuation) {
     if (!isSame) {
         BeginCells(index, row, first, isContinuation);
         for (std::size_t i = first; i < last; ++i) WriteCell(row.cells[i]);
-        if (width < shownWidth) {
-            MoveTo({index, width});
+        if (width < shownWidth) { // then all cells behind the first that differs were written
             SetStyle(Style::Plain);
             m_bytes += "\033[K";
         }
@@ -283,7 +282,6 @@ void Screen::Flush() {
 }
 
 void Screen::Leave() {
-    MoveTo({m_rows.size() - 1, m_cursor.column});
     m_bytes += '\n';
     Flush();
     Begin();

@@ -40,7 +40,7 @@ public:
     void Begin();
     /// The window must have the size that it had when the picture began, see `ClearResized`.
     void Show(const Picture& picture);
-    /// Goes to the beginning of a row below the picture.
+    /// Goes to the beginning of a row below the picture. Its cursor must be at the end.
     void Leave();
     /// Clears the window.
     void Clear();

@@ -50,7 +50,7 @@ class Terminal:
         self.set_size(columns, rows)
 
     def type(self, keys):
-        os.write(self.master, keys.encode())
+        os.write(self.master, keys.encode(errors="surrogateescape"))
 
     def read(self, seconds):
         """Shows what the program writes within the time. False if that is nothing."""
@@ -81,17 +81,25 @@ class Terminal:
 
     def shows(self, line, cursor, below=None):
         """Whether the line is seen behind the last prompt, with the cursor, and nothing below but what may be."""
-        wrapped, at = wrap("> " + line, len("> ") + cursor, self.screen.columns)
+        shown = ["> "] + [self.show(character) for character in line]
+        wrapped, at = wrap("".join(shown), len("".join(shown[:1 + cursor])), self.screen.columns)
         rows = self.rows()
         top = self.screen.cursor.y - at[0]
         height = self.screen.lines
-        if self.screen.cursor.x != at[1] or (top < 0 and len(wrapped) <= height):
+        isScrolledTooFar = top < 0 and top + len(wrapped) < height
+        if self.screen.cursor.x != at[1] or isScrolledTooFar:
             return False
         for i, row in enumerate(wrapped):
             if 0 <= top + i < height and rows[top + i] != row.rstrip():
                 return False
         rest = rows[max(top + len(wrapped), 0):]
         return below is None or [row.strip() for row in rest if row] == below
+
+    def show(self, character):
+        """A character as it is shown."""
+        if wcwidth(character) > self.screen.columns:
+            return "?"
+        return {"\x01": "^A", "\x85": "\\x85", "\udcff": "\\xff"}.get(character, character)
 
     def styles(self, length):
         """How the characters of a line in the row of the cursor are marked, a letter for each."""
@@ -126,8 +134,8 @@ def edit_at_random(program, columns, rows, count):
     terminal = Terminal(program, columns, rows)
     line, cursor = "", 0
     for _ in range(count):
-        key = random.choice(["1", "+", "x", "2", "漢" if columns > 1 else "3", "left", "left", "right", "home",
-                             "end", "erase"])
+        key = random.choice(["1", "+", "x", "2", "漢", "\x01", "\x85", "\udcff", "left", "left", "right", "home",
+                             "end", "erase", "erase", "kill", "drop"])
         if key == "left":
             terminal.type("\033[D")
             cursor -= 1 if cursor else 0
@@ -137,13 +145,19 @@ def edit_at_random(program, columns, rows, count):
         elif key in ("home", "end"):
             terminal.type("\033[H" if key == "home" else "\033[F")
             cursor = 0 if key == "home" else len(line)
+        elif key == "kill":
+            terminal.type("\x15")
+            line, cursor = line[cursor:], 0
+        elif key == "drop":
+            terminal.type("\x03")
+            line, cursor = "", 0
         elif key == "erase":
             terminal.type("\x7f")
             line, cursor = line[:max(cursor - 1, 0)] + line[cursor:], max(cursor - 1, 0)
         else:
-            terminal.type(key)
-            line, cursor = line[:cursor] + key + line[cursor:], cursor + len(key)
-        terminal.expect(f"{key}: not {line!r}, {cursor}", lambda: terminal.shows(line, cursor))
+            terminal.type("\033[200~" + key + "\033[201~")
+            line, cursor = line[:cursor] + key + line[cursor:], cursor + 1
+        terminal.expect(f"{key!r}: not {line!r}, {cursor}", lambda: terminal.shows(line, cursor))
     terminal.end()
 
 
@@ -167,6 +181,9 @@ def advise(program):
     line = "10^9*<1, 2, 3, 4, 5, 6>"
     numbers = ", ".join(f"{i}000000000" for i in range(1, 7))
     typed("\x15" + line, line, [f"<{numbers}>"[:57] + "\u2026"])
+    for last, shown in ("123456", "123456>"), ("1234567", "123456\u2026"):
+        numbers = "<" + "123, " * 10
+        typed(f"\x151*{numbers}{last}>", f"1*{numbers}{last}>", [numbers + shown])
     typed("\x157.5", "7.5", [])  # the answer is what was typed
     typed("\x15a=7.5", "a=7.5", [])
     typed("\x15rand()", "rand()", [])
@@ -192,12 +209,19 @@ def advise(program):
     typed("\033[C", "6*(-2) /4", ["-3"])
     terminal.read(0.2)
     assert terminal.written == written, "something was written though nothing changed"
+    line = "12" + "3" * 40
+    typed("\x15" + line + "\x01\x06", line, None, 1)
+    written = terminal.written
+    typed("\x14", "21" + line[2:], None, 2)
+    terminal.read(0.2)
+    assert terminal.written - written < len(line), "more was written than differs"
+    typed("\x05\x15", "", [])
     for keys, line, cursor, styles in (
             ("\x15nme+(", "nme+(", 5, "UUU.!"),
             ("\x15[1; 2]", "[1; 2]", 6, "!....!"),
             ("\x15(<1>)", "(<1>)", 5, "|...."), ("\033[D", "(<1>)", 4, "||..."),
             ("\033[D\033[D", "(<1>)", 2, "...|."), ("\033[D\033[D", "(<1>)", 0, "....|"),
-            ("\x0b\x15ata", "ata", 3, "..."),  # "atan" begins so
+            ("\x0b\x15(nme)", "(nme)", 5, "|UUU."), ("\x15ata", "ata", 3, "..."),  # "atan" begins so
             ("+1", "ata+1", 5, "UUU.."), ("\033[D\033[D", "ata+1", 3, "....."),
             ("\x0b\x15nme+oth\u00e9+x", "nme+oth\u00e9+x", 10, "UUU.UUU..U")):
         terminal.type(keys)
@@ -226,6 +250,19 @@ def advise(program):
     terminal.end()
 
 
+def ask(program):
+    """A question begins with a tab, in windows with room for it and without."""
+    for columns in 60, 20, 8, 5:
+        terminal = Terminal(program, columns, 24)
+        terminal.type("~\r" + "1" * 40)
+        question = " " * 18 + "Are you sure ? ([y|Enter]/n) " + "1" * 40
+        wrapped, at = wrap(question, len(question), columns)
+        terminal.expect(f"not asked in {columns} columns", lambda: terminal.screen.cursor.x == at[1] and
+                        terminal.rows()[terminal.screen.cursor.y - at[0]:][:len(wrapped)] ==
+                        [row.rstrip() for row in wrapped])
+        terminal.end()
+
+
 def resize(program):
     """The same picture, after the window was resized, though this terminal cuts lines off."""
     terminal = Terminal(program, 40, 10)
@@ -247,6 +284,7 @@ def resize(program):
 def main():
     program = sys.argv[1]
     advise(program)
+    ask(program)
     resize(program)
     for columns, rows in (1, 5), (2, 1), (3, 4), (10, 3), (23, 24), (80, 24), (300, 2):
         edit_at_random(program, columns, rows, 120)

@@ -124,11 +124,14 @@ TEST_F(Terminal, KeysEditTheLine) {
     terminal.Type("1" + Repeat("+1", 50));
     EXPECT_TRUE(terminal.Shows(Repeat("+1", 10)));
     terminal.WaitUntilBlocked();
+    terminal.Type("\x1a"); // the program is left below the line
+    EXPECT_TRUE(terminal.Shows("C\r\n\r\033[J\033[?2004l") && terminal.Shows("+1"));
+    terminal.WaitUntilBlocked();
     terminal.Type("\033[H"); // to the beginning, a row above
     EXPECT_TRUE(terminal.Shows("\033[A"));
     terminal.WaitUntilBlocked();
-    terminal.Type("\x1a"); // the program is left below the line
-    EXPECT_TRUE(terminal.Shows("\033[B\r\n\r\033[J\033[?2004l"));
+    terminal.Type("\x1a");
+    EXPECT_TRUE(terminal.Shows("D\033[B\r\n\r\033[J\033[?2004l")) << terminal.GetRest();
     ExpectAnswer(terminal, "9", "Scalar : 141");
     terminal.Type("q\r");
     EXPECT_EQ(terminal.WaitForEnd(), 0);
@@ -165,6 +168,19 @@ TEST_F(Terminal, AWrappedLineIsDrawnAnewWhenTheWindowChanges) {
     terminal.WaitUntilBlocked();
     terminal.Resize(60);
     EXPECT_TRUE(terminal.Shows("\033[6n\r\033[J> 5")); // it stays in its row
+}
+
+TEST_F(Terminal, RowsAreWrappedByTheTerminal) { // so that it knows that they are one line
+    PseudoTerminal terminal(folder);
+    ASSERT_TRUE(terminal.Shows("> "));
+    const std::string backspace = "\x7f";
+    for (const std::string& begin : {Repeat("1", 77), Repeat("1", 76) + "\033[H1"}) {
+        terminal.Type(begin);
+        terminal.WaitUntilBlocked();
+        terminal.Type(begin.size() == 77 ? "2" : "2\033[F"); // the row is full, and the cursor behind it
+        EXPECT_TRUE(terminal.Shows(begin.size() == 77 ? "2 \r\033[K" : "1 \r\033[K")) << terminal.GetRest();
+        terminal.Type("\x15");
+    }
 }
 
 TEST_F(Terminal, WhereTheCursorIsTellsWhetherLinesAreRewrapped) {
@@ -215,6 +231,7 @@ TEST_F(Terminal, HistoryComesBack) {
     {
         PseudoTerminal terminal(folder);
         ASSERT_TRUE(terminal.Shows("> "));
+        ExpectAnswer(terminal, "0+1", "Scalar : 1");
         ExpectAnswer(terminal, "1+2", "Scalar : 3");
         ExpectAnswer(terminal, "1+2", "Scalar : 3");
         ExpectAnswer(terminal, "3*4", "Scalar : 12");
@@ -236,7 +253,9 @@ TEST_F(Terminal, HistoryComesBack) {
         ExpectAnswer(terminal, "3" + Up + Up + Down + "5", "Scalar : 35");
         ExpectAnswer(terminal, "3\033[5~\033[5~\033[6~0", "Scalar : 305"); // the cursor stays behind the "3"
         ExpectAnswer(terminal, "3\033p\033n\033n6", "Scalar : 36");
-        ExpectAnswer(terminal, "3" + Up + "\x15" + CtrlR + "1+2" + Up, "Scalar : 12");
+        ExpectAnswer(terminal, "3" + Up + "\x15" + CtrlR + "951" + Up, "Scalar : 567");
+        ExpectAnswer(terminal, CtrlR + "0+1", "Scalar : 1"); // the oldest line
+        ExpectAnswer(terminal, "3*4", "Scalar : 12");
         ExpectAnswer(terminal, Up + "+1" + Up + Down, "Scalar : 13"); // edited, left, and found again
         ExpectAnswer(terminal, "30+1", "Scalar : 31");
         ExpectAnswer(terminal, "7", "Scalar : 7");
@@ -244,14 +263,13 @@ TEST_F(Terminal, HistoryComesBack) {
         ExpectAnswer(terminal, "30\033p\033p\033n0", "Scalar : 302"); // skips lines that begin differently
         terminal.Type(CtrlR + "zz");
         EXPECT_TRUE(terminal.Shows("no line with 'zz': "));
-        terminal.Type("\x07" + CtrlR);
+        terminal.Type("\x7f\x7f");
         EXPECT_TRUE(terminal.Shows("search '': "));
         terminal.Type("\x07");
         ExpectAnswer(terminal, CtrlR + "4+1" + "\x05" + "0", "Scalar : 22");
         ExpectAnswer(terminal, "50+6", "Scalar : 56");
         ExpectAnswer(terminal, "51+6", "Scalar : 57");
-        ExpectAnswer(terminal, CtrlR + "+6" + "\x05" + "0",
-                     "Scalar : 111"); // stays on a line that still matches
+        ExpectAnswer(terminal, CtrlR + "+" + CtrlR + "6\x05" + "0", "Scalar : 110"); // stays where it still matches
         terminal.Type("~\r");
         ASSERT_TRUE(terminal.Shows(Question));
         terminal.Type("rou\tn\r"); // nothing is completed
@@ -265,7 +283,7 @@ TEST_F(Terminal, HistoryComesBack) {
         EXPECT_EQ(terminal.WaitForEnd(), 0);
     }
     const std::string file = folder.Read(".local/state/orbel/history");
-    EXPECT_TRUE(file.starts_with("1+2\n3*4\n1+2\n67\n657\n567\n951\n1")) << file;
+    EXPECT_TRUE(file.starts_with("0+1\n1+2\n3*4\n1+2\n67\n657\n567\n951\n1")) << file;
     EXPECT_TRUE(file.ends_with("\n~\n9\n")) << file; // and not the "q"
     EXPECT_EQ(std::filesystem::status(folder.Path(".local/state/orbel/history")).permissions(),
               std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
@@ -661,6 +679,12 @@ TEST_F(Terminal, AMillionCharactersCanBePasted) {
     ExpectAnswer(terminal, PasteOn + sum + PasteOff, "Scalar : 500001");
     ExpectAnswer(terminal, Up + "+1", "Scalar : 500002");
     ExpectAnswer(terminal, Repeat("+1", 10'000), "Scalar : 10000"); // without marks
+    terminal.Type(PasteOn + "e\xcc\x81" + sum + PasteOff);          // what combines scrolls out of the window
+    terminal.WaitUntilBlocked();
+    ExpectAnswer(terminal,
+                 "\x15"
+                 "5",
+                 "Scalar : 5");
     const std::string name(20'000, 'a');
     ExpectAnswer(terminal, PasteOn + name + PasteOff, "Defining Symbol : " + name);
 }
