@@ -11,6 +11,7 @@
 #include <pty.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 namespace {
@@ -40,6 +41,12 @@ PseudoTerminal::~PseudoTerminal() {
 void PseudoTerminal::HangUp() {
     if (m_master >= 0) close(m_master);
     m_master = -1;
+}
+
+bool PseudoTerminal::EditsLines() const {
+    termios modes{};
+    constexpr tcflag_t Both = ICANON | ECHO;
+    return tcgetattr(m_master, &modes) == 0 && (modes.c_lflag & Both) == Both;
 }
 
 void PseudoTerminal::Resize(unsigned short columns) const {

@@ -26,6 +26,8 @@ public:
     /// Waits for the end of the program: its exit status, or the negated signal that ended it.
     int WaitForEnd();
     void HangUp();
+    /// Whether the terminal edits and echoes lines itself, as it does before and after the program.
+    bool EditsLines() const;
     /// Gives the window another width.
     void Resize(unsigned short columns) const;
     /// Sends a signal to the program.

@@ -46,6 +46,15 @@ protected:
         EXPECT_TRUE(terminal.Shows("> "));
     }
 
+    /// Defines "f60", which takes for ever.
+    static void DefineEndless(PseudoTerminal& terminal) {
+        for (int i = 60; i > 0; --i) {
+            const std::string below = "f" + std::to_string(i - 1);
+            terminal.Type("f" + std::to_string(i) + " &= " + below + "+" + below + "\r");
+        }
+        ExpectAnswer(terminal, "f0 &= rand()*0", "Defining Reference : f0 = 0");
+    }
+
     const Folder folder;
 };
 
@@ -186,31 +195,44 @@ TEST_F(Terminal, RowsAreWrappedByTheTerminal) { // so that it knows that they ar
 TEST_F(Terminal, WhereTheCursorIsTellsWhetherLinesAreRewrapped) {
     PseudoTerminal terminal(folder);
     ASSERT_TRUE(terminal.Shows("> "));
-    terminal.Type("1" +
-                  Repeat("+1", 49)); // the cursor is in column 22 of the second row, or of the third of 40 columns
+    terminal.Type("11" + Repeat("+1", 98)); // 200 columns with the prompt
     EXPECT_TRUE(terminal.Shows(Repeat("+1", 5)));
-    const std::string rewrapped = "\033[2A\r\033[J> 1";
-    const std::string cut = "\033[1A\r\033[J> 1";
-    const std::pair<std::string, std::string> rows[] = {
-        {"\033[5;22R", rewrapped}, {"\033[5;40R", cut},       {"\033[4~\033[5;40R", cut}, {"\033[5;0R", rewrapped},
-        {"\033[5;40x", rewrapped}, {"\033[5:40R", rewrapped}, {"\033[5;R", rewrapped},    {"\033[5;40R\033[4~", cut},
+    const std::string middle = "\x01" + Repeat("\033[C", 108); // in column 30 of the second row
+    const std::string end = "\x05";
+    const struct {
+        std::string keys;
+        unsigned short columns;
+        std::string answer;
+        int rowsUp;
+    } rows[] = {
+        {end, 30, "\033[5;21R", 6},                                                                      // rewrapped
+        {end, 30, "\033[5;30R", 2},                                                                      // cut
+        {end, 30, "\033[4~\033[5;30R", 2}, {end, 30, "\033[5;30R\033[4~", 2}, {end, 30, "\033[5;0R", 6}, // no answer
+        {end, 30, "\033[5;30x", 6},        {end, 30, "\033[5:30R", 6},        {end, 30, "\033[5;R", 6},
+        {end, 40, "\033[5;40R", 4}, // the last row is full, with the cursor in it
+        {end, 40, "\033[5;1R", 5},  // or behind it
+        {end, 40, "\033[5;23R", 2},        {end, 40, "\033[5;0R", 5},         {middle, 40, "\033[5;31R", 2},
+        {middle, 40, "\033[5;0R", 2},      {middle, 40, "\033[5;23R", 1},
     };
-    for (const auto& [answer, shown] : rows) {
+    const auto cleared = [](int rowsUp) { return "\033[" + std::to_string(rowsUp) + "A\r\033[J> 1"; };
+    for (const auto& row : rows) {
+        terminal.Type(row.keys);
         terminal.WaitUntilBlocked();
-        terminal.Resize(40);
+        terminal.Resize(row.columns);
         EXPECT_TRUE(terminal.Shows("\033[6n"));
-        terminal.Type(answer);
-        EXPECT_TRUE(terminal.Shows(shown)) << answer << ": " << terminal.GetRest();
+        terminal.Type(row.answer);
+        EXPECT_TRUE(terminal.Shows(cleared(row.rowsUp))) << row.answer << ": " << terminal.GetRest();
+        terminal.Type(end);
         terminal.WaitUntilBlocked();
         terminal.Resize(80);
         EXPECT_TRUE(terminal.Shows("\033[6n"));
-        terminal.Type("\033[9;22R");
-        EXPECT_TRUE(terminal.Shows(cut)) << answer << ": " << terminal.GetRest(); // the first of its two rows
+        terminal.Type("\033[9;41R");
+        EXPECT_TRUE(terminal.Shows(cleared(2))) << row.answer << ": " << terminal.GetRest();
     }
     terminal.WaitUntilBlocked();
     terminal.Resize(40);
     EXPECT_TRUE(terminal.Shows("\033[6n"));
-    ExpectAnswer(terminal, "\033[9;22R+1", "Scalar : 51"); // what is typed meanwhile is kept
+    ExpectAnswer(terminal, "\033[9;40R+1", "Scalar : 110"); // what is typed meanwhile is kept
 }
 
 TEST_F(Terminal, WhatIsTypedReachesTheCalculatorAsItIs) {
@@ -573,12 +595,7 @@ TEST_F(Terminal, CtrlCDropsTheLineAndStopsTheStatement) {
     ExpectAnswer(terminal, PasteOn + "w = 1\rw = 2" + CtrlC + Repeat("z = 3\r", 2'000) + PasteOff + "?z",
                  "'z' is undefined");
 
-    for (int i = 60; i > 1; --i) {
-        const auto name = [](int number) { return "f" + std::to_string(number); };
-        terminal.Type(name(i) + " &= " + name(i - 1) + "+" + name(i - 2) + "\r");
-    }
-    ExpectAnswer(terminal, "f1 = 1", "Defining Scalar : f1 = 1");
-    ExpectAnswer(terminal, "f0 &= rand()*0", "Defining Reference : f0 = 0");
+    DefineEndless(terminal);
     for (const char* endless : {"x = f60; y = 1", "?f60", "~f60", "<f60, 1>"}) {
         terminal.Type(endless + std::string("\r"));
         EXPECT_TRUE(terminal.Shows("\033[?2004l")); // it has begun
@@ -627,6 +644,36 @@ TEST_F(Terminal, ASecondCtrlCIsTheLastResort) {
     terminal.WaitUntilBlocked(); // nobody reads
     terminal.InterruptUntilItEnds();
     EXPECT_EQ(terminal.WaitForEnd(), -SIGINT);
+}
+
+TEST_F(Terminal, WhatStopsOrEndsItLeavesTheTerminalAsItWas) {
+    PseudoTerminal terminal(folder, "xterm", "; }; set -m; (start); stty -a > first; fg; stty -a > second; fg",
+                            "start() {");
+    const auto goesOn = [&](const char* modesOfShell) { // the shell puts it into the foreground again
+        for (int i = 0; i < 30'000 && (folder.Read(modesOfShell).empty() || terminal.EditsLines()); ++i) usleep(1'000);
+        return folder.Read(modesOfShell).find(" icanon") != std::string::npos && !terminal.EditsLines();
+    };
+    ASSERT_TRUE(terminal.Shows("> "));
+    EXPECT_FALSE(terminal.EditsLines());
+    terminal.Type("1+\x1a");
+    EXPECT_TRUE(terminal.Shows("\r\n\r\033[J\033[?2004l") && terminal.Shows("\033[?2004h") && terminal.Shows("> 1+"));
+    EXPECT_TRUE(goesOn("first"));
+    ExpectAnswer(terminal, "1", "Scalar : 2");
+    DefineEndless(terminal);
+    terminal.Type("f60\r");
+    EXPECT_TRUE(terminal.Shows("f60\r\n\033[?2004l"));
+    terminal.Type("\x1a");
+    EXPECT_TRUE(goesOn("second"));
+    terminal.Type(CtrlC);
+    EXPECT_TRUE(terminal.Shows(Cancelled) && terminal.Shows("\033[?2004h"));
+
+    PseudoTerminal ended(folder);
+    ASSERT_TRUE(ended.Shows("> "));
+    EXPECT_FALSE(ended.EditsLines());
+    ended.Signal(SIGTERM);
+    EXPECT_TRUE(ended.Shows("\r\n\r\033[J\033[?2004l"));
+    EXPECT_EQ(ended.WaitForEnd(), -SIGTERM);
+    EXPECT_TRUE(ended.EditsLines());
 }
 
 TEST_F(Terminal, CtrlDEndsItOnAnEmptyLineOnly) {
@@ -692,11 +739,7 @@ TEST_F(Terminal, AMillionCharactersCanBePasted) {
 TEST_F(Terminal, CtrlCDropsTheRestOfWhatIsPasted) {
     PseudoTerminal terminal(folder);
     ASSERT_TRUE(terminal.Shows("> "));
-    for (int i = 60; i > 0; --i) {
-        const std::string below = "f" + std::to_string(i - 1);
-        terminal.Type("f" + std::to_string(i) + " &= " + below + "+" + below + "\r");
-    }
-    ExpectAnswer(terminal, "f0 &= rand()*0", "Defining Reference : f0 = 0");
+    DefineEndless(terminal);
     terminal.Type(PasteOn + "f60+0\rx = 1\r");
     EXPECT_TRUE(terminal.Shows("f60+0\r\n\033[?2004l"));
     terminal.Type(CtrlC);
