@@ -144,6 +144,7 @@ TEST_F(Terminal, KeysEditTheLine) {
     ExpectAnswer(terminal, "9", "Scalar : 141");
     terminal.Type("q\r");
     EXPECT_EQ(terminal.WaitForEnd(), 0);
+    EXPECT_TRUE(terminal.EditsLines());
 }
 
 TEST_F(Terminal, ALineMayBeLongerThanTheWindow) {
@@ -182,14 +183,20 @@ TEST_F(Terminal, AWrappedLineIsDrawnAnewWhenTheWindowChanges) {
 TEST_F(Terminal, RowsAreWrappedByTheTerminal) { // so that it knows that they are one line
     PseudoTerminal terminal(folder);
     ASSERT_TRUE(terminal.Shows("> "));
-    const std::string backspace = "\x7f";
-    for (const std::string& begin : {Repeat("1", 77), Repeat("1", 76) + "\033[H1"}) {
-        terminal.Type(begin);
+    const struct {
+        std::string typed;
+        const char* last;
+        const char* shown;
+    } rows[] = {{Repeat("1", 77), "2", "2 \r\033[K"}, {Repeat("1", 76) + "\033[H1", "2\033[F", "1 \r\033[K"}};
+    for (const auto& row : rows) {
+        terminal.Type(row.typed);
         terminal.WaitUntilBlocked();
-        terminal.Type(begin.size() == 77 ? "2" : "2\033[F"); // the row is full, and the cursor behind it
-        EXPECT_TRUE(terminal.Shows(begin.size() == 77 ? "2 \r\033[K" : "1 \r\033[K")) << terminal.GetRest();
+        terminal.Type(row.last); // the row is full, and the cursor behind it
+        EXPECT_TRUE(terminal.Shows(row.shown)) << terminal.GetRest();
         terminal.Type("\x15");
     }
+    terminal.Resize(0); // a terminal that does not know
+    ExpectAnswer(terminal, "1+1", "Scalar : 2");
 }
 
 TEST_F(Terminal, WhereTheCursorIsTellsWhetherLinesAreRewrapped) {
