@@ -189,7 +189,7 @@ TEST_F(Terminal, RowsAreWrappedByTheTerminal) { // so that it knows that they ar
         std::string typed;
         const char* last;
         const char* shown;
-    } rows[] = {{Repeat("1", 77), "2", "2 \r\033[K"}, {Repeat("1", 76) + "\033[H1", "2\033[F", "1 \r\033[K"}};
+    } rows[] = {{Repeat("1", 77), "2", "2 \r\033[K"}, {Repeat("1", 76) + "\033[H12", "\033[F", "1 \r\033[K"}};
     for (const auto& row : rows) {
         terminal.Type(row.typed);
         terminal.WaitUntilBlocked();
