@@ -398,7 +398,7 @@ TEST(Utf8, GivesBackWhateverBytesItGot) {
                                                                     {"\xc1\xbf", 2},
                                                                     {"\xe0\x9f\xbf", 3},
                                                                     {"\xf0\x8f\xbf\xbf", 4},
-                                                                    {"\xed\xa0\x80", 3},
+                                                                    {"\xed\xa0\x80\xed\xbf\xbf", 6},
                                                                     {"\xed\x9f\xbf\xee\x80\x80", 2},
                                                                     {"a\xff\x80z", 4},
                                                                     {"\xc3", 1},
@@ -410,6 +410,17 @@ TEST(Utf8, GivesBackWhateverBytesItGot) {
         EXPECT_EQ(text.size(), count) << bytes;
         EXPECT_EQ(Quarn::ToUtf8(text), bytes);
     }
+}
+
+TEST(Utf8, WidthsHoldFromTheFirstToTheLastOfARange) {
+    for (const auto& [character, width] : {std::pair(U'\u10FF', 1u),
+                                           {U'\u1100', 2u},
+                                           {U'\u115F', 2u},
+                                           {U'\u02FF', 1u},
+                                           {U'\u0300', 0u},
+                                           {U'\u036F', 0u},
+                                           {U'\u0370', 1u}})
+        EXPECT_EQ(Quarn::WidthOf(character), width) << static_cast<unsigned>(character);
 }
 
 TEST(History, KeepsTheLastLinesOfItsFile) {
