@@ -124,6 +124,11 @@ bool PseudoTerminal::Shows(std::string_view text) {
     }
 }
 
+std::string PseudoTerminal::ShownBefore(std::string_view text) {
+    const std::size_t begin = m_found;
+    return Shows(text) ? m_shown.substr(begin, m_found - text.size() - begin) : "";
+}
+
 int PseudoTerminal::WaitForEnd() {
     const auto deadline = std::chrono::steady_clock::now() + Patience;
     int status = 0;

@@ -21,6 +21,8 @@ public:
     /// Waits until the text is shown behind what the last call has found. False if the program ends or half a minute
     /// passes.
     bool Shows(std::string_view text);
+    /// The same. Returns what is shown before the text, behind what the last call has found.
+    std::string ShownBefore(std::string_view text);
     /// What was shown that no call has found yet.
     std::string GetRest() const { return m_shown.substr(m_found); }
     /// Waits for the end of the program: its exit status, or the negated signal that ended it.

@@ -210,12 +210,12 @@ def advise(program):
     terminal.read(0.2)
     assert terminal.written == written, "something was written though nothing changed"
     line = "12" + "3" * 40
-    typed("\x15" + line + "\x01\x06", line, None, 1)
+    typed("\x15\033a" + line + "\x01\x06", line, [], 1)
     written = terminal.written
-    typed("\x14", "21" + line[2:], None, 2)
+    typed("\x14", "21" + line[2:], [], 2)
     terminal.read(0.2)
     assert terminal.written - written < len(line), "more was written than differs"
-    typed("\x05\x15", "", [])
+    typed("\x05\x15\033a", "", [])
     for keys, line, cursor, styles in (
             ("\x15nme+(", "nme+(", 5, "UUU.!"),
             ("\x15[1; 2]", "[1; 2]", 6, "!....!"),

@@ -214,29 +214,40 @@ TEST_F(Terminal, WhereTheCursorIsTellsWhetherLinesAreRewrapped) {
         std::string answer;
         int rowsUp;
     } rows[] = {
-        {end, 30, "\033[5;21R", 6},                                                                      // rewrapped
-        {end, 30, "\033[5;30R", 2},                                                                      // cut
-        {end, 30, "\033[4~\033[5;30R", 2}, {end, 30, "\033[5;30R\033[4~", 2}, {end, 30, "\033[5;0R", 6}, // no answer
-        {end, 30, "\033[5;30x", 6},        {end, 30, "\033[5:30R", 6},        {end, 30, "\033[5;R", 6},
-        {end, 40, "\033[5;40R", 4}, // the last row is full, with the cursor in it
-        {end, 40, "\033[5;1R", 5},  // or behind it
-        {end, 40, "\033[5;23R", 2},        {end, 40, "\033[5;0R", 5},         {middle, 40, "\033[5;31R", 2},
-        {middle, 40, "\033[5;0R", 2},      {middle, 40, "\033[5;23R", 1},
+        {end, 30, "\033[5;21R", 6},        // rewrapped
+        {end, 30, "\033[5;30R", 2},        // cut
+        {end, 30, "\033[4~\033[5;30R", 2}, // behind a key
+        {end, 30, "\033[5;30R\033[4~", 2}, // before one
+        {end, 30, "\033[5;0R", 6},         // no answer, nor is any of the next
+        {end, 30, "\033[5;30x", 6},        //
+        {end, 30, "\033[5:30R", 6},        //
+        {end, 30, "\033[5;R", 6},          //
+        {end, 40, "\033[5;40R", 4},        // the last row is full, with the cursor in it
+        {end, 40, "\033[5;1R", 5},         // or behind it
+        {end, 40, "\033[5;23R", 2},        // cut
+        {end, 40, "\033[5;0R", 5},         // no answer
+        {middle, 40, "\033[5;31R", 2},     // rewrapped
+        {middle, 40, "\033[5;23R", 1},     // cut
+        {middle, 40, "\033[5;0R", 2},      // no answer
     };
-    const auto cleared = [](int rowsUp) { return "\033[" + std::to_string(rowsUp) + "A\r\033[J> 1"; };
+    const auto resize = [&](unsigned short columns, const std::string& answer) {
+        terminal.WaitUntilBlocked();
+        terminal.Resize(columns);
+        EXPECT_TRUE(terminal.Shows("\033[6n"));
+        terminal.Type(answer);
+        return terminal.ShownBefore("\r\033[J> 1");
+    };
     for (const auto& row : rows) {
-        terminal.Type(row.keys);
-        terminal.WaitUntilBlocked();
-        terminal.Resize(row.columns);
-        EXPECT_TRUE(terminal.Shows("\033[6n"));
-        terminal.Type(row.answer);
-        EXPECT_TRUE(terminal.Shows(cleared(row.rowsUp))) << row.answer << ": " << terminal.GetRest();
-        terminal.Type(end);
-        terminal.WaitUntilBlocked();
-        terminal.Resize(80);
-        EXPECT_TRUE(terminal.Shows("\033[6n"));
-        terminal.Type("\033[9;41R");
-        EXPECT_TRUE(terminal.Shows(cleared(2))) << row.answer << ": " << terminal.GetRest();
+        const std::string expected = "\033[" + std::to_string(row.rowsUp) + "A";
+        std::string shown;
+        constexpr int Attempts = 5; // on a busy machine an answer may come too late
+        for (int i = 0; i < Attempts && shown != expected; ++i) {
+            terminal.Type(row.keys);
+            shown = resize(row.columns, row.answer);
+            terminal.Type(end);
+            EXPECT_EQ(resize(80, "\033[9;41R"), "\033[2A");
+        }
+        EXPECT_EQ(shown, expected) << row.columns << " columns, " << row.answer;
     }
     terminal.WaitUntilBlocked();
     terminal.Resize(40);
@@ -510,18 +521,23 @@ TEST(History, LeavesAFileAsItsOwnerMadeIt) {
 TEST(History, AFileThatIsReplacedMeanwhileIsOpenedAgain) {
     using Quarn::History;
     const Folder folder;
-    const std::string path = folder.Write("history", "1\n");
-    History history(path);
-    const int locked = open(path.c_str(), O_RDONLY);
-    ASSERT_EQ(flock(locked, LOCK_EX), 0);
-    std::thread replaces([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        std::filesystem::rename(folder.Write("new", "2\n"), path);
-        close(locked);
-    });
-    history.Add("3");
-    replaces.join();
-    EXPECT_EQ(folder.Read("history"), "2\n3\n");
+    std::string kept;
+    constexpr int Attempts = 5; // on a busy machine it may be replaced too late
+    for (int i = 0; i < Attempts && kept != "2\n3\n"; ++i) {
+        const std::string path = folder.Write("history", "1\n");
+        History history(path);
+        const int locked = open(path.c_str(), O_RDONLY);
+        ASSERT_EQ(flock(locked, LOCK_EX), 0);
+        std::thread replaces([&] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            std::filesystem::rename(folder.Write("new", "2\n"), path);
+            close(locked);
+        });
+        history.Add("3");
+        replaces.join();
+        kept = folder.Read("history");
+    }
+    EXPECT_EQ(kept, "2\n3\n");
 }
 
 TEST(History, WritesALineWholeOrNotAtAll) {
