@@ -81,13 +81,13 @@ class Terminal:
 
     def shows(self, line, cursor, below=None):
         """Whether the line is seen behind the last prompt, with the cursor, and nothing below but what may be."""
-        shown = ["> "] + [self.show(character) for character in line]
+        shown = ["> "] + [self.shown_as(character) for character in line]
         wrapped, at = wrap("".join(shown), len("".join(shown[:1 + cursor])), self.screen.columns)
         rows = self.rows()
         top = self.screen.cursor.y - at[0]
         height = self.screen.lines
-        isScrolledTooFar = top < 0 and top + len(wrapped) < height
-        if self.screen.cursor.x != at[1] or isScrolledTooFar:
+        is_scrolled_too_far = top < 0 and top + len(wrapped) < height
+        if self.screen.cursor.x != at[1] or is_scrolled_too_far:
             return False
         for i, row in enumerate(wrapped):
             if 0 <= top + i < height and rows[top + i] != row.rstrip():
@@ -95,7 +95,7 @@ class Terminal:
         rest = rows[max(top + len(wrapped), 0):]
         return below is None or [row.strip() for row in rest if row] == below
 
-    def show(self, character):
+    def shown_as(self, character):
         """A character as it is shown."""
         if wcwidth(character) > self.screen.columns:
             return "?"

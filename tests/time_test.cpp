@@ -159,7 +159,9 @@ TEST_F(Time, FramesAndRates) {
     EXPECT_TRUE(manager.GetHighestRate() == s_uint(10000u) && manager.GetLowestRate() == s_uint(4u));
     EXPECT_NEAR(manager.GetTimer()->GetElapsed(), 0.37501, 1e-9);
     manager.Start();
-    EXPECT_TRUE(manager.GetFrameCount().IsZero() && manager.GetRateSum().IsZero() && manager.GetHighestRate().IsZero());
+    EXPECT_TRUE(manager.GetFrameCount().IsZero());
+    EXPECT_TRUE(manager.GetRateSum().IsZero());
+    EXPECT_TRUE(manager.GetHighestRate().IsZero());
 }
 
 TEST_F(Time, WithoutACallbackEveryTimeIsZero) {
